@@ -1,0 +1,18 @@
+# Everything here is installed by scripts/setup.
+
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(spdlog REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(pugixml REQUIRED)
+pkg_check_modules(giomm REQUIRED IMPORTED_TARGET giomm-2.68)
+pkg_check_modules(openobex_library REQUIRED IMPORTED_TARGET openobex)
+
+# SOCI is packaged without a description for CMake or pkg-config.
+find_path(SOCI_INCLUDE_DIR soci/soci.h REQUIRED)
+find_library(SOCI_CORE_LIBRARY soci_core REQUIRED)
+find_library(SOCI_SQLITE3_LIBRARY soci_sqlite3 REQUIRED)
+add_library(soci_sqlite3 INTERFACE)
+target_include_directories(soci_sqlite3 SYSTEM INTERFACE ${SOCI_INCLUDE_DIR} ${SOCI_INCLUDE_DIR}/soci)
+target_link_libraries(soci_sqlite3 INTERFACE ${SOCI_SQLITE3_LIBRARY} ${SOCI_CORE_LIBRARY})
