@@ -9,6 +9,8 @@ add_library(phone_options INTERFACE)
 target_include_directories(phone_options INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(phone_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+  # The OBEX library's own constants are made of two enumerations each.
+  -Wno-deprecated-enum-enum-conversion
   $<$<BOOL:${PHONE_WERROR}>:-Werror>)
 
 if(PHONE_SANITIZE)
