@@ -10,21 +10,28 @@
 /// The gate for everything that a stranger can make the telephone write: one file beneath the
 /// images folder.
 ///
-/// `init` takes the path, `store` writes the whole file, `shutdown` ends it. A path is an absolute
-/// one beneath the root; it is resolved strictly beneath it: a ".." component, a symbolic link at
-/// any level, a path that leaves the root or ends in a folder is refused. Missing folders beneath
-/// the root are created. The bytes go to a temporary file, are synced and renamed into place, so
-/// that a reader sees the old file or the new one, whole. A file of that name with other contents
-/// is kept as `NAME~`, replacing an older one of that name; if that can't be made, the write is
-/// refused.
+/// `init` takes the path, `store` writes the whole file, `shutdown` ends it. The root must exist. A
+/// path is an absolute one beneath the root, and begins with the root as it is written here; it is
+/// resolved strictly beneath it: a ".." component, a symbolic link at any level, a path that leaves
+/// the root, and a name that is taken by anything but a file are refused. Missing folders beneath
+/// the root are created; those that a refused write created are removed again.
 ///
-/// Bounds, over everything beneath the root: `Limits`. Beyond them, on a full or read-only disk,
-/// without permission, or with a component of more than 255 bytes, `init` or `store` returns false
-/// and no partial file stays.
+/// The bytes go to a temporary file in the root (".storage-" and 16 digits; no path may have a name
+/// that begins like this), are synced and renamed into place, so that a reader sees the old file or
+/// the new one, whole. Temporary files of a process that was killed are removed by the next writer.
+/// A file of that name with other contents is kept as `NAME~`, replacing an older one of that name;
+/// if that can't be made, the write is refused. Where the same bytes are there already, nothing is
+/// written.
+///
+/// Bounds, over everything beneath the root: `Limits`. A file counts beside the one that it will
+/// replace. Beyond them, on a full or read-only disk, without permission, with a component of more
+/// than 255 bytes, or beneath a mount point inside the root, `init` or `store` returns false and no
+/// partial file stays. The reason goes to the log, as component and source "Storage".
 ///
 /// Threads: one object serves one thread. Any number of objects, in any number of processes, may
-/// write at a time, to the same name too: the last rename wins, and each file is whole. No
-/// exception leaves `init`, `store` and `shutdown`.
+/// write at a time, to the same name too: the last rename wins, and each file is whole. They take
+/// turns by a lock on the root folder; who doesn't get it within half a minute is refused. No
+/// exception leaves any member.
 class FRAMEWORK_API Storage {
  public:
   struct Limits {
@@ -44,11 +51,13 @@ class FRAMEWORK_API Storage {
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
 
-  /// Opens for the file at `path`. The modes are those of a stream for reading and one for writing;
-  /// without `out` in the second, `store` is refused.
+  /// Opens for the file at `path`; changes nothing on the disk. What an earlier `init` opened is
+  /// shut down first. The modes are those of a stream for reading, which isn't used, and one for
+  /// writing; without `out` in the second, `store` is refused.
   bool init(const char* path, std::ios_base::openmode readMode, std::ios_base::openmode writeMode);
-  /// Writes the whole file from `size` bytes at `data`, which stay the caller's. A null `name`
-  /// means the path given to `init`; any other names a file in the same folder.
+  /// Writes the whole file from `size` bytes at `data`, which stay the caller's, and returns when
+  /// it is on the disk. A null `name` means the path given to `init`; any other names a file in the
+  /// same folder. May be called again.
   bool store(const char* name, char* data, int size);
   /// Ends the use of the path; `init` may follow. Harmless when there was no `init`.
   void shutdown();
