@@ -1,0 +1,41 @@
+#include <cstddef>
+#include <cstring>
+
+#include "openobex/openobex.h"
+
+// The library of today has lost both conversions.
+
+namespace openobex {
+
+int OBEX_CharToUnicode(std::uint8_t* unicode, const std::uint8_t* text, int size) {
+  if (unicode == nullptr || text == nullptr || size < 2) return -1;
+  // More characters than this do not fit, so the text is never read further than that.
+  const std::size_t limit = static_cast<std::size_t>(size) / 2;
+  const void* end = std::memchr(text, 0, limit);
+  if (end == nullptr) return -1;
+  const auto length = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - text);
+  // From the end, since both may be the same buffer. The terminator goes with the rest.
+  for (std::size_t i = length + 1; i-- > 0;) {
+    const std::uint8_t character = text[i];
+    unicode[2 * i + 1] = character;
+    unicode[2 * i] = 0;
+  }
+  return static_cast<int>(2 * length + 2);
+}
+
+int OBEX_UnicodeToChar(std::uint8_t* text, const std::uint8_t* unicode, int size) {
+  if (text == nullptr || unicode == nullptr || size < 1) return -1;
+  const std::size_t limit = static_cast<std::size_t>(size) - 1;
+  std::size_t length = 0;
+  for (; length < limit; ++length) {
+    const std::uint8_t high = unicode[2 * length];
+    const std::uint8_t low = unicode[2 * length + 1];
+    if (high == 0 && low == 0) break;
+    // The low byte alone could be a dot or the end of the text, which a name must not gain here.
+    text[length] = high == 0 ? low : std::uint8_t{'?'};
+  }
+  text[length] = 0;
+  return static_cast<int>(length + 1);
+}
+
+}  // namespace openobex
