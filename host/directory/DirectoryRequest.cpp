@@ -1,0 +1,206 @@
+#include "host/directory/DirectoryRequest.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <pugixml.hpp>
+#include <string>
+#include <utility>
+
+#include "host/directory/DirectoryRefusal.h"
+#include "host/directory/XmlGate.h"
+
+namespace host {
+
+namespace {
+
+using Kind = DirectoryRequest::Kind;
+
+// The fragment flag shows text outside the root element, which would be dropped otherwise; the
+// declaration is wanted for the encoding it names.
+constexpr unsigned kParseFlags = pugi::parse_escapes | pugi::parse_ws_pcdata_single |
+                                 pugi::parse_declaration | pugi::parse_fragment;
+
+constexpr std::size_t kMaxIdDigits = 18;
+
+constexpr std::array<std::pair<std::string_view, Kind>, 2> kReasons = {
+    {{"read_request", Kind::Read}, {"write_request", Kind::Write}}};
+
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+
+struct SchemaParts {
+  pugi::xml_node reason;
+  pugi::xml_node resultColumns;
+  pugi::xml_node entry;
+};
+
+void refuseUnless(bool condition, const char* reason) {
+  if (!condition) throw DirectoryRefusal(reason);
+}
+
+bool isBlank(std::string_view text) {
+  return text.find_first_not_of(kWhiteSpace) == std::string_view::npos;
+}
+
+// The elements in a node that may hold nothing else but white space.
+std::vector<pugi::xml_node> elementsIn(pugi::xml_node node) {
+  std::vector<pugi::xml_node> elements;
+  for (const pugi::xml_node child : node.children()) {
+    if (child.type() == pugi::node_element) {
+      elements.push_back(child);
+    } else if (child.type() == pugi::node_pcdata) {
+      refuseUnless(isBlank(child.value()), "The request holds text outside of its values.");
+    }
+  }
+  return elements;
+}
+
+std::string_view textOf(pugi::xml_node element) {
+  refuseUnless(element.first_attribute().empty(), "Only Schema may have an attribute.");
+  const pugi::xml_node content = element.first_child();
+  if (content.empty()) return {};
+  refuseUnless(content.type() == pugi::node_pcdata && content.next_sibling().empty(),
+               "The request holds an element where only text may stand.");
+  return content.value();
+}
+
+void checkDeclaration(const pugi::xml_document& document) {
+  const pugi::xml_attribute encoding = document.first_child().attribute("encoding");
+  const bool declared =
+      document.first_child().type() == pugi::node_declaration && !encoding.empty();
+  refuseUnless(!declared || strcasecmp(encoding.value(), "utf-8") == 0,
+               "The request declares an encoding other than utf-8.");
+}
+
+pugi::xml_node schemaOf(const pugi::xml_document& document) {
+  checkDeclaration(document);
+  const std::vector<pugi::xml_node> roots = elementsIn(document);
+  refuseUnless(roots.size() == 1 && std::strcmp(roots.front().name(), "Schema") == 0,
+               "The request is not one Schema element.");
+  const pugi::xml_node schema = roots.front();
+  const pugi::xml_attribute name = schema.first_attribute();
+  refuseUnless(std::strcmp(name.name(), "name") == 0 &&
+                   std::strcmp(name.value(), "PhoneBook") == 0 && name.next_attribute().empty(),
+               "The request is not for the Schema of the name PhoneBook.");
+  return schema;
+}
+
+SchemaParts partsOf(pugi::xml_node schema) {
+  SchemaParts parts;
+  const std::array<std::pair<const char*, pugi::xml_node*>, 3> places = {
+      {{"ReasonForMessage", &parts.reason},
+       {"ResultCols", &parts.resultColumns},
+       {"Entry", &parts.entry}}};
+  for (const pugi::xml_node element : elementsIn(schema)) {
+    const auto* const place = std::find_if(places.begin(), places.end(), [&](const auto& known) {
+      return std::strcmp(known.first, element.name()) == 0;
+    });
+    refuseUnless(place != places.end(),
+                 "The Schema holds an element other than ReasonForMessage, ResultCols and Entry.");
+    refuseUnless(place->second->empty(), "The Schema holds an element twice.");
+    *place->second = element;
+  }
+  return parts;
+}
+
+Kind kindOf(pugi::xml_node reason) {
+  refuseUnless(!reason.empty(), "The request has no ReasonForMessage.");
+  const std::string_view text = textOf(reason);
+  const auto* const known = std::find_if(kReasons.begin(), kReasons.end(),
+                                         [&](const auto& entry) { return entry.first == text; });
+  refuseUnless(known != kReasons.end(),
+               "The ReasonForMessage is neither read_request nor write_request.");
+  return known->second;
+}
+
+std::vector<Column> columnsOf(std::string_view names) {
+  std::vector<Column> columns;
+  for (std::size_t at = names.find_first_not_of(kWhiteSpace); at != std::string_view::npos;
+       at = names.find_first_not_of(kWhiteSpace, at)) {
+    const std::size_t end = std::min(names.find_first_of(kWhiteSpace, at), names.size());
+    const auto column = columnNamed(names.substr(at, end - at));
+    refuseUnless(column.has_value(), "ResultCols names a column that the phonebook doesn't have.");
+    refuseUnless(std::find(columns.begin(), columns.end(), *column) == columns.end(),
+                 "ResultCols names a column twice.");
+    columns.push_back(*column);
+    at = end;
+  }
+  return columns;
+}
+
+std::vector<ColumnValue> valuesOf(pugi::xml_node entry) {
+  refuseUnless(!entry.empty(), "The request has no Entry.");
+  refuseUnless(entry.first_attribute().empty(), "Only Schema may have an attribute.");
+  std::vector<ColumnValue> values;
+  std::size_t bytes = 0;
+  for (const pugi::xml_node element : elementsIn(entry)) {
+    const auto column = columnNamed(element.name());
+    refuseUnless(column.has_value(),
+                 "The Entry holds an element that is no column of the phonebook.");
+    const bool known = std::any_of(values.begin(), values.end(), [&](const ColumnValue& value) {
+      return value.column == column;
+    });
+    refuseUnless(!known, "The Entry holds an element twice.");
+    const std::string_view text = textOf(element);
+    bytes += text.size();
+    refuseUnless(bytes <= DirectoryRequest::kMaxEntryBytes,
+                 "The values of the Entry are larger than 8 MiB.");
+    values.push_back({*column, std::string(text)});
+  }
+  return values;
+}
+
+void checkRead(const std::vector<Column>& columns, const std::vector<ColumnValue>& entry) {
+  refuseUnless(!columns.empty(), "The read_request names no column in ResultCols.");
+  for (const ColumnValue& value : entry) {
+    const bool digits = value.value.find_first_not_of("0123456789") == std::string::npos;
+    const bool number = digits && !value.value.empty() && value.value.size() <= kMaxIdDigits;
+    refuseUnless(value.column != Column::Id || number, "The Id is not a number.");
+  }
+}
+
+void checkWrite(const SchemaParts& parts, const std::vector<ColumnValue>& entry) {
+  refuseUnless(parts.resultColumns.empty(), "A write_request has no ResultCols.");
+  const auto isId = [](const ColumnValue& value) { return value.column == Column::Id; };
+  refuseUnless(std::none_of(entry.begin(), entry.end(), isId),
+               "An Id can't be written: the phonebook gives it.");
+  const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
+  refuseUnless(!std::all_of(entry.begin(), entry.end(), isEmpty),
+               "The Entry to write holds no value.");
+}
+
+}  // namespace
+
+DirectoryRequest::DirectoryRequest(Kind kind, std::vector<Column> resultColumns,
+                                   std::vector<ColumnValue> entry)
+    : m_kind(kind), m_resultColumns(std::move(resultColumns)), m_entry(std::move(entry)) {}
+
+DirectoryRequest DirectoryRequest::parse(std::string_view text) {
+  XmlGate::check(text);
+  pugi::xml_document document;
+  const pugi::xml_parse_result result =
+      document.load_buffer(text.data(), text.size(), kParseFlags, pugi::encoding_utf8);
+  if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+  if (!result)
+    throw DirectoryRefusal(std::string("The request is not well-formed XML: ") +
+                           result.description() + ".");
+  const SchemaParts parts = partsOf(schemaOf(document));
+  const Kind kind = kindOf(parts.reason);
+  std::vector<Column> columns;
+  if (!parts.resultColumns.empty()) columns = columnsOf(textOf(parts.resultColumns));
+  std::vector<ColumnValue> entry = valuesOf(parts.entry);
+  switch (kind) {
+    case Kind::Read:
+      checkRead(columns, entry);
+      break;
+    case Kind::Write:
+      checkWrite(parts, entry);
+      break;
+  }
+  return {kind, std::move(columns), std::move(entry)};
+}
+
+}  // namespace host

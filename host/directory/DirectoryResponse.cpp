@@ -1,0 +1,71 @@
+#include "host/directory/DirectoryResponse.h"
+
+#include <utility>
+
+#include "host/directory/DirectoryRefusal.h"
+#include "host/directory/DirectoryRequest.h"
+#include "host/directory/XmlText.h"
+
+namespace host {
+
+namespace {
+
+static_assert(DirectoryRequest::kMaxEntryBytes * kXmlMaxGrowth + (std::size_t{1} << 20) <
+                  DirectoryResponse::kMaxBytes,
+              "an entry has to fit into an answer");
+
+std::string begin(std::string_view reason) {
+  std::string text(kXmlHead);
+  return text.append(reason).append("</ReasonForMessage>");
+}
+
+std::string end(std::string text) { return text.append(kXmlTail); }
+
+// No request can store a NUL; someone who edits the file by hand can. XML has no way to say one,
+// and one as it is would cut the answer short for most readers.
+void appendValue(std::string& text, Column column, const std::string& value) {
+  if (value.find('\0') == std::string::npos) {
+    appendElement(text, columnName(column), value);
+    return;
+  }
+  std::string shown;
+  for (const char c : value) {
+    if (c == '\0') {
+      shown.append("\xEF\xBF\xBD");
+    } else {
+      shown.push_back(c);
+    }
+  }
+  appendElement(text, columnName(column), shown);
+}
+
+}  // namespace
+
+std::string DirectoryResponse::failure(std::string_view reason) {
+  std::string text = begin("failure");
+  appendElement(text, "Reason", reason);
+  return end(std::move(text));
+}
+
+std::string DirectoryResponse::written(long long id) {
+  std::string text = begin("write_response");
+  appendElement(text, columnName(Column::Id), std::to_string(id));
+  return end(std::move(text));
+}
+
+DirectoryResponse::DirectoryResponse(std::vector<Column> columns)
+    : m_columns(std::move(columns)), m_text(begin("read_response")) {}
+
+void DirectoryResponse::add(const std::vector<std::string>& values) {
+  m_text.append("<Entry>");
+  for (std::size_t i = 0; i < m_columns.size(); ++i)
+    appendValue(m_text, m_columns[i], values.at(i));
+  m_text.append("</Entry>");
+  if (m_text.size() + kXmlTail.size() <= kMaxBytes) return;
+  throw DirectoryRefusal(
+      "The answer would be larger than 60 MiB. Ask for fewer columns, or for one entry by its Id.");
+}
+
+std::string DirectoryResponse::finish() { return end(std::exchange(m_text, {})); }
+
+}  // namespace host

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <soci/soci.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "host/directory/PhoneBookError.h"
+
+namespace host {
+
+/// What differs between the databases that can hold a phonebook. All other SQL is understood by
+/// each of them.
+///
+/// Threads: one object serves one thread at a time.
+class PhoneBookBackend {
+ public:
+  /// The one place that knows which databases there are. `connection` is "sqlite3://PATH"; throws
+  /// PhoneBookError for any other. `busyTimeout` is how long a lock of somebody else is waited for.
+  static std::unique_ptr<PhoneBookBackend> create(const std::string& connection,
+                                                  std::chrono::milliseconds busyTimeout);
+  virtual ~PhoneBookBackend() = default;
+
+  /// Opens the database, made when there is none, for reading and writing. The session must not be
+  /// connected yet. Throws PhoneBookError or soci::soci_error.
+  virtual void connect(soci::session& session) = 0;
+  /// Whether what was opened last is no longer what the connection string names.
+  virtual bool hasMoved() const = 0;
+  /// What an error of the database means. The error's own text is not for the user: it quotes the
+  /// values.
+  virtual PhoneBookError explain(const soci::soci_error& error) const = 0;
+  /// The SQL type of a number that the database gives to each new row and never gives again.
+  virtual std::string idType() const = 0;
+  /// How messages call the phonebook.
+  virtual std::string name() const = 0;
+
+ protected:
+  PhoneBookBackend() = default;
+  PhoneBookBackend(const PhoneBookBackend&) = delete;
+  PhoneBookBackend& operator=(const PhoneBookBackend&) = delete;
+};
+
+}  // namespace host

@@ -1,0 +1,146 @@
+#include "host/directory/SqliteBackend.h"
+
+#include <fcntl.h>
+#include <soci/sqlite3/soci-sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace host {
+
+namespace {
+
+using Kind = PhoneBookError::Kind;
+namespace fs = std::filesystem;
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+// A new name is on the disk when its folder is.
+void syncFolder(const fs::path& folder) {
+  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  ::fsync(descriptor);
+  ::close(descriptor);
+}
+
+void makeFolders(const fs::path& folder) {
+  struct stat status = {};
+  if (::stat(folder.c_str(), &status) == 0) return;
+  if (errno != ENOENT || !folder.has_relative_path())
+    throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
+                                           " can't be reached: " + reasonOf(errno) + ".");
+  makeFolders(folder.parent_path());
+  if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
+    throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
+                                           " can't be made: " + reasonOf(errno) + ".");
+  syncFolder(folder.parent_path());
+}
+
+int resultOf(const soci::soci_error& error) {
+  const auto* const failed = dynamic_cast<const soci::sqlite3_soci_error*>(&error);
+  constexpr int kExtendedBits = 8;
+  return failed == nullptr ? SQLITE_ERROR : failed->result() & ((1 << kExtendedBits) - 1);
+}
+
+}  // namespace
+
+SqliteBackend::SqliteBackend(const std::string& path, std::chrono::milliseconds busyTimeout)
+    : m_path(fs::absolute(path)), m_busyTimeout(busyTimeout) {}
+
+void SqliteBackend::connect(soci::session& session) {
+  prepareFolder();
+  openFile(session);
+  configure(session);
+  checkContents(session);
+  struct stat status = {};
+  if (::stat(m_path.c_str(), &status) != 0) throw broken("vanished while it was opened");
+  m_device = status.st_dev;
+  m_inode = status.st_ino;
+}
+
+bool SqliteBackend::hasMoved() const {
+  struct stat status = {};
+  if (::stat(m_path.c_str(), &status) != 0) return true;
+  return status.st_dev != m_device || status.st_ino != m_inode;
+}
+
+void SqliteBackend::prepareFolder() const {
+  const std::string text = m_path.string();
+  if (text.find('"') != std::string::npos) throw broken("has a quotation mark in its path");
+  makeFolders(m_path.parent_path());
+  struct stat status = {};
+  if (::stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+    throw broken("is not a file");
+  // The log is made beside the file, so that a file that may be written isn't enough.
+  if (::access(m_path.parent_path().c_str(), W_OK | X_OK) != 0)
+    throw broken("can't be written: its folder says \"" + reasonOf(errno) + "\"");
+}
+
+void SqliteBackend::openFile(soci::session& session) const {
+  // The file must not be opened by hand: closing it would take away every lock that another
+  // connection of this process has on it.
+  struct stat status = {};
+  const bool isNew = ::stat(m_path.c_str(), &status) != 0;
+  session.open(soci::sqlite3, "db=\"" + m_path.string() + "\"");
+  if (!isNew) return;
+  // Still empty. The log and the index of the log get the mode of the file.
+  if (::chmod(m_path.c_str(), S_IRUSR | S_IWUSR) != 0)
+    throw broken("can't be made private: " + reasonOf(errno));
+  syncFolder(m_path.parent_path());
+}
+
+void SqliteBackend::configure(soci::session& session) const {
+  session << "PRAGMA busy_timeout = " << m_busyTimeout.count();
+  // The file may come from anywhere: nothing that its schema says is trusted.
+  session << "PRAGMA trusted_schema = OFF";
+  session << "PRAGMA cell_size_check = ON";
+  // A file that can't be written is opened for reading without a word; a write says so.
+  session << "BEGIN IMMEDIATE";
+  session << "ROLLBACK";
+  session << "PRAGMA journal_mode = WAL";
+  session << "PRAGMA synchronous = FULL";
+  constexpr int kLogBytes = 4 << 20;
+  session << "PRAGMA journal_size_limit = " << kLogBytes;
+}
+
+void SqliteBackend::checkContents(soci::session& session) const {
+  std::string verdict;
+  session << "PRAGMA quick_check(1)", soci::into(verdict);
+  if (verdict != "ok")
+    throw broken("is damaged. Put a copy in its place, or move it away to begin an empty one");
+}
+
+PhoneBookError SqliteBackend::broken(const std::string& what) const {
+  return {Kind::Broken, "The phonebook " + name() + " " + what + "."};
+}
+
+PhoneBookError SqliteBackend::explain(const soci::soci_error& error) const {
+  switch (resultOf(error)) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return {Kind::Busy, "The phonebook " + name() +
+                              " is locked by another program. Close that program, or try again."};
+    case SQLITE_FULL:
+      return {Kind::Full, "The disk with the phonebook " + name() + " is full."};
+    case SQLITE_READONLY:
+      return broken("can't be written: its file or its disk is read-only");
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      return broken("can't be opened: there is no permission or no such file");
+    case SQLITE_CORRUPT:
+      return broken("is damaged. Put a copy in its place, or move it away to begin an empty one");
+    case SQLITE_NOTADB:
+      return broken("is not a phonebook: the file holds something else");
+    case SQLITE_IOERR:
+      return broken("can't be reached: its disk reports an error");
+    case SQLITE_NOMEM:
+      return broken("can't be used: there is not enough memory");
+    default:
+      return broken("can't be used: " + error.get_error_message());
+  }
+}
+
+}  // namespace host

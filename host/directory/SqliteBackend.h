@@ -1,0 +1,39 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "host/directory/PhoneBookBackend.h"
+
+namespace host {
+
+/// A phonebook in a file. It is readable by its owner only, uses a write-ahead log, and a commit is
+/// on the disk when it returns.
+class SqliteBackend : public PhoneBookBackend {
+ public:
+  /// A relative path is taken from the working folder of now.
+  SqliteBackend(const std::string& path, std::chrono::milliseconds busyTimeout);
+
+  void connect(soci::session& session) override;
+  bool hasMoved() const override;
+  PhoneBookError explain(const soci::soci_error& error) const override;
+  std::string idType() const override { return "INTEGER PRIMARY KEY AUTOINCREMENT"; }
+  std::string name() const override { return m_path.string(); }
+
+ private:
+  void prepareFolder() const;
+  void openFile(soci::session& session) const;
+  void configure(soci::session& session) const;
+  void checkContents(soci::session& session) const;
+  PhoneBookError broken(const std::string& what) const;
+
+  std::filesystem::path m_path;
+  std::chrono::milliseconds m_busyTimeout;
+  dev_t m_device = 0;
+  ino_t m_inode = 0;
+};
+
+}  // namespace host
