@@ -16,7 +16,8 @@ class TextConversionTest : public ::testing::Test {
     auto buffer = std::make_unique<std::uint8_t[]>(size);
     std::memcpy(buffer.get(), text.c_str(), std::min(size, text.size() + 1));
     const int length = OBEX_CharToUnicode(buffer.get(), buffer.get(), static_cast<int>(size));
-    if (length > 0) m_wide.assign(reinterpret_cast<char*>(buffer.get()), length);
+    if (length > 0)
+      m_wide.assign(reinterpret_cast<char*>(buffer.get()), static_cast<std::size_t>(length));
     return length;
   }
 
