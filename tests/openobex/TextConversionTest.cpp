@@ -85,7 +85,7 @@ TEST_F(TextConversionTest, NeverReadsMoreUnitsThanTheTextHasRoomFor) {
 
 TEST_F(TextConversionTest, AUnitAboveAByteBecomesAQuestionMark) {
   // Their low bytes are a dot and the end of the text.
-  EXPECT_EQ(Narrow(std::string("\0a\x01.\x02\0\0b", 8), 9), 5);
+  EXPECT_EQ(Narrow(std::string("\0a\x01.\x02\0\0b", 8), 5), 5);
   EXPECT_EQ(m_narrow, "a??b");
 }
 
