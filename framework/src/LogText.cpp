@@ -77,8 +77,9 @@ std::string escapeLogText(std::string_view text, std::size_t limit) {
     const std::size_t begin = limit - back;
     if (begin + utf8SequenceLength(text, begin) > limit) kept = begin;
   }
-  return escapeLogText(text.substr(0, kept)) + " … " + std::to_string(text.size() - kept) +
-         " more bytes";
+  const std::size_t missing = text.size() - kept;
+  return escapeLogText(text.substr(0, kept)) + " … " + std::to_string(missing) +
+         (missing == 1 ? " more byte" : " more bytes");
 }
 
 }  // namespace framework_detail

@@ -59,6 +59,6 @@ class FRAMEWORK_API LogSink {
 
 /// Registers a sink, which stays the caller's. Adding one twice gives it every line twice.
 FRAMEWORK_API void addLogSink(LogSink* sink);
-/// Takes a sink off; returns when no line is being written to it any more. One that isn't
-/// registered is ignored.
+/// Takes a sink off, however often it was added; returns when no line is being written to it any
+/// more. One that isn't registered is ignored.
 FRAMEWORK_API void removeLogSink(LogSink* sink);

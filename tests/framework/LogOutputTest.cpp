@@ -1,0 +1,245 @@
+#include "framework/LogOutput.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "TemporaryFolder.h"
+#include "Waiting.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string contentsOf(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::vector<std::string> linesOf(const std::string& path) {
+  std::istringstream in(contentsOf(path));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+// Sends what goes to standard error into a file.
+class StandardErrorInto {
+ public:
+  explicit StandardErrorInto(const std::string& path) : m_former(::dup(2)) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    ::dup2(file, 2);
+    ::close(file);
+  }
+  ~StandardErrorInto() {
+    ::dup2(m_former, 2);
+    ::close(m_former);
+  }
+  StandardErrorInto(const StandardErrorInto&) = delete;
+  StandardErrorInto& operator=(const StandardErrorInto&) = delete;
+
+ private:
+  const int m_former;
+};
+
+class LogOutputTest : public testing::Test {
+ protected:
+  LogOutputTest() { m_output = std::make_unique<LogOutput>(m_path); }
+
+  void Write(const std::string& text, int level = kLogError, int line = 1) {
+    m_output->write({"OBEX Service", "a.cpp", level, line, text});
+  }
+  void Close() { m_output.reset(); }
+  std::vector<std::string> Lines() { return linesOf(m_path); }
+
+  // Lines as they were logged: those written, and those that the summaries count.
+  std::size_t CountTold() {
+    std::size_t told = 0;
+    const std::regex summary(": … ([0-9]+) more lines? like this$");
+    for (const std::string& line : Lines()) {
+      std::smatch found;
+      told += std::regex_search(line, found, summary) ? std::stoul(found[1]) : 1;
+    }
+    return told;
+  }
+
+  TemporaryFolder m_folder;
+  const std::string m_path = m_folder.file("log");
+  std::unique_ptr<LogOutput> m_output;
+};
+
+TEST_F(LogOutputTest, ALineHasTimeLevelPlaceAndText) {
+  Write("\ttext", kLogError, 42);
+  ASSERT_EQ(Lines().size(), 1u);
+  EXPECT_TRUE(std::regex_match(
+      Lines()[0], std::regex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+                             "error OBEX Service a\\.cpp:42: \\\\ttext")))
+      << Lines()[0];
+}
+
+TEST_F(LogOutputTest, LevelsAreNamed) {
+  Write("one", kLogTrace);
+  Write("two", kLogError + 1);
+  Write("three", kLogTrace - 1);
+  ASSERT_EQ(Lines().size(), 3u);
+  EXPECT_THAT(Lines()[0], HasSubstr(" trace "));
+  EXPECT_THAT(Lines()[1], HasSubstr(" warning "));
+  EXPECT_THAT(Lines()[2], HasSubstr(" info "));
+}
+
+TEST_F(LogOutputTest, ALineIsInTheFileAsSoonAsItIsWritten) {
+  Write("now", kLogTrace);
+  EXPECT_THAT(contentsOf(m_path), HasSubstr("now\n"));
+}
+
+TEST_F(LogOutputTest, TextFromAStrangerCanNotForgeALine) {
+  Write("BEGIN:VCARD\r\n2030-01-01 00:00:00.000 error forged\x1b[2J");
+  ASSERT_EQ(Lines().size(), 1u);
+  EXPECT_THAT(Lines()[0], HasSubstr("VCARD\\r\\n2030-01-01 00:00:00.000 error forged\\x1b[2J"));
+}
+
+TEST_F(LogOutputTest, ComponentAndSourceCanNotForgeALineEither) {
+  m_output->write({"a\nb", "c\nd", kLogError, 1, "text"});
+  ASSERT_EQ(Lines().size(), 1u);
+  EXPECT_THAT(Lines()[0], HasSubstr(" a\\nb c\\nd:1: text"));
+}
+
+TEST_F(LogOutputTest, PatternsInATextAreNotFollowed) {
+  Write("%s %n {} {0} %v %Y");
+  EXPECT_THAT(contentsOf(m_path), HasSubstr(": %s %n {} {0} %v %Y\n"));
+}
+
+TEST_F(LogOutputTest, ALongTextIsCutWithANote) {
+  Write(std::string(LogOutput::kMaxText + 1000, 'x'));
+  EXPECT_THAT(contentsOf(m_path), HasSubstr(std::string(LogOutput::kMaxText, 'x') + " … 1000"));
+  EXPECT_LT(contentsOf(m_path).size(), LogOutput::kMaxText + 200);
+}
+
+TEST_F(LogOutputTest, ALongTextOfControlCharactersStaysBounded) {
+  Write(std::string(5u << 20, '\x01'));
+  EXPECT_LT(contentsOf(m_path).size(), 4 * LogOutput::kMaxText + 200);
+}
+
+TEST_F(LogOutputTest, OfOnePlaceTheFirstLinesAreWrittenAndTheRestIsCounted) {
+  for (int line = 0; line < 3000; ++line) Write("again " + std::to_string(line));
+  Close();
+  EXPECT_EQ(CountTold(), 3000u);
+  EXPECT_LT(Lines().size(), 3000u);
+  EXPECT_THAT(contentsOf(m_path), HasSubstr("error OBEX Service a.cpp:1: … "));
+  for (int line = 0; line < LogOutput::kLinesPerSecond; ++line) {
+    EXPECT_THAT(Lines()[static_cast<std::size_t>(line)], HasSubstr("again"));
+  }
+}
+
+TEST_F(LogOutputTest, TheSummaryComesWithoutAnotherLine) {
+  for (int line = 0; line < 1000; ++line) Write("again");
+  EXPECT_TRUE(waiting::until([this] { return CountTold() == 1000; }));
+}
+
+TEST_F(LogOutputTest, PlacesAreCountedApart) {
+  for (int line = 0; line < 200; ++line) Write("each its own", kLogError, line);
+  Close();
+  EXPECT_EQ(Lines().size(), 200u);
+}
+
+TEST_F(LogOutputTest, AnExistingFileIsAppendedTo) {
+  Write("first");
+  Close();
+  m_output = std::make_unique<LogOutput>(m_path);
+  Write("second");
+  ASSERT_EQ(Lines().size(), 2u);
+  EXPECT_THAT(Lines()[0], HasSubstr("first"));
+  EXPECT_THAT(Lines()[1], HasSubstr("second"));
+}
+
+TEST_F(LogOutputTest, TheFileIsNotForEveryonesEyes) {
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(m_path).permissions() & perms::others_all, perms::none);
+}
+
+void expectRefused(const std::string& path, const std::string& reason) {
+  try {
+    const LogOutput output(path);
+    ADD_FAILURE() << path << " was opened";
+  } catch (const std::runtime_error& error) {
+    EXPECT_EQ(error.what(), "The log file \"" + path + "\" can't be opened: " + reason + ".");
+  }
+}
+
+TEST_F(LogOutputTest, AFileThatCanNotBeOpenedIsToldInASentence) {
+  expectRefused(m_folder.file("missing/log"), "No such file or directory");
+  expectRefused(m_folder.path(), "Is a directory");
+  expectRefused("", "No such file or directory");
+}
+
+TEST_F(LogOutputTest, AFullDiskHurtsNoOne) {
+  const StandardErrorInto file(m_folder.file("stderr"));
+  LogOutput full("/dev/full");
+  full.write({"c", "a.cpp", kLogError, 1, "text"});
+  EXPECT_THAT(contentsOf(m_folder.file("stderr")), HasSubstr("LOG ERROR"));
+}
+
+TEST_F(LogOutputTest, WithoutAPathItWritesToStandardError) {
+  const std::string path = m_folder.file("stderr");
+  {
+    const StandardErrorInto file(path);
+    LogOutput output;
+    output.write({"c", "a.cpp", kLogError, 7, "to people"});
+  }
+  EXPECT_THAT(contentsOf(path), HasSubstr(" error c a.cpp:7: to people\n"));
+}
+
+TEST_F(LogOutputTest, WorksAsASinkOfTheLog) {
+  addLogSink(m_output.get());
+  logAppUni("OBEX Service", "a.cpp", kLogError, 3, "%s", "through the log");
+  removeLogSink(m_output.get());
+  EXPECT_THAT(contentsOf(m_path), HasSubstr(" a.cpp:3: through the log\n"));
+}
+
+std::set<std::string> threadsOfThisProcess() {
+  std::set<std::string> paths;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    paths.insert(task.path());
+  }
+  return paths;
+}
+
+bool isBlocked(const std::string& task, int signal) {
+  std::smatch found;
+  const std::string status = contentsOf(task + "/status");
+  if (!std::regex_search(status, found, std::regex("SigBlk:\\s*([0-9a-f]+)"))) return false;
+  return (std::stoull(found[1], nullptr, 16) >> (signal - 1) & 1) != 0;
+}
+
+TEST_F(LogOutputTest, ItsThreadLeavesSignalsToTheProgram) {
+  const auto before = threadsOfThisProcess();
+  const LogOutput other(m_folder.file("other"));
+  int added = 0;
+  for (const std::string& task : threadsOfThisProcess()) {
+    if (before.count(task) != 0) continue;
+    ++added;
+    EXPECT_TRUE(isBlocked(task, SIGTERM));
+    EXPECT_TRUE(isBlocked(task, SIGINT));
+  }
+  EXPECT_EQ(added, 1);
+}
+
+TEST_F(LogOutputTest, TheCallersSignalsStayAsTheyWere) {
+  sigset_t now;
+  pthread_sigmask(SIG_BLOCK, nullptr, &now);
+  EXPECT_EQ(sigismember(&now, SIGTERM), 0);
+}
+
+}  // namespace

@@ -1,0 +1,397 @@
+#include "framework/Threader.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <memory>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "Waiting.h"
+#include "framework/Threadable.h"
+
+namespace {
+
+using waiting::Event;
+
+class Worker : public Threadable {
+ public:
+  explicit Worker(std::function<void()> body) : m_body(std::move(body)) {}
+  void run() override { m_body(); }
+
+ private:
+  const std::function<void()> m_body;
+};
+
+// While it lives the system has no thread to give: each would need a stack beyond all memory.
+class NoThreadsToHave {
+ public:
+  NoThreadsToHave() {
+    pthread_getattr_default_np(&m_former);
+    pthread_attr_t absurd;
+    pthread_attr_init(&absurd);
+    pthread_attr_setstacksize(&absurd, std::size_t{1} << 60);
+    EXPECT_EQ(pthread_setattr_default_np(&absurd), 0);
+    pthread_attr_destroy(&absurd);
+  }
+  ~NoThreadsToHave() {
+    pthread_setattr_default_np(&m_former);
+    pthread_attr_destroy(&m_former);
+  }
+  NoThreadsToHave(const NoThreadsToHave&) = delete;
+  NoThreadsToHave& operator=(const NoThreadsToHave&) = delete;
+
+ private:
+  pthread_attr_t m_former;
+};
+
+std::size_t countThreads() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+std::string nameOfThisThread() {
+  std::array<char, 16> name{};
+  pthread_getname_np(pthread_self(), name.data(), name.size());
+  return name.data();
+}
+
+class ThreaderTest : public testing::Test {
+ protected:
+  bool Spawn(Threadable& threadable, const std::string& name = "") {
+    return m_threader.spawn(m_id, &threadable, name, GPALThreadPriority(1), 0);
+  }
+  unsigned long SpawnAndWait(Threadable& threadable) {
+    EXPECT_TRUE(Spawn(threadable));
+    threadable.waitForThreadCompletion();
+    return m_id;
+  }
+  std::string NameInside(const std::string& name) {
+    std::string inside;
+    Worker worker([&] { inside = nameOfThisThread(); });
+    EXPECT_TRUE(Spawn(worker, name));
+    worker.waitForThreadCompletion();
+    return inside;
+  }
+
+  Threader m_threader;
+  unsigned long m_id = 0;
+};
+
+TEST_F(ThreaderTest, SpawnRunsTheBodyOnAThreadOfItsOwn) {
+  std::thread::id inside;
+  Worker worker([&] { inside = std::this_thread::get_id(); });
+  SpawnAndWait(worker);
+  EXPECT_NE(inside, std::thread::id());
+  EXPECT_NE(inside, std::this_thread::get_id());
+}
+
+TEST_F(ThreaderTest, TheFirstIdOfAProcessIsOne) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto exitWithFirstId = [this] {
+    Worker worker([] {});
+    std::exit(static_cast<int>(SpawnAndWait(worker)));
+  };
+  EXPECT_EXIT(exitWithFirstId(), testing::ExitedWithCode(1), "");
+}
+
+TEST_F(ThreaderTest, IdsAreNeverUsedAgain) {
+  Worker worker([] {});
+  std::set<unsigned long> ids;
+  for (int round = 0; round < 100; ++round) {
+    EXPECT_TRUE(ids.insert(SpawnAndWait(worker)).second);
+    m_threader.destroy(m_id);
+  }
+  EXPECT_GT(*ids.begin(), 0u);
+}
+
+TEST_F(ThreaderTest, EveryThreaderKnowsTheThreadsOfTheOthers) {
+  std::atomic<bool> ended = false;
+  Event mayEnd;
+  Worker worker([&] { ended = mayEnd.wait(); });
+  ASSERT_TRUE(Spawn(worker));
+  mayEnd.signal();
+  Threader other;
+  other.destroy(m_id);
+  EXPECT_TRUE(ended);
+}
+
+TEST_F(ThreaderTest, WaitingReturnsOnlyWhenTheBodyHasReturned) {
+  Event mayEnd;
+  Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
+  ASSERT_TRUE(Spawn(worker));
+  auto waiter = std::async(std::launch::async, [&] { worker.waitForThreadCompletion(); });
+  EXPECT_EQ(waiter.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  mayEnd.signal();
+  EXPECT_EQ(waiter.wait_for(waiting::kDeadline), std::future_status::ready);
+}
+
+TEST_F(ThreaderTest, WaitingSeesWhatTheBodyWrote) {
+  int written = 0;
+  Worker worker([&] { written = 7; });
+  SpawnAndWait(worker);
+  EXPECT_EQ(written, 7);
+}
+
+TEST_F(ThreaderTest, WaitingForWhatWasNeverSpawnedReturnsAtOnce) {
+  Worker worker([] { ADD_FAILURE() << "ran"; });
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, WaitingTwiceIsHarmless) {
+  Worker worker([] {});
+  SpawnAndWait(worker);
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, WaitingOnTheThreadItselfReturnsAtOnce) {
+  bool returned = false;
+  std::unique_ptr<Worker> worker;
+  worker = std::make_unique<Worker>([&] {
+    worker->waitForThreadCompletion();
+    returned = true;
+  });
+  SpawnAndWait(*worker);
+  EXPECT_TRUE(returned);
+}
+
+TEST_F(ThreaderTest, AllWhoWaitAtATimeReturn) {
+  Event mayEnd;
+  Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
+  ASSERT_TRUE(Spawn(worker));
+  std::vector<std::future<void>> waiters;
+  for (int index = 0; index < 4; ++index) {
+    waiters.push_back(std::async(std::launch::async, [&] { worker.waitForThreadCompletion(); }));
+    waiters.push_back(std::async(std::launch::async, [this] { m_threader.destroy(m_id); }));
+  }
+  mayEnd.signal();
+  for (auto& waiter : waiters) {
+    EXPECT_EQ(waiter.wait_for(waiting::kDeadline), std::future_status::ready);
+  }
+}
+
+TEST_F(ThreaderTest, AnotherThreadMayDeleteTheObjectRightAfterWaiting) {
+  for (int round = 0; round < 300; ++round) {
+    auto worker = std::make_unique<Worker>([] {});
+    ASSERT_TRUE(Spawn(*worker));
+    std::thread deleter([owned = std::move(worker)]() mutable {
+      owned->waitForThreadCompletion();
+      owned.reset();
+    });
+    m_threader.destroy(m_id);
+    deleter.join();
+  }
+}
+
+TEST_F(ThreaderTest, AThreadThatWasWaitedForIsGoneFromTheSystem) {
+  const std::size_t before = countThreads();
+  std::vector<std::unique_ptr<Worker>> workers;
+  for (int index = 0; index < 20; ++index) {
+    workers.push_back(std::make_unique<Worker>([] {}));
+    SpawnAndWait(*workers.back());
+  }
+  EXPECT_TRUE(waiting::until([&] { return countThreads() <= before + 1; }));
+}
+
+TEST_F(ThreaderTest, ARefusedSpawnReturnsFalseAndLeavesTheIdAlone) {
+  Worker worker([] { ADD_FAILURE() << "ran"; });
+  m_id = 77;
+  {
+    const NoThreadsToHave refused;
+    EXPECT_FALSE(Spawn(worker));
+  }
+  EXPECT_EQ(m_id, 77u);
+}
+
+TEST_F(ThreaderTest, WaitingAfterARefusedSpawnReturnsAtOnce) {
+  Worker worker([] { ADD_FAILURE() << "ran"; });
+  const NoThreadsToHave refused;
+  EXPECT_FALSE(Spawn(worker));
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, AfterARefusedSpawnAnotherMaySucceed) {
+  bool ran = false;
+  Worker worker([&] { ran = true; });
+  {
+    const NoThreadsToHave refused;
+    EXPECT_FALSE(Spawn(worker));
+  }
+  SpawnAndWait(worker);
+  EXPECT_TRUE(ran);
+}
+
+TEST_F(ThreaderTest, ANullThreadableIsRefused) {
+  m_id = 77;
+  EXPECT_FALSE(m_threader.spawn(m_id, nullptr, "", GPALThreadPriority(1), 0));
+  EXPECT_EQ(m_id, 77u);
+}
+
+TEST_F(ThreaderTest, AnObjectThatRunsIsRefused) {
+  Event mayEnd;
+  Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
+  ASSERT_TRUE(Spawn(worker));
+  const unsigned long first = m_id;
+  EXPECT_FALSE(Spawn(worker));
+  EXPECT_EQ(m_id, first);
+  mayEnd.signal();
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, OfManySpawnsOfOneObjectAtATimeOneSucceeds) {
+  Event mayEnd;
+  std::atomic<int> spawned = 0;
+  Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
+  std::vector<std::thread> spawners;
+  for (int index = 0; index < 4; ++index) {
+    spawners.emplace_back([&] {
+      unsigned long id = 0;
+      spawned += m_threader.spawn(id, &worker, "", GPALThreadPriority(1), 0) ? 1 : 0;
+    });
+  }
+  for (std::thread& spawner : spawners) spawner.join();
+  EXPECT_EQ(spawned, 1);
+  mayEnd.signal();
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, AnObjectMayBeSpawnedAgainAfterItWasWaitedFor) {
+  int runs = 0;
+  Worker worker([&] { ++runs; });
+  SpawnAndWait(worker);
+  SpawnAndWait(worker);
+  EXPECT_EQ(runs, 2);
+}
+
+TEST_F(ThreaderTest, AnObjectThatEndedMayBeSpawnedAgainWithoutWaiting) {
+  std::atomic<int> runs = 0;
+  Worker worker([&] { ++runs; });
+  ASSERT_TRUE(Spawn(worker));
+  EXPECT_TRUE(waiting::until([&] { return Spawn(worker); }));
+  worker.waitForThreadCompletion();
+  EXPECT_EQ(runs, 2);
+}
+
+TEST_F(ThreaderTest, DestroyWaitsForAThreadThatRuns) {
+  Event mayEnd;
+  std::atomic<bool> ended = false;
+  Worker worker([&] { ended = mayEnd.wait(); });
+  ASSERT_TRUE(Spawn(worker));
+  auto destroyer = std::async(std::launch::async, [this] { m_threader.destroy(m_id); });
+  EXPECT_EQ(destroyer.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  mayEnd.signal();
+  EXPECT_EQ(destroyer.wait_for(waiting::kDeadline), std::future_status::ready);
+  EXPECT_TRUE(ended);
+}
+
+TEST_F(ThreaderTest, DestroyOfAThreadThatWasJoinedDoesNothing) {
+  Worker worker([] {});
+  const unsigned long id = SpawnAndWait(worker);
+  m_threader.destroy(id);
+  m_threader.destroy(id);
+}
+
+TEST_F(ThreaderTest, DestroyOfAnEarlierThreadLeavesALaterOneAlone) {
+  Event mayEnd;
+  std::atomic<bool> wait = false;
+  Worker worker([&] {
+    EXPECT_TRUE(!wait || mayEnd.wait());
+  });
+  const unsigned long former = SpawnAndWait(worker);
+  wait = true;
+  ASSERT_TRUE(Spawn(worker));
+  m_threader.destroy(former);  // would hang if it meant the object
+  mayEnd.signal();
+  worker.waitForThreadCompletion();
+}
+
+TEST_F(ThreaderTest, DestroyOfAnUnknownIdDoesNothing) {
+  m_threader.destroy(0);
+  m_threader.destroy(~0ul);
+}
+
+TEST_F(ThreaderTest, DestroyOnTheThreadItselfReturnsAtOnce) {
+  Event spawned;
+  bool returned = false;
+  Worker worker([&] {
+    EXPECT_TRUE(spawned.wait());
+    m_threader.destroy(m_id);
+    returned = true;
+  });
+  ASSERT_TRUE(Spawn(worker));
+  spawned.signal();
+  worker.waitForThreadCompletion();
+  EXPECT_TRUE(returned);
+}
+
+TEST_F(ThreaderTest, ANameIsCutToFifteenBytes) {
+  EXPECT_EQ(NameInside("push server"), "push server");
+  EXPECT_EQ(NameInside("a name that is too long"), "a name that is ");
+}
+
+TEST_F(ThreaderTest, AnEmptyNameLeavesTheSpawnersName) {
+  EXPECT_EQ(NameInside(""), nameOfThisThread());
+}
+
+TEST_F(ThreaderTest, PriorityAndTypeAreOrdinary) {
+  Worker worker([] {});
+  EXPECT_EQ(worker.getThreadPriorityForPlatform(), 0);
+  EXPECT_EQ(worker.type(), 0);
+}
+
+// Its body needs nothing of the object once it has begun.
+class Lingerer : public Threadable {
+ public:
+  struct Shared {
+    Event began;
+    Event mayEnd;
+    std::atomic<bool> ended = false;
+  };
+  explicit Lingerer(Shared& shared) : m_shared(shared) {}
+  void run() override {
+    Shared& shared = m_shared;
+    shared.began.signal();
+    shared.ended = shared.mayEnd.wait();
+  }
+
+ private:
+  Shared& m_shared;
+};
+
+TEST_F(ThreaderTest, TheDestructorWaitsForAThreadThatStillRuns) {
+  Lingerer::Shared shared;
+  auto lingerer = std::make_unique<Lingerer>(shared);
+  ASSERT_TRUE(Spawn(*lingerer));
+  ASSERT_TRUE(shared.began.wait());
+  auto deleter = std::async(std::launch::async, [&] { lingerer.reset(); });
+  EXPECT_EQ(deleter.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  shared.mayEnd.signal();
+  EXPECT_EQ(deleter.wait_for(waiting::kDeadline), std::future_status::ready);
+  EXPECT_TRUE(shared.ended);
+}
+
+TEST_F(ThreaderTest, ABodyMayDeleteItsObject) {
+  std::atomic<bool> deleted = false;
+  Worker* worker = nullptr;
+  Event assigned;
+  worker = new Worker([&] {
+    EXPECT_TRUE(assigned.wait());
+    auto& report = deleted;  // what the body captured goes with the object
+    delete worker;
+    report = true;
+  });
+  ASSERT_TRUE(Spawn(*worker));
+  assigned.signal();
+  m_threader.destroy(m_id);
+  EXPECT_TRUE(deleted);
+}
+
+}  // namespace
