@@ -1,6 +1,7 @@
 #include "LogThrottle.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace framework_detail {
 namespace {
@@ -10,12 +11,12 @@ constexpr std::chrono::seconds kWindow{1};
 }  // namespace
 
 LogThrottle::Window& LogThrottle::windowFor(const LogLine& line, Time now) {
-  PlaceView place(line.component.substr(0, kMaxName), line.source.substr(0, kMaxName), line.line);
+  Place place(line.component.substr(0, kMaxName), line.source.substr(0, kMaxName), line.line);
   auto found = m_windows.find(place);
   if (found == m_windows.end()) {
     if (m_windows.size() >= kMaxPlaces) dropQuietPlaces(now);
     if (m_windows.size() >= kMaxPlaces) place = {"", "(other places)", 0};
-    found = m_windows.try_emplace(Place(place), Window{now}).first;
+    found = m_windows.try_emplace(std::move(place), Window{now}).first;
   }
   return found->second;
 }

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -52,14 +51,13 @@ class LogThrottle {
 
  private:
   using Place = std::tuple<std::string, std::string, int>;
-  using PlaceView = std::tuple<std::string_view, std::string_view, int>;
   struct Window {
     Time begin;
     int written = 0;
     std::uint64_t counted = 0;
     int level = 0;
   };
-  using Windows = std::map<Place, Window, std::less<>>;
+  using Windows = std::map<Place, Window>;
 
   Window& windowFor(const LogLine& line, Time now);
   void dropQuietPlaces(Time now);
