@@ -2,12 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
@@ -56,6 +57,12 @@ class NoThreadsToHave {
 std::size_t countThreads() {
   const std::filesystem::directory_iterator tasks("/proc/self/task");
   return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+std::size_t addressSpaceInMegabytes() {
+  std::size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) >> 20;
 }
 
 std::string nameOfThisThread() {
@@ -198,7 +205,16 @@ TEST_F(ThreaderTest, AThreadThatWasWaitedForIsGoneFromTheSystem) {
     workers.push_back(std::make_unique<Worker>([] {}));
     SpawnAndWait(*workers.back());
   }
-  EXPECT_TRUE(waiting::until([&] { return countThreads() <= before + 1; }));
+  EXPECT_TRUE(waiting::until([&] { return countThreads() <= before; }));
+}
+
+TEST_F(ThreaderTest, AThreadThatWasWaitedForKeepsNoStack) {
+  Worker worker([] {});
+  SpawnAndWait(worker);
+  const std::size_t before = addressSpaceInMegabytes();
+  for (int round = 0; round < 500; ++round) SpawnAndWait(worker);
+  // One that was not joined keeps some megabytes.
+  EXPECT_LT(addressSpaceInMegabytes(), before + 500);
 }
 
 TEST_F(ThreaderTest, ARefusedSpawnReturnsFalseAndLeavesTheIdAlone) {
@@ -302,9 +318,7 @@ TEST_F(ThreaderTest, DestroyOfAThreadThatWasJoinedDoesNothing) {
 TEST_F(ThreaderTest, DestroyOfAnEarlierThreadLeavesALaterOneAlone) {
   Event mayEnd;
   std::atomic<bool> wait = false;
-  Worker worker([&] {
-    EXPECT_TRUE(!wait || mayEnd.wait());
-  });
+  Worker worker([&] { EXPECT_TRUE(!wait || mayEnd.wait()); });
   const unsigned long former = SpawnAndWait(worker);
   wait = true;
   ASSERT_TRUE(Spawn(worker));
