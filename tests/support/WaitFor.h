@@ -1,0 +1,20 @@
+#pragma once
+
+#include <chrono>
+#include <thread>
+
+namespace test {
+
+/// Waits until the condition holds. False when it doesn't before a deadline that no healthy machine
+/// misses.
+template <typename Condition>
+bool waitFor(Condition condition, std::chrono::seconds deadline = std::chrono::seconds(60)) {
+  const auto end = std::chrono::steady_clock::now() + deadline;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+}  // namespace test
