@@ -1,0 +1,84 @@
+#include "tools/phonectl/PhoneCtl.h"
+
+#include <giomm.h>
+
+#include <iostream>
+
+#include "tools/phonectl/AcceptCommand.h"
+#include "tools/phonectl/BookListCommand.h"
+#include "tools/phonectl/BookShowCommand.h"
+#include "tools/phonectl/ReceiveCommand.h"
+#include "tools/phonectl/RejectCommand.h"
+#include "tools/phonectl/StatusCommand.h"
+#include "tools/phonectl/WatchCommand.h"
+
+namespace phonectl {
+
+namespace {
+
+std::string checkBus(const std::string& text) {
+  return BusPlace::valid(text)
+             ? ""
+             : "it is neither session nor system nor a D-Bus address such as unix:path=/run/bus";
+}
+
+}  // namespace
+
+PhoneCtl::PhoneCtl()
+    : m_app("Controls the telephone: receives and sends business cards over Bluetooth.",
+            "phonectl") {
+  // Also the check of an option's value needs it.
+  Gio::init();
+  m_app.set_version_flag("--version", PHONE_VERSION);
+  m_app.require_subcommand(1);
+  // Options of the program may stand behind the command too.
+  m_app.fallthrough();
+  m_app.add_option("--bus", m_bus, "The bus that the phone is on: session, system or an address")
+      ->envname("PHONE_BUS")
+      ->capture_default_str()
+      ->type_name("BUS")
+      ->check(checkBus);
+  m_app.footer(
+      "`phonectl COMMAND --help` tells more about a command, its exit codes included: 0 done,\n"
+      "1 it didn't work, 2 wrong command line, 3 the phone isn't running, 4 the phone or the bus\n"
+      "went away meanwhile, 130 or 143 left by Ctrl-C or SIGTERM.");
+
+  add<StatusCommand>(m_app);
+  add<ReceiveCommand>(m_app);
+  add<WatchCommand>(m_app);
+  add<AcceptCommand>(m_app);
+  add<RejectCommand>(m_app);
+  CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook");
+  book->require_subcommand(1);
+  add<BookListCommand>(*book);
+  add<BookShowCommand>(*book);
+}
+
+template <typename CommandType>
+void PhoneCtl::add(CLI::App& parent) {
+  m_commands.push_back(std::make_unique<CommandType>(parent));
+}
+
+int PhoneCtl::run(int argc, char** argv) {
+  try {
+    m_app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return m_app.exit(error) == 0 ? kDone : kUsage;
+  }
+  try {
+    return runChosen();
+  } catch (const Failure& failure) {
+    std::cerr << "phonectl: " << failure.what() << std::endl;
+    return failure.exitCode();
+  }
+}
+
+int PhoneCtl::runChosen() {
+  PhoneBus bus{BusPlace(m_bus)};
+  for (const auto& command : m_commands) {
+    if (command->chosen()) return command->run(bus);
+  }
+  return kUsage;
+}
+
+}  // namespace phonectl

@@ -1,0 +1,92 @@
+#include "tools/phonectl/PhoneStatus.h"
+
+#include <algorithm>
+
+#include "tools/cards/SafeText.h"
+
+namespace phonectl {
+
+namespace {
+
+// The main loop of the phone answers, and that is never busy for long.
+constexpr int kTimeoutMilliseconds = 20000;
+
+constexpr const char* kRadioReady = "ready";
+constexpr const char* kDefaultImagesFolder = "/data/images";
+
+nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
+  if (const auto flag = Parameters::booleanIn(value)) return *flag;
+  if (const auto number = Parameters::numberIn(value)) return *number;
+  if (const auto text = Parameters::textIn(value)) return *text;
+  return value.print(false).raw();
+}
+
+std::string line(std::string label, const std::string& shown) {
+  label.resize(11, ' ');
+  return label + shown;
+}
+
+}  // namespace
+
+PhoneCall PhoneStatus::question() {
+  const std::vector<Glib::VariantBase> nothing;
+  return {kPhone, "Status", Glib::VariantContainerBase::create_tuple(nothing),
+          kTimeoutMilliseconds};
+}
+
+std::string PhoneStatus::imagesFolder() const {
+  return m_values.text("images").value_or(kDefaultImagesFolder);
+}
+
+std::string PhoneStatus::missingRadio() const {
+  const std::string radio = m_values.text("radio").value_or(kRadioReady);
+  return radio == kRadioReady ? "" : cards::safeText(radio);
+}
+
+std::string PhoneStatus::busyWith() const {
+  if (!m_values.boolean("busy").value_or(false)) return "";
+  const std::string what = shown("busyWith");
+  const long long seconds = m_values.number("busySeconds").value_or(0);
+  return (what.empty() ? "something" : what) + " for " + std::to_string(seconds) + " s";
+}
+
+std::string PhoneStatus::shown(const std::string& name) const {
+  return cards::safeText(m_values.text(name).value_or(""));
+}
+
+std::string PhoneStatus::receivingLine() const {
+  if (!listening()) return "off, or waiting for the radio";
+  const auto channel = m_values.number("channel");
+  const std::string peer = shown("peer");
+  return "on" + (channel ? ", channel " + std::to_string(*channel) : "") +
+         (peer.empty() ? "" : ", linked to " + peer);
+}
+
+std::string PhoneStatus::busyLine() const {
+  const std::string what = busyWith();
+  const long long queued = m_values.number("queued").value_or(0);
+  return (what.empty() ? "no" : what) +
+         (queued > 0 ? ", " + std::to_string(queued) + " more requests wait" : "");
+}
+
+std::vector<std::string> PhoneStatus::lines() const {
+  std::vector<std::string> lines{
+      line("phone", "running, version " + shown("version")),
+      line("radio", missingRadio().empty() ? kRadioReady : missingRadio()),
+      line("receiving", receivingLine()),
+      line("busy", busyLine()),
+  };
+  for (const char* name : {"phonebook", "images", "plugin"}) {
+    const std::string value = shown(name);
+    if (!value.empty()) lines.push_back(line(name, value));
+  }
+  return lines;
+}
+
+nlohmann::ordered_json PhoneStatus::json() const {
+  nlohmann::ordered_json json = nlohmann::ordered_json::object();
+  for (const auto& [name, value] : m_values.all()) json[name.raw()] = jsonOf(value);
+  return json;
+}
+
+}  // namespace phonectl

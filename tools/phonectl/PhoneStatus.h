@@ -1,0 +1,42 @@
+#pragma once
+
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/phonectl/Parameters.h"
+#include "tools/phonectl/PhoneBus.h"
+
+namespace phonectl {
+
+/// How the phone is, at the moment when it was asked. A plain value.
+class PhoneStatus {
+ public:
+  /// The question. The phone answers it at once, however busy it is.
+  static PhoneCall question();
+
+  explicit PhoneStatus(const Glib::VariantContainerBase& answer) : m_values(answer) {}
+
+  [[nodiscard]] bool listening() const { return m_values.boolean("listening").value_or(false); }
+  /// Where the phone keeps photos.
+  [[nodiscard]] std::string imagesFolder() const;
+  /// What is missing for the radio to work, a sentence that is safe to show; empty when nothing is.
+  [[nodiscard]] std::string missingRadio() const;
+  /// What the phone is busy with and since when: "vCardSendEvent for 12 s"; empty when it is idle.
+  [[nodiscard]] std::string busyWith() const;
+
+  /// Lines for people, safe to show.
+  [[nodiscard]] std::vector<std::string> lines() const;
+  /// Everything that the phone told, under the names that it gave.
+  [[nodiscard]] nlohmann::ordered_json json() const;
+
+ private:
+  [[nodiscard]] std::string shown(const std::string& name) const;
+  [[nodiscard]] std::string receivingLine() const;
+  [[nodiscard]] std::string busyLine() const;
+
+  Parameters m_values;
+};
+
+}  // namespace phonectl

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <sigc++/sigc++.h>
+
+#include <functional>
+#include <string>
+
+namespace phonectl {
+
+/// Asks the user on standard output what to do with the waiting cards, and reads the answer, a
+/// line, from standard input. Input is read only while a question is open, so that answers can be
+/// piped in; what was typed into a terminal before the question stood there is dropped, since it
+/// was meant for something else.
+///
+/// Threads: the one that runs the default main loop.
+class Question {
+ public:
+  enum class Answer {
+    Yes,
+    No,
+    Later,
+    Ended  ///< there is no more input: no question will be answered any more
+  };
+  /// Called from the main loop, when the question is closed already. No exception may leave it.
+  using OnAnswer = std::function<void(Answer)>;
+
+  explicit Question(OnAnswer onAnswer);
+  ~Question();
+  Question(const Question&) = delete;
+  Question& operator=(const Question&) = delete;
+
+  /// Asks about `waiting` cards. An open question is replaced. Does nothing once the input has
+  /// ended. Throws Failure when the output can't be written.
+  void ask(long long waiting);
+  /// Takes an open question back, so that something else can be shown. Throws as `ask`.
+  void takeBack();
+
+ private:
+  static int onInput(int descriptor, unsigned condition, void* self);
+
+  void prompt(const std::string& text);
+  void close();
+  void readMore();
+  void takeLine();
+  void answer(const std::string& line);
+
+  const OnAnswer m_onAnswer;
+  const bool m_terminal;
+  std::string m_prompt;  ///< of the open question, empty when none is
+  std::string m_input;   ///< what was read and isn't used yet
+  bool m_ended = false;
+  unsigned m_source = 0;
+  sigc::connection m_idle;
+};
+
+}  // namespace phonectl

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "tools/phonectl/Command.h"
+#include "tools/phonectl/PatientCall.h"
+
+namespace phonectl {
+
+/// `phonectl receive on|off`: switches receiving.
+class ReceiveCommand : public Command {
+ public:
+  explicit ReceiveCommand(CLI::App& parent);
+  int run(PhoneBus& bus) override;
+
+ private:
+  [[nodiscard]] bool on() const { return m_state == "on"; }
+  void tellHandedOver(const std::string& missingRadio) const;
+  static void tellOn(PatientCall& patient);
+
+  std::string m_state;
+};
+
+}  // namespace phonectl
