@@ -37,7 +37,7 @@ bool succeeds(const char* path, const Work& work) {
   } catch (const StorageError& refused) {
     const char* reason = refused.error() == 0 ? nullptr : ::strerrordesc_np(refused.error());
     logAppUni("Storage", "Storage", kLogError, __LINE__, "Not stored: %.*s: %s%s%s", kShownPath,
-              shown, refused.what(), reason == nullptr ? "" : ": ",
+              shown, refused.text(), reason == nullptr ? "" : ": ",
               reason == nullptr ? "" : reason);
   } catch (...) {
     logAppUni("Storage", "Storage", kLogError, __LINE__, "Not stored: %.*s: out of memory",
