@@ -1,0 +1,59 @@
+// The folder that stands for the air: who shares it can hear each other.
+//
+// It holds an empty file for each address that was ever switched on (001122334455), a local socket
+// for each channel that somebody listens on (001122334455-04), and the lock. Sockets of processes
+// that are gone are taken for nobody and removed by whoever comes across them.
+//
+// Cheap to make; one is made for each call that needs it, and none is kept. Any thread; 0 or
+// negative error numbers are returned; errno is kept.
+#ifndef RADIO_FOLDER_H_
+#define RADIO_FOLDER_H_
+
+#include "radio/folder_lock.h"
+#include "radio/name.h"
+#include "radio/settings.h"
+
+namespace radio {
+
+class Folder {
+ public:
+  // Opens the folder the environment names; makes it, for its owner alone, when only its last part
+  // is missing. A folder nobody named must belong to this user: anyone can make one in /tmp.
+  Folder();
+  ~Folder();
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  int error() const { return error_; }
+  const char* path() const { return path_.text; }
+
+  int EnterAdapter(const bdaddr_t& address);
+  bool KnowsAdapter(const bdaddr_t& address) const;
+
+  // Gives the socket the name of a listener. -EADDRINUSE while another one lives.
+  int Bind(int fd, const Place& place);
+
+  // Connects the socket at once or not at all. -ECONNREFUSED: nobody listens there, or too many
+  // wait already. -EHOSTDOWN: no such address was ever switched on.
+  int Connect(int fd, const Place& place);
+
+  // Removes the listener's name if its socket is gone.
+  void RemoveDead(const Place& place, FolderLock::Patience patience);
+
+  // Removes the name of a socket that the caller holds.
+  void Remove(const Place& place);
+
+ private:
+  int Open();
+  Name NameOf(const Place& place) const;
+  bool IsDead(const Place& place) const;
+  void RemoveIfDead(const Place& place);
+
+  FolderPath path_;
+  int fd_ = -1;
+  int error_ = 0;
+};
+
+}  // namespace radio
+
+#endif  // RADIO_FOLDER_H_
