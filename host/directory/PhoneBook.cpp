@@ -84,12 +84,12 @@ class PhoneBook::Query {
   static std::string textOf(const std::vector<Column>& columns,
                             const std::vector<ColumnValue>& match) {
     std::vector<std::string> names;
+    names.reserve(columns.size());
     for (const Column column : columns) names.push_back(sqlName(column));
     std::vector<std::string> conditions;
-    for (const ColumnValue& wanted : match) {
-      const std::string name = sqlName(wanted.column);
-      conditions.push_back(name + " = :" + name);
-    }
+    conditions.reserve(match.size());
+    for (const ColumnValue& wanted : match)
+      conditions.push_back(sqlName(wanted.column).append(" = :").append(sqlName(wanted.column)));
     std::string text = "SELECT " + joined(names, ", ") + " FROM entries";
     if (!conditions.empty()) text += " WHERE " + joined(conditions, " AND ");
     return text + " ORDER BY id";
@@ -161,13 +161,20 @@ long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
     values.at(indexOf(value.column)) = value.value;
     bytes += static_cast<long long>(value.value.size());
   }
-  return whenFree([&] {
+  const long long id = whenFree([&] {
     soci::transaction transaction(session());
-    const long long id = insert(values, bytes);
+    const long long given = insert(values, bytes);
     checkRoom();
     transaction.commit();
-    return id;
+    return given;
   });
+  try {
+    m_backend->settle(*m_session);
+  } catch (const soci::soci_error&) {
+    // The entry is stored, so this isn't the caller's affair.
+    m_broken = true;
+  }
+  return id;
 }
 
 soci::session& PhoneBook::session() {

@@ -25,6 +25,9 @@ class PhoneBookBackend {
   /// Opens the database, made when there is none, for reading and writing. The session must not be
   /// connected yet. Throws PhoneBookError or soci::soci_error.
   virtual void connect(soci::session& session) = 0;
+  /// What is to be done after each commit that changed something. Throws soci::soci_error when the
+  /// session is of no use any more.
+  virtual void settle(soci::session& session) = 0;
   /// Whether what was opened last is no longer what the connection string names.
   virtual bool hasMoved() const = 0;
   /// What an error of the database means. The error's own text is not for the user: it quotes the

@@ -27,7 +27,10 @@ void syncFolder(const fs::path& folder) {
 
 void makeFolders(const fs::path& folder) {
   struct stat status = {};
-  if (::stat(folder.c_str(), &status) == 0) return;
+  if (::stat(folder.c_str(), &status) == 0) {
+    if (S_ISDIR(status.st_mode)) return;
+    errno = ENOTDIR;
+  }
   if (errno != ENOENT || !folder.has_relative_path())
     throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
                                            " can't be reached: " + reasonOf(errno) + ".");
@@ -36,6 +39,10 @@ void makeFolders(const fs::path& folder) {
     throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
                                            " can't be made: " + reasonOf(errno) + ".");
   syncFolder(folder.parent_path());
+}
+
+void waitForLocks(soci::session& session, std::chrono::milliseconds timeout) {
+  session << "PRAGMA busy_timeout = " << timeout.count();
 }
 
 int resultOf(const soci::soci_error& error) {
@@ -60,6 +67,18 @@ void SqliteBackend::connect(soci::session& session) {
   m_inode = status.st_ino;
 }
 
+// Entries that stand in the log only would be missing in a copy of the file, and a log that is left
+// behind would spoil a file that is put in the place of this one.
+void SqliteBackend::settle(soci::session& session) {
+  try {
+    waitForLocks(session, std::chrono::milliseconds(0));
+    session << "PRAGMA wal_checkpoint(TRUNCATE)";
+  } catch (const soci::soci_error&) {
+    // There is no room, or someone reads: the entries stay in the log until the next time.
+  }
+  waitForLocks(session, m_busyTimeout);
+}
+
 bool SqliteBackend::hasMoved() const {
   struct stat status = {};
   if (::stat(m_path.c_str(), &status) != 0) return true;
@@ -70,12 +89,15 @@ void SqliteBackend::prepareFolder() const {
   const std::string text = m_path.string();
   if (text.find('"') != std::string::npos) throw broken("has a quotation mark in its path");
   makeFolders(m_path.parent_path());
-  struct stat status = {};
-  if (::stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
-    throw broken("is not a file");
   // The log is made beside the file, so that a file that may be written isn't enough.
   if (::access(m_path.parent_path().c_str(), W_OK | X_OK) != 0)
     throw broken("can't be written: its folder says \"" + reasonOf(errno) + "\"");
+  struct stat status = {};
+  if (::stat(m_path.c_str(), &status) != 0) return;
+  if (!S_ISREG(status.st_mode)) throw broken("is not a file");
+  // What may only be read would be opened for reading without a word.
+  if (::access(m_path.c_str(), R_OK | W_OK) != 0)
+    throw broken("can't be read and written: " + reasonOf(errno));
 }
 
 void SqliteBackend::openFile(soci::session& session) const {
@@ -92,13 +114,10 @@ void SqliteBackend::openFile(soci::session& session) const {
 }
 
 void SqliteBackend::configure(soci::session& session) const {
-  session << "PRAGMA busy_timeout = " << m_busyTimeout.count();
+  waitForLocks(session, m_busyTimeout);
   // The file may come from anywhere: nothing that its schema says is trusted.
   session << "PRAGMA trusted_schema = OFF";
   session << "PRAGMA cell_size_check = ON";
-  // A file that can't be written is opened for reading without a word; a write says so.
-  session << "BEGIN IMMEDIATE";
-  session << "ROLLBACK";
   session << "PRAGMA journal_mode = WAL";
   session << "PRAGMA synchronous = FULL";
   constexpr int kLogBytes = 4 << 20;

@@ -10,14 +10,16 @@
 
 namespace host {
 
-/// A phonebook in a file. It is readable by its owner only, uses a write-ahead log, and a commit is
-/// on the disk when it returns.
+/// A phonebook in a file. It is readable by its owner only, and a commit is on the disk when it
+/// returns. The write-ahead log is emptied into the file after each write, unless someone reads at
+/// that moment, so that the file is whole by itself.
 class SqliteBackend : public PhoneBookBackend {
  public:
   /// A relative path is taken from the working folder of now.
   SqliteBackend(const std::string& path, std::chrono::milliseconds busyTimeout);
 
   void connect(soci::session& session) override;
+  void settle(soci::session& session) override;
   bool hasMoved() const override;
   PhoneBookError explain(const soci::soci_error& error) const override;
   std::string idType() const override { return "INTEGER PRIMARY KEY AUTOINCREMENT"; }

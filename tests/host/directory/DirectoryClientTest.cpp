@@ -1,0 +1,89 @@
+#include "host/directory/DirectoryClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "host/directory/DirectoryRequest.h"
+#include "host/directory/DirectoryResponse.h"
+
+namespace {
+
+using host::Column;
+using host::columnNamed;
+using host::DirectoryAnswer;
+using host::DirectoryClient;
+using host::DirectoryRequest;
+using host::DirectoryResponse;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+TEST(DirectoryClientTest, EveryColumnIsFoundByItsNameAndByNoOther) {
+  for (const Column column : host::kAllColumns)
+    EXPECT_EQ(columnNamed(host::columnName(column)), column);
+  for (const char* name : {"", "surname", "Surname ", "Entry", "Note"})
+    EXPECT_EQ(columnNamed(name), std::nullopt) << name;
+}
+
+TEST(DirectoryClientTest, AListRequestAsksForTheColumnsOfEveryEntry) {
+  const DirectoryRequest request =
+      DirectoryRequest::parse(DirectoryClient::listRequest({Column::Id, Column::Surname}));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Read);
+  EXPECT_THAT(request.resultColumns(), ElementsAre(Column::Id, Column::Surname));
+  EXPECT_THAT(request.entry(), IsEmpty());
+}
+
+TEST(DirectoryClientTest, AMatchRequestSaysItsValuesExactly) {
+  const std::string value = " <a>&amp;\r\n\"'\x01\xFF";
+  const DirectoryRequest request = DirectoryRequest::parse(
+      DirectoryClient::matchRequest({Column::Id}, {{Column::Company, value}}));
+  ASSERT_EQ(request.entry().size(), 1u);
+  EXPECT_EQ(request.entry().front().column, Column::Company);
+  EXPECT_EQ(request.entry().front().value, value);
+}
+
+TEST(DirectoryClientTest, AWriteRequestSaysItsValuesExactly) {
+  const DirectoryRequest request = DirectoryRequest::parse(
+      DirectoryClient::writeRequest({{Column::Surname, "A<B"}, {Column::Group, "0"}}));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Write);
+  ASSERT_EQ(request.entry().size(), 2u);
+  EXPECT_EQ(request.entry().front().value, "A<B");
+}
+
+TEST(DirectoryClientTest, AnAnswerGivesEntriesWithTheirColumnsInOrder) {
+  DirectoryResponse response({Column::Id, Column::Surname, Column::Mobile});
+  response.add({"1", " Doe\r\n", ""});
+  response.add({"2", "  ", "<1>"});
+  const DirectoryAnswer answer = DirectoryClient::parseAnswer(response.finish());
+  ASSERT_EQ(answer.kind, DirectoryAnswer::Kind::Read);
+  ASSERT_EQ(answer.entries.size(), 2u);
+  EXPECT_EQ(answer.entries[0].values.front().column, Column::Id);
+  EXPECT_EQ(answer.entries[0].value(Column::Surname), " Doe\r\n");
+  EXPECT_EQ(answer.entries[0].value(Column::Mobile), "");
+  EXPECT_EQ(answer.entries[1].value(Column::Surname), "  ");
+  EXPECT_EQ(answer.entries[1].value(Column::Mobile), "<1>");
+  EXPECT_EQ(answer.entries[1].value(Column::Email), "");
+}
+
+TEST(DirectoryClientTest, AFailureGivesItsReasonAndAWriteItsId) {
+  const DirectoryAnswer failure =
+      DirectoryClient::parseAnswer(DirectoryResponse::failure("No \"<room>\"."));
+  EXPECT_EQ(failure.kind, DirectoryAnswer::Kind::Failure);
+  EXPECT_EQ(failure.reason, "No \"<room>\".");
+  const DirectoryAnswer written = DirectoryClient::parseAnswer(DirectoryResponse::written(42));
+  EXPECT_EQ(written.kind, DirectoryAnswer::Kind::Written);
+  EXPECT_EQ(written.id, "42");
+}
+
+TEST(DirectoryClientTest, WhatIsNoAnswerIsAnError) {
+  const std::string answer = DirectoryResponse::written(42);
+  for (const std::string& text : {std::string(), std::string("hello"),
+                                  answer.substr(0, answer.size() - 1), std::string("<Schema/>"),
+                                  std::string("<Schema name='x'><ReasonForMessage>"
+                                              "new_response</ReasonForMessage></Schema>")})
+    EXPECT_THROW(DirectoryClient::parseAnswer(text), std::runtime_error) << text;
+}
+
+}  // namespace

@@ -1,0 +1,209 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/host/directory/ChildProcess.h"
+#include "tests/host/directory/DirectoryFixture.h"
+#include "tests/host/directory/LockedFile.h"
+#include "tests/host/directory/Mounts.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+class DirectoryOpeningTest : public DirectoryTest {
+ protected:
+  void ExpectNotOpened(const std::string& reason) const {
+    const std::string problem = OpeningProblem();
+    EXPECT_THAT(problem, HasSubstr(reason));
+    EXPECT_THAT(problem, HasSubstr(m_folder));
+    EXPECT_EQ(problem.back(), '.');
+  }
+  void ExpectNotOpenedAs(const std::string& connection, const std::string& reason) const {
+    host::PhoneBookOptions options = Options();
+    options.connection = connection;
+    EXPECT_THAT(OpeningProblem(options), HasSubstr(reason));
+  }
+  /// A phonebook with enough entries to have pages of every kind, closed.
+  void MakePhonebook() {
+    for (int i = 0; i < 20; ++i)
+      Store({{Column::Surname, "a"}, {Column::Email, std::string(9000, 'x')}});
+    Close();
+  }
+  /// The same for a user whom modes bind: what opening says there.
+  std::string ProblemOfOrdinaryUser() const {
+    ::chmod(m_folder.c_str(), 0755);
+    ChildProcess child([this](const ChildProcess::Parent& parent) {
+      if (!BecomeOrdinaryUser()) return 1;
+      parent.Tell(OpeningProblem());
+      return 0;
+    });
+    const std::string problem = child.Hear();
+    EXPECT_EQ(child.Join(), 0);
+    return problem;
+  }
+};
+
+TEST_F(DirectoryOpeningTest, MissingFoldersAreMadeForTheOwnerOnly) {
+  host::PhoneBookOptions options = Options();
+  options.connection = "sqlite3://" + m_folder + "/new one/and/another/phone=book.db";
+  EXPECT_EQ(OpeningProblem(options), "");
+  EXPECT_TRUE(std::filesystem::exists(m_folder + "/new one/and/another/phone=book.db"));
+  struct stat status = {};
+  ASSERT_EQ(::stat((m_folder + "/new one").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0700u);
+}
+
+TEST_F(DirectoryOpeningTest, ARelativePathIsTakenFromTheWorkingFolder) {
+  ChildProcess child([this](const ChildProcess::Parent&) {
+    if (::chdir(m_folder.c_str()) != 0) return 1;
+    host::PhoneBookOptions options = Options();
+    options.connection = "sqlite3://here/book.db";
+    return OpeningProblem(options).empty() ? 0 : 2;
+  });
+  EXPECT_EQ(child.Join(), 0);
+  EXPECT_TRUE(std::filesystem::exists(m_folder + "/here/book.db"));
+}
+
+TEST_F(DirectoryOpeningTest, AConnectionThatNamesNoKnownDatabaseIsRefused) {
+  for (const char* connection :
+       {"", "sqlite3://", "sqlite3:", "/tmp/book.db", "postgresql://dbname=x"})
+    ExpectNotOpenedAs(connection, "write sqlite3:///path/to/phonebook.db");
+}
+
+TEST_F(DirectoryOpeningTest, AnEmptyFileBecomesAPhonebook) {
+  WriteFile(Path(), "");
+  StoreNamed("Doe");
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+}
+
+TEST_F(DirectoryOpeningTest, AFileThatHoldsSomethingElseIsNotTouched) {
+  const std::string text(5000, 'x');
+  WriteFile(Path(), text);
+  ExpectNotOpened("is not a phonebook: the file holds something else");
+  EXPECT_EQ(ReadFile(Path()), text);
+}
+
+TEST_F(DirectoryOpeningTest, ADatabaseOfAnotherProgramIsNotTouched) {
+  Sql("CREATE TABLE bookmarks (url TEXT)");
+  ExpectNotOpened("is not a phonebook: it holds other tables");
+  EXPECT_EQ(Sql("SELECT name FROM sqlite_master"), "bookmarks");
+}
+
+TEST_F(DirectoryOpeningTest, APhonebookOfANewerVersionIsNotTouched) {
+  MakePhonebook();
+  Sql("UPDATE phonebook_version SET version = 2");
+  ExpectNotOpened("was made by a newer version of this program");
+  EXPECT_EQ(Sql("SELECT version FROM phonebook_version"), "2");
+}
+
+TEST_F(DirectoryOpeningTest, APhonebookWithoutAVersionIsRefused) {
+  MakePhonebook();
+  Sql("DELETE FROM phonebook_version");
+  ExpectNotOpened("says nothing of a version");
+}
+
+TEST_F(DirectoryOpeningTest, ADamagedHeadIsNoticed) {
+  MakePhonebook();
+  std::string bytes = ReadFile(Path());
+  bytes.replace(0, 16, 16, 'x');
+  WriteFile(Path(), bytes);
+  ExpectNotOpened("is not a phonebook");
+}
+
+TEST_F(DirectoryOpeningTest, DamageAnywhereInTheFileIsNoticed) {
+  MakePhonebook();
+  std::string bytes = ReadFile(Path());
+  for (std::size_t at = 4096; at < bytes.size(); at += 4096) bytes.replace(at, 100, 100, '\xAA');
+  WriteFile(Path(), bytes);
+  ExpectNotOpened("is damaged");
+}
+
+TEST_F(DirectoryOpeningTest, ACutFileIsNoticed) {
+  MakePhonebook();
+  const std::string bytes = ReadFile(Path());
+  WriteFile(Path(), bytes.substr(0, bytes.size() / 2));
+  ExpectNotOpened("is damaged");
+}
+
+TEST_F(DirectoryOpeningTest, ALogThatIsNoneIsPassedOver) {
+  MakePhonebook();
+  WriteFile(Path() + "-wal", std::string(100000, 'x'));
+  EXPECT_EQ(OpeningProblem(), "");
+  EXPECT_EQ(Surnames().size(), 20u);
+}
+
+TEST_F(DirectoryOpeningTest, AFolderInPlaceOfTheFileIsNoticed) {
+  std::filesystem::create_directory(Path());
+  ExpectNotOpened("is not a file");
+}
+
+TEST_F(DirectoryOpeningTest, AFileInPlaceOfTheFolderIsNoticed) {
+  WriteFile(m_folder + "/file", "");
+  ExpectNotOpenedAs("sqlite3://" + m_folder + "/file/book.db", "Not a directory");
+  ExpectNotOpenedAs("sqlite3://" + m_folder + "/file/folder/book.db", "Not a directory");
+}
+
+TEST_F(DirectoryOpeningTest, APathWithAQuotationMarkIsRefused) {
+  ExpectNotOpenedAs("sqlite3://" + m_folder + "/a\"b.db", "quotation mark");
+}
+
+TEST_F(DirectoryOpeningTest, AFolderWithoutPermissionIsNoticed) {
+  MakePhonebook();
+  ::chmod(Folder().c_str(), 0755);
+  ::chmod(Path().c_str(), 0666);
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("Permission denied"));
+}
+
+TEST_F(DirectoryOpeningTest, AFolderThatMayNotBeMadeIsNoticed) {
+  std::filesystem::remove(Folder());
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be made: Permission denied"));
+}
+
+TEST_F(DirectoryOpeningTest, AFileThatMayNotBeWrittenIsNoticed) {
+  MakePhonebook();
+  ::chmod(Folder().c_str(), 0777);
+  ::chmod(Path().c_str(), 0444);
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be read and written: Permission denied"));
+}
+
+TEST_F(DirectoryOpeningTest, AFileThatMayNotBeReadIsNoticed) {
+  MakePhonebook();
+  ::chmod(Folder().c_str(), 0777);
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be read and written: Permission denied"));
+}
+
+TEST_F(DirectoryOpeningTest, AReadOnlyDiskIsNoticed) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  disk.MakeReadOnly();
+  ExpectNotOpened("Read-only file system");
+  disk.MakeWritable();
+  MakePhonebook();
+  disk.MakeReadOnly();
+  ExpectNotOpened("Read-only file system");
+  disk.MakeWritable();
+  EXPECT_EQ(OpeningProblem(), "");
+}
+
+TEST_F(DirectoryOpeningTest, AFullDiskIsNoticed) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  disk.Fill();
+  ExpectNotOpened("disk");
+  disk.Empty();
+  EXPECT_EQ(OpeningProblem(), "");
+}
+
+TEST_F(DirectoryOpeningTest, AFileLockedByAnotherProgramIsNoticed) {
+  MakePhonebook();
+  LockedFile lock(Path());
+  lock.Take("PRAGMA journal_mode = DELETE; BEGIN EXCLUSIVE");
+  ExpectNotOpened("is locked by another program");
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,168 @@
+#include "framework/ClientUtils.h"
+#include "host/directory/XmlGate.h"
+#include "tests/host/directory/DirectoryFixture.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+// What the telephone asks before it stores a card.
+std::string QuestionFor(const std::string& firstname, const std::string& surname,
+                        const std::string& office) {
+  return "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>"
+         "read_request</ReasonForMessage><ResultCols>Surname Firstname Office Mobile Private "
+         "DefaultNumber Office2 Picture</ResultCols><Entry><Firstname>" +
+         firstname + "</Firstname><Surname>" + surname +
+         "</Surname><Mobile></Mobile><Private></Private><Office>" + office +
+         "</Office><Office2></Office2></Entry></Schema>";
+}
+
+class DirectoryReadTest : public DirectoryTest {
+ protected:
+  std::vector<std::string> SurnamesMatching(const Values& match) {
+    std::vector<std::string> names;
+    for (const DirectoryEntry& entry : Matching(match))
+      names.emplace_back(entry.value(Column::Surname));
+    return names;
+  }
+  bool IsThere(const std::string& question) {
+    std::string entry;
+    return ClientUtils::extractValueFromXMLString(Ask(question), "Entry", entry) == 1;
+  }
+};
+
+TEST_F(DirectoryReadTest, ACardIsThereWhenItsNamesAndNumbersAllEqual) {
+  Ask(
+      WriteOf("<Surname>Doe</Surname><Firstname>John</Firstname><Office>123</Office>"
+              "<Email>john@example.org</Email><Group>0</Group>"));
+  EXPECT_TRUE(IsThere(QuestionFor("John", "Doe", "123")));
+  EXPECT_FALSE(IsThere(QuestionFor("John", "Doe", "124")));
+  EXPECT_FALSE(IsThere(QuestionFor("John", "Doe", "")));
+  EXPECT_FALSE(IsThere(QuestionFor("", "Doe", "123")));
+}
+
+TEST_F(DirectoryReadTest, TheAnswerHoldsEachMatchWithTheColumnsAskedForInThatOrder) {
+  Ask(
+      WriteOf("<Surname>O&apos;Neil</Surname><Firstname>A&amp;B&lt;C&gt;</Firstname>"
+              "<Office>123</Office><DefaultNumber>1</DefaultNumber><Group>0</Group>"));
+  EXPECT_EQ(Ask(QuestionFor("A&amp;B&lt;C&gt;", "O&apos;Neil", "123")),
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\">"
+            "<ReasonForMessage>read_response</ReasonForMessage><Entry><Surname>O'Neil</Surname>"
+            "<Firstname>A&amp;B&lt;C&gt;</Firstname><Office>123</Office><Mobile></Mobile>"
+            "<Private></Private><DefaultNumber>1</DefaultNumber><Office2></Office2>"
+            "<Picture></Picture></Entry></Schema>");
+}
+
+TEST_F(DirectoryReadTest, NothingMatchesInAnEmptyPhonebook) {
+  EXPECT_FALSE(IsThere(QuestionFor("John", "Doe", "123")));
+  EXPECT_THAT(Matching({}), IsEmpty());
+}
+
+TEST_F(DirectoryReadTest, ACardWithoutNameAndNumberIsNeverThere) {
+  Ask(WriteOf("<Group>0</Group>"));
+  EXPECT_FALSE(IsThere(QuestionFor("", "", "")));
+  EXPECT_THAT(Matching({{Column::Email, ""}}), IsEmpty());
+}
+
+TEST_F(DirectoryReadTest, AnEmptyElementMeansThatTheColumnIsEmpty) {
+  Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
+  Store({{Column::Surname, "Doe"}, {Column::Email, "a"}});
+  EXPECT_THAT(Matching({{Column::Surname, "Doe"}}), SizeIs(2));
+  const std::vector<DirectoryEntry> found =
+      Matching({{Column::Surname, "Doe"}, {Column::Mobile, ""}});
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_EQ(found.front().value(Column::Email), "a");
+}
+
+TEST_F(DirectoryReadTest, AnEntryWithoutChildrenListsAllByAscendingId) {
+  for (const char* name : {"c", "a", "b"}) StoreNamed(name);
+  EXPECT_THAT(SurnamesMatching({}), ElementsAre("c", "a", "b"));
+}
+
+TEST_F(DirectoryReadTest, EveryColumnCanBeMatchedByItself) {
+  Values all;
+  for (const Column column : host::kAllColumns) {
+    if (column == Column::Id) continue;
+    all.push_back({column, "value of " + std::string(host::columnName(column))});
+  }
+  Store(all);
+  for (const ColumnValue& value : all) {
+    EXPECT_THAT(Matching({value}), SizeIs(1)) << value.value;
+    EXPECT_THAT(Matching({{value.column, "other"}}), IsEmpty()) << value.value;
+  }
+  EXPECT_THAT(Matching(all), SizeIs(1));
+}
+
+TEST_F(DirectoryReadTest, ValuesAreComparedByteByByte) {
+  Store({{Column::Surname, "Doe"}, {Column::Office, "10"}});
+  for (const char* other : {"doe", "DOE", "Do", "Doe ", " Doe", "D_e", "D%", "Do\xC3\xA9"})
+    EXPECT_THAT(Matching({{Column::Surname, other}}), IsEmpty()) << other;
+  for (const char* other : {"10.0", "010", "+10", "1e1"})
+    EXPECT_THAT(Matching({{Column::Office, other}}), IsEmpty()) << other;
+}
+
+TEST_F(DirectoryReadTest, ValuesAreNeverTakenForSql) {
+  for (const char* name :
+       {"' OR '1'='1", "x'; DROP TABLE entries; --", ":surname", "?1", "\\'", "%s"}) {
+    EXPECT_THAT(Matching({{Column::Surname, name}}), IsEmpty()) << name;
+    StoreNamed(name);
+    EXPECT_THAT(SurnamesMatching({{Column::Surname, name}}), ElementsAre(name));
+  }
+}
+
+TEST_F(DirectoryReadTest, AnEntryIsFoundByItsId) {
+  StoreNamed("first");
+  const std::string id = Store({{Column::Surname, "second"}});
+  StoreNamed("third");
+  EXPECT_THAT(SurnamesMatching({{Column::Id, id}}), ElementsAre("second"));
+  EXPECT_THAT(SurnamesMatching({{Column::Id, "0" + id}}), ElementsAre("second"));
+  EXPECT_THAT(SurnamesMatching({{Column::Id, id}, {Column::Surname, "first"}}), IsEmpty());
+  EXPECT_THAT(SurnamesMatching({{Column::Id, "999999999999999999"}}), IsEmpty());
+}
+
+TEST_F(DirectoryReadTest, AnEntryTellsTheIdThatItWasWrittenWith) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::vector<DirectoryEntry> found = Matching({{Column::Surname, "Doe"}});
+  ASSERT_THAT(found, SizeIs(1));
+  EXPECT_EQ(found.front().value(Column::Id), id);
+}
+
+TEST_F(DirectoryReadTest, AnAnswerOverTheBoundIsRefusedAndEachEntryCanStillBeReadById) {
+  // Nearly as large as a request can be: each byte is five in a request and in an answer.
+  const std::string big((host::XmlGate::kMaxBytes - 1000) / 5, '&');
+  const std::string first = Store({{Column::Surname, big}});
+  const std::string second = Store({{Column::Surname, big}});
+  ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), "larger than 60 MiB");
+  EXPECT_EQ(Parsed(host::DirectoryClient::listRequest({Column::Id})).entries.size(), 2u);
+  EXPECT_TRUE(SurnamesMatching({{Column::Id, first}}) == std::vector{big});
+  EXPECT_TRUE(SurnamesMatching({{Column::Id, second}}) == std::vector{big});
+}
+
+TEST_F(DirectoryReadTest, ARefusedReadIsAFailureWithTheReason) {
+  ExpectFailure(ReadOf("<Nickname>x</Nickname>"), "no column of the phonebook");
+  ExpectFailure("hello", "text outside of its values");
+  ExpectFailure("", "not one Schema element");
+}
+
+TEST_F(DirectoryReadTest, AfterTheServiceWasShutDownARequestIsAFailure) {
+  StoreNamed("Doe");
+  m_service->shutdown();
+  m_service->shutdown();
+  ExpectFailure(ReadOf(""), "closed");
+  ExpectNotStored("closed");
+}
+
+TEST_F(DirectoryReadTest, TheServiceIsFoundByItsInterface) {
+  Open();
+  Executable* const found = m_service.get();
+  auto* const directory = dynamic_cast<DirectoryServiceIfc*>(found);
+  ASSERT_NE(directory, nullptr);
+  EXPECT_THAT(directory->handleRequest(ReadOf("")), HasSubstr("read_response"));
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,284 @@
+#include "host/directory/DirectoryRequest.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/directory/DirectoryRefusal.h"
+#include "host/directory/XmlGate.h"
+
+namespace {
+
+using host::Column;
+using host::DirectoryRefusal;
+using host::DirectoryRequest;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+// What the telephone's card reader makes of a card with a name and one number.
+const std::string kCard =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>"
+    "write_request</ReasonForMessage><Entry><Surname>Doe</Surname><Firstname>John</Firstname>"
+    "<Office>123</Office><DefaultNumber>1</DefaultNumber><Group>0</Group></Entry></Schema>";
+
+class DirectoryRequestTest : public ::testing::Test {
+ protected:
+  static std::string Write(const std::string& elements) {
+    return "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage><Entry>" +
+           elements + "</Entry></Schema>";
+  }
+  static std::string Read(const std::string& columns, const std::string& elements) {
+    return "<Schema name=\"PhoneBook\"><ReasonForMessage>read_request</ReasonForMessage>"
+           "<ResultCols>" +
+           columns + "</ResultCols><Entry>" + elements + "</Entry></Schema>";
+  }
+  static std::string SurnameIn(const std::string& content) {
+    return DirectoryRequest::parse(Write("<Surname>" + content + "</Surname><Group>0</Group>"))
+        .entry()
+        .front()
+        .value;
+  }
+  static std::string ReasonAgainst(const std::string& text) {
+    try {
+      DirectoryRequest::parse(text);
+    } catch (const DirectoryRefusal& refusal) {
+      return refusal.what();
+    }
+    return "(taken)";
+  }
+  static void ExpectRefused(const std::string& text, const std::string& reason) {
+    EXPECT_THAT(ReasonAgainst(text), HasSubstr(reason));
+  }
+};
+
+TEST_F(DirectoryRequestTest, AWriteRequestGivesItsValuesInTheirOrder) {
+  const DirectoryRequest request = DirectoryRequest::parse(kCard);
+  ASSERT_EQ(request.kind(), DirectoryRequest::Kind::Write);
+  ASSERT_EQ(request.entry().size(), 5u);
+  EXPECT_EQ(request.entry()[0].column, Column::Surname);
+  EXPECT_EQ(request.entry()[0].value, "Doe");
+  EXPECT_EQ(request.entry()[4].column, Column::Group);
+  EXPECT_EQ(request.entry()[4].value, "0");
+  EXPECT_THAT(request.resultColumns(), IsEmpty());
+}
+
+TEST_F(DirectoryRequestTest, AReadRequestGivesItsColumnsInTheirOrder) {
+  const DirectoryRequest request =
+      DirectoryRequest::parse(Read("Surname Id\tPicture\n Mobile", "<Mobile></Mobile>"));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Read);
+  EXPECT_THAT(request.resultColumns(),
+              ElementsAre(Column::Surname, Column::Id, Column::Picture, Column::Mobile));
+  ASSERT_EQ(request.entry().size(), 1u);
+  EXPECT_EQ(request.entry().front().value, "");
+}
+
+TEST_F(DirectoryRequestTest, AnEntryWithoutChildrenIsEmptyWhetherWrittenLongShortOrWithABreak) {
+  EXPECT_THAT(DirectoryRequest::parse(Read("Id", "")).entry(), IsEmpty());
+  EXPECT_THAT(DirectoryRequest::parse(Read("Id", "\n  ")).entry(), IsEmpty());
+  EXPECT_THAT(DirectoryRequest::parse("<Schema name=\"PhoneBook\"><ReasonForMessage>read_request"
+                                      "</ReasonForMessage><ResultCols>Id</ResultCols><Entry/>"
+                                      "</Schema>")
+                  .entry(),
+              IsEmpty());
+}
+
+TEST_F(DirectoryRequestTest, TheElementsOfASchemaMayStandInAnyOrderWithWhiteSpaceBetween) {
+  const DirectoryRequest request = DirectoryRequest::parse(
+      "\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8'?>\n<Schema name='PhoneBook'>\n"
+      "  <Entry>\n <Surname>Doe</Surname>\n </Entry>\n <ResultCols>Id</ResultCols>\n"
+      "  <ReasonForMessage>read_request</ReasonForMessage>\n</Schema>\n");
+  ASSERT_EQ(request.entry().size(), 1u);
+  EXPECT_EQ(request.entry().front().value, "Doe");
+}
+
+TEST_F(DirectoryRequestTest, NothingIsTrimmedOrNormalised) {
+  EXPECT_EQ(SurnameIn(" \t Doe \n"), " \t Doe \n");
+  EXPECT_EQ(SurnameIn("  "), "  ");
+  EXPECT_EQ(SurnameIn("\n"), "\n");
+  EXPECT_EQ(SurnameIn("a\r\nb\rc"), "a\r\nb\rc");
+  EXPECT_EQ(SurnameIn("a]]>b"), "a]]>b");
+}
+
+TEST_F(DirectoryRequestTest, BytesThatAreNoTextStayAsTheyAre) {
+  EXPECT_EQ(SurnameIn("\x01\x1F\x7F"), "\x01\x1F\x7F");
+  EXPECT_EQ(SurnameIn("cut \xE2\x82"), "cut \xE2\x82");
+  EXPECT_EQ(SurnameIn("\xFF\xFE\x80"), "\xFF\xFE\x80");
+}
+
+TEST_F(DirectoryRequestTest, ReferencesAreResolvedOnce) {
+  EXPECT_EQ(SurnameIn("A&amp;B&lt;C&gt;&apos;&quot;"), "A&B<C>'\"");
+  EXPECT_EQ(SurnameIn("&amp;amp; &amp;#65;"), "&amp; &#65;");
+  EXPECT_EQ(SurnameIn("&#65;&#x42;&#x1;&#13;&#xE9;&#x1F600;"), "AB\x01\r\xC3\xA9\xF0\x9F\x98\x80");
+}
+
+TEST_F(DirectoryRequestTest, AReferenceToNoCharacterIsRefused) {
+  for (const char* reference :
+       {"&#0;", "&#x0;", "&#00000;", "&#x100000000;", "&#x100000041;", "&#4294967361;", "&#xD800;",
+        "&#xDFFF;", "&#x110000;", "&#;", "&#x;", "&#-1;", "&#+1;", "&#xG;", "&#X41;", "&#x 1;"})
+    ExpectRefused(Write("<Surname>a" + std::string(reference) + "b</Surname>"), "an \"&\"");
+}
+
+TEST_F(DirectoryRequestTest, AnAmpersandThatBeginsNothingKnownIsRefused) {
+  for (const char* text : {"&", "a & b", "&lol;", "&amp", "&AMP;", "&nbsp;", "&;", "&&amp;"})
+    ExpectRefused(Write("<Surname>" + std::string(text) + "</Surname>"), "an \"&\"");
+}
+
+TEST_F(DirectoryRequestTest, ANulByteIsRefused) {
+  const std::string text = Write("<Surname>a</Surname>");
+  for (std::size_t at = 0; at <= text.size(); ++at) {
+    std::string with = text;
+    with.insert(at, 1, '\0');
+    EXPECT_NE(ReasonAgainst(with), "(taken)") << at;
+  }
+  ExpectRefused(Write("<Surname>a" + std::string(1, '\0') + "b</Surname>"), "NUL");
+}
+
+TEST_F(DirectoryRequestTest, WhatTheReaderWouldDropIsRefused) {
+  ExpectRefused(Write("<Surname>D<!-- x -->oe</Surname>"), "Comments, CDATA");
+  ExpectRefused(Write("<Surname><![CDATA[Doe]]></Surname>"), "Comments, CDATA");
+  ExpectRefused(Write("<Surname>D<?php x ?>oe</Surname>"), "Processing instructions");
+  ExpectRefused(Write("<Surname>D<b>o</b>e</Surname>"), "where only text may stand");
+  ExpectRefused(Write("<Surname><b></b></Surname>"), "where only text may stand");
+  ExpectRefused(Write("<Surname>Doe</Surname>stray"), "text outside");
+  ExpectRefused(Write("<Surname lang=\"de\">Doe</Surname>"), "attribute");
+  ExpectRefused(kCard + "stray", "text outside");
+  ExpectRefused("stray" + kCard, "");
+}
+
+TEST_F(DirectoryRequestTest, DocumentTypesAreRefusedBeforeTheyAreRead) {
+  ExpectRefused(
+      "<!DOCTYPE lolz [<!ENTITY lol \"lol\"><!ENTITY lol2 \"&lol;&lol;&lol;&lol;&lol;\">]>" +
+          Write("<Surname>&lol2;</Surname>"),
+      "document types");
+  ExpectRefused("<!DOCTYPE a SYSTEM \"file:///etc/passwd\">" + kCard, "document types");
+}
+
+TEST_F(DirectoryRequestTest, AnyOtherEncodingIsRefused) {
+  for (const char* name : {"iso-8859-1", "utf-16", "utf8", ""})
+    ExpectRefused("<?xml version=\"1.0\" encoding=\"" + std::string(name) + "\"?>" +
+                      Write("<Surname>\xE9</Surname>"),
+                  "encoding");
+}
+
+TEST_F(DirectoryRequestTest, EveryCutRequestIsRefused) {
+  for (std::size_t length = 0; length < kCard.size(); ++length)
+    EXPECT_NE(ReasonAgainst(kCard.substr(0, length)), "(taken)") << length;
+}
+
+TEST_F(DirectoryRequestTest, WhatIsNoXmlIsRefused) {
+  for (const char* text : {"", " ", "hello", "{\"a\":1}", "<", ">", "<>", "</Schema>", "<Schema",
+                           "<Schema name=\"PhoneBook\">", "<a></b>", "<a b>c</a>", "<a b=c>d</a>",
+                           "\xFF\xFE<\x01", "\xEF\xBB\xBF"})
+    EXPECT_NE(ReasonAgainst(text), "(taken)") << text;
+}
+
+TEST_F(DirectoryRequestTest, AnotherSchemaIsRefused) {
+  ExpectRefused("<Schema name=\"Calendar\"></Schema>", "PhoneBook");
+  ExpectRefused("<Schema></Schema>", "PhoneBook");
+  ExpectRefused("<Schema name=\"PhoneBook\" other=\"x\"></Schema>", "PhoneBook");
+  ExpectRefused("<Scheme name=\"PhoneBook\"></Scheme>", "not one Schema");
+  ExpectRefused(kCard + "<Schema name=\"PhoneBook\"/>", "not one Schema");
+}
+
+TEST_F(DirectoryRequestTest, AReasonThatIsntKnownIsRefused) {
+  const std::string rest = "<Entry><Surname>Doe</Surname></Entry></Schema>";
+  const std::string start = "<Schema name=\"PhoneBook\">";
+  ExpectRefused(start + rest, "no ReasonForMessage");
+  for (const char* reason : {"", "delete_request", "READ_REQUEST", " write_request", "failure"})
+    ExpectRefused(start + "<ReasonForMessage>" + reason + "</ReasonForMessage>" + rest,
+                  "neither read_request nor write_request");
+}
+
+TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
+  ExpectRefused(Write("<Nickname>x</Nickname>"), "no column of the phonebook");
+  ExpectRefused(Write("<surname>x</surname>"), "no column of the phonebook");
+  ExpectRefused(Write("<Entry>x</Entry>"), "no column of the phonebook");
+  ExpectRefused(Write("<Surname>a</Surname><Surname>b</Surname>"), "twice");
+  ExpectRefused(Write("<Surname>a</Surname></Entry><Entry><Surname>b</Surname>"), "twice");
+  ExpectRefused(Write("<Surname>a</Surname></Entry><Extra></Extra><Entry>"), "other than");
+  ExpectRefused(Read("Surname Nickname", ""), "doesn't have");
+  ExpectRefused(Read("Surname,Firstname", ""), "doesn't have");
+  ExpectRefused(Read("Surname Id Surname", ""), "twice");
+}
+
+TEST_F(DirectoryRequestTest, MissingPartsAreRefused) {
+  ExpectRefused(Read("", ""), "names no column");
+  ExpectRefused(Read(" \n", ""), "names no column");
+  ExpectRefused(Write(""), "holds no value");
+  ExpectRefused(Write("<Surname></Surname><Group></Group>"), "holds no value");
+  ExpectRefused(
+      "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage></Schema>",
+      "no Entry");
+}
+
+TEST_F(DirectoryRequestTest, AnIdIsANumberAndOnlyRead) {
+  EXPECT_EQ(DirectoryRequest::parse(Read("Id", "<Id>17</Id>")).entry().front().value, "17");
+  for (const char* id : {"", " 1", "1a", "-1", "0x1", "9999999999999999999"})
+    ExpectRefused(Read("Id", "<Id>" + std::string(id) + "</Id>"), "not a number");
+  ExpectRefused(Write("<Id>1</Id><Surname>a</Surname>"), "An Id can't be written");
+}
+
+TEST_F(DirectoryRequestTest, AWriteRequestWithResultColumnsIsRefused) {
+  ExpectRefused(
+      "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage>"
+      "<ResultCols>Id</ResultCols><Entry><Surname>a</Surname></Entry></Schema>",
+      "no ResultCols");
+}
+
+TEST_F(DirectoryRequestTest, DeepOrManyElementsAreRefused) {
+  std::string deep;
+  for (int i = 0; i < 1000000; ++i) deep += "<a>";
+  ExpectRefused(deep, "more than 256 tags");
+  std::string wide;
+  for (int i = 0; i < 1000000; ++i) wide += "<Surname/>";
+  ExpectRefused(Write(wide), "more than 256 tags");
+}
+
+TEST_F(DirectoryRequestTest, ATagOfManyAttributesIsRefused) {
+  std::string attributes;
+  for (int i = 0; i < 100000; ++i) attributes += " a" + std::to_string(i) + "='>'";
+  ExpectRefused("<Schema" + attributes + "></Schema>", "no end within");
+}
+
+TEST_F(DirectoryRequestTest, ARequestOfTheLargestSizeIsReadAndALargerOneRefused) {
+  const std::size_t frame = Read("Id", "").size();
+  const std::string blanks(host::XmlGate::kMaxBytes - frame, ' ');
+  EXPECT_THAT(DirectoryRequest::parse(Read("Id" + blanks, "")).resultColumns(),
+              ElementsAre(Column::Id));
+  ExpectRefused(Read("Id" + blanks + " ", ""), "larger than 32 MiB");
+}
+
+TEST_F(DirectoryRequestTest, ValuesOfTheLargestSizeAreTakenAndLargerOnesRefused) {
+  const std::string half(DirectoryRequest::kMaxEntryBytes / 2, 'x');
+  const std::string both = "<Surname>" + half + "</Surname><Mobile>" + half + "</Mobile>";
+  EXPECT_EQ(DirectoryRequest::parse(Write(both)).entry().size(), 2u);
+  ExpectRefused(Write(both + "<Group>0</Group>"), "larger than 8 MiB");
+}
+
+TEST_F(DirectoryRequestTest, NoReasonHoldsAnythingOfTheRequest) {
+  for (const std::string& text :
+       {Write("<Surname>Zyzzy</Surname><Zyzzy>Zyzzy</Zyzzy>"), Write("<Surname>Zyzzy</Surnam>"),
+        Write("<Surname>Zyzzy&Zyzzy;</Surname>"), Read("Zyzzy", ""), Read("Id", "<Id>Zyzzy</Id>")})
+    EXPECT_THAT(ReasonAgainst(text), ::testing::Not(HasSubstr("Zyzzy")));
+}
+
+// Whatever one byte is changed to: a refusal, or values without NUL.
+TEST_F(DirectoryRequestTest, AnyChangedByteIsUnderstoodOrRefused) {
+  for (std::size_t at = 0; at < kCard.size(); ++at) {
+    for (int byte = 0; byte < 256; ++byte) {
+      std::string text = kCard;
+      text[at] = static_cast<char>(byte);
+      try {
+        const DirectoryRequest request = DirectoryRequest::parse(text);
+        for (const host::ColumnValue& value : request.entry())
+          ASSERT_EQ(value.value.find('\0'), std::string::npos);
+      } catch (const DirectoryRefusal& refusal) {
+        ASSERT_STRNE(refusal.what(), "");
+      }
+    }
+  }
+}
+
+}  // namespace

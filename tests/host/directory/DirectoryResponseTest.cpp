@@ -1,0 +1,82 @@
+#include "host/directory/DirectoryResponse.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "framework/ClientUtils.h"
+#include "host/directory/DirectoryRefusal.h"
+
+namespace {
+
+using host::Column;
+using host::DirectoryResponse;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+const std::string kHead =
+    "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>";
+
+TEST(DirectoryResponseTest, WithoutEntriesThereIsNoEntryElement) {
+  DirectoryResponse response({Column::Surname});
+  const std::string text = response.finish();
+  EXPECT_EQ(text, kHead + "read_response</ReasonForMessage></Schema>");
+  std::string entry;
+  EXPECT_EQ(ClientUtils::extractValueFromXMLString(text, "Entry", entry), 0);
+}
+
+TEST(DirectoryResponseTest, EachEntryHasEveryColumnInOrderWithEmptyOnesNeverSelfClosed) {
+  DirectoryResponse response({Column::Mobile, Column::Id, Column::Surname});
+  response.add({"", "1", "Doe"});
+  response.add({"123", "2", ""});
+  EXPECT_EQ(response.finish(),
+            kHead +
+                "read_response</ReasonForMessage>"
+                "<Entry><Mobile></Mobile><Id>1</Id><Surname>Doe</Surname></Entry>"
+                "<Entry><Mobile>123</Mobile><Id>2</Id><Surname></Surname></Entry></Schema>");
+}
+
+TEST(DirectoryResponseTest, ValuesCantBeTakenForElements) {
+  DirectoryResponse response({Column::Surname});
+  response.add({"</Surname></Entry><Entry>&amp;]]>"});
+  EXPECT_THAT(response.finish(),
+              HasSubstr("<Surname>&lt;/Surname&gt;&lt;/Entry&gt;&lt;Entry&gt;&amp;amp;]]&gt;"
+                        "</Surname>"));
+}
+
+TEST(DirectoryResponseTest, ACarriageReturnIsWrittenSoThatEveryReaderKeepsIt) {
+  DirectoryResponse response({Column::Surname});
+  response.add({"a\r\nb"});
+  EXPECT_THAT(response.finish(), HasSubstr("<Surname>a&#13;\nb</Surname>"));
+}
+
+TEST(DirectoryResponseTest, ANulInTheFileIsShownAsAReplacementCharacter) {
+  DirectoryResponse response({Column::Surname});
+  response.add({std::string("a\0b", 3)});
+  EXPECT_THAT(response.finish(), HasSubstr("<Surname>a\xEF\xBF\xBD"
+                                           "b</Surname>"));
+}
+
+TEST(DirectoryResponseTest, AFailureHasTheWordAndTheReason) {
+  const std::string text = DirectoryResponse::failure("The <Entry> is no good.");
+  EXPECT_EQ(text, kHead +
+                      "failure</ReasonForMessage><Reason>The &lt;Entry&gt; is no good.</Reason>"
+                      "</Schema>");
+}
+
+TEST(DirectoryResponseTest, ASuccessfulWriteTellsTheIdAndHasNotTheWordFailure) {
+  const std::string text = DirectoryResponse::written(17);
+  EXPECT_EQ(text, kHead + "write_response</ReasonForMessage><Id>17</Id></Schema>");
+  EXPECT_THAT(text, Not(HasSubstr("failure")));
+}
+
+TEST(DirectoryResponseTest, AnAnswerThatDoesntFitIntoABusMessageIsRefused) {
+  DirectoryResponse response({Column::Surname});
+  const std::string value(DirectoryResponse::kMaxBytes / 2 - 1000, 'x');
+  response.add({value});
+  response.add({value});
+  EXPECT_THROW(response.add({value}), host::DirectoryRefusal);
+}
+
+}  // namespace

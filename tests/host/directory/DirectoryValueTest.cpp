@@ -1,0 +1,111 @@
+#include "tests/host/directory/DirectoryFixture.h"
+
+namespace test {
+namespace {
+
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class DirectoryValueTest : public DirectoryTest {
+ protected:
+  /// That this value of a column comes back exactly, is found by itself and outlives a restart.
+  void ExpectKept(Column column, const std::string& value) {
+    const std::string id = Store({{column, value}, {Column::Group, "0"}});
+    ExpectValue({Column::Id, id}, column, value);
+    ExpectValue({column, value}, column, value);
+    Restart();
+    ExpectValue({Column::Id, id}, column, value);
+  }
+  void ExpectValue(const ColumnValue& match, Column column, const std::string& value) {
+    const std::vector<DirectoryEntry> found = Matching({match});
+    ASSERT_THAT(found, SizeIs(1));
+    EXPECT_TRUE(found.front().value(column) == value) << host::columnName(column);
+  }
+};
+
+std::string EveryByte() {
+  std::string bytes;
+  for (int byte = 1; byte < 256; ++byte) bytes.push_back(static_cast<char>(byte));
+  return bytes;
+}
+
+std::vector<Column> TextColumns() {
+  return {host::kAllColumns.begin() + 1, host::kAllColumns.end() - 1};
+}
+
+TEST_F(DirectoryValueTest, EveryByteButNulIsKeptInEveryColumn) {
+  for (const Column column : TextColumns())
+    ExpectKept(column, std::string(host::columnName(column)) + EveryByte());
+  const std::string id = Store({{Column::Group, EveryByte()}});
+  ExpectValue({Column::Id, id}, Column::Group, EveryByte());
+}
+
+TEST_F(DirectoryValueTest, EveryByteIsKeptByItself) {
+  for (const char byte : EveryByte()) {
+    const std::string id = Store({{Column::Surname, std::string(1, byte)}});
+    ExpectValue({Column::Id, id}, Column::Surname, std::string(1, byte));
+  }
+}
+
+TEST_F(DirectoryValueTest, ARequestOfTheCardReaderIsStoredByteByByte) {
+  const std::string value = " \"A\" & <B> 'C' &amp; ]]>\r\n\t" + EveryByte();
+  Ask(WriteOf("<Surname>" + Escaped(value) + "</Surname><Group>0</Group>"));
+  ExpectValue({Column::Surname, value}, Column::Surname, value);
+}
+
+TEST_F(DirectoryValueTest, WhiteSpaceIsKept) {
+  for (const char* value : {" ", "\t", "\n", "\r", "\r\n", " \n ", " x ", "\nx\n", "\r\rx"})
+    ExpectKept(Column::Address, value);
+}
+
+TEST_F(DirectoryValueTest, CutAndWrongUtf8IsKept) {
+  for (const char* value : {"\xC3", "\xE2\x82", "\xF0\x9F\x98", "\x80", "\xFF", "\xC0\xAF",
+                            "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xEF\xBB\xBF", "\xEF\xBF\xBE"})
+    ExpectKept(Column::Company, value);
+}
+
+TEST_F(DirectoryValueTest, WhatLooksLikeMarkupIsKept) {
+  for (const char* value : {"<Entry>", "</Entry>", "]]>", "<![CDATA[x]]>", "<!-- x -->", "&lt;",
+                            "&#0;", "</Schema>", "<?xml?>", "failure"})
+    ExpectKept(Column::JobFunction, value);
+}
+
+TEST_F(DirectoryValueTest, ValuesOfTwoAndFourMebibytesAreKept) {
+  std::string value;
+  while (value.size() < (std::size_t{2} << 20)) value += EveryByte();
+  ExpectKept(Column::Email, value);
+  ExpectKept(Column::Picture, value + value);
+}
+
+// A card of 4 MiB made of quotation marks only makes the largest request there can be.
+TEST_F(DirectoryValueTest, TheLargestCardIsKept) {
+  const std::string value(std::size_t{4} << 20, '"');
+  Ask(WriteOf("<Surname>" + Escaped(value) + "</Surname><Group>0</Group>"));
+  ExpectValue({Column::Surname, value}, Column::Surname, value);
+}
+
+TEST_F(DirectoryValueTest, AValueWithNulIsRefusedAndNothingIsStored) {
+  ExpectFailure(WriteOf("<Surname>a" + std::string(1, '\0') + "b</Surname>"), "NUL");
+  ExpectFailure(WriteOf("<Surname>a&#0;b</Surname>"), "can be stored");
+  EXPECT_THAT(Matching({}), IsEmpty());
+}
+
+TEST_F(DirectoryValueTest, AnEntryTooLargeForAnAnswerIsRefused) {
+  const std::string value(host::DirectoryRequest::kMaxEntryBytes, 'x');
+  ExpectFailure(
+      host::DirectoryClient::writeRequest({{Column::Surname, value}, {Column::Firstname, "y"}}),
+      "larger than 8 MiB");
+}
+
+TEST_F(DirectoryValueTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
+  StoreNamed("a");
+  Sql("INSERT INTO entries (surname, office) VALUES (CAST(x'410042' AS TEXT), 12)");
+  Sql("INSERT INTO entries (surname) VALUES (x'43FF')");
+  EXPECT_THAT(Surnames(), ::testing::ElementsAre("a",
+                                                 "A\xEF\xBF\xBD"
+                                                 "B",
+                                                 "C\xFF"));
+}
+
+}  // namespace
+}  // namespace test

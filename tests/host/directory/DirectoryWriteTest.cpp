@@ -1,0 +1,127 @@
+#include <sys/stat.h>
+
+#include <set>
+
+#include "tests/host/directory/Database.h"
+#include "tests/host/directory/DirectoryFixture.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+class DirectoryWriteTest : public DirectoryTest {};
+
+TEST_F(DirectoryWriteTest, AWrittenEntryHasItsValuesAndNothingElse) {
+  Ask(
+      WriteOf("<Surname>Doe</Surname><Firstname>John</Firstname><Office>123</Office>"
+              "<DefaultNumber>1</DefaultNumber><Group>0</Group>"));
+  const std::vector<DirectoryEntry> entries = Matching({});
+  ASSERT_EQ(entries.size(), 1u);
+  std::set<std::string> values;
+  for (const ColumnValue& value : entries.front().values) {
+    if (value.column != Column::Id) values.insert(value.value);
+  }
+  EXPECT_THAT(values, ElementsAre("", "0", "1", "123", "Doe", "John"));
+}
+
+TEST_F(DirectoryWriteTest, TheSameCardWrittenTwiceIsTwoEntries) {
+  EXPECT_NE(Store({{Column::Surname, "Doe"}}), Store({{Column::Surname, "Doe"}}));
+  EXPECT_THAT(Surnames(), ElementsAre("Doe", "Doe"));
+}
+
+TEST_F(DirectoryWriteTest, ASuccessSaysNothingOfTheValues) {
+  const std::string answer = Ask(WriteOf("<Surname>failure</Surname><Group>0</Group>"));
+  EXPECT_THAT(answer, HasSubstr("write_response"));
+  EXPECT_THAT(answer, Not(HasSubstr("failure")));
+  EXPECT_THAT(Surnames(), ElementsAre("failure"));
+}
+
+TEST_F(DirectoryWriteTest, ARefusedWriteStoresNothingAndSaysNothingOfTheValues) {
+  for (const char* rest : {"<Surname>b</Surname>", "<Nickname>Zyzzogeton</Nickname>", "<Group>0",
+                           "&Zyzzogeton;", "<Group>&#0;</Group>", "<Id>1</Id>"}) {
+    const std::string answer = Ask(WriteOf(std::string("<Surname>Zyzzogeton</Surname>") + rest));
+    EXPECT_THAT(answer, HasSubstr("failure")) << rest;
+    EXPECT_THAT(answer, Not(HasSubstr("Zyzzogeton"))) << rest;
+  }
+  EXPECT_THAT(Surnames(), IsEmpty());
+}
+
+TEST_F(DirectoryWriteTest, EntriesAreThereAfterARestart) {
+  StoreNamed("before");
+  Restart();
+  EXPECT_THAT(Surnames(), ElementsAre("before"));
+  StoreNamed("after");
+  Restart();
+  EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
+}
+
+TEST_F(DirectoryWriteTest, AnIdIsNeverGivenAgain) {
+  StoreNamed("first");
+  const std::string id = Store({{Column::Surname, "last"}});
+  Close();
+  Sql("DELETE FROM entries");
+  Open();
+  EXPECT_GT(std::stoll(Store({{Column::Surname, "new"}})), std::stoll(id));
+}
+
+TEST_F(DirectoryWriteTest, AFullPhonebookSaysSoAndTakesEntriesAgainWhenThereIsRoom) {
+  host::PhoneBookOptions options = Options();
+  options.maxEntries = 2;
+  m_service = std::make_unique<host::DirectoryService>(options);
+  StoreNamed("first");
+  StoreNamed("second");
+  ExpectNotStored("is full: it holds 2 entries");
+  EXPECT_THAT(Surnames(), ElementsAre("first", "second"));
+  Sql("DELETE FROM entries WHERE surname = 'first'");
+  StoreNamed("third");
+  EXPECT_THAT(Surnames(), ElementsAre("second", "third"));
+}
+
+TEST_F(DirectoryWriteTest, AllValuesTogetherAreBounded) {
+  host::PhoneBookOptions options = Options();
+  options.maxBytes = 1000;
+  m_service = std::make_unique<host::DirectoryService>(options);
+  StoreNamed(std::string(600, 'a'));
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Email, std::string(401, 'b')}}),
+                "is full: its entries may have 1000 bytes");
+  Store({{Column::Email, std::string(400, 'b')}});
+  EXPECT_EQ(Surnames().size(), 2u);
+}
+
+TEST_F(DirectoryWriteTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
+  StoreNamed("private");
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    struct stat status = {};
+    ASSERT_EQ(::stat((Path() + suffix).c_str(), &status), 0) << suffix;
+    EXPECT_EQ(status.st_mode & 0777u, 0600u) << suffix;
+  }
+}
+
+TEST_F(DirectoryWriteTest, ACopyOfTheFileHasEveryEntryWithoutTheLog) {
+  for (const char* name : {"a", "b", "c"}) StoreNamed(name);
+  WriteFile(m_folder + "/copy.db", ReadFile(Path()));
+  EXPECT_EQ(Database(m_folder + "/copy.db").Run("SELECT surname FROM entries"), "abc");
+}
+
+TEST_F(DirectoryWriteTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
+  StoreNamed("before");
+  Database reader(Path());
+  reader.Run("BEGIN; SELECT COUNT(*) FROM entries");
+  StoreNamed("during");
+  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "before");
+  reader.Run("COMMIT");
+  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "beforeduring");
+}
+
+TEST_F(DirectoryWriteTest, TheLogIsWrittenAheadAndACommitIsOnTheDisk) {
+  StoreNamed("Doe");
+  EXPECT_EQ(Sql("PRAGMA journal_mode"), "wal");
+  EXPECT_EQ(Sql("SELECT surname FROM entries"), "Doe");
+}
+
+}  // namespace
+}  // namespace test
