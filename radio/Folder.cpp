@@ -1,0 +1,144 @@
+#include "radio/Folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+#include "radio/Address.h"
+#include "radio/Kernel.h"
+
+namespace radio {
+namespace {
+
+int openFolder(const char* path) {
+  return kernel::call(SYS_openat, AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
+}
+
+// A folder of somebody else, or one that others may write to, would let them pose as listeners.
+int checkOwner(int fd) {
+  const kernel::KeepErrno keep;
+  struct stat status = {};
+  if (fstat(fd, &status) < 0) return -errno;
+  return status.st_uid == geteuid() && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0 ? 0 : -EPERM;
+}
+
+}  // namespace
+
+Folder::Folder() {
+  m_error = readFolderPath(&m_path);
+  if (m_error == 0) m_error = open();
+}
+
+Folder::~Folder() {
+  if (m_fd >= 0) kernel::close(m_fd);
+}
+
+int Folder::open() {
+  m_fd = openFolder(m_path.text);
+  if (m_fd == -ENOENT) {
+    const int made = kernel::call(SYS_mkdirat, AT_FDCWD, m_path.text, 0700);
+    if (made < 0 && made != -EEXIST) return made;
+    m_fd = openFolder(m_path.text);
+  }
+  if (m_fd < 0) return m_fd;
+  return m_path.chosen ? 0 : checkOwner(m_fd);
+}
+
+int Folder::enterAdapter(const bdaddr_t& address) {
+  char name[kDigits + 1] = "";
+  formatDigits(address, name);
+  const int fd =
+      kernel::call(SYS_openat, m_fd, name, O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0) return fd;
+  kernel::close(fd);
+  return 0;
+}
+
+bool Folder::knowsAdapter(const bdaddr_t& address) const {
+  const kernel::KeepErrno keep;
+  char name[kDigits + 1] = "";
+  formatDigits(address, name);
+  struct stat status = {};
+  return fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+int Folder::bind(int fd, const Place& place) {
+  const FolderLock lock(m_fd, FolderLock::Patience::kWait);
+  if (lock.error() != 0) return lock.error();
+  const Name name = nameOf(place);
+  const int bound = kernel::bind(fd, &name.address, name.length);
+  if (bound != -EADDRINUSE) return bound;
+  removeIfDead(place);
+  return kernel::bind(fd, &name.address, name.length);
+}
+
+int Folder::connect(int fd, const Place& place) {
+  const Name name = nameOf(place);
+  const int flags = kernel::getFlags(fd);
+  if (flags < 0) return flags;
+  // A full backlog refuses on RFCOMM; a blocking local socket would wait for room instead.
+  const bool blocking = (flags & O_NONBLOCK) == 0;
+  if (blocking) kernel::setFlags(fd, flags | O_NONBLOCK);
+  const int connected = kernel::connect(fd, &name.address, name.length);
+  if (blocking) kernel::setFlags(fd, flags);
+  if (connected == -EAGAIN) return -ECONNREFUSED;
+  if (connected == -ECONNREFUSED) removeDead(place, FolderLock::Patience::kWait);
+  if (connected == -ENOENT) return knowsAdapter(place.address) ? -ECONNREFUSED : -EHOSTDOWN;
+  return connected;
+}
+
+void Folder::removeDead(const Place& place, FolderLock::Patience patience) {
+  if (m_fd < 0 || !isDead(place)) return;
+  const FolderLock lock(m_fd, patience);
+  if (lock.error() == 0) removeIfDead(place);
+}
+
+void Folder::remove(const Place& place) {
+  char name[kFileNameSize] = "";
+  formatFileName(place, name);
+  static_cast<void>(kernel::call(SYS_unlinkat, m_fd, name, 0));
+}
+
+Name Folder::nameOf(const Place& place) const {
+  char file[kFileNameSize] = "";
+  formatFileName(place, file);
+  Name name;
+  name.address.sun_family = AF_UNIX;
+  constexpr size_t kSize = sizeof name.address.sun_path;
+  const size_t length = std::strlen(m_path.text);
+  if (length + 1 + sizeof file <= kSize) {
+    std::memcpy(name.address.sun_path, m_path.text, length);
+    std::snprintf(name.address.sun_path + length, kSize - length, "/%s", file);
+  } else {
+    std::snprintf(name.address.sun_path, kSize, "/proc/self/fd/%d/%s", m_fd, file);
+  }
+  name.length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) +
+                                       std::strlen(name.address.sun_path) + 1);
+  return name;
+}
+
+// Asks with a socket of the wrong type: a living listener is not disturbed by that.
+bool Folder::isDead(const Place& place) const {
+  const int probe = kernel::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (probe < 0) return false;
+  const Name name = nameOf(place);
+  const bool dead = kernel::connect(probe, &name.address, name.length) == -ECONNREFUSED;
+  kernel::close(probe);
+  return dead;
+}
+
+void Folder::removeIfDead(const Place& place) {
+  const kernel::KeepErrno keep;
+  char name[kFileNameSize] = "";
+  formatFileName(place, name);
+  struct stat status = {};
+  // What is no socket is not the radio's to remove.
+  if (fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) < 0 || !S_ISSOCK(status.st_mode)) return;
+  if (isDead(place)) remove(place);
+}
+
+}  // namespace radio

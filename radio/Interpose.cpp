@@ -1,0 +1,237 @@
+// The C library's functions that the radio stands in front of: the table of what goes where. Each
+// has the name, the arguments and the errno of the one it stands for, and passes on whatever is not
+// a radio socket's.
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+#include <cstdarg>
+
+#include "radio/Descriptors.h"
+#include "radio/Next.h"
+#include "radio/Options.h"
+#include "radio/Rfcomm.h"
+#include "radio/Tidying.h"
+#include "radio/Transfer.h"
+
+#define RADIO_EXPORT extern "C" __attribute__((visibility("default")))
+
+namespace radio {
+namespace {
+
+int answer(int result) {
+  if (result >= 0) return result;
+  errno = -result;
+  return -1;
+}
+
+// The number was given to something else, which may be a radio socket.
+int newNumber(int fd) {
+  forget(fd);
+  return fd;
+}
+
+template <typename Next>
+int passFcntl(Next& next, int fd, int command, void* argument) {
+  const int result = next(fd, command, argument);
+  return command == F_DUPFD || command == F_DUPFD_CLOEXEC ? newNumber(result) : result;
+}
+
+template <typename Replace>
+int replaceNumber(int oldNumber, int number, Replace replace) {
+  if (oldNumber == number) return replace();
+  const Tidying tidying(number);
+  const int result = replace();
+  if (result < 0) return result;
+  forget(number);
+  tidying.finish();
+  return result;
+}
+
+}  // namespace
+}  // namespace radio
+
+using radio::afterReceiving;
+using radio::answer;
+using radio::isRadio;
+using radio::Mark;
+namespace next = radio::next;
+
+// Setting up.
+
+RADIO_EXPORT int socket(int domain, int type, int protocol) noexcept {
+  if (radio::isRadioSocket(domain, type, protocol)) return answer(radio::openSocket(type));
+  return next::socket(domain, type, protocol);
+}
+
+RADIO_EXPORT int bind(int fd, const sockaddr* address, socklen_t length) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::bindSocket(fd, mark, address, length));
+  return next::bind(fd, address, length);
+}
+
+RADIO_EXPORT int listen(int fd, int backlog) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::listenOn(fd, mark, backlog));
+  return next::listen(fd, backlog);
+}
+
+RADIO_EXPORT int accept(int fd, sockaddr* address, socklen_t* length) {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::acceptLink(fd, mark, address, length, 0));
+  return next::accept(fd, address, length);
+}
+
+RADIO_EXPORT int accept4(int fd, sockaddr* address, socklen_t* length, int flags) {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::acceptLink(fd, mark, address, length, flags));
+  return next::accept4(fd, address, length, flags);
+}
+
+RADIO_EXPORT int connect(int fd, const sockaddr* address, socklen_t length) {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::connectTo(fd, mark, address, length));
+  return next::connect(fd, address, length);
+}
+
+RADIO_EXPORT int shutdown(int fd, int how) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::shutDownLink(fd, mark));
+  return next::shutdown(fd, how);
+}
+
+// Names and options.
+
+RADIO_EXPORT int getsockname(int fd, sockaddr* address, socklen_t* length) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::localName(fd, mark, address, length));
+  return next::getsockname(fd, address, length);
+}
+
+RADIO_EXPORT int getpeername(int fd, sockaddr* address, socklen_t* length) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::peerName(fd, mark, address, length));
+  return next::getpeername(fd, address, length);
+}
+
+RADIO_EXPORT int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::getOption(fd, mark, level, name, value, length));
+  return next::getsockopt(fd, level, name, value, length);
+}
+
+RADIO_EXPORT int setsockopt(int fd, int level, int name, const void* value,
+                            socklen_t length) noexcept {
+  Mark mark;
+  if (isRadio(fd, &mark)) return answer(radio::setOption(fd, mark, level, name, value, length));
+  return next::setsockopt(fd, level, name, value, length);
+}
+
+// Receiving.
+
+RADIO_EXPORT ssize_t read(int fd, void* buffer, size_t size) {
+  return afterReceiving(fd, next::read(fd, buffer, size), size > 0);
+}
+
+RADIO_EXPORT ssize_t readv(int fd, const iovec* parts, int count) {
+  const ssize_t got = next::readv(fd, parts, count);
+  if (got > 0) return got;
+  return afterReceiving(fd, got, count > 0 && radio::hasRoom(parts, static_cast<size_t>(count)));
+}
+
+RADIO_EXPORT ssize_t recv(int fd, void* buffer, size_t size, int flags) {
+  return afterReceiving(fd, next::recv(fd, buffer, size, flags), size > 0);
+}
+
+RADIO_EXPORT ssize_t recvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* address,
+                              socklen_t* length) {
+  return radio::receiveFrom(fd, buffer, size, flags, address, length);
+}
+
+RADIO_EXPORT ssize_t recvmsg(int fd, msghdr* message, int flags) {
+  return radio::receiveMessage(fd, message, flags);
+}
+
+RADIO_EXPORT int recvmmsg(int fd, mmsghdr* messages, unsigned count, int flags, timespec* timeout) {
+  return radio::receiveMessages(fd, messages, count, flags, timeout);
+}
+
+RADIO_EXPORT ssize_t __read_chk(int fd, void* buffer, size_t length, size_t size) {
+  return afterReceiving(fd, next::__read_chk(fd, buffer, length, size), length > 0);
+}
+
+RADIO_EXPORT ssize_t __recv_chk(int fd, void* buffer, size_t length, size_t size, int flags) {
+  return afterReceiving(fd, next::__recv_chk(fd, buffer, length, size, flags), length > 0);
+}
+
+RADIO_EXPORT ssize_t __recvfrom_chk(int fd, void* buffer, size_t length, size_t size, int flags,
+                                    sockaddr* address, socklen_t* addressLength) {
+  if (length > size) {
+    return next::__recvfrom_chk(fd, buffer, length, size, flags, address, addressLength);
+  }
+  return radio::receiveFrom(fd, buffer, length, flags, address, addressLength);
+}
+
+// Sending.
+
+RADIO_EXPORT ssize_t write(int fd, const void* data, size_t size) {
+  return radio::writeData(fd, data, size);
+}
+
+RADIO_EXPORT ssize_t writev(int fd, const iovec* parts, int count) {
+  return radio::writeVector(fd, parts, count);
+}
+
+RADIO_EXPORT ssize_t send(int fd, const void* data, size_t size, int flags) {
+  return radio::sendData(fd, data, size, flags);
+}
+
+RADIO_EXPORT ssize_t sendto(int fd, const void* data, size_t size, int flags,
+                            const sockaddr* address, socklen_t length) {
+  return radio::sendDataTo(fd, data, size, flags, address, length);
+}
+
+RADIO_EXPORT ssize_t sendmsg(int fd, const msghdr* message, int flags) {
+  return radio::sendMessage(fd, message, flags);
+}
+
+RADIO_EXPORT int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) {
+  return radio::sendMessages(fd, messages, count, flags);
+}
+
+// Descriptors.
+
+RADIO_EXPORT int close(int fd) {
+  const radio::Tidying tidying(fd);
+  radio::forget(fd);
+  const int result = next::close(fd);
+  tidying.finish();
+  return result;
+}
+
+RADIO_EXPORT int dup(int fd) noexcept { return radio::newNumber(next::dup(fd)); }
+
+RADIO_EXPORT int dup2(int fd, int number) noexcept {
+  return radio::replaceNumber(fd, number, [&] { return next::dup2(fd, number); });
+}
+
+RADIO_EXPORT int dup3(int fd, int number, int flags) noexcept {
+  return radio::replaceNumber(fd, number, [&] { return next::dup3(fd, number, flags); });
+}
+
+// The argument is a number or a pointer; the C library reads it as a pointer as well.
+RADIO_EXPORT int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return radio::passFcntl(next::fcntl, fd, command, argument);
+}
+
+RADIO_EXPORT int fcntl64(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return radio::passFcntl(next::fcntl64, fd, command, argument);
+}

@@ -1,0 +1,40 @@
+#include "radio/Mark.h"
+
+#include <sys/socket.h>
+
+#include "radio/Kernel.h"
+
+namespace radio {
+namespace {
+
+// "RFC" in the upper three bytes. It fits 32 bits, so that every kernel takes it.
+constexpr uint32_t kMagic = 0x52464300;
+constexpr uint32_t kMagicMask = 0xFFFFFF00;
+constexpr uint32_t kStateMask = 0x07;
+constexpr uint32_t kAnyAddress = 0x08;
+constexpr int kSecurityShift = 4;
+constexpr uint32_t kSecurityMask = 0x07;
+constexpr uint32_t kMaster = 0x80;
+
+}  // namespace
+
+bool readMark(int fd, Mark* mark) {
+  uint32_t value = 0;
+  socklen_t length = sizeof value;
+  if (kernel::getSockOpt(fd, SOL_SOCKET, SO_MAX_PACING_RATE, &value, &length) < 0) return false;
+  if (length != sizeof value || (value & kMagicMask) != kMagic) return false;
+  mark->state = static_cast<State>(value & kStateMask);
+  mark->anyAddress = (value & kAnyAddress) != 0;
+  mark->master = (value & kMaster) != 0;
+  mark->security = static_cast<uint8_t>((value >> kSecurityShift) & kSecurityMask);
+  return true;
+}
+
+int writeMark(int fd, const Mark& mark) {
+  const uint32_t value = kMagic | static_cast<uint32_t>(mark.state) |
+                         (mark.anyAddress ? kAnyAddress : 0) | (mark.master ? kMaster : 0) |
+                         (static_cast<uint32_t>(mark.security) << kSecurityShift);
+  return kernel::setSockOpt(fd, SOL_SOCKET, SO_MAX_PACING_RATE, &value, sizeof value);
+}
+
+}  // namespace radio

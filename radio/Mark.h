@@ -1,0 +1,41 @@
+#pragma once
+
+/// What makes a local socket a radio one.
+///
+/// The radio keeps no list of descriptors. It writes a mark into the socket itself: the value of
+/// SO_MAX_PACING_RATE, which means nothing to a local socket. So the mark goes wherever the socket
+/// goes, over dup, fork, exec and a descriptor sent to another process, disappears with it, and
+/// needs no lock; a number that was given to something else is never mistaken for the radio's.
+
+#include <cstdint>
+
+namespace radio {
+
+enum class State : uint8_t {
+  kOpen,
+  kBound,
+  kListening,
+  kConnected,  ///< by connect()
+  kAccepted,
+  kClosed,    ///< a connect failed; as on the real stack the socket is good for nothing more
+  kShutDown,  ///< by shutdown()
+};
+
+struct Mark {
+  State state = State::kOpen;
+  bool anyAddress = false;  ///< bound without naming an adapter
+  bool master = false;      ///< RFCOMM_LM_MASTER was asked for
+  uint8_t security = 1;     ///< BT_SECURITY_*, 0 to 4
+};
+
+/// True when the descriptor is a radio socket. Any thread, also in a signal handler; errno is kept.
+bool readMark(int fd, Mark* mark);
+
+/// 0 or a negative error number.
+int writeMark(int fd, const Mark& mark);
+
+inline bool isLinked(const Mark& mark) {
+  return mark.state == State::kConnected || mark.state == State::kAccepted;
+}
+
+}  // namespace radio

@@ -1,0 +1,95 @@
+#pragma once
+
+/// The functions behind the radio's: the C library's, or those of a library preloaded after it.
+///
+/// Each is looked up when it is first needed, which may be in another library's constructor, and at
+/// the latest when the radio is loaded, so that a signal handler finds it ready.
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+
+/// Which the C library has for programs built with checks of buffer sizes.
+extern "C" {
+ssize_t __read_chk(int fd, void* buffer, size_t length, size_t size);
+ssize_t __recv_chk(int fd, void* buffer, size_t length, size_t size, int flags);
+ssize_t __recvfrom_chk(int fd, void* buffer, size_t length, size_t size, int flags,
+                       sockaddr* address, socklen_t* addressLength);
+}
+
+namespace radio::next {
+
+template <typename Type>
+class Function {
+ public:
+  explicit constexpr Function(const char* name) : m_name(name) {}
+
+  template <typename... Arguments>
+  auto operator()(Arguments... arguments) {
+    const Type function = find();
+    // Nobody can have been built to call what this C library doesn't have.
+    if (function == nullptr) std::abort();
+    return function(arguments...);
+  }
+
+  Type find() {
+    Type function = m_function.load(std::memory_order_acquire);
+    if (function != nullptr) return function;
+    function = reinterpret_cast<Type>(dlsym(RTLD_NEXT, m_name));
+    m_function.store(function, std::memory_order_release);
+    return function;
+  }
+
+ private:
+  const char* const m_name;
+  std::atomic<Type> m_function{nullptr};
+};
+
+// A type named in a template leaves its attributes behind, which is all right here.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+#define RADIO_NEXT(name) inline constinit Function<decltype(&::name)> name(#name)
+RADIO_NEXT(accept4);
+RADIO_NEXT(bind);
+RADIO_NEXT(close);
+RADIO_NEXT(connect);
+RADIO_NEXT(dup);
+RADIO_NEXT(dup2);
+RADIO_NEXT(dup3);
+RADIO_NEXT(fcntl);
+RADIO_NEXT(fcntl64);
+RADIO_NEXT(getpeername);
+RADIO_NEXT(getsockname);
+RADIO_NEXT(getsockopt);
+RADIO_NEXT(listen);
+RADIO_NEXT(accept);
+RADIO_NEXT(read);
+RADIO_NEXT(readv);
+RADIO_NEXT(recv);
+RADIO_NEXT(recvfrom);
+RADIO_NEXT(recvmmsg);
+RADIO_NEXT(recvmsg);
+RADIO_NEXT(send);
+RADIO_NEXT(sendmmsg);
+RADIO_NEXT(sendmsg);
+RADIO_NEXT(sendto);
+RADIO_NEXT(setsockopt);
+RADIO_NEXT(shutdown);
+RADIO_NEXT(socket);
+RADIO_NEXT(write);
+RADIO_NEXT(writev);
+RADIO_NEXT(__read_chk);
+RADIO_NEXT(__recv_chk);
+RADIO_NEXT(__recvfrom_chk);
+#undef RADIO_NEXT
+#pragma GCC diagnostic pop
+
+/// Looks all of them up.
+void findAll();
+
+}  // namespace radio::next
