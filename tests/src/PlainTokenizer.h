@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/src/HandlerCall.h"
+#include "tests/support/LogRecorder.h"
+
+namespace test {
+
+/// A second tokenizer of vCard text, written to be compared with CARDCAL_Parser: the same behaviour
+/// in the most obvious words, slow, and without a thought for memory. It shares no code with the
+/// tested one. Each state has one function, and each row of its rules one line.
+class PlainTokenizer {
+ public:
+  virtual ~PlainTokenizer() = default;
+
+  bool parse(std::string_view bytes);
+
+  /// Log lines are kept only after this; one is written for each character.
+  void keepLog() { m_keepsLog = true; }
+  const std::vector<RecordedLine>& log() const { return m_log; }
+
+ protected:
+  virtual bool onGroup(const std::string& group) = 0;
+  virtual bool onProperty(const std::string& name,
+                          const std::vector<PropertyParameter>& parameters) = 0;
+  virtual bool onData(const std::string& data) = 0;
+  virtual bool onEnd() = 0;
+
+  void write(const std::string& source, int level, const std::string& text);
+
+ private:
+  enum class State { PropName, ParamBN, ParamIN, ParamBV, ParamIV, PropData };
+  enum class Encoding { None, QuotedPrintable, Base64, EightBit };
+
+  /// In place of a name: here ends the list, for a line that is evaluated again as well.
+  static constexpr std::size_t kListEnd = 0;
+
+  /// Where a parameter stands in the line; the texts run to the next zero byte.
+  struct Place {
+    std::size_t name = kListEnd;
+    std::size_t value = 0;  ///< 0: none
+  };
+
+  bool atLineStart(char c);
+  bool inLine(char c);
+  bool process(char c);
+  bool propName(char c);
+  bool paramBN(char c);
+  bool paramIN(char c);
+  bool paramBV(char c);
+  bool paramIV(char c);
+  bool propData(char c);
+  bool quotedPrintable(char c);
+  bool base64(char c);
+  bool base64Quartet();
+  bool endOfData();
+
+  bool propertyEnd();
+  void readEncoding();
+  std::vector<PropertyParameter> parameters() const;
+  PropertyParameter parameterAt(const Place& place) const;
+  std::string textAt(std::size_t place) const;
+  bool reset();
+  bool fail();
+  bool append(char c);
+  bool appendEscaped(char c);
+  bool append(char c, State next);
+  void trace(const std::string& text);
+
+  bool m_atLineStart = true;
+  bool m_foldSeen = false;
+  std::string m_line;
+  State m_state = State::PropName;
+  bool m_startOfData = true;
+  std::vector<Place> m_places;
+  bool m_escapeSeen = false;
+  Encoding m_encoding = Encoding::None;
+  bool m_qpEscape = false;
+  std::string m_pending;
+  bool m_keepsLog = false;
+  std::vector<RecordedLine> m_log;
+};
+
+}  // namespace test

@@ -1,0 +1,12 @@
+# The reader of received cards alone, without the service and what that stands on.
+set(reader_dir ${CMAKE_SOURCE_DIR}/src)
+add_library(card_reader STATIC ${reader_dir}/CARDCAL_Parser.cpp ${reader_dir}/CARD_Parser.cpp)
+target_link_libraries(card_reader PUBLIC phoneframework PRIVATE phone_options)
+
+# A second reader to compare it with, and cards for both.
+add_library(plain_reader STATIC CardGenerator.cpp PlainCardReader.cpp PlainTokenizer.cpp)
+target_link_libraries(plain_reader PUBLIC phoneframework PRIVATE phone_options)
+
+phone_add_test(reader_comparison
+  SOURCES ReaderComparisonTest.cpp
+  LIBRARIES card_reader plain_reader)

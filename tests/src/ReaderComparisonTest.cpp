@@ -1,0 +1,148 @@
+// The readers under test and second ones, written in the plainest way, read thousands of made-up
+// cards; they must agree on everything that can be seen from outside.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "src/CARD_Parser.h"
+#include "tests/src/CardGenerator.h"
+#include "tests/src/PlainCardReader.h"
+#include "tests/src/RecordingParser.h"
+
+namespace test {
+namespace {
+
+constexpr std::uint64_t kBlocks = 10;
+constexpr std::uint64_t kCardsOfABlock = 2000;
+/// Logs are compared for one card in so many: a line is written for each character.
+constexpr std::uint64_t kLoggedCard = 10;
+
+/// Refuses a share of the calls, the same ones each time.
+class Refusals {
+ public:
+  Refusals(std::uint64_t seed, unsigned percent) : m_random(seed), m_percent(percent) {}
+  bool accepts() { return m_random() % 100 >= m_percent; }
+
+ private:
+  std::mt19937_64 m_random;
+  unsigned m_percent;
+};
+
+class PlainRecordingTokenizer : public PlainTokenizer {
+ public:
+  explicit PlainRecordingTokenizer(Refusals refusals) : m_refusals(refusals) {}
+
+  std::vector<HandlerCall> calls;
+
+ protected:
+  bool onGroup(const std::string& group) override {
+    return record({HandlerCall::Kind::Group, group, {}});
+  }
+  bool onProperty(const std::string& name,
+                  const std::vector<PropertyParameter>& parameters) override {
+    return record({HandlerCall::Kind::Property, name, parameters});
+  }
+  bool onData(const std::string& data) override {
+    return record({HandlerCall::Kind::Data, data, {}});
+  }
+  bool onEnd() override { return record({HandlerCall::Kind::End, "", {}}); }
+
+ private:
+  bool record(HandlerCall call) {
+    calls.push_back(std::move(call));
+    return m_refusals.accepts();
+  }
+
+  Refusals m_refusals;
+};
+
+/// All lines but those that say that an operation is left.
+std::vector<RecordedLine> withoutExits(std::vector<RecordedLine> lines) {
+  std::erase_if(lines, [](const RecordedLine& line) { return line.text.starts_with('<'); });
+  return lines;
+}
+
+class ReaderComparison : public ::testing::TestWithParam<std::uint64_t> {
+ protected:
+  template <typename Comparison>
+  void ForEachCard(Comparison compare) {
+    for (std::uint64_t i = 0; i < kCardsOfABlock && !HasFailure(); ++i) {
+      const std::uint64_t seed = GetParam() * kCardsOfABlock + i;
+      CardGenerator generator(seed);
+      const std::string card = generator.card();
+      SCOPED_TRACE("card " + std::to_string(seed) + ": " + readable(card));
+      compare(generator, card);
+    }
+  }
+};
+
+void CompareTokenizers(CardGenerator& dice, const std::string& card, bool logged) {
+  Refusals refusals(dice.below(1000), dice.chance(50) ? 0 : 15);
+  PlainRecordingTokenizer plain(refusals);
+  if (logged) plain.keepLog();
+  const bool expected = plain.parse(card);
+
+  const LogRecorder log(logged ? kLogTrace : kLogError);
+  RecordingParser parser;
+  parser.answer = [refusals](const HandlerCall&) mutable { return refusals.accepts(); };
+  EXPECT_EQ(parser.parse(card), expected ? 1 : 0);
+  EXPECT_EQ(parser.calls, plain.calls);
+  EXPECT_EQ(log.lines(), plain.log());
+}
+
+void CompareReaders(CardGenerator& dice, const std::string& card, bool logged) {
+  RecordingStorage storage;
+  storage.refuses = dice.chance(5);
+  const bool noStorage = dice.chance(3);
+  PlainCardReader plain;
+  if (storage.refuses) plain.withRefusingStorage();
+  if (noStorage) plain.withoutStorage();
+  if (logged) plain.keepLog();
+
+  LogRecorder log(logged ? kLogTrace : kLogError);
+  CARD_Parser reader(noStorage ? nullptr : &storage);
+  log.forget();
+  const auto* bytes = reinterpret_cast<const unsigned char*>(card.data());
+  EXPECT_EQ(reader.parse(bytes, static_cast<int>(card.size())), plain.parse(card) ? 1 : 0);
+  EXPECT_EQ(reader.getPhoneBookWriteMessage("utf-8"), plain.message());
+  EXPECT_EQ(storage.photos, plain.photos());
+  if (!logged) return;
+  EXPECT_EQ(withoutExits(log.lines()), plain.log());
+}
+
+TEST_P(ReaderComparison, TokenizersCallTheSameHandlers) {
+  ForEachCard([](CardGenerator& dice, const std::string& card) {
+    CompareTokenizers(dice, card, dice.below(kLoggedCard) == 0);
+  });
+}
+
+TEST_P(ReaderComparison, CardReadersMakeTheSameEntryAndPhotos) {
+  ForEachCard([](CardGenerator& dice, const std::string& card) {
+    CompareReaders(dice, card, dice.below(kLoggedCard) == 0);
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(MadeUpCards, ReaderComparison, ::testing::Range<std::uint64_t>(0, kBlocks),
+                         [](const auto& block) { return "Block" + std::to_string(block.param); });
+
+/// The comparison is worth something only while cards reach every end of the readers.
+TEST(MadeUpCards, AreOftenReadAndOftenRefused) {
+  int read = 0;
+  int withPhoto = 0;
+  int refused = 0;
+  for (std::uint64_t seed = 0; seed < 1000; ++seed) {
+    PlainCardReader plain;
+    const bool good = plain.parse(CardGenerator(seed).card());
+    read += good ? 1 : 0;
+    refused += good ? 0 : 1;
+    withPhoto += plain.photos().empty() ? 0 : 1;
+  }
+  EXPECT_GT(read, 200);
+  EXPECT_GT(refused, 200);
+  EXPECT_GT(withPhoto, 100);
+}
+
+}  // namespace
+}  // namespace test
