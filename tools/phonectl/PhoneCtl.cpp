@@ -29,7 +29,7 @@ PhoneCtl::PhoneCtl()
             "phonectl") {
   // Also the check of an option's value needs it.
   Gio::init();
-  m_app.set_version_flag("--version", PHONE_VERSION);
+  m_app.set_version_flag("--version", std::string("phonectl ") + PHONE_VERSION);
   m_app.require_subcommand(1);
   // Options of the program may stand behind the command too.
   m_app.fallthrough();

@@ -1,6 +1,7 @@
 #include "tools/phonectl/PhoneStatus.h"
 
 #include <algorithm>
+#include <array>
 
 #include "tools/cards/SafeText.h"
 
@@ -19,6 +20,26 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
   if (const auto number = Parameters::numberIn(value)) return *number;
   if (const auto text = Parameters::textIn(value)) return *text;
   return value.print(false).raw();
+}
+
+/// What the phone does at one of its messages, for people.
+struct Activity {
+  const char* message;
+  const char* description;
+};
+
+constexpr std::array<Activity, 3> kActivities = {{
+    {"obexEnableEvent", "switching receiving on or off"},
+    {"vCardSendEvent", "sending a card"},
+    {"vCardsAcceptedEvent", "storing cards"},
+}};
+
+std::string describe(const std::string& message) {
+  const auto* const known =
+      std::find_if(kActivities.begin(), kActivities.end(),
+                   [&](const Activity& activity) { return activity.message == message; });
+  if (known != kActivities.end()) return known->description;
+  return message.empty() ? "something" : cards::safeText(message);
 }
 
 std::string line(std::string label, const std::string& shown) {
@@ -45,9 +66,9 @@ std::string PhoneStatus::missingRadio() const {
 
 std::string PhoneStatus::busyWith() const {
   if (!m_values.boolean("busy").value_or(false)) return "";
-  const std::string what = shown("busyWith");
   const long long seconds = m_values.number("busySeconds").value_or(0);
-  return (what.empty() ? "something" : what) + " for " + std::to_string(seconds) + " s";
+  return describe(m_values.text("busyWith").value_or("")) + " for " + std::to_string(seconds) +
+         " s";
 }
 
 std::string PhoneStatus::shown(const std::string& name) const {
@@ -55,7 +76,7 @@ std::string PhoneStatus::shown(const std::string& name) const {
 }
 
 std::string PhoneStatus::receivingLine() const {
-  if (!listening()) return "off, or waiting for the radio";
+  if (!listening()) return missingRadio().empty() ? "off" : "off, or waiting for the radio";
   const auto channel = m_values.number("channel");
   const std::string peer = shown("peer");
   return "on" + (channel ? ", channel " + std::to_string(*channel) : "") +
@@ -66,7 +87,9 @@ std::string PhoneStatus::busyLine() const {
   const std::string what = busyWith();
   const long long queued = m_values.number("queued").value_or(0);
   return (what.empty() ? "no" : what) +
-         (queued > 0 ? ", " + std::to_string(queued) + " more requests wait" : "");
+         (queued > 0 ? ", " + std::to_string(queued) +
+                           (queued == 1 ? " more request waits" : " more requests wait")
+                     : "");
 }
 
 std::vector<std::string> PhoneStatus::lines() const {

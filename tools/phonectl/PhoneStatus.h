@@ -23,7 +23,7 @@ class PhoneStatus {
   [[nodiscard]] std::string imagesFolder() const;
   /// What is missing for the radio to work, a sentence that is safe to show; empty when nothing is.
   [[nodiscard]] std::string missingRadio() const;
-  /// What the phone is busy with and since when: "vCardSendEvent for 12 s"; empty when it is idle.
+  /// What the phone is busy with and since when: "sending a card for 12 s"; empty when it is idle.
   [[nodiscard]] std::string busyWith() const;
 
   /// Lines for people, safe to show.

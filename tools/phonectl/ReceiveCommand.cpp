@@ -46,8 +46,8 @@ int ReceiveCommand::run(PhoneBus& bus) {
 }
 
 void ReceiveCommand::tellHandedOver(const std::string& missingRadio) const {
-  printLine("Handed over: receiving is switched " + m_state +
-            " as soon as the push server can be stopped.");
+  printLine("Handed over: \"receive " + m_state +
+            "\" waits in the phone and takes effect as soon as its push server can be stopped.");
   printLine("It can't be stopped now, because the radio is missing: " + missingRadio);
 }
 

@@ -26,10 +26,11 @@ void WatchText::watching(const std::string& imagesFolder) {
 
 void WatchText::phoneGone(long long waiting) {
   m_restarted = true;
-  const std::string lost =
-      cardsOf(waiting) + (waiting == 1 ? " that waited is" : " that waited are");
-  printLine("The phone has stopped; waiting for it to come back." +
-            (waiting == 0 ? "" : " " + lost + " lost: have it sent again."));
+  printLine("The phone has stopped; waiting for it to come back.");
+  if (waiting > 0) {
+    printLine(cardsOf(waiting) + " that waited for an answer " + (waiting == 1 ? "is" : "are") +
+              " lost and must be sent again.");
+  }
 }
 
 void WatchText::cardOffered(const std::string& message, long long waiting) {

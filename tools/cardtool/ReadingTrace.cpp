@@ -1,0 +1,87 @@
+#include "tools/cardtool/ReadingTrace.h"
+
+#include <strings.h>
+
+#include <cstdio>
+
+#include "tools/cards/SafeText.h"
+
+namespace cardtool {
+
+namespace {
+
+constexpr std::size_t kMaxShown = 60;
+
+// States of the reader, as it traces them.
+constexpr int kBeforeParameterName = 1;
+constexpr int kBeforeParameterValue = 3;
+
+// Character sets, as it traces them.
+constexpr int kUnknownCharset = 1;
+constexpr int kLatin2 = 4;
+
+constexpr std::string_view kPropertyLine = "\tProperty name = [";
+
+}  // namespace
+
+ReadingTrace::ReadingTrace() { addLogSink(this); }
+
+ReadingTrace::~ReadingTrace() { removeLogSink(this); }
+
+void ReadingTrace::write(const LogLine& line) {
+  if (line.component == "Storage") {
+    m_pictureRefusal = line.text;
+  } else if (line.component == "VCARD Parser") {
+    writeReader(line.text);
+  }
+}
+
+void ReadingTrace::writeReader(std::string_view text) {
+  if (text.starts_with(kPropertyLine)) {
+    m_property = text.substr(kPropertyLine.size(), text.rfind(']') - kPropertyLine.size());
+    m_charset = 0;
+  } else if (text == "\tNo BEGIN specified") {
+    m_noBegin = true;
+  } else if (text == "\tParser: Base64 format error") {
+    m_badBase64 = true;
+  } else if (text.starts_with("\tcharset: ")) {
+    std::sscanf(std::string(text).c_str(), "\tcharset: %d", &m_charset);
+  } else if (text.starts_with("\tl_utf8_data is not valid UTF8 string")) {
+    m_cutTexts += 1;
+  } else if (const std::size_t code = text.find(", code of char: ");
+             code != std::string_view::npos) {
+    std::sscanf(std::string(text.substr(code)).c_str(), ", code of char: %d, state %d",
+                &m_character, &m_state);
+  }
+}
+
+std::string ReadingTrace::property() const {
+  return "the property " + cards::safeText(m_property, kMaxShown);
+}
+
+std::string ReadingTrace::reason() const {
+  if (!m_pictureRefusal.empty()) {
+    return "its picture can't be stored (" + cards::safeText(m_pictureRefusal, 400) + ")";
+  }
+  if (m_badBase64) return "the BASE64 data of " + property() + " is damaged";
+  if (m_noBegin) return property() + " stands outside of BEGIN:VCARD and END:VCARD";
+  const bool emptyName = m_state == kBeforeParameterName && m_character == ':';
+  const bool emptyValue =
+      m_state == kBeforeParameterValue && (m_character == ':' || m_character == ';');
+  if (emptyName || emptyValue) {
+    return m_property.empty() ? "a parameter of its first property is empty"
+                              : "a parameter is empty, of what follows " + property();
+  }
+  if (::strcasecmp(m_property.c_str(), "BEGIN") == 0) {
+    return "it begins something that is no VCARD";
+  }
+  if (m_charset == kUnknownCharset || m_charset == kLatin2) {
+    return property() +
+           " is in a character set that the phone can't read (it reads UTF-8 and "
+           "ISO-8859-1)";
+  }
+  return m_property.empty() ? "the reader doesn't say why"
+                            : "the reader doesn't say why; it came as far as " + property();
+}
+
+}  // namespace cardtool
