@@ -44,7 +44,6 @@ void ThreadRecord::runBody(Threadable& threadable, const std::string& name) {
 }
 
 void ThreadRecord::join() {
-  if (currentRecord == this) return;
   std::unique_lock lock(m_mutex);
   m_changed.wait(lock, [this] { return m_state == State::kStarted || m_state == State::kDone; });
   if (m_state == State::kDone) return;

@@ -18,13 +18,12 @@ namespace framework_detail {
 ///
 /// Threads: any thread may call.
 struct ThreadRecord {
- public:
   explicit ThreadRecord(unsigned long number) : id(number) {}
 
   /// Starts the thread. Returns false when the system refuses it. Called once.
   bool start(std::shared_ptr<ThreadRecord> self, Threadable& threadable, const std::string& name);
   /// Returns when the thread has been joined, by this caller or by another; at once when it never
-  /// started, and on the thread itself.
+  /// started. Not for the thread itself.
   void join();
   /// Whether the body has returned, or never began: the object may be given another thread.
   [[nodiscard]] bool isOver() const { return m_over.load(std::memory_order_acquire); }

@@ -71,6 +71,14 @@ TEST_F(LogThrottleTest, ANewSecondHasLinesOfItsOwn) {
   ExpectDue(7);
 }
 
+TEST_F(LogThrottleTest, AfterAQuietSecondTheLimitHoldsAgain) {
+  EXPECT_EQ(Log(1), 1);
+  Pass(milliseconds(1500));
+  EXPECT_EQ(Log(kLimit + 5), kLimit);
+  Pass(milliseconds(999));
+  ExpectNothingDue();
+}
+
 TEST_F(LogThrottleTest, LinesWithinTheLimitDoNotAddUpOverSeconds) {
   for (int second = 0; second < 5; ++second) {
     EXPECT_EQ(Log(kLimit), kLimit);

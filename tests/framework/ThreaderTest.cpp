@@ -1,6 +1,7 @@
 #include "framework/Threader.h"
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -64,6 +65,9 @@ std::size_t addressSpaceInMegabytes() {
   std::ifstream("/proc/self/statm") >> pages;
   return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) >> 20;
 }
+
+// Of the C library's memory; a sanitizer's own doesn't tell, and looks for leaks itself.
+std::size_t bytesInUse() { return ::mallinfo2().uordblks; }
 
 std::string nameOfThisThread() {
   std::array<char, 16> name{};
@@ -215,6 +219,29 @@ TEST_F(ThreaderTest, AThreadThatWasWaitedForKeepsNoStack) {
   for (int round = 0; round < 500; ++round) SpawnAndWait(worker);
   // One that was not joined keeps some megabytes.
   EXPECT_LT(addressSpaceInMegabytes(), before + 500);
+}
+
+TEST_F(ThreaderTest, AThreadThatWasFollowedByAnotherKeepsNoStack) {
+  Worker worker([] {});
+  SpawnAndWait(worker);
+  const std::size_t before = addressSpaceInMegabytes();
+  for (int round = 0; round < 500; ++round) {
+    ASSERT_TRUE(waiting::until([&] { return Spawn(worker); }));
+  }
+  worker.waitForThreadCompletion();
+  EXPECT_LT(addressSpaceInMegabytes(), before + 500);
+}
+
+TEST_F(ThreaderTest, NothingIsKeptOfThreadsThatWereWaitedForOrRefused) {
+  Worker worker([] {});
+  SpawnAndWait(worker);
+  const std::size_t before = bytesInUse();
+  for (int round = 0; round < 1000; ++round) {
+    SpawnAndWait(worker);
+    const NoThreadsToHave refused;
+    EXPECT_FALSE(Spawn(worker));
+  }
+  EXPECT_LT(bytesInUse(), before + 50000);
 }
 
 TEST_F(ThreaderTest, ARefusedSpawnReturnsFalseAndLeavesTheIdAlone) {
