@@ -13,8 +13,8 @@ namespace {
 using Kind = PhoneBookError::Kind;
 
 constexpr int kVersion = 1;
-// The last digits of a wait, where the database gave up at once instead of waiting by itself.
-constexpr std::chrono::milliseconds kPause{10};
+// Between two attempts to get a lock.
+constexpr std::chrono::milliseconds kPause{5};
 
 // In the order of the enumeration. "group" is a word of SQL.
 constexpr std::array<std::string_view, kAllColumns.size()> kSqlNames = {
@@ -114,8 +114,8 @@ auto PhoneBook::guarded(const Work& work) {
   }
 }
 
-// The database waits for most locks by itself, but not where waiting could be for ever: two that
-// open a new file, or that both want to write after reading.
+// The database could wait by itself for most locks, but not for all: it gives up at once where two
+// change the kind of log, for one. So it never waits, and whatever failed is done anew as a whole.
 template <typename Work>
 auto PhoneBook::whenFree(const Work& work) {
   const auto deadline = std::chrono::steady_clock::now() + m_options.busyTimeout;
@@ -131,8 +131,7 @@ auto PhoneBook::whenFree(const Work& work) {
 }
 
 PhoneBook::PhoneBook(PhoneBookOptions options)
-    : m_options(std::move(options)),
-      m_backend(PhoneBookBackend::create(m_options.connection, m_options.busyTimeout)) {
+    : m_options(std::move(options)), m_backend(PhoneBookBackend::create(m_options.connection)) {
   whenFree([this] { session(); });
 }
 
@@ -168,12 +167,7 @@ long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
     transaction.commit();
     return given;
   });
-  try {
-    m_backend->settle(*m_session);
-  } catch (const soci::soci_error&) {
-    // The entry is stored, so this isn't the caller's affair.
-    m_broken = true;
-  }
+  m_backend->settle(*m_session);
   return id;
 }
 

@@ -6,11 +6,10 @@
 
 namespace host {
 
-std::unique_ptr<PhoneBookBackend> PhoneBookBackend::create(const std::string& connection,
-                                                           std::chrono::milliseconds busyTimeout) {
+std::unique_ptr<PhoneBookBackend> PhoneBookBackend::create(const std::string& connection) {
   constexpr std::string_view kSqlite = "sqlite3://";
   if (connection.starts_with(kSqlite) && connection.size() > kSqlite.size())
-    return std::make_unique<SqliteBackend>(connection.substr(kSqlite.size()), busyTimeout);
+    return std::make_unique<SqliteBackend>(connection.substr(kSqlite.size()));
   throw PhoneBookError(PhoneBookError::Kind::Broken,
                        "\"" + connection +
                            "\" names no phonebook that can be opened; write "

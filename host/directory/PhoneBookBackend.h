@@ -2,7 +2,6 @@
 
 #include <soci/soci.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
 
@@ -17,16 +16,16 @@ namespace host {
 class PhoneBookBackend {
  public:
   /// The one place that knows which databases there are. `connection` is "sqlite3://PATH"; throws
-  /// PhoneBookError for any other. `busyTimeout` is how long a lock of somebody else is waited for.
-  static std::unique_ptr<PhoneBookBackend> create(const std::string& connection,
-                                                  std::chrono::milliseconds busyTimeout);
+  /// PhoneBookError for any other.
+  static std::unique_ptr<PhoneBookBackend> create(const std::string& connection);
   virtual ~PhoneBookBackend() = default;
 
   /// Opens the database, made when there is none, for reading and writing. The session must not be
-  /// connected yet. Throws PhoneBookError or soci::soci_error.
+  /// connected yet. A lock of someone else isn't waited for, here and in any later statement: that
+  /// is the caller's affair. Throws PhoneBookError or soci::soci_error.
   virtual void connect(soci::session& session) = 0;
-  /// What is to be done after each commit that changed something. Throws soci::soci_error when the
-  /// session is of no use any more.
+  /// What is to be done after each commit that changed something. Nothing that goes wrong here
+  /// undoes the commit, so no error is told.
   virtual void settle(soci::session& session) = 0;
   /// Whether what was opened last is no longer what the connection string names.
   virtual bool hasMoved() const = 0;

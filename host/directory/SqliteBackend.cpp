@@ -41,10 +41,6 @@ void makeFolders(const fs::path& folder) {
   syncFolder(folder.parent_path());
 }
 
-void waitForLocks(soci::session& session, std::chrono::milliseconds timeout) {
-  session << "PRAGMA busy_timeout = " << timeout.count();
-}
-
 int resultOf(const soci::soci_error& error) {
   const auto* const failed = dynamic_cast<const soci::sqlite3_soci_error*>(&error);
   constexpr int kExtendedBits = 8;
@@ -53,8 +49,7 @@ int resultOf(const soci::soci_error& error) {
 
 }  // namespace
 
-SqliteBackend::SqliteBackend(const std::string& path, std::chrono::milliseconds busyTimeout)
-    : m_path(fs::absolute(path)), m_busyTimeout(busyTimeout) {}
+SqliteBackend::SqliteBackend(const std::string& path) : m_path(fs::absolute(path)) {}
 
 void SqliteBackend::connect(soci::session& session) {
   prepareFolder();
@@ -71,12 +66,10 @@ void SqliteBackend::connect(soci::session& session) {
 // behind would spoil a file that is put in the place of this one.
 void SqliteBackend::settle(soci::session& session) {
   try {
-    waitForLocks(session, std::chrono::milliseconds(0));
     session << "PRAGMA wal_checkpoint(TRUNCATE)";
   } catch (const soci::soci_error&) {
     // There is no room, or someone reads: the entries stay in the log until the next time.
   }
-  waitForLocks(session, m_busyTimeout);
 }
 
 bool SqliteBackend::hasMoved() const {
@@ -114,7 +107,6 @@ void SqliteBackend::openFile(soci::session& session) const {
 }
 
 void SqliteBackend::configure(soci::session& session) const {
-  waitForLocks(session, m_busyTimeout);
   // The file may come from anywhere: nothing that its schema says is trusted.
   session << "PRAGMA trusted_schema = OFF";
   session << "PRAGMA cell_size_check = ON";

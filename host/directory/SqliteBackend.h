@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <filesystem>
 #include <string>
 
@@ -16,7 +15,7 @@ namespace host {
 class SqliteBackend : public PhoneBookBackend {
  public:
   /// A relative path is taken from the working folder of now.
-  SqliteBackend(const std::string& path, std::chrono::milliseconds busyTimeout);
+  explicit SqliteBackend(const std::string& path);
 
   void connect(soci::session& session) override;
   void settle(soci::session& session) override;
@@ -33,7 +32,6 @@ class SqliteBackend : public PhoneBookBackend {
   PhoneBookError broken(const std::string& what) const;
 
   std::filesystem::path m_path;
-  std::chrono::milliseconds m_busyTimeout;
   dev_t m_device = 0;
   ino_t m_inode = 0;
 };

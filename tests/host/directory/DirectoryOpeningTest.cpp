@@ -122,6 +122,14 @@ TEST_F(DirectoryOpeningTest, DamageAnywhereInTheFileIsNoticed) {
   ExpectNotOpened("is damaged");
 }
 
+TEST_F(DirectoryOpeningTest, DamageInOnePageIsNoticed) {
+  MakePhonebook();
+  std::string bytes = ReadFile(Path());
+  bytes.replace(bytes.size() - 3 * 4096, 4096, 4096, '\xAA');
+  WriteFile(Path(), bytes);
+  ExpectNotOpened("is damaged");
+}
+
 TEST_F(DirectoryOpeningTest, ACutFileIsNoticed) {
   MakePhonebook();
   const std::string bytes = ReadFile(Path());
@@ -203,6 +211,16 @@ TEST_F(DirectoryOpeningTest, AFileLockedByAnotherProgramIsNoticed) {
   LockedFile lock(Path());
   lock.Take("PRAGMA journal_mode = DELETE; BEGIN EXCLUSIVE");
   ExpectNotOpened("is locked by another program");
+}
+
+TEST_F(DirectoryOpeningTest, ALockThatIsGivenUpInTimeIsWaitedFor) {
+  MakePhonebook();
+  LockedFile lock(Path());
+  lock.Take("PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE");
+  lock.ReleaseInAMoment();
+  host::PhoneBookOptions options = Options();
+  options.busyTimeout = std::chrono::seconds(60);
+  EXPECT_EQ(OpeningProblem(options), "");
 }
 
 }  // namespace

@@ -83,6 +83,15 @@ TEST_F(DirectoryReadTest, AnEntryWithoutChildrenListsAllByAscendingId) {
   EXPECT_THAT(SurnamesMatching({}), ElementsAre("c", "a", "b"));
 }
 
+TEST_F(DirectoryReadTest, MatchesComeByAscendingIdWhateverTheyHold) {
+  for (const char* name : {"c", "a", "b"})
+    Store({{Column::Surname, "Doe"}, {Column::Firstname, name}});
+  std::vector<std::string> names;
+  for (const DirectoryEntry& entry : Matching({{Column::Surname, "Doe"}}))
+    names.emplace_back(entry.value(Column::Firstname));
+  EXPECT_THAT(names, ElementsAre("c", "a", "b"));
+}
+
 TEST_F(DirectoryReadTest, EveryColumnCanBeMatchedByItself) {
   Values all;
   for (const Column column : host::kAllColumns) {
