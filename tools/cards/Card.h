@@ -10,21 +10,21 @@ namespace cards {
 /// texts were written by strangers: they may hold any bytes, also such as aren't UTF-8, and are
 /// shown through SafeText only. A plain value.
 struct Card {
-  std::string id;  ///< given by the phonebook; empty for a card that isn't in it
-  std::string surname;
-  std::string firstname;
-  std::string office;
-  std::string office2;
-  std::string mobile;
-  std::string privateNumber;
-  std::string email;
-  std::string address;
-  std::string address2;
-  std::string company;
-  std::string jobFunction;
-  std::string defaultNumber;  ///< "1" office, "2" second office, "3" mobile, "4" private
-  std::string picture;        ///< a file's name beneath the images folder
-  std::string group;
+  std::string id{};  ///< given by the phonebook; empty for a card that isn't in it
+  std::string surname{};
+  std::string firstname{};
+  std::string office{};
+  std::string office2{};
+  std::string mobile{};
+  std::string privateNumber{};
+  std::string email{};
+  std::string address{};
+  std::string address2{};
+  std::string company{};
+  std::string jobFunction{};
+  std::string defaultNumber{};  ///< "1" office, "2" second office, "3" mobile, "4" private
+  std::string picture{};        ///< a file's name beneath the images folder
+  std::string group{};
 
   bool operator==(const Card&) const = default;
 };

@@ -9,6 +9,8 @@ namespace phonectl {
 
 bool BusPlace::valid(const std::string& text) {
   if (text == "session" || text == "system") return true;
+  // GIO takes a list of no addresses for one.
+  if (text.empty()) return false;
   try {
     return Gio::DBus::Address::is_supported(text);
   } catch (const Glib::Error&) {

@@ -1,0 +1,52 @@
+#include "tools/phonectl/Parameters.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using phonectl::Parameters;
+
+/// The parameters in a body written in GVariant's text format.
+Parameters parametersOf(const char* text) {
+  return Parameters(
+      Glib::VariantContainerBase(g_variant_ref_sink(g_variant_new_parsed(text)), false));
+}
+
+}  // namespace
+
+TEST(Parameters, ReadsATextThatIsUtf8) {
+  EXPECT_EQ(parametersOf("({'p': <'Muñoz'>},)").text("p"), "Muñoz");
+}
+
+TEST(Parameters, ReadsATextThatTravelsAsBytes) {
+  EXPECT_EQ(parametersOf("({'p': <[byte 0x61, 0xff, 0x00, 0x62]>},)").text("p"),
+            std::string("a\xff\0b", 4));
+  EXPECT_EQ(parametersOf("({'p': <@ay []>},)").text("p"), "");
+}
+
+TEST(Parameters, ReadsABooleanAndEveryWholeNumber) {
+  EXPECT_EQ(parametersOf("({'p': <true>},)").boolean("p"), true);
+  EXPECT_EQ(parametersOf("({'p': <-5>},)").number("p"), -5);
+  EXPECT_EQ(parametersOf("({'p': <uint32 4000000000>},)").number("p"), 4000000000LL);
+  EXPECT_EQ(parametersOf("({'p': <byte 0x07>},)").number("p"), 7);
+  EXPECT_EQ(parametersOf("({'p': <int64 -1>},)").number("p"), -1);
+}
+
+TEST(Parameters, HaveNothingOfAnotherTypeOrName) {
+  const Parameters parameters = parametersOf("({'p': <'x'>, 'n': <5>},)");
+  EXPECT_FALSE(parameters.number("p"));
+  EXPECT_FALSE(parameters.boolean("p"));
+  EXPECT_FALSE(parameters.text("n"));
+  EXPECT_FALSE(parameters.text("P"));
+}
+
+TEST(Parameters, AreEmptyWhenTheBodyIsAnother) {
+  EXPECT_TRUE(parametersOf("('x',)").all().empty());
+  EXPECT_TRUE(parametersOf("({'p': 'x'},)").all().empty());
+  EXPECT_TRUE(Parameters(Glib::VariantContainerBase()).all().empty());
+}
+
+TEST(Parameters, MakeABodyThatReadsBack) {
+  const Parameters parameters(Parameters().addBool("flag", true).body());
+  EXPECT_EQ(parameters.boolean("flag"), true);
+}
