@@ -10,3 +10,11 @@ target_link_libraries(plain_reader PUBLIC phoneframework PRIVATE phone_options)
 phone_add_test(reader_comparison
   SOURCES ReaderComparisonTest.cpp
   LIBRARIES card_reader plain_reader)
+
+phone_add_test(tokenizer_tests
+  SOURCES
+    CARDCAL_ParserTest.cpp
+    RefusedPropertyTest.cpp
+    TokenizerLogTest.cpp
+    TransferEncodingTest.cpp
+  LIBRARIES card_reader)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 
 #include "src/CARD_Parser.h"
 #include "tests/src/CardGenerator.h"
@@ -17,7 +18,7 @@ namespace {
 constexpr std::uint64_t kBlocks = 10;
 constexpr std::uint64_t kCardsOfABlock = 2000;
 /// Logs are compared for one card in so many: a line is written for each character.
-constexpr std::uint64_t kLoggedCard = 10;
+constexpr std::size_t kLoggedCard = 10;
 
 /// Refuses a share of the calls, the same ones each time.
 class Refusals {
@@ -112,6 +113,17 @@ void CompareReaders(CardGenerator& dice, const std::string& card, bool logged) {
   EXPECT_EQ(withoutExits(log.lines()), plain.log());
 }
 
+/// Everything that one reading leaves behind.
+using Outcome = std::tuple<int, std::string, std::vector<StoredPhoto>>;
+
+Outcome Read(const std::string& card) {
+  RecordingStorage storage;
+  CARD_Parser reader(&storage);
+  const auto* bytes = reinterpret_cast<const unsigned char*>(card.data());
+  const int result = reader.parse(bytes, static_cast<int>(card.size()));
+  return {result, reader.getPhoneBookWriteMessage("utf-8"), storage.photos};
+}
+
 TEST_P(ReaderComparison, TokenizersCallTheSameHandlers) {
   ForEachCard([](CardGenerator& dice, const std::string& card) {
     CompareTokenizers(dice, card, dice.below(kLoggedCard) == 0);
@@ -124,8 +136,32 @@ TEST_P(ReaderComparison, CardReadersMakeTheSameEntryAndPhotos) {
   });
 }
 
+TEST_P(ReaderComparison, TracingChangesNothing) {
+  ForEachCard([](CardGenerator&, const std::string& card) {
+    const Outcome quiet = Read(card);
+    const LogRecorder log;
+    EXPECT_EQ(Read(card), quiet);
+  });
+}
+
 INSTANTIATE_TEST_SUITE_P(MadeUpCards, ReaderComparison, ::testing::Range<std::uint64_t>(0, kBlocks),
                          [](const auto& block) { return "Block" + std::to_string(block.param); });
+
+TEST(ZeroBytes, AreReadTheSameWhereverTheyStand) {
+  const std::string card =
+      "BEGIN:VCARD\r\nA.TEL;X=b;WORK:1\n 2\nN;CHARSET=UTF-8:a;b\nORG;ENCODING=QUOTED-PRINTABLE:"
+      "=41=\n=42\nPHOTO;TYPE=GIF;BASE64:\n QUJD\n\nEND:VCARD\n";
+  for (std::size_t place = 0; place <= card.size(); ++place) {
+    for (const std::size_t count : {1U, 2U}) {
+      std::string text = card;
+      text.insert(place, count, '\0');
+      SCOPED_TRACE(readable(text));
+      CardGenerator dice(place);
+      CompareTokenizers(dice, text, true);
+      CompareReaders(dice, text, true);
+    }
+  }
+}
 
 /// The comparison is worth something only while cards reach every end of the readers.
 TEST(MadeUpCards, AreOftenReadAndOftenRefused) {
