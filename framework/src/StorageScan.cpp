@@ -46,7 +46,7 @@ void StorageScan::scanFolder(int above, const char* name, unsigned depth) {
   if (!stream) return;
   while (m_complete) {
     errno = 0;
-    const dirent* entry = ::readdir(stream.get());
+    const dirent* entry = ::readdir(stream.get());  // NOLINT(concurrency-mt-unsafe): own stream
     if (entry == nullptr && errno != 0) throw StorageError("a folder can't be counted", errno);
     if (entry == nullptr) return;
     if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;

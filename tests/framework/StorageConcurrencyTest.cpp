@@ -113,6 +113,18 @@ TEST_F(StorageConcurrencyTest, ThreadsTogetherStayWithinTheLimits) {
   EXPECT_EQ(Images().size(), 20U);
 }
 
+TEST_F(StorageConcurrencyTest, FoldersThatThreadsMakeAtTheSameTimeStayWithinTheLimits) {
+  m_limits.files = 20;
+  InThreads([&](int writer) {
+    for (int round = 0; round < kRounds; ++round) {
+      const std::string folder = std::to_string(writer) + "-" + std::to_string(round);
+      Store(folder + "/a/b/c/d/photo.jpg", Bytes(writer, round));
+    }
+  });
+  EXPECT_LE(Images().size(), 20U);
+  EXPECT_GT(Images().size(), 10U);
+}
+
 TEST_F(StorageConcurrencyTest, UnfinishedFilesOfOtherWritersAreLeftAlone) {
   // Each of these processes counts the root anew, and would remove what it takes for abandoned.
   InProcesses([&](int writer) {

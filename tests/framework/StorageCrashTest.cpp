@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -115,6 +116,7 @@ TEST_F(StorageCrashTest, FilesThatMerelyLookLikeAbandonedOnesStay) {
   Put("a/.storage-0123456789abcdef", "mine");
   MakeFolder(".storage-1123456789abcdef");
   Link(".storage-2123456789abcdef", m_folder + "/outside/secret");
+  ASSERT_EQ(::mkfifo(At(".storage-3123456789abcdef").c_str(), 0666), 0);
   const std::size_t before = Images().size();
   EXPECT_TRUE(Store("photo.jpg", "picture"));
   EXPECT_EQ(Images().size(), before + 1);

@@ -1,7 +1,7 @@
 // How much a stranger can make the telephone write.
 
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -13,6 +13,7 @@
 #include "StorageError.h"
 #include "StorageFixture.h"
 #include "StorageLock.h"
+#include "StorageTemporary.h"
 #include "StorageUsage.h"
 
 namespace fs = std::filesystem;
@@ -22,6 +23,7 @@ namespace {
 using framework_detail::StorageDescriptor;
 using framework_detail::StorageError;
 using framework_detail::StorageLock;
+using framework_detail::StorageTemporary;
 using framework_detail::StorageUsage;
 
 class StorageLimitsTest : public StorageTest {
@@ -102,6 +104,8 @@ TEST_F(StorageLimitsTest, NothingAtAllMayBeAllowed) {
 TEST_F(StorageLimitsTest, ObjectsWithOtherLimitsForTheSameRootKeepTheirOwn) {
   for (const char* name : {"1", "2", "3", "4", "5"}) Put(name, "12345");
   m_limits.files = 2;
+  ExpectRefused("new");
+  m_limits.files = 5;
   ExpectRefused("new");
   m_limits.files = 6;
   ExpectStored("new", "new");
@@ -193,6 +197,18 @@ TEST_F(StorageLimitsTest, WritesOfOneProcessCountEverythingOnce) {
   for (int i = 0; i < 50; ++i) ExpectStored("a/" + std::to_string(i % 10), std::to_string(i));
   const auto minutes = (std::chrono::steady_clock::now() - start) / std::chrono::minutes(1);
   EXPECT_LE(StorageUsage::of(root.get()).scans(), before + static_cast<std::size_t>(minutes));
+}
+
+TEST_F(StorageLimitsTest, AnUnfinishedFileHasItsWholeSizeBeforeItIsFilled) {
+  // So that other processes count it, and two writers can't both use the last of the disk.
+  const StorageDescriptor root = OpenRoot();
+  StorageUsage usage;
+  StorageTemporary file(root.get(), usage);
+  file.create(1U << 20);
+  ASSERT_EQ(Unfinished().size(), 1U);
+  struct stat unfinished {};
+  ASSERT_EQ(::stat(At(Unfinished()[0]).c_str(), &unfinished), 0);
+  EXPECT_EQ(unfinished.st_size, 1 << 20);
 }
 
 TEST_F(StorageLimitsTest, FoldersNestedDeeperThanAnyoneNeedsRefuseTheWrite) {

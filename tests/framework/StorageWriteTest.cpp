@@ -66,6 +66,15 @@ TEST_F(StorageWriteTest, InitAloneChangesNothing) {
   EXPECT_TRUE(Images().empty());
 }
 
+TEST_F(StorageWriteTest, InitRefusesWhatNoStoreCouldPutRight) {
+  Link("link", m_folder + "/outside");
+  MakeFolder("folder");
+  EXPECT_FALSE(Init("new/" + std::string(256, 'n')));
+  EXPECT_FALSE(Init("link/photo.jpg"));
+  EXPECT_FALSE(Init("folder"));
+  EXPECT_FALSE(Write("other.jpg", "new"));
+}
+
 TEST_F(StorageWriteTest, StoreWithoutInitIsRefused) { EXPECT_FALSE(Write(nullptr, "new")); }
 
 TEST_F(StorageWriteTest, StoreAfterShutdownIsRefused) {
