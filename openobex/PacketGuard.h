@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace openobex {
+
+/// Judges every packet of a peer before the library sees it. The library trusts the lengths in packets and headers, sets
+/// aside no more than it expects, and loops or writes past its buffers where they lie; what passes here is well formed:
+/// the packet is whole, its headers add up to its end, and the request it belongs to stays within the limits.
+///
+/// Does no input or output. Threads: one object belongs to one thread.
+class PacketGuard {
+ public:
+  static constexpr std::size_t kHeadSize = 3;
+
+  enum class Side {
+    kServer,  ///< the peer sends requests
+    kClient,  ///< the peer answers ours
+  };
+
+  explicit PacketGuard(Side side) : m_side(side) {}
+
+  /// The length that a packet's first three bytes announce; 0 when it is none.
+  static std::size_t packetLength(const std::uint8_t* head);
+
+  /// Judges one whole packet. Null when it may pass, otherwise the reason, for people.
+  const char* check(const std::uint8_t* packet, std::size_t length);
+
+  /// Takes note of a packet that goes out to the peer: as a client, what its next answer belongs to.
+  void sent(const std::uint8_t* packet, std::size_t length);
+
+  [[nodiscard]] Side side() const { return m_side; }
+  /// The command of the request under way or just ended, without the final bit.
+  [[nodiscard]] int command() const { return m_command; }
+  /// Whether the packet that passed last was the last one of its request.
+  [[nodiscard]] bool isRequestComplete() const { return m_complete; }
+  /// What was seen of the object so far: its name in UTF-8, and the bytes of its body.
+  [[nodiscard]] const std::string& objectName() const { return m_name; }
+  [[nodiscard]] std::size_t bodySize() const { return m_body; }
+
+ private:
+  const char* checkRequest(const std::uint8_t* packet, std::size_t length);
+  const char* checkAnswer(const std::uint8_t* packet, std::size_t length);
+  const char* checkConnect(const std::uint8_t* packet, std::size_t length);
+  const char* checkHeaders(const std::uint8_t* headers, std::size_t length);
+  const char* countHeader(std::uint8_t identifier, const std::uint8_t* value, std::size_t length);
+
+  const Side m_side;
+  int m_command = -1;
+  bool m_complete = true;
+  bool m_answerExpected = false;
+  std::uint32_t m_headers = 0;
+  std::uint32_t m_body = 0;
+  std::string m_name;
+};
+
+}  // namespace openobex
