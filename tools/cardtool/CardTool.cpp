@@ -10,7 +10,8 @@ namespace cardtool {
 CardTool::CardTool()
     : m_app("Reads business cards as the telephone does, without a telephone.", "cardtool") {
   m_app.set_version_flag("--version", std::string("cardtool ") + PHONE_VERSION);
-  m_app.require_subcommand(1);
+  // None is told in runChosen: asked for here, it would be told in place of a misspelt one.
+  m_app.require_subcommand(0, 1);
   m_app.footer("`cardtool COMMAND --help` tells more about a command, its exit codes included.");
   m_commands.push_back(std::make_unique<ReadCommand>(m_app));
 }
@@ -33,6 +34,7 @@ int CardTool::runChosen() {
   for (const auto& command : m_commands) {
     if (command->chosen()) return command->run();
   }
+  std::cerr << "cardtool: say what to do; the commands stand in: cardtool --help" << std::endl;
   return kUsage;
 }
 

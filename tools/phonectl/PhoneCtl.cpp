@@ -30,7 +30,8 @@ PhoneCtl::PhoneCtl()
   // Also the check of an option's value needs it.
   Gio::init();
   m_app.set_version_flag("--version", std::string("phonectl ") + PHONE_VERSION);
-  m_app.require_subcommand(1);
+  // None is told in runChosen: asked for here, it would be told in place of a misspelt one.
+  m_app.require_subcommand(0, 1);
   // Options of the program may stand behind the command too.
   m_app.fallthrough();
   m_app.add_option("--bus", m_bus, "The bus that the phone is on: session, system or an address")
@@ -49,7 +50,7 @@ PhoneCtl::PhoneCtl()
   add<AcceptCommand>(m_app);
   add<RejectCommand>(m_app);
   CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook");
-  book->require_subcommand(1);
+  book->require_subcommand(0, 1);
   add<BookListCommand>(*book);
   add<BookShowCommand>(*book);
 }
@@ -74,10 +75,12 @@ int PhoneCtl::run(int argc, char** argv) {
 }
 
 int PhoneCtl::runChosen() {
-  PhoneBus bus{BusPlace(m_bus)};
   for (const auto& command : m_commands) {
-    if (command->chosen()) return command->run(bus);
+    if (!command->chosen()) continue;
+    PhoneBus bus{BusPlace(m_bus)};
+    return command->run(bus);
   }
+  std::cerr << "phonectl: say what to do; the commands stand in: phonectl --help" << std::endl;
   return kUsage;
 }
 

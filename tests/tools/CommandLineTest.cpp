@@ -1,0 +1,99 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/tools/PhoneFixture.h"
+
+namespace {
+
+using test::Finished;
+using testing::HasSubstr;
+
+/// phonectl where there is no phone.
+class CommandLine : public test::PhoneFixture {
+ protected:
+  void expectUsageError(const test::Program::Words& words, const std::string& complaint) {
+    const Finished finished = phonectl(words);
+    EXPECT_EQ(finished.exitCode, 2) << finished.out;
+    EXPECT_THAT(finished.err, HasSubstr(complaint));
+  }
+};
+
+}  // namespace
+
+TEST_F(CommandLine, RefusesWhatItDoesNotKnow) {
+  expectUsageError({}, "say what to do");
+  expectUsageError({"dial"}, "dial");
+  expectUsageError({"book"}, "say what to do");
+  expectUsageError({"book", "show"}, "required");
+  expectUsageError({"receive"}, "required");
+  expectUsageError({"receive", "maybe"}, "on");
+  expectUsageError({"status", "--loud"}, "--loud");
+  expectUsageError({"--bus", "nonsense", "status"}, "neither session nor system nor");
+}
+
+TEST_F(CommandLine, RefusesOptionsThatContradictEachOther) {
+  expectUsageError({"watch", "--accept", "--reject"}, "excludes");
+  expectUsageError({"watch", "--ask", "--accept"}, "excludes");
+  expectUsageError({"watch", "--json", "--ask"}, "excludes");
+}
+
+TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
+  for (const test::Program::Words& words : {test::Program::Words{"status"},
+                                            {"receive"},
+                                            {"watch"},
+                                            {"accept"},
+                                            {"reject"},
+                                            {"book", "list"},
+                                            {"book", "show"}}) {
+    test::Program::Words help = words;
+    help.emplace_back("--help");
+    const Finished finished = phonectl(help);
+    EXPECT_EQ(finished.exitCode, 0);
+    EXPECT_THAT(finished.out, HasSubstr("Exit codes: 0 done")) << words.back();
+  }
+  EXPECT_EQ(phonectl({"--help"}).exitCode, 0);
+  EXPECT_THAT(phonectl({"--version"}).out, HasSubstr("phonectl "));
+}
+
+TEST_F(CommandLine, TellsThatThePhoneIsNotRunningAndHowToStartIt) {
+  for (const test::Program::Words& words : {test::Program::Words{"status"},
+                                            {"receive", "on"},
+                                            {"watch"},
+                                            {"accept"},
+                                            {"reject"},
+                                            {"book", "list"},
+                                            {"book", "show", "x"}}) {
+    const Finished finished = phonectl(words);
+    EXPECT_EQ(finished.exitCode, 3) << words.back();
+    EXPECT_EQ(finished.out, "");
+    EXPECT_THAT(finished.err, HasSubstr("the phone isn't running on the bus at " + busAddress()));
+    EXPECT_THAT(finished.err, HasSubstr("phone-host --bus " + busAddress()));
+  }
+}
+
+TEST_F(CommandLine, TellsThatTheBusCanNotBeReached) {
+  const Finished finished = phonectl({"--bus", "unix:path=" + folder().file("none"), "status"});
+  EXPECT_EQ(finished.exitCode, 3);
+  EXPECT_THAT(finished.err, HasSubstr("can't reach the bus at"));
+}
+
+TEST_F(CommandLine, TellsThatThereIsNoSessionBus) {
+  const Finished finished = phonectl({"--bus", "session", "status"});
+  EXPECT_EQ(finished.exitCode, 3);
+  EXPECT_THAT(finished.err, HasSubstr("--bus"));
+}
+
+TEST_F(CommandLine, TakesTheBusBehindTheCommandToo) {
+  const Finished finished = phonectl({"status", "--bus", "unix:path=" + folder().file("none")});
+  EXPECT_EQ(finished.exitCode, 3);
+  EXPECT_THAT(finished.err, HasSubstr("can't reach the bus at"));
+}
+
+TEST_F(CommandLine, TakesTheSessionBusWhenNothingIsSaid) {
+  test::Program::Options with;
+  with.environment["PHONE_BUS"] = "";
+  with.environment["DBUS_SESSION_BUS_ADDRESS"] = busAddress();
+  const auto program = startPhonectl({"status"}, with);
+  EXPECT_EQ(program->wait(), 3);
+  EXPECT_THAT(program->err(), HasSubstr("the phone isn't running on the session bus"));
+}
