@@ -71,6 +71,9 @@ struct CARDCAL_State {
   char pending[4];  ///< digits of a quoted-printable escape, or characters of a BASE64 quartet
   int base64Count;
 
+  /// Part of a line couldn't be kept. Steps whose result isn't looked at can meet this too, and
+  /// what follows them would be made of half a line: the reading ends.
+  int outOfMemory;
   int paramCapacity;
   /// Of a name part that is evaluated more than once (after a handler refused it in a parameter
   /// value, a further ":" does that): how often it was, and how many parameters the encoding was
@@ -99,12 +102,12 @@ CARDCAL_Parser::~CARDCAL_Parser() {
 }
 
 int CARDCAL_Parser::parse(const unsigned char* data, int len) {
-  if (m_state == nullptr) return 0;
+  if (m_state == nullptr || m_state->outOfMemory) return 0;
   for (int i = 0; i < len; ++i) {
-    if (!parseByte(static_cast<char>(data[i]))) return 0;
+    if (!parseByte(static_cast<char>(data[i])) || m_state->outOfMemory) return 0;
   }
   TRACE("\tParser: TERMINATE parsing");
-  return vcardProcessCharacter('\n') ? 1 : 0;
+  return vcardProcessCharacter('\n') && !m_state->outOfMemory ? 1 : 0;
 }
 
 // An end of line counts only once the first byte of the next line shows that it isn't continued
@@ -178,6 +181,7 @@ int CARDCAL_Parser::vcardReserve(int bytes) {
     s.lineBuffer = nullptr;
     s.lineLength = 0;
     s.lineCapacity = 0;
+    s.outOfMemory = 1;
     return 0;
   }
   s.lineBuffer = grown;
@@ -197,7 +201,10 @@ int CARDCAL_Parser::vcardAddParameter(int nameOffset) {
     const int capacity = std::max(8, s.paramCapacity * 2);
     auto* grown = static_cast<Parameter*>(
         std::realloc(s.params, static_cast<std::size_t>(capacity) * sizeof(Parameter)));
-    if (grown == nullptr) return 0;
+    if (grown == nullptr) {
+      s.outOfMemory = 1;
+      return 0;
+    }
     s.params = grown;
     s.paramCapacity = capacity;
   }
@@ -273,7 +280,10 @@ int CARDCAL_Parser::vcardBuildParameterList() {
   if (s.list == nullptr || count > s.listCount) {
     const std::size_t entries = (static_cast<std::size_t>(count) + 1) * 2;
     auto* grown = static_cast<const char**>(std::realloc(s.list, entries * sizeof(const char*)));
-    if (grown == nullptr) return 0;
+    if (grown == nullptr) {
+      s.outOfMemory = 1;
+      return 0;
+    }
     s.list = grown;
     s.listCount = count;
   }
