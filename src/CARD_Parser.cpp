@@ -575,8 +575,9 @@ std::string CARD_Parser::addProperty(std::string name, std::string value, std::s
 
 const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& encoding) {
   TRACE_ENTRY("getPhoneBookWriteMessage");
+  std::string entry = buildEntry();
   m_message = addProperty("ReasonForMessage", "write_request", "", 0, false) +
-              addProperty("Entry", buildEntry(), "", 0, false);
+              addProperty("Entry", std::move(entry), "", 0, false);
   m_message = "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>" +
               addProperty("Schema", std::move(m_message), "name=\"PhoneBook\"", 0, false);
   TRACE_EXIT("getPhoneBookWriteMessage");
