@@ -18,3 +18,22 @@ phone_add_test(tokenizer_tests
     TokenizerLogTest.cpp
     TransferEncodingTest.cpp
   LIBRARIES card_reader)
+
+phone_add_test(reader_tests
+  SOURCES
+    CARD_ParserTest.cpp
+    CharacterSetTest.cpp
+    PhoneBookMessageTest.cpp
+    PhotoTest.cpp
+  LIBRARIES card_reader)
+
+# Here the allocations of the reader can be made to fail.
+phone_add_test(reader_memory_tests
+  SOURCES ReaderMemoryTest.cpp MemoryFaults.cpp
+  LIBRARIES card_reader)
+target_link_options(reader_memory_tests PRIVATE
+  -Wl,--wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free)
+
+phone_add_test(reader_speed_tests
+  SOURCES ReaderSpeedTest.cpp
+  LIBRARIES card_reader)

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <tuple>
 
-#include "src/CARD_Parser.h"
+#include "tests/src/CardFixture.h"
 #include "tests/src/CardGenerator.h"
 #include "tests/src/PlainCardReader.h"
 #include "tests/src/RecordingParser.h"
@@ -105,8 +105,7 @@ void CompareReaders(CardGenerator& dice, const std::string& card, bool logged) {
   LogRecorder log(logged ? kLogTrace : kLogError);
   CARD_Parser reader(noStorage ? nullptr : &storage);
   log.forget();
-  const auto* bytes = reinterpret_cast<const unsigned char*>(card.data());
-  EXPECT_EQ(reader.parse(bytes, static_cast<int>(card.size())), plain.parse(card) ? 1 : 0);
+  EXPECT_EQ(readWith(reader, card), plain.parse(card) ? 1 : 0);
   EXPECT_EQ(reader.getPhoneBookWriteMessage("utf-8"), plain.message());
   EXPECT_EQ(storage.photos, plain.photos());
   if (!logged) return;
@@ -119,8 +118,7 @@ using Outcome = std::tuple<int, std::string, std::vector<StoredPhoto>>;
 Outcome Read(const std::string& card) {
   RecordingStorage storage;
   CARD_Parser reader(&storage);
-  const auto* bytes = reinterpret_cast<const unsigned char*>(card.data());
-  const int result = reader.parse(bytes, static_cast<int>(card.size()));
+  const int result = readWith(reader, card);
   return {result, reader.getPhoneBookWriteMessage("utf-8"), storage.photos};
 }
 

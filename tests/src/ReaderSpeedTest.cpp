@@ -1,0 +1,142 @@
+// The reader's time grows with the length of its input and not with its square, whatever a stranger
+// repeats in it.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+#include <functional>
+#include <string>
+
+#include "tests/src/CardFixture.h"
+
+namespace test {
+namespace {
+
+/// Handlers that cost nothing, so that only the tokenizer is measured.
+class IdleParser : public CARDCAL_Parser {
+ public:
+  explicit IdleParser(bool refusing) : m_refusing(refusing) {}
+
+  int propHandler(const char*, const char**) override { return m_refusing ? 0 : 1; }
+  int dataHandler(const char*, int) override { return 1; }
+  int groupHandler(const char*) override { return 1; }
+
+ private:
+  bool m_refusing;
+};
+
+std::string repeated(const std::string& text, std::size_t count) {
+  std::string all;
+  all.reserve(text.size() * count);
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+/// Seconds of this thread's processor time.
+double timeOf(const std::function<void()>& work) {
+  const auto now = [] {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+  };
+  const double begin = now();
+  work();
+  return now() - begin;
+}
+
+using Reading = std::function<void(const std::string&)>;
+
+void readIdly(const std::string& text) {
+  IdleParser(false).parse(reinterpret_cast<const unsigned char*>(text.data()),
+                          static_cast<int>(text.size()));
+}
+
+void readRefusing(const std::string& text) {
+  IdleParser(true).parse(reinterpret_cast<const unsigned char*>(text.data()),
+                         static_cast<int>(text.size()));
+}
+
+void readCard(const std::string& lines) {
+  RecordingStorage storage;
+  CARD_Parser reader(&storage);
+  EXPECT_EQ(readWith(reader, "BEGIN:VCARD\n" + lines + "\n"), 1);
+  EXPECT_GT(reader.getPhoneBookWriteMessage("utf-8").size(), 0U);
+}
+
+/// Reads `count` repetitions and eight times as many. The time may become 32 times as long (it
+/// would become 64 times as long if it were quadratic) in all of several trials.
+void ExpectLinear(const Reading& read, const std::string& before, const std::string& piece,
+                  const std::string& after = "") {
+  constexpr std::size_t kCount = 12500;
+  constexpr int kTrials = 10;
+  const std::string small = before + repeated(piece, kCount) + after;
+  const std::string large = before + repeated(piece, 8 * kCount) + after;
+  double ratio = 0;
+  for (int trial = 0; trial < kTrials; ++trial) {
+    const double least = std::min(
+        {timeOf([&] { read(small); }), timeOf([&] { read(small); }), timeOf([&] { read(small); })});
+    ratio = timeOf([&] { read(large); }) / least;
+    if (ratio < 32) return;
+  }
+  ADD_FAILURE() << "eight times the input took " << ratio << " times as long";
+}
+
+TEST(ReaderSpeed, ManyParametersAreReadInLinearTime) {
+  ExpectLinear(readIdly, "N", ";A", ":x");
+  ExpectLinear(readIdly, "N", ";A=b", ":x");
+}
+
+TEST(ReaderSpeed, ManyGroupsAreReadInLinearTime) {
+  ExpectLinear(readIdly, "", "A.", "N:x");
+  ExpectLinear(readIdly, "", "A.N:x\n");
+}
+
+TEST(ReaderSpeed, ManyColonsAreReadInLinearTime) { ExpectLinear(readIdly, "", ":"); }
+
+TEST(ReaderSpeed, ManyRefusalsAreReadInLinearTime) {
+  ExpectLinear(readRefusing, "N;A=b", ":");
+  ExpectLinear(readRefusing, "A.N;A=b", ":.c");
+}
+
+TEST(ReaderSpeed, ManyRefusalsOfALongNameAreReadInLinearTime) {
+  ExpectLinear(readRefusing, std::string(20000, 'n') + ";A=b", ":");
+}
+
+TEST(ReaderSpeed, ManyRefusalsWithNewParametersAreReadInLinearTime) {
+  ExpectLinear(readRefusing, "N;A=b", ":;C=d");
+}
+
+TEST(ReaderSpeed, ManyRefusalsOfManyParametersAreReadInLinearTime) {
+  ExpectLinear(readRefusing, "N", ";A=b", repeated(":", 20000));
+  ExpectLinear(readRefusing, "N" + repeated(";A=b", 20000), ":cc");
+}
+
+TEST(ReaderSpeed, LongDataAreReadInLinearTime) {
+  ExpectLinear(readIdly, "N:", "x");
+  ExpectLinear(readIdly, "N;QUOTED-PRINTABLE:", "=41=\n");
+  ExpectLinear(readIdly, "N;BASE64:", "\n QUJD");
+}
+
+TEST(ReaderSpeed, ManyLinesAreReadInLinearTime) {
+  ExpectLinear(readIdly, "", "no property\n");
+  ExpectLinear(readIdly, "", "\n");
+  ExpectLinear(readIdly, "", "N;A=b:x\n y\n");
+}
+
+TEST(ReaderSpeed, LongCardsAreReadInLinearTime) {
+  ExpectLinear(readCard, "N:", ";");
+  ExpectLinear(readCard, "N:", "\xE9");
+  ExpectLinear(readCard, "ADR;CHARSET=UTF-8:", "\xC3\xA9");
+  ExpectLinear(readCard, "", "TEL;CELL;PREF:1\n");
+  ExpectLinear(readCard, "TEL", ";CELL", ":1");
+  ExpectLinear(readCard, "PHOTO", ";TYPE=PNG", ":1");
+}
+
+TEST(ReaderSpeed, LongFieldsAreEscapedInLinearTime) {
+  ExpectLinear(readCard, "ORG:", "&");
+  ExpectLinear(readCard, "N:", "<'\">&");
+}
+
+}  // namespace
+}  // namespace test
