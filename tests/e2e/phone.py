@@ -8,6 +8,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -78,6 +79,12 @@ class Process:
                 f"{self.name} ended with {self.process.returncode}:\n{self.out()}\n{self.err()}")
         return False
 
+    def end(self):
+        """Makes sure that it is gone."""
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
     def stop(self, signal_number=signal.SIGTERM, deadline=DEADLINE):
         """Ends it and returns its exit code."""
         if self.process.poll() is None:
@@ -105,6 +112,7 @@ class PhoneTest(unittest.TestCase):
         self.environment["XDG_STATE_HOME"] = str(self.folder / "state")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus_address
         self.phone = None
+        self.phones_started = 0
         self._start_bus()
 
     def _remove_folder(self):
@@ -127,7 +135,7 @@ class PhoneTest(unittest.TestCase):
 
     def start(self, name, command, **options):
         process = Process(self.folder, name, command, self.environment, **options)
-        self.addCleanup(lambda: process.process.poll() is None and process.process.kill())
+        self.addCleanup(process.end)
         return process
 
     def start_phone(self, radio=True, options=()):
@@ -136,7 +144,8 @@ class PhoneTest(unittest.TestCase):
                    "--phonebook", f"sqlite3://{self.phonebook}", *options]
         if radio:
             command = self.on_radio(PHONE_ADDRESS) + command
-        self.phone = self.start("phone", command)
+        self.phones_started += 1
+        self.phone = self.start(f"phone-{self.phones_started}", command)
         self.addCleanup(self._check_phone_ends_well, self.phone)
         self.phone.wait_for_out("phone-host: ready")
         return self.phone
@@ -195,7 +204,7 @@ class PhoneTest(unittest.TestCase):
 
         def push():
             result = self.run_program(command)
-            refused = "failed" in result.stderr and "Connecting..failed" in result.stderr
+            refused = re.search(r"Connecting\.+failed", result.stdout + result.stderr)
             return None if refused else result
 
         result = wait_for(push, "obexput to connect")

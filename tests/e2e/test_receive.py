@@ -16,11 +16,6 @@ class Receiving(PhoneTest):
         self.start_phone()
         self.receive_on()
 
-    def watch_and_accept(self, cards=1):
-        """Lets an observer accept once this many cards were offered."""
-        watcher = self.watch()
-        return watcher
-
     def wait_for_event(self, watcher, event, count=1):
         return wait_for(lambda: (lambda found: found if len(found) >= count else None)(
             [line for line in watcher.json_lines() if line["event"] == event]),
