@@ -1,0 +1,75 @@
+#include "host/app/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+#include "framework/Logging.h"
+#include "host/app/DefaultPaths.h"
+#include "host/app/ExitCodes.h"
+
+namespace host {
+namespace {
+
+/// The service that this telephone is made for. Nothing else in the host depends on which it is.
+constexpr const char* kService = "OBEXService";
+
+constexpr const char* kFooter =
+    "\nThe telephone runs until SIGTERM, SIGINT or SIGHUP. It prints \"phone-host: ready ...\" on "
+    "standard output when others can reach it.\n\n"
+    "Exit codes: 0 stopped on request; 1 it could not start; 2 the command line is wrong; "
+    "3 stopped on request, but the service did not end within 4 seconds.\n";
+
+void describe(CLI::App& app, Options& options) {
+  app.add_option("--plugin", options.plugin,
+                 "The service's library (default: the one built or installed with this program)")
+      ->type_name("FILE");
+  app.add_option("--service", options.service, "The name of the service in it")
+      ->type_name("NAME")
+      ->capture_default_str();
+  app.add_option("--phonebook", options.connection,
+                 "Where the phonebook is, sqlite3://FILE "
+                 "(default: obexphone/phonebook.db in the state folder)")
+      ->type_name("CONNECTION");
+  app.add_option("--bus", options.bus, "The message bus: session, system or a D-Bus address")
+      ->type_name("BUS")
+      ->capture_default_str();
+  const std::map<std::string, int> levels = {{"error", kLogError}, {"trace", kLogTrace}};
+  app.add_option("--log-level", options.logLevel, "What is logged: error (2) or trace (5)")
+      ->type_name("LEVEL")
+      ->transform(CLI::CheckedTransformer(levels))
+      ->default_str("error");
+  app.add_option("--log-file", options.logFile,
+                 "Append the log to this file (default: standard error)")
+      ->type_name("FILE");
+}
+
+bool isServiceName(const std::string& name) {
+  return !name.empty() && name.size() <= 64 &&
+         name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789") ==
+             std::string::npos;
+}
+
+}  // namespace
+
+bool readOptions(int argc, char** argv, Options& options, int& code) {
+  options.service = kService;
+  options.bus = "session";
+  options.logLevel = kLogError;
+  CLI::App app("The telephone: runs its service, phonebook and message bus.", "phone-host");
+  app.set_version_flag("--version", std::string("phone-host ") + PHONE_VERSION);
+  app.footer(kFooter);
+  describe(app, options);
+  try {
+    app.parse(argc, argv);
+    if (!isServiceName(options.service))
+      throw CLI::ValidationError("--service", "a name consists of letters and digits");
+  } catch (const CLI::ParseError& error) {
+    code = app.exit(error) == 0 ? kExitStopped : kExitUsage;
+    return false;
+  }
+  if (options.plugin.empty()) options.plugin = defaultPlugin(options.service);
+  if (options.connection.empty()) options.connection = defaultConnection();
+  return true;
+}
+
+}  // namespace host

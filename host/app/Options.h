@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace host {
+
+/// What the user asked for on the command line, defaults filled in.
+struct Options {
+  std::string service;     ///< the service's name
+  std::string plugin;      ///< path of its library
+  std::string connection;  ///< of the phonebook
+  std::string bus;
+  int logLevel = 0;
+  std::string logFile;  ///< empty for standard error
+};
+
+/// Reads the command line. When that is all there is to do (--help, --version, a mistake), says so
+/// to the user, puts the exit code into `code` and returns false. Throws std::runtime_error when a
+/// default can't be found out.
+bool readOptions(int argc, char** argv, Options& options, int& code);
+
+}  // namespace host

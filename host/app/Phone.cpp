@@ -1,0 +1,129 @@
+#include "host/app/Phone.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <vector>
+
+#include "framework/Storage.h"
+#include "host/app/Status.h"
+#include "host/bus/DirectoryObject.h"
+#include "host/bus/ServiceObject.h"
+
+namespace host {
+namespace {
+
+int toInt(std::size_t value) { return static_cast<int>(std::min<std::size_t>(value, INT_MAX)); }
+
+PhoneBookOptions bookOptions(const std::string& connection) {
+  PhoneBookOptions options;
+  options.connection = connection;
+  return options;
+}
+
+}  // namespace
+
+Phone::Phone(const Options& options, MainLoop& loop)
+    : m_options(options),
+      m_names(options.service),
+      m_directory(bookOptions(options.connection)),
+      m_plugin(options.plugin, m_names),
+      m_serviceObject(makeServiceObject(m_names, m_plugin.readIntrospection())),
+      m_directoryObject(makeDirectoryObject(m_directory)),
+      m_statusObject(makeStatusObject([this] { return status(); })),
+      m_notifier(m_names),
+      m_bus(loop, options.bus, m_names, m_queue, m_notifier, events()),
+      m_observers(m_plugin, m_names, m_context, m_notifier, m_bus),
+      m_thread(m_plugin, m_context, m_observers, m_queue, membersOf(*m_serviceObject)) {
+  m_context.addService("DirectoryServiceIfc", m_directory);
+  m_context.addService("MobilityServiceIfc", m_mobility);
+  m_context.setProxySource(m_observers);
+  for (BusObject* object : {m_serviceObject.get(), m_directoryObject.get(), m_statusObject.get()})
+    m_bus.add(*object);
+}
+
+Phone::~Phone() { stop(); }
+
+Bus::Events Phone::events() {
+  Bus::Events events;
+  events.callerLeft = [this](const std::string& caller) {
+    m_notifier.forget(caller);
+    m_thread.callerLeft(caller);
+  };
+  events.lost = [this] {
+    m_notifier.forgetAll();
+    m_thread.allCallersLeft();
+  };
+  events.back = [this] { sayReady(); };
+  return events;
+}
+
+void Phone::start() {
+  m_directory.init(m_context);
+  m_mobility.init(m_context);
+  setRadioLink(&m_radio);
+  m_thread.start();
+  m_bus.open();
+  const std::string radio = RadioStatus::describeRadio();
+  if (radio != "ready")
+    std::fprintf(stderr, "phone-host: %s; cards can be neither received nor sent\n", radio.c_str());
+  sayReady();
+}
+
+void Phone::sayReady() const {
+  std::printf("phone-host: ready on %s as %s\n", m_bus.describe().c_str(), Bus::kName);
+  std::fflush(stdout);
+}
+
+void Phone::stop() {
+  m_bus.stopDeliveries();
+  m_thread.stop();
+  setRadioLink(nullptr);
+  m_mobility.shutdown();
+  m_bus.close();
+  m_directory.shutdown();
+}
+
+Method Phone::status() const {
+  Method status("Status", Method::REPLY);
+  const auto text = [&status](const char* name, const std::string& value) {
+    status.addStringParameter(name, value, Parameter::OUT);
+  };
+  text("version", PHONE_VERSION);
+  text("service", m_options.service);
+  text("plugin", m_plugin.file());
+  text("phonebook", withoutSecrets(m_options.connection));
+  text("images", Storage::defaultRoot());
+  const std::vector<std::string> photos = m_mobility.recentFiles();
+  text("lastPhoto", photos.empty() ? "" : photos.front());
+  status.addIntParameter("photos", toInt(m_mobility.count()), Parameter::OUT);
+  addRadioStatus(status);
+  addWorkStatus(status);
+  return status;
+}
+
+void Phone::addRadioStatus(Method& status) const {
+  const RadioStatus::State radio = m_radio.state();
+  status.addStringParameter("radio", RadioStatus::describeRadio(), Parameter::OUT);
+  status.addBoolParameter("listening", radio.listening, Parameter::OUT);
+  status.addIntParameter("channel", radio.channel, Parameter::OUT);
+  status.addStringParameter("peer", radio.peer, Parameter::OUT);
+  status.addStringParameter("lastPeer", radio.lastPeer, Parameter::OUT);
+  status.addIntParameter("objects", toInt(radio.objects), Parameter::OUT);
+  status.addStringParameter("lastObject", radio.lastObject, Parameter::OUT);
+  status.addIntParameter("lastSize", toInt(radio.lastSize), Parameter::OUT);
+  status.addIntParameter("lastAnswer", radio.lastAnswer, Parameter::OUT);
+  status.addStringParameter("lastLinkEnd", radio.lastLinkEnd, Parameter::OUT);
+}
+
+void Phone::addWorkStatus(Method& status) const {
+  const FrameworkThread::Activity activity = m_thread.activity();
+  status.addBoolParameter("busy", !activity.message.empty(), Parameter::OUT);
+  status.addStringParameter("busyWith", activity.message, Parameter::OUT);
+  status.addIntParameter("busySeconds", static_cast<int>(activity.since.count()), Parameter::OUT);
+  status.addIntParameter("queued", toInt(m_queue.waitingCalls()), Parameter::OUT);
+  status.addIntParameter("observers", toInt(m_observers.count()), Parameter::OUT);
+}
+
+}  // namespace host

@@ -1,0 +1,37 @@
+#include "host/app/Status.h"
+
+#include <regex>
+#include <utility>
+
+#include "host/bus/Arguments.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kPath = "/org/obexphone/Phone";
+constexpr const char* kInterface = "org.obexphone.Phone";
+constexpr const char* kXml = R"(
+<node>
+  <interface name="org.obexphone.Phone">
+    <method name="Status">
+      <arg name="status" type="a{sv}" direction="out"/>
+    </method>
+  </interface>
+</node>)";
+
+}  // namespace
+
+std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read) {
+  return std::make_unique<BusObject>(
+      kPath, kInterface, kXml, [read = std::move(read)](const std::string&, GVariant*) {
+        return g_variant_ref_sink(makeArguments(read(), Parameter::OUT));
+      });
+}
+
+std::string withoutSecrets(const std::string& connection) {
+  static const std::regex secret(
+      "((?:password|passwd|pwd|pass)\\s*=\\s*)('[^']*'?|\"[^\"]*\"?|[^ ;&]*)", std::regex::icase);
+  return std::regex_replace(connection, secret, "$1***");
+}
+
+}  // namespace host

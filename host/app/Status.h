@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "framework/Method.h"
+#include "host/bus/BusObject.h"
+
+namespace host {
+
+/// The telephone's own object on the bus, /org/obexphone/Phone: `Status() -> a{sv}`. `read` is
+/// asked at each call, on the main thread, for the values as parameters (`OUT`).
+std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read);
+
+/// A connection string as it may be shown: a password in it is blotted out.
+std::string withoutSecrets(const std::string& connection);
+
+}  // namespace host

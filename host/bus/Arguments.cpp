@@ -1,0 +1,92 @@
+#include "host/bus/Arguments.h"
+
+#include <memory>
+#include <variant>
+
+namespace host {
+namespace {
+
+struct VariantUnref {
+  void operator()(GVariant* value) const { g_variant_unref(value); }
+};
+using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
+
+std::string bytesOf(GVariant* value) {
+  gsize size = 0;
+  const gconstpointer data = g_variant_get_fixed_array(value, &size, sizeof(guint8));
+  return size == 0 ? std::string() : std::string(static_cast<const char*>(data), size);
+}
+
+/// Returns whether `value` is of a type that a parameter can have.
+bool readArgument(const std::string& name, GVariant* value, Parameter::directions direction,
+                  Method& method) {
+  if (g_variant_is_of_type(value, G_VARIANT_TYPE_BOOLEAN)) {
+    method.addBoolParameter(name, g_variant_get_boolean(value) != FALSE, direction);
+  } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_INT32)) {
+    method.addIntParameter(name, g_variant_get_int32(value), direction);
+  } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_STRING)) {
+    gsize length = 0;
+    const char* text = g_variant_get_string(value, &length);
+    method.addStringParameter(name, std::string(text, length), direction);
+  } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_BYTESTRING)) {
+    method.addStringParameter(name, bytesOf(value), direction);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+bool isBusText(const std::string& text) {
+  return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
+}
+
+GVariant* toVariant(bool value) { return g_variant_new_boolean(value ? TRUE : FALSE); }
+GVariant* toVariant(int value) { return g_variant_new_int32(value); }
+
+GVariant* toVariant(const std::string& text) {
+  if (isBusText(text)) return g_variant_new_string(text.c_str());
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), sizeof(guint8));
+}
+
+}  // namespace
+
+bool readArguments(GVariant* body, Parameter::directions direction, Method& method,
+                   std::string& problem) {
+  if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(a{sv})"))) {
+    problem =
+        "the arguments are one dictionary, a{sv}, not " +
+        (body == nullptr ? std::string("nothing") : std::string(g_variant_get_type_string(body)));
+    return false;
+  }
+  const VariantPtr dictionary(g_variant_get_child_value(body, 0));
+  GVariantIter entries;
+  g_variant_iter_init(&entries, dictionary.get());
+  const char* name = nullptr;
+  GVariant* raw = nullptr;
+  while (g_variant_iter_next(&entries, "{&sv}", &name, &raw) != FALSE) {
+    const VariantPtr value(raw);
+    if (!readArgument(name, value.get(), direction, method)) {
+      problem = std::string("the argument \"") + name + "\" is of type " +
+                g_variant_get_type_string(value.get()) + ": b, i, s and ay are taken";
+      return false;
+    }
+  }
+  return true;
+}
+
+GVariant* makeArguments(const Method& method, Parameter::directions direction) {
+  GVariantBuilder builder;
+  g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
+  for (const Parameter& parameter : method.getParameters()) {
+    if (parameter.direction != direction) continue;
+    GVariant* value = std::visit([](const auto& held) { return toVariant(held); }, parameter.value);
+    // A key can only be a string, and a plug-in may have named its parameter in any bytes.
+    char* name =
+        g_utf8_make_valid(parameter.name.data(), static_cast<gssize>(parameter.name.size()));
+    g_variant_builder_add(&builder, "{sv}", name, value);
+    g_free(name);
+  }
+  return g_variant_new("(a{sv})", &builder);
+}
+
+}  // namespace host
