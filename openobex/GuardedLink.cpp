@@ -89,7 +89,8 @@ GuardedLink::Result GuardedLink::receive(milliseconds timeout) {
   return Result::kPacket;
 }
 
-/// Reads until the packet has so many bytes, without waiting. False when nothing more is there now, or ever.
+/// Reads until the packet has so many bytes, without waiting. False when nothing more is there now,
+/// or ever.
 bool GuardedLink::readMore(std::size_t wanted, bool& ended) {
   if (m_packet.size() < wanted) m_packet.resize(wanted);
   const ssize_t got = recv(m_radio, m_packet.data() + m_filled, wanted - m_filled, MSG_DONTWAIT);
@@ -101,7 +102,8 @@ bool GuardedLink::readMore(std::size_t wanted, bool& ended) {
   return false;
 }
 
-/// A peer that refuses CONNECT may leave out the rest of the answer, which the library would read all the same.
+/// A peer that refuses CONNECT may leave out the rest of the answer, which the library would read
+/// all the same.
 void GuardedLink::padRefusedConnect() {
   const bool refusal = m_packet[0] != (OBEX_RSP_SUCCESS | 0x80);
   const bool isAnswer = m_guard.side() == PacketGuard::Side::kClient;

@@ -10,12 +10,13 @@
 
 namespace openobex {
 
-/// A link to a peer, with the guard between the radio and the library: the radio's descriptor is duplicated, and one end
-/// of a socket pair put in its place under the library's descriptor. Whole packets that pass the guard are handed to the
-/// library through the pair; what it answers is carried back. No call here waits longer than it says, whatever the peer
-/// does or doesn't do.
+/// A link to a peer, with the guard between the radio and the library: the radio's descriptor is
+/// duplicated, and one end of a socket pair put in its place under the library's descriptor. Whole
+/// packets that pass the guard are handed to the library through the pair; what it answers is
+/// carried back. No call here waits longer than it says, whatever the peer does or doesn't do.
 ///
-/// Threads: the thread that uses the library's handle. The object owns its descriptors, not the library's.
+/// Threads: the thread that uses the library's handle. The object owns its descriptors, not the
+/// library's.
 class GuardedLink {
  public:
   enum class Result {
@@ -29,7 +30,8 @@ class GuardedLink {
   GuardedLink(const GuardedLink&) = delete;
   GuardedLink& operator=(const GuardedLink&) = delete;
 
-  /// Takes the radio's place under the library's descriptor. False when the system has no descriptors left.
+  /// Takes the radio's place under the library's descriptor. False when the system has no
+  /// descriptors left.
   bool open(int libraryDescriptor);
 
   /// Waits for one whole packet, checks it and makes it ready to be handed over.
@@ -43,7 +45,8 @@ class GuardedLink {
 
   [[nodiscard]] const PacketGuard& guard() const { return m_guard; }
   [[nodiscard]] const std::string& reason() const { return m_reason; }
-  /// The codes of the last packets that came in and went out, without the final bit; -1 before the first.
+  /// The codes of the last packets that came in and went out, without the final bit; -1 before the
+  /// first.
   [[nodiscard]] int lastReceived() const { return m_received; }
   [[nodiscard]] int lastSent() const { return m_sent; }
   /// The radio's descriptor, for asking who is at its other end.

@@ -16,10 +16,11 @@
 namespace openobex {
 namespace {
 
-/// Packets of the largest size both ways: smaller ones cost time, and the library's receive buffer must hold whatever a
-/// peer may send.
+/// Packets of the largest size both ways: smaller ones cost time, and the library's receive buffer
+/// must hold whatever a peer may send.
 constexpr std::uint16_t kMaxPacket = 65535;
-/// So often the library may be called for one packet; it needs a few, and a fault of its own must not loop.
+/// So often the library may be called for one packet; it needs a few, and a fault of its own must
+/// not loop.
 constexpr int kMaxSteps = 64;
 
 /// The library waits with `select`, which knows no descriptors beyond its set.
@@ -78,8 +79,7 @@ int Handle::registerServer(const bdaddr_t* source, std::uint8_t channel) {
   if (!hasSelectableDescriptors()) return -1;
   // The library takes a missing address for the bytes that happen to lie there.
   const bdaddr_t any{};
-  const int result =
-      ::BtOBEX_ServerRegister(m_library, source == nullptr ? &any : source, channel);
+  const int result = ::BtOBEX_ServerRegister(m_library, source == nullptr ? &any : source, channel);
   if (result < 0) return result;
   m_server = true;
   if (RadioLinkAccess link; link) link->linkListening(channel);
@@ -89,8 +89,8 @@ int Handle::registerServer(const bdaddr_t* source, std::uint8_t channel) {
 int Handle::connect(const bdaddr_t* source, const bdaddr_t* destination, std::uint8_t channel) {
   if (m_link != nullptr || !hasSelectableDescriptors()) return -1;
   const bdaddr_t any{};
-  const int result = ::BtOBEX_TransportConnect(m_library, source == nullptr ? &any : source,
-                                               destination, channel);
+  const int result =
+      ::BtOBEX_TransportConnect(m_library, source == nullptr ? &any : source, destination, channel);
   if (result < 0) return result;
   auto link = std::make_unique<GuardedLink>(PacketGuard::Side::kClient);
   if (!link->open(::OBEX_GetFD(m_library))) return -1;
@@ -105,7 +105,8 @@ int Handle::handleInput(int timeout) {
   return receivePacket(timeout);
 }
 
-/// Waits for a peer on the listening descriptor, so that the library is called only when there is one.
+/// Waits for a peer on the listening descriptor, so that the library is called only when there is
+/// one.
 int Handle::acceptPeer(int timeout) {
   const int listener = ::OBEX_GetFD(m_library);
   pollfd waiting{listener, POLLIN, 0};

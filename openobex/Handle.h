@@ -15,8 +15,9 @@ struct obex_object;
 
 namespace openobex {
 
-/// What stands behind a handle of this layer: the library's handle, the guarded link once there is one, and what the
-/// library gets wrong between its events. The functions of openobex.h are its operations.
+/// What stands behind a handle of this layer: the library's handle, the guarded link once there is
+/// one, and what the library gets wrong between its events. The functions of openobex.h are its
+/// operations.
 ///
 /// Threads: the one that uses the handle.
 class Handle {

@@ -33,8 +33,8 @@ int HeaderCursor::next(obex_object* object, std::uint8_t* identifier, obex_heade
   return result;
 }
 
-/// At the end of its list the library stays there, whatever arrives later: the list is read anew and what was yielded
-/// passed over.
+/// At the end of its list the library stays there, whatever arrives later: the list is read anew
+/// and what was yielded passed over.
 int HeaderCursor::nextOfLibrary(obex_object* object, std::uint8_t* identifier,
                                 obex_headerdata_t* value, std::uint32_t* size) {
   int result = ::OBEX_ObjectGetNextHeader(m_library, object, identifier, value, size);
@@ -49,8 +49,8 @@ int HeaderCursor::nextOfLibrary(obex_object* object, std::uint8_t* identifier,
   return result;
 }
 
-/// A body that came without End-of-Body is never yielded; the library holds it as a stream. It may be asked for it once,
-/// and only when no body was yielded.
+/// A body that came without End-of-Body is never yielded; the library holds it as a stream. It may
+/// be asked for it once, and only when no body was yielded.
 int HeaderCursor::bufferedBody(obex_object* object, std::uint8_t* identifier,
                                obex_headerdata_t* value, std::uint32_t* size) {
   if (!m_atRequest || m_bodyYielded || m_command != OBEX_CMD_PUT) return 0;

@@ -8,11 +8,13 @@ struct obex_object;
 
 namespace openobex {
 
-/// Where the reading of a received object's headers stands. The library reads to the end of the list once and then yields
-/// nothing more; here the first headers are yielded to OBEX_EV_REQCHECK, and then every header once over all the later
-/// events of the object, those that came in later packets included.
+/// Where the reading of a received object's headers stands. The library reads to the end of the
+/// list once and then yields nothing more; here the first headers are yielded to OBEX_EV_REQCHECK,
+/// and then every header once over all the later events of the object, those that came in later
+/// packets included.
 ///
-/// Threads: the thread that uses the handle. Belongs to one handle, which serves one object at a time.
+/// Threads: the thread that uses the handle. Belongs to one handle, which serves one object at a
+/// time.
 class HeaderCursor {
  public:
   explicit HeaderCursor(obex_t* library) : m_library(library) {}

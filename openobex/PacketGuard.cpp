@@ -27,7 +27,8 @@ std::size_t requestHead(int command) {
   return PacketGuard::kHeadSize;
 }
 
-/// Big-endian UTF-16 as UTF-8, up to its terminator. Halves of pairs that stand alone become U+FFFD.
+/// Big-endian UTF-16 as UTF-8, up to its terminator. Halves of pairs that stand alone become
+/// U+FFFD.
 std::string toUtf8(const std::uint8_t* unicode, std::size_t length) {
   std::string text;
   const auto append = [&text](unsigned c) {

@@ -6,9 +6,10 @@
 
 namespace openobex {
 
-/// Judges every packet of a peer before the library sees it. The library trusts the lengths in packets and headers, sets
-/// aside no more than it expects, and loops or writes past its buffers where they lie; what passes here is well formed:
-/// the packet is whole, its headers add up to its end, and the request it belongs to stays within the limits.
+/// Judges every packet of a peer before the library sees it. The library trusts the lengths in
+/// packets and headers, sets aside no more than it expects, and loops or writes past its buffers
+/// where they lie; what passes here is well formed: the packet is whole, its headers add up to its
+/// end, and the request it belongs to stays within the limits.
 ///
 /// Does no input or output. Threads: one object belongs to one thread.
 class PacketGuard {
@@ -28,7 +29,8 @@ class PacketGuard {
   /// Judges one whole packet. Null when it may pass, otherwise the reason, for people.
   const char* check(const std::uint8_t* packet, std::size_t length);
 
-  /// Takes note of a packet that goes out to the peer: as a client, what its next answer belongs to.
+  /// Takes note of a packet that goes out to the peer: as a client, what its next answer belongs
+  /// to.
   void sent(const std::uint8_t* packet, std::size_t length);
 
   [[nodiscard]] Side side() const { return m_side; }

@@ -48,8 +48,8 @@ int OBEX_ObjectAddHeader(void** handle, void** obexObject, std::uint8_t identifi
                          obex_headerdata_t value, std::uint32_t size, unsigned int flags) {
   if (obexObject == nullptr || !isPossibleHeaderLength(identifier, size)) return -1;
   Handle* const own = Handle::from(handle);
-  const int result = ::OBEX_ObjectAddHeader(own->library(), object(obexObject), identifier, value,
-                                            size, flags);
+  const int result =
+      ::OBEX_ObjectAddHeader(own->library(), object(obexObject), identifier, value, size, flags);
   if (result >= 0) own->headerAdded(object(obexObject), identifier, flags);
   return result;
 }
