@@ -25,9 +25,17 @@ function(phone_add_test name)
   if(TEST_LOCK)
     list(APPEND properties RESOURCE_LOCK ${TEST_LOCK})
   endif()
-  set(environment ${PHONE_SANITIZER_ENVIRONMENT} ${TEST_ENVIRONMENT})
   gtest_discover_tests(${name}
     TEST_PREFIX "${name}."
     DISCOVERY_TIMEOUT 120
-    PROPERTIES ${properties} ENVIRONMENT "${environment}")
+    PROPERTIES ${properties})
+  # A list doesn't survive as a property above; it is set when ctest has the names of the tests.
+  set(environment "${PHONE_SANITIZER_ENVIRONMENT};${TEST_ENVIRONMENT}")
+  set(environment_file ${CMAKE_CURRENT_BINARY_DIR}/${name}_environment.cmake)
+  file(CONFIGURE OUTPUT ${environment_file} @ONLY CONTENT [[
+foreach(test IN LISTS @name@_TESTS)
+  set_tests_properties("${test}" PROPERTIES ENVIRONMENT "@environment@")
+endforeach()
+]])
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${environment_file})
 endfunction()
