@@ -1,0 +1,220 @@
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "tests/radio/Process.h"
+#include "tests/radio/RadioTest.h"
+
+namespace radiotest {
+namespace {
+
+class DescriptorsTest : public RadioTest {
+ protected:
+  struct Pair {
+    Descriptor one;
+    Descriptor other;
+  };
+
+  static Pair MakePair() {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+  }
+
+  static void ExpectLink(const Descriptor& descriptor) {
+    EXPECT_EQ(PeerOf(descriptor), "66:77:88:99:AA:BB#4");
+  }
+
+  // By writing, so that the radio has seen the number as somebody else's.
+  static void ExpectPlainStream(const Descriptor& descriptor, const Descriptor& otherEnd) {
+    EXPECT_EQ(write(descriptor.get(), "x", 1), 1);
+    EXPECT_EQ(Receive(otherEnd), "x");
+  }
+
+  static void SendDescriptor(const Descriptor& way, const Descriptor& what);
+  static Descriptor ReceiveDescriptor(const Descriptor& way);
+};
+
+union Control {
+  cmsghdr align;
+  char bytes[CMSG_SPACE(sizeof(int))];
+};
+
+msghdr MessageOf(iovec& part, Control& control) {
+  msghdr message = {};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control.bytes;
+  message.msg_controllen = sizeof control.bytes;
+  return message;
+}
+
+void DescriptorsTest::SendDescriptor(const Descriptor& way, const Descriptor& what) {
+  char byte = 'd';
+  iovec part = {&byte, 1};
+  Control control = {};
+  const msghdr message = MessageOf(part, control);
+  cmsghdr* header = CMSG_FIRSTHDR(&message);
+  header->cmsg_level = SOL_SOCKET;
+  header->cmsg_type = SCM_RIGHTS;
+  header->cmsg_len = CMSG_LEN(sizeof(int));
+  const int fd = what.get();
+  std::memcpy(CMSG_DATA(header), &fd, sizeof fd);
+  EXPECT_EQ(sendmsg(way.get(), &message, 0), 1);
+}
+
+Descriptor DescriptorsTest::ReceiveDescriptor(const Descriptor& way) {
+  char byte = 0;
+  iovec part = {&byte, 1};
+  Control control = {};
+  msghdr message = MessageOf(part, control);
+  EXPECT_EQ(recvmsg(way.get(), &message, 0), 1);
+  int fd = -1;
+  std::memcpy(&fd, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof fd);
+  return Descriptor(fd);
+}
+
+TEST_F(DescriptorsTest, ALinkStaysOneWhenItsNumberIsGivenToAPair) {
+  Link link = MakeLink();
+  Pair pair = MakePair();
+  const Descriptor kept(fcntl(link.called.get(), F_DUPFD_CLOEXEC, 3));
+  ASSERT_EQ(dup2(pair.one.get(), link.called.get()), link.called.get());
+  pair.one.close();
+  ExpectPlainStream(link.called, pair.other);
+  Send(link.caller, "card");
+  link.caller.close();
+  EXPECT_EQ(Receive(kept), "card");
+  ExpectReset(kept);
+  pair.other.close();
+  EXPECT_EQ(Receive(link.called), "");
+}
+
+TEST_F(DescriptorsTest, ANumberThatWasAPairsBecomesALink) {
+  Link link = MakeLink();
+  Pair pair = MakePair();
+  ExpectPlainStream(pair.one, pair.other);
+  ASSERT_EQ(dup3(link.called.get(), pair.one.get(), O_CLOEXEC), pair.one.get());
+  link.called.close();
+  ExpectLink(pair.one);
+  link.caller.close();
+  ExpectReset(pair.one);
+}
+
+TEST_F(DescriptorsTest, ANumberThatWasClosedAndIsALinkAgainIsALink) {
+  Pair pair = MakePair();
+  ExpectPlainStream(pair.one, pair.other);
+  const int number = pair.one.get();
+  pair.one.close();
+  Link link = MakeLink();
+  const Descriptor again(fcntl(link.called.get(), F_DUPFD, number));
+  link.called.close();
+  link.caller.close();
+  EXPECT_EQ(write(again.get(), "x", 1), -1);
+  EXPECT_EQ(errno, ECONNRESET);
+}
+
+TEST_F(DescriptorsTest, ALinkEndsWithItsLastDescriptor) {
+  Link link = MakeLink();
+  Descriptor copy(dup(link.caller.get()));
+  link.caller.close();
+  Send(copy, "still here");
+  EXPECT_EQ(Receive(link.called), "still here");
+  copy.close();
+  ExpectReset(link.called);
+}
+
+TEST_F(DescriptorsTest, AListenerLivesUntilItsLastDescriptorIsClosed) {
+  Descriptor listener = Listener(4);
+  Descriptor copy(dup(listener.get()));
+  listener.close();
+  EXPECT_EQ(NameOf(copy), "00:00:00:00:00:00#4");
+  const Descriptor caller = Call(copy);
+  copy.close();
+  EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-04")));
+}
+
+TEST_F(DescriptorsTest, AListenerWhoseNumberIsGivenAwayFreesItsChannel) {
+  const Descriptor listener = Listener(4);
+  const Pair pair = MakePair();
+  ASSERT_EQ(dup2(pair.one.get(), listener.get()), listener.get());
+  EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-04")));
+  ExpectPlainStream(listener, pair.other);
+}
+
+TEST_F(DescriptorsTest, DuplicatingANumberOntoItselfChangesNothing) {
+  const Descriptor listener = Listener(4);
+  EXPECT_EQ(dup2(listener.get(), listener.get()), listener.get());
+  EXPECT_EQ(dup3(listener.get(), listener.get(), 0), -1);
+  EXPECT_EQ(errno, EINVAL);
+  const Descriptor caller = Call(listener);
+}
+
+TEST_F(DescriptorsTest, AChildThatEndsDoesNotTakeTheListenerAlong) {
+  const Descriptor listener = Listener(4);
+  Process::fork(kPhone, [&] { ::close(listener.get()); }).ExpectSuccess();
+  const Descriptor caller = Call(listener);
+  ExpectLink(Accept(listener));
+}
+
+TEST_F(DescriptorsTest, AChildServesTheLinksOfItsParentsListener) {
+  Descriptor listener = Listener(4);
+  Process child = Process::fork(kPhone, [&] { Send(Accept(listener), "from the child"); });
+  const Descriptor caller = Call(listener);
+  listener.close();
+  EXPECT_EQ(Receive(caller), "from the child");
+  ExpectReset(caller);
+  child.ExpectSuccess();
+}
+
+TEST_F(DescriptorsTest, ALinkThatWasSentToAnotherProcessIsOneThere) {
+  Link link = MakeLink();
+  Pair way = MakePair();
+  Process other = Process::fork(kPhone, [&] {
+    link.caller.close();
+    link.called.close();
+    const Descriptor received = ReceiveDescriptor(way.other);
+    EXPECT_EQ(Receive(received), "card");
+    ExpectReset(received);
+  });
+  SendDescriptor(way.one, link.called);
+  link.called.close();
+  Send(link.caller, "card");
+  link.caller.close();
+  other.ExpectSuccess();
+}
+
+TEST_F(DescriptorsTest, ALinkThatArrivesUnderAKnownNumberIsOne) {
+  Link link = MakeLink();
+  Pair way = MakePair();
+  Pair known = MakePair();
+  ExpectPlainStream(known.one, known.other);
+  // Closed behind the radio's back, as some of the C library's own functions do.
+  const int number = known.one.release();
+  ASSERT_EQ(close_range(static_cast<unsigned>(number), static_cast<unsigned>(number), 0), 0);
+  SendDescriptor(way.one, link.called);
+  const Descriptor received = ReceiveDescriptor(way.other);
+  ASSERT_EQ(received.get(), number);
+  link.caller.close();
+  link.called.close();
+  EXPECT_EQ(write(received.get(), "x", 1), -1);
+  EXPECT_EQ(errno, ECONNRESET);
+}
+
+TEST_F(DescriptorsTest, ALinkHandedToAnotherProgramIsStillOne) {
+  Link link = MakeLink();
+  Process::Settings settings;
+  settings.input = link.called.get();
+  settings.output = folder() / "output";
+  settings.environment = {{"LD_PRELOAD", RADIO_LIBRARY}, {"LC_ALL", "C"}};
+  Process cat = Process::run({"cat"}, settings);
+  Send(link.caller, "card\n");
+  shutdown(link.caller.get(), SHUT_RDWR);
+  EXPECT_EQ(cat.Wait(), 1);
+  EXPECT_EQ(contentOf(settings.output), "card\ncat: -: Connection reset by peer\n");
+}
+
+}  // namespace
+}  // namespace radiotest

@@ -1,0 +1,157 @@
+#include <sys/stat.h>
+
+#include "tests/radio/Process.h"
+#include "tests/radio/RadioTest.h"
+
+namespace radiotest {
+namespace {
+
+class WrapperTest : public RadioTest {
+ protected:
+  WrapperTest() {
+    m_settings.output = folder() / "output";
+    m_settings.workingFolder = folder();
+  }
+
+  // virtual-radio with these words; the exit code.
+  int Run(std::vector<std::string> words) {
+    words.insert(words.begin(), m_program);
+    std::filesystem::remove(m_settings.output);
+    return Process::run(words, m_settings).Wait();
+  }
+  int RunCommand(std::vector<std::string> command) {
+    command.insert(command.begin(), {"--address", kPhone, "--dir", air().string(), "--"});
+    return Run(command);
+  }
+
+  void ExpectRefusal(const std::vector<std::string>& words, const std::string& sentence) {
+    EXPECT_EQ(Run(words), 125);
+    ExpectOutput(sentence);
+  }
+  void ExpectOutput(const std::string& part) const {
+    EXPECT_NE(output().find(part), std::string::npos) << output();
+  }
+  std::string output() const { return contentOf(m_settings.output); }
+  std::filesystem::path air() const { return folder() / "air"; }
+
+  // Copies of program and library, as they are installed.
+  void InstallTo(const std::filesystem::path& prefix, const std::string& libraryFolder) {
+    std::filesystem::create_directories(prefix / "bin");
+    std::filesystem::create_directories(prefix / libraryFolder);
+    std::filesystem::copy(RADIO_WRAPPER, prefix / "bin/virtual-radio");
+    std::filesystem::copy(RADIO_LIBRARY, prefix / libraryFolder / "libvirtualradio.so");
+    m_program = prefix / "bin/virtual-radio";
+  }
+
+  std::string m_program = RADIO_WRAPPER;
+  Process::Settings m_settings;
+};
+
+TEST_F(WrapperTest, TheExitCodeIsTheCommands) {
+  EXPECT_EQ(RunCommand({"true"}), 0);
+  EXPECT_EQ(RunCommand({"sh", "-c", "exit 42"}), 42);
+}
+
+TEST_F(WrapperTest, ACommandThatIsNotFoundGives127AndASentence) {
+  EXPECT_EQ(RunCommand({"no-such-command", "-b"}), 127);
+  EXPECT_EQ(output(), "virtual-radio: cannot run \"no-such-command\": No such file or directory\n");
+}
+
+TEST_F(WrapperTest, ACommandThatCannotBeRunGives126) {
+  EXPECT_EQ(RunCommand({folder()}), 126);
+  ExpectOutput("Permission denied");
+}
+
+TEST_F(WrapperTest, TheCommandsArgumentsArriveUntouched) {
+  EXPECT_EQ(RunCommand({"printf", "<%s>", "--help", "--", "", "a b", "[x,y]", "-p"}), 0);
+  EXPECT_EQ(output(), "<--help><--><><a b><[x,y]><-p>");
+}
+
+TEST_F(WrapperTest, TheCommandHasARadioWithTheAddress) {
+  EXPECT_EQ(
+      RunCommand({"sh", "-c", "echo $VIRTUAL_RADIO_ADDRESS; pwd -P; ls \"$VIRTUAL_RADIO_DIR\""}),
+      0);
+  ExpectOutput("00:11:22:33:44:55\n");
+  ExpectOutput("\n001122334455\n");
+}
+
+TEST_F(WrapperTest, TheFolderIsMadeForTheOwnerAloneAndHandedOnWhole) {
+  EXPECT_EQ(Run({"--address", kPhone, "--dir", "air", "--", "sh", "-c", "echo $VIRTUAL_RADIO_DIR"}),
+            0);
+  EXPECT_EQ(output(), std::filesystem::canonical(air()).string() + "\n");
+  EXPECT_EQ(std::filesystem::status(air()).permissions(), std::filesystem::perms::owner_all);
+}
+
+TEST_F(WrapperTest, WhatWasPreloadedBeforeStaysBehindTheRadio) {
+  m_settings.environment = {{"LD_PRELOAD", "libm.so.6"}};
+  EXPECT_EQ(RunCommand({"sh", "-c", "echo $LD_PRELOAD"}), 0);
+  EXPECT_EQ(output(), std::filesystem::canonical(RADIO_LIBRARY).string() + ":libm.so.6\n");
+}
+
+TEST_F(WrapperTest, WithoutAFolderTheRuntimeFolderIsTaken) {
+  unsetenv("VIRTUAL_RADIO_DIR");
+  m_settings.environment = {{"XDG_RUNTIME_DIR", folder()}};
+  EXPECT_EQ(Run({"--address", kPhone, "--", "sh", "-c", "echo $VIRTUAL_RADIO_DIR"}), 0);
+  EXPECT_EQ(output(), (std::filesystem::canonical(folder()) / "virtual-radio").string() + "\n");
+}
+
+TEST_F(WrapperTest, AUsualFolderOfOthersIsRefusedWithAdvice) {
+  unsetenv("VIRTUAL_RADIO_DIR");
+  m_settings.environment = {{"XDG_RUNTIME_DIR", folder()}};
+  std::filesystem::create_directory(folder() / "virtual-radio");
+  ASSERT_EQ(chmod((folder() / "virtual-radio").c_str(), 0777), 0);
+  ExpectRefusal({"--address", kPhone, "--", "true"}, "name another with --dir");
+}
+
+TEST_F(WrapperTest, AFolderInAFolderThatDoesNotExistIsRefusedInWords) {
+  ExpectRefusal({"--address", kPhone, "--dir", folder() / "no" / "air", "--", "true"},
+                "cannot use the folder \"" + (folder() / "no" / "air").string() +
+                    "\": the folder above it does not exist");
+}
+
+TEST_F(WrapperTest, AFolderThatIsAFileIsRefusedInWords) {
+  ExpectRefusal({"--address", kPhone, "--dir", "/dev/null", "--", "true"}, "Not a directory");
+}
+
+TEST_F(WrapperTest, AnAddressThatIsNoneIsRefusedInWords) {
+  for (const char* address : {"", "00:11:22:33:44", "00:11:22:33:44:GG", "00:00:00:00:00:00"}) {
+    ExpectRefusal({"--address", address, "--", "true"}, "is no Bluetooth address");
+  }
+}
+
+TEST_F(WrapperTest, MissingWordsAreAskedFor) {
+  ExpectRefusal({}, "--address is required");
+  ExpectRefusal({"--address", kPhone}, "a command after --");
+  ExpectRefusal({"--address", kPhone, "--"}, "a command after --");
+  ExpectRefusal({"--address", kPhone, "true"}, "The command stands after --.");
+}
+
+TEST_F(WrapperTest, HelpIsGiven) {
+  EXPECT_EQ(Run({"--help"}), 0);
+  ExpectOutput("--address ADDRESS");
+  ExpectOutput("127 when it was not found");
+}
+
+TEST_F(WrapperTest, TheLibraryIsFoundWhereItIsInstalled) {
+  InstallTo(folder() / "one", "lib");
+  EXPECT_EQ(RunCommand({"true"}), 0);
+  InstallTo(folder() / "two", "lib/obexphone");
+  EXPECT_EQ(RunCommand({"sh", "-c", "echo $LD_PRELOAD"}), 0);
+  ExpectOutput("two/lib/obexphone/libvirtualradio.so\n");
+}
+
+TEST_F(WrapperTest, AMissingLibraryIsNamedWithThePlacesWhereItWasSought) {
+  InstallTo(folder() / "three", "elsewhere");
+  EXPECT_EQ(RunCommand({"true"}), 125);
+  ExpectOutput("cannot find libvirtualradio.so; looked for\n");
+  ExpectOutput("three/lib/obexphone/libvirtualradio.so\n");
+}
+
+TEST_F(WrapperTest, ALibraryThatCannotBePreloadedIsRefused) {
+  InstallTo(folder() / "my phone", "lib");
+  EXPECT_EQ(RunCommand({"true"}), 125);
+  ExpectOutput("cannot be preloaded");
+}
+
+}  // namespace
+}  // namespace radiotest
