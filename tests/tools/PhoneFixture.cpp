@@ -131,7 +131,7 @@ void PhoneFixture::push(const std::vector<std::string>& cards) {
   Finished pushed{};
   const bool reached = waitFor([&] {
     pushed = runProgram(words, {});
-    return pushed.err.find("Connecting..failed") == std::string::npos;
+    return pushed.err.find("failed: connect") == std::string::npos;
   });
   ASSERT_TRUE(reached) << pushed.err;
   ASSERT_EQ(pushed.exitCode, kPushed) << pushed.out << pushed.err << phone().err();

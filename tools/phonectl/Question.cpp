@@ -5,7 +5,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -26,6 +25,17 @@ std::string questionFor(long long waiting) {
          choice;
 }
 
+Question::Answer answerIn(const std::string& line) {
+  std::string word;
+  for (const char c : line) {
+    if (c != ' ' && c != '\r') word += static_cast<char>(g_ascii_tolower(c));
+  }
+  if (word == "y" || word == "yes") return Question::Answer::Yes;
+  if (word == "n" || word == "no") return Question::Answer::No;
+  if (word == "l" || word == "later") return Question::Answer::Later;
+  return Question::Answer::Unclear;
+}
+
 }  // namespace
 
 Question::Question(OnAnswer onAnswer)
@@ -40,31 +50,38 @@ void Question::ask(long long waiting) {
     ::tcflush(STDIN_FILENO, TCIFLUSH);
     m_input.clear();
   }
-  prompt(questionFor(waiting));
-  m_source = g_unix_fd_add(STDIN_FILENO,
-                           static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR | G_IO_NVAL),
-                           reinterpret_cast<GUnixFDSourceFunc>(onInput), this);
+  open(questionFor(waiting));
+}
+
+void Question::askAgain() {
+  takeBack();
+  if (!m_ended) open("Please answer y, n or l: ");
+}
+
+void Question::takeBack() {
+  close();
+  if (!m_midLine) return;
+  m_midLine = false;
+  printLine("");
+}
+
+void Question::open(const std::string& prompt) {
+  printPrompt(prompt);
+  m_midLine = true;
   if (m_input.find('\n') != std::string::npos) {
+    // Read before: the input itself may have ended since.
     m_idle = Glib::signal_idle().connect([this] {
       takeLine();
       return false;
     });
+    return;
   }
-}
-
-void Question::takeBack() {
-  if (m_prompt.empty()) return;
-  close();
-  printLine("");
-}
-
-void Question::prompt(const std::string& text) {
-  m_prompt = text;
-  printPrompt(text);
+  m_source = g_unix_fd_add(STDIN_FILENO,
+                           static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR | G_IO_NVAL),
+                           reinterpret_cast<GUnixFDSourceFunc>(onInput), this);
 }
 
 void Question::close() {
-  m_prompt.clear();
   m_idle.disconnect();
   if (m_source != 0) g_source_remove(std::exchange(m_source, 0));
 }
@@ -81,8 +98,7 @@ void Question::readMore() {
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
   if (count <= 0) {
     m_ended = true;
-    close();
-    m_onAnswer(Answer::Ended);
+    finish(Answer::Ended);
     return;
   }
   m_input.append(buffer.data(), static_cast<std::size_t>(count));
@@ -97,25 +113,14 @@ void Question::takeLine() {
   }
   const std::string line = m_input.substr(0, end);
   m_input.erase(0, end + 1);
-  answer(line);
+  // The user's own line end is on the screen.
+  m_midLine = !m_terminal;
+  finish(answerIn(line));
 }
 
-void Question::answer(const std::string& line) {
-  std::string word = line;
-  word.erase(std::remove_if(word.begin(), word.end(), [](char c) { return c == ' ' || c == '\r'; }),
-             word.end());
-  const auto is = [&](const char* letter, const char* whole) {
-    return word == letter || word == whole;
-  };
-  const bool yes = is("y", "yes") || is("Y", "YES") || word == "Yes";
-  const bool no = is("n", "no") || is("N", "NO") || word == "No";
-  const bool later = is("l", "later") || is("L", "LATER") || word == "Later";
-  if (!yes && !no && !later) {
-    prompt("Please answer y, n or l: ");
-    return;
-  }
+void Question::finish(Answer answer) {
   close();
-  m_onAnswer(yes ? Answer::Yes : no ? Answer::No : Answer::Later);
+  m_onAnswer(answer);
 }
 
 }  // namespace phonectl

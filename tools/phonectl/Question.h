@@ -19,7 +19,8 @@ class Question {
     Yes,
     No,
     Later,
-    Ended  ///< there is no more input: no question will be answered any more
+    Unclear,  ///< none of these: ask again
+    Ended     ///< there is no more input: no question will be answered any more
   };
   /// Called from the main loop, when the question is closed already. No exception may leave it.
   using OnAnswer = std::function<void(Answer)>;
@@ -32,23 +33,27 @@ class Question {
   /// Asks about `waiting` cards. An open question is replaced. Does nothing once the input has
   /// ended. Throws Failure when the output can't be written.
   void ask(long long waiting);
-  /// Takes an open question back, so that something else can be shown. Throws as `ask`.
+  /// After an unclear answer.
+  void askAgain();
+  /// Takes an open question back, and ends the line of an answered one where the user hasn't, so
+  /// that something else can be shown. Throws as `ask`.
   void takeBack();
 
  private:
   static int onInput(int descriptor, unsigned condition, void* self);
 
-  void prompt(const std::string& text);
+  void open(const std::string& prompt);
   void close();
   void readMore();
   void takeLine();
-  void answer(const std::string& line);
+  /// Nothing may be written here: an error could not be told from inside the main loop.
+  void finish(Answer answer);
 
   const OnAnswer m_onAnswer;
   const bool m_terminal;
-  std::string m_prompt;  ///< of the open question, empty when none is
-  std::string m_input;   ///< what was read and isn't used yet
+  std::string m_input;  ///< what was read and isn't used yet
   bool m_ended = false;
+  bool m_midLine = false;  ///< the output stands behind a question
   unsigned m_source = 0;
   sigc::connection m_idle;
 };

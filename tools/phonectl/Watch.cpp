@@ -7,6 +7,12 @@
 
 namespace phonectl {
 
+namespace {
+
+void note(const std::string& sentence) { std::cerr << "phonectl: " << sentence << std::endl; }
+
+}  // namespace
+
 Watch::Watch(PhoneBus& bus, WatchView& view, Mode mode)
     : m_bus(bus), m_view(view), m_mode(mode), m_observer(bus, *this) {
   if (mode == Mode::Ask) {
@@ -130,22 +136,21 @@ void Watch::decide() {
 
 void Watch::answered(Question::Answer answer) {
   guarded([&] {
-    m_postponed = true;
+    m_question->takeBack();
+    m_postponed = answer != Question::Answer::Unclear;
     switch (answer) {
       case Question::Answer::Yes:
         return send(true);
       case Question::Answer::No:
         return send(false);
       case Question::Answer::Later:
-        std::cerr << "phonectl: the next card asks again; phonectl accept and phonectl reject "
-                     "answer as well"
-                  << std::endl;
-        return;
+        return note("the next card asks again; phonectl accept and phonectl reject answer as well");
+      case Question::Answer::Unclear:
+        return m_question->askAgain();
       case Question::Answer::Ended:
-        std::cerr << "phonectl: there are no more answers on standard input; use phonectl accept "
-                     "or phonectl reject"
-                  << std::endl;
-        return;
+        return note(
+            "there are no more answers on standard input; use phonectl accept or "
+            "phonectl reject");
     }
   });
 }
@@ -198,7 +203,7 @@ void Watch::failCall(const Failure& failure) {
   if (gone && !m_bus.connection()->is_closed()) return;
   if (!m_answering) throw failure;
   m_answering = false;
-  std::cerr << "phonectl: " << failure.what() << std::endl;
+  note(failure.what());
 }
 
 template <typename Show>
