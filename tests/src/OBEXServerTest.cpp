@@ -173,16 +173,6 @@ TEST_F(OBEXServerTest, AResetIsNoFailureAndReloadsTheRegisterBudget) {
   EXPECT_EQ(log.count("\treseting server."), 3);
 }
 
-TEST_F(OBEXServerTest, ALinkErrorThenDisabledRegistersOnceMore) {
-  obex.server().call([this] { server.setEnable(false); });
-  obex.server().linkError();
-  server.setEnable(true);
-  openobex::fake::Input last;
-  Spawn();
-  server.waitForThreadCompletion();
-  EXPECT_EQ(obex.calls("OBEX_HandleInput").size(), 1U);
-}
-
 TEST_F(OBEXServerTest, DisabledInsideALinkErrorItStillOpensOnceMore) {
   openobex::fake::Input input;
   input.hook = [this] { server.setEnable(false); };
@@ -219,17 +209,16 @@ TEST_F(OBEXServerTest, EventsWithoutAHandlerAreTracedAndIgnored) {
   EXPECT_THAT(obex.responses(), IsEmpty());
 }
 
-TEST_F(OBEXServerTest, ConstructionAndDestructionAreTraced) {
+TEST(OBEXServerLifeTest, ConstructionAndDestructionAreTraced) {
+  FakeOpenObex obex;
   LogRecorder log;
-  {
-    // The class knows one server at a time: this one takes the other's place for its events.
-    OBEXServer another;
-  }
+  { OBEXServer server; }
   EXPECT_THAT(log.lines(),
               ElementsAre(RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, ">OBEXServer"},
                           RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, "<OBEXServer"},
                           RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, ">~OBEXServer"},
                           RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, "<~OBEXServer"}));
+  EXPECT_THAT(obex.calls(), IsEmpty());
 }
 
 }  // namespace
