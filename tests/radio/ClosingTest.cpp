@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ostream>
 
 #include "tests/radio/Process.h"
 #include "tests/radio/RadioTest.h"
@@ -24,6 +25,8 @@ struct Reading {
   const char* name;
   ssize_t (*call)(int fd, char* buffer, size_t size);
 };
+
+void PrintTo(const Reading& reading, std::ostream* out) { *out << reading.name; }
 
 ssize_t byRead(int fd, char* buffer, size_t size) { return read(fd, buffer, size); }
 ssize_t byRecv(int fd, char* buffer, size_t size) { return recv(fd, buffer, size, 0); }
@@ -148,6 +151,8 @@ struct Writing {
   const char* name;
   ssize_t (*call)(int fd, const char* data, size_t size);
 };
+
+void PrintTo(const Writing& writing, std::ostream* out) { *out << writing.name; }
 
 ssize_t byWrite(int fd, const char* data, size_t size) { return write(fd, data, size); }
 ssize_t bySend(int fd, const char* data, size_t size) { return send(fd, data, size, 0); }
