@@ -8,6 +8,15 @@
 #include "tests/openobex/FakeOpenObex.h"
 #include "tests/src/ServiceFixture.h"
 
+// The thread sanitizer has an allocation of its own that can't be replaced.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define ALLOCATION_IS_THE_SANITIZERS
+#endif
+#endif
+
+#ifndef ALLOCATION_IS_THE_SANITIZERS
+
 namespace {
 
 std::atomic<bool> noMemoryWithoutThrowing = false;
@@ -23,6 +32,8 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
     return nullptr;
   }
 }
+
+#endif
 
 namespace test {
 namespace {
@@ -136,6 +147,7 @@ TEST_F(ServerSwitchingTest, DestroyingTheServiceStopsTheServerFirst) {
   EXPECT_EQ(obex.liveHandles(), 0);
 }
 
+#ifndef ALLOCATION_IS_THE_SANITIZERS
 TEST_F(ServerSwitchingTest, AServerThatCannotBeCreatedIsAnError) {
   OBEXService service;
   LogRecorder log;
@@ -148,6 +160,7 @@ TEST_F(ServerSwitchingTest, AServerThatCannotBeCreatedIsAnError) {
   service.OBEXServerEnable(true);
   ExpectServersStarted(1);
 }
+#endif
 
 TEST_F(ServerSwitchingTest, AServerThatCannotBeSpawnedIsAbandoned) {
   OBEXService service;
