@@ -84,10 +84,12 @@ const char* PacketGuard::checkRequest(const std::uint8_t* packet, std::size_t le
     m_command = command;
     m_headers = 0;
     m_body = 0;
+    m_packets = 0;
     m_name.clear();
   } else if (command != m_command) {
     return "a request begins inside another";
   }
+  if (++m_packets > kMaxPackets) return "a request without an end";
   m_complete = final;
   const std::size_t head = requestHead(command);
   if (length < head) return "a request that is too short";
@@ -144,14 +146,14 @@ const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t l
 
 const char* PacketGuard::countHeader(std::uint8_t identifier, const std::uint8_t* value,
                                      std::size_t length) {
-  if (++m_headers > kMaxHeaders) return "too many headers";
-  if (identifier == OBEX_HDR_NAME) {
-    m_name = toUtf8(value, length);
-  } else if (identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END) {
+  const bool isBody = identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END;
+  // A large object comes in as many pieces as its packets are small; its size is what bounds them.
+  if (isBody && length > 0) {
     m_body += static_cast<std::uint32_t>(length);
-    if (m_body > kMaxObjectSize) return "an object that is too large";
+    return m_body > kMaxObjectSize ? "an object that is too large" : nullptr;
   }
-  return nullptr;
+  if (identifier == OBEX_HDR_NAME) m_name = toUtf8(value, length);
+  return ++m_headers > kMaxHeaders ? "too many headers" : nullptr;
 }
 
 }  // namespace openobex

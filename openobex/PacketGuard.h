@@ -55,6 +55,7 @@ class PacketGuard {
   bool m_answerExpected = false;
   std::uint32_t m_headers = 0;
   std::uint32_t m_body = 0;
+  std::uint32_t m_packets = 0;
   std::string m_name;
 };
 

@@ -25,13 +25,14 @@ typedef struct obex obex_t;
 /// or null, as in the library.
 ///
 /// Limits of a link: packets of 3 to 65535 bytes, `kMaxObjectSize` bytes of body in one object,
-/// `kMaxHeaders` headers in one request, `kMaxIdleSeconds` without a whole packet from the peer. A
-/// peer beyond them, or one whose packets are not well formed, loses its link, which the callback
-/// hears as `OBEX_EV_LINKERR`.
+/// `kMaxHeaders` headers and `kMaxPackets` packets in one request, `kMaxIdleSeconds` without a
+/// whole packet from the peer. A peer beyond them, or one whose packets are not well formed, loses
+/// its link, which the callback hears as `OBEX_EV_LINKERR`.
 namespace openobex {
 
 inline constexpr std::uint32_t kMaxObjectSize = 4U << 20;
-inline constexpr std::uint32_t kMaxHeaders = 1024;
+inline constexpr std::uint32_t kMaxHeaders = 1024;  ///< pieces of a body don't count
+inline constexpr std::uint32_t kMaxPackets = 65536;
 inline constexpr int kMaxIdleSeconds = 30;
 
 using EventCallback = void (*)(void** handle, void** object, int mode, int event, int obex_cmd,

@@ -123,6 +123,18 @@ TEST_F(PacketGuardTest, TheBodyOfAnObjectIsBounded) {
   ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "x")));
 }
 
+TEST_F(PacketGuardTest, TheLargestObjectMayComeInSmallPieces) {
+  const std::string piece(248, 'x');
+  for (std::size_t sent = 0; sent + piece.size() <= kMaxObjectSize; sent += piece.size()) {
+    ASSERT_EQ(Check(packet(0x02, header(OBEX_HDR_BODY, piece))), nullptr) << sent;
+  }
+}
+
+TEST_F(PacketGuardTest, ARequestOfNothingHasAnEnd) {
+  for (std::uint32_t i = 0; i < kMaxPackets; ++i) ASSERT_EQ(Check(packet(0x02, "")), nullptr);
+  ExpectRefused(packet(0x02, ""));
+}
+
 TEST_F(PacketGuardTest, TheNextObjectIsCountedAnew) {
   ExpectPasses(packet(0x82, header(OBEX_HDR_BODY_END, "abc")));
   EXPECT_EQ(guard.bodySize(), 3U);
