@@ -1,11 +1,33 @@
 // The tokenizer: how lines become groups, names, parameters and data.
 
+#include <cstring>
+
 #include "tests/src/TokenizerFixture.h"
 
 namespace test {
 namespace {
 
 using namespace std::string_literals;
+
+// What a program that was compiled elsewhere relies on
+
+/// Which place of the table of virtual functions this one has.
+template <typename Function>
+long slotOf(Function function) {
+  long first = 0;
+  std::memcpy(&first, &function, sizeof first);
+  constexpr long kVirtual = 1;
+  return (first & ~kVirtual) / static_cast<long>(sizeof(void*));
+}
+
+TEST(TokenizerLayout, TheHandlersFollowTheDestructorInTheirOrder) {
+  constexpr long kSlotsOfADestructor = 2;
+  EXPECT_EQ(slotOf(&CARDCAL_Parser::propHandler), kSlotsOfADestructor);
+  EXPECT_EQ(slotOf(&CARDCAL_Parser::dataHandler), kSlotsOfADestructor + 1);
+  EXPECT_EQ(slotOf(&CARDCAL_Parser::groupHandler), kSlotsOfADestructor + 2);
+}
+
+TEST(TokenizerLayout, ThereIsOneMember) { EXPECT_EQ(sizeof(CARDCAL_Parser), 2 * sizeof(void*)); }
 
 // Whole lines
 
@@ -126,6 +148,16 @@ TEST_F(TokenizerTest, ARefusedGroupEndsTheReading) {
 TEST_F(TokenizerTest, AColonInPlaceOfAParameterFails) { FeedAndFail("N;:x\nM:y\n"); }
 
 TEST_F(TokenizerTest, AColonInPlaceOfALaterParameterFails) { FeedAndFail("N;A;:x"); }
+
+TEST_F(TokenizerTest, ALineThatFailedIsForgotten) {
+  for (const char* failing : {"N;A;:", "N;A=:", "N;A=;"}) {
+    RecordingParser reader;
+    EXPECT_EQ(reader.parse(failing), 0);
+    EXPECT_EQ(reader.parse("M:x"), 1);
+    ASSERT_EQ(reader.calls.size(), 3U) << failing;
+    EXPECT_EQ(reader.calls[0], (HandlerCall{HandlerCall::Kind::Property, "M", {}}));
+  }
+}
 
 TEST_F(TokenizerTest, WhiteSpaceBeforeAParameterIsIgnored) {
   Feed("N; \t\r\v\fA:x");
@@ -299,7 +331,7 @@ TEST_F(TokenizerTest, AFoldBeforeTheDataAddsNothing) {
 }
 
 TEST_F(TokenizerTest, TheVeryFirstLineMayBeginWithWhiteSpace) {
-  Feed(" N:Doe");
+  Feed(" N: Doe");
   ExpectLine("N", "Doe");
 }
 

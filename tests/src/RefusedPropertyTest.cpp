@@ -102,6 +102,16 @@ TEST_F(RefusedPropertyTest, AfterARefusedGroupNewParametersAreListed) {
   ExpectWholeData("QUJD");
 }
 
+TEST_F(RefusedPropertyTest, AfterARefusedGroupTheListIsThatOfItsOwnLine) {
+  Refuse(HandlerCall::Kind::Group);
+  Feed("M;X=y:z\nA.N;B=c:d:e");
+  ExpectProperty("M", {With("X", "y")});
+  ExpectWholeData("z");
+  ExpectGroup("A");
+  ExpectProperty("A", {With("B", "c")});
+  ExpectWholeData("e");
+}
+
 TEST_F(RefusedPropertyTest, TheListIsRightAfterTheLineHasMoved) {
   RefuseFirst(3);
   const std::string filling(100000, 'x');

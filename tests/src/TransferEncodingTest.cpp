@@ -111,6 +111,14 @@ TEST_F(TransferEncodingTest, ALineEndAfterOneDigitDropsTheDigitAndEndsThePropert
   ExpectLine("M", "x");
 }
 
+TEST_F(TransferEncodingTest, ADroppedDigitIsForgottenWithItsProperty) {
+  Feed("N;QUOTED-PRINTABLE:=4\nM;QUOTED-PRINTABLE:1x");
+  ExpectProperty("N", {Bare("QUOTED-PRINTABLE")});
+  ExpectEnd();
+  ExpectProperty("M", {Bare("QUOTED-PRINTABLE")});
+  ExpectWholeData("1x");
+}
+
 TEST_F(TransferEncodingTest, ASoftLineBreakAtTheVeryEndLeavesThePropertyOpen) {
   Feed("N;QUOTED-PRINTABLE:a=");
   ExpectProperty("N", {Bare("QUOTED-PRINTABLE")});
