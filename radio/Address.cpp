@@ -5,7 +5,7 @@
 namespace radio {
 namespace {
 
-constexpr int kBytes = 6;
+constexpr size_t kBytes = 6;
 
 int digitValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -22,7 +22,7 @@ char toUpper(char digit) {
 bool parseAddress(const char* text, bdaddr_t* address) {
   char digits[kDigits];
   if (strnlen(text, 18) != 17) return false;
-  for (int group = 0; group < kBytes; ++group) {
+  for (size_t group = 0; group < kBytes; ++group) {
     if (group > 0 && text[3 * group - 1] != ':') return false;
     digits[2 * group] = toUpper(text[3 * group]);
     digits[2 * group + 1] = toUpper(text[3 * group + 1]);
@@ -32,7 +32,7 @@ bool parseAddress(const char* text, bdaddr_t* address) {
 
 bool parseDigits(const char* digits, bdaddr_t* address) {
   bdaddr_t result = {};
-  for (int i = 0; i < kBytes; ++i) {
+  for (size_t i = 0; i < kBytes; ++i) {
     const int high = digitValue(digits[2 * i]);
     const int low = high < 0 ? -1 : digitValue(digits[2 * i + 1]);
     if (low < 0) return false;
@@ -44,7 +44,7 @@ bool parseDigits(const char* digits, bdaddr_t* address) {
 
 void formatDigits(const bdaddr_t& address, char* digits) {
   static constexpr char kHex[] = "0123456789ABCDEF";
-  for (int i = 0; i < kBytes; ++i) {
+  for (size_t i = 0; i < kBytes; ++i) {
     const uint8_t byte = address.b[kBytes - 1 - i];
     digits[2 * i] = kHex[byte >> 4];
     digits[2 * i + 1] = kHex[byte & 15];

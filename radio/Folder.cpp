@@ -86,14 +86,14 @@ int Folder::connect(int fd, const Place& place) {
   const int connected = kernel::connect(fd, &name.address, name.length);
   if (blocking) kernel::setFlags(fd, flags);
   if (connected == -EAGAIN) return -ECONNREFUSED;
-  if (connected == -ECONNREFUSED) removeDead(place, FolderLock::Patience::kWait);
+  if (connected == -ECONNREFUSED) removeDead(place);
   if (connected == -ENOENT) return knowsAdapter(place.address) ? -ECONNREFUSED : -EHOSTDOWN;
   return connected;
 }
 
-void Folder::removeDead(const Place& place, FolderLock::Patience patience) {
+void Folder::removeDead(const Place& place) {
   if (m_fd < 0 || !isDead(place)) return;
-  const FolderLock lock(m_fd, patience);
+  const FolderLock lock(m_fd, FolderLock::Patience::kTryOnce);
   if (lock.error() == 0) removeIfDead(place);
 }
 

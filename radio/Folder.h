@@ -36,8 +36,9 @@ class Folder {
   /// wait already. -EHOSTDOWN: no such address was ever switched on.
   int connect(int fd, const Place& place);
 
-  /// Removes the listener's name if its socket is gone.
-  void removeDead(const Place& place, FolderLock::Patience patience);
+  /// Removes the listener's name if its socket is gone. Never waits: while somebody else has the
+  /// lock, the name stays for the next who comes across it.
+  void removeDead(const Place& place);
 
   /// Removes the name of a socket that the caller holds.
   void remove(const Place& place);

@@ -6,11 +6,12 @@ namespace radio {
 
 /// Holds the folder's lock: one process at a time makes or removes the name of a listener.
 ///
-/// All signals are held back meanwhile, so that no handler of this thread can ask for the lock
-/// again and wait for itself. The lock is given back explicitly, since a child forked by another
-/// thread in between has a copy of the descriptor.
+/// All signals are held back while it is held, so that no handler of this thread can ask for the
+/// lock again and wait for itself; while it is waited for they are let through. The lock is given
+/// back explicitly, since a child forked by another thread in between has a copy of the descriptor.
 class FolderLock {
  public:
+  /// To wait ends with -EBUSY after ten seconds: whoever holds the lock so long was stopped.
   enum class Patience { kWait, kTryOnce };
 
   FolderLock(int folder, Patience patience);
@@ -22,6 +23,8 @@ class FolderLock {
   int error() const { return m_error; }
 
  private:
+  void tryOnce();
+
   sigset_t m_signals;
   int m_fd = -1;
   int m_error = 0;

@@ -27,7 +27,7 @@ int readLink(int fd, const Mark& mark, Place* local, Place* peer) {
   if (peerNamed != 0) return peerNamed;
   if (!readPlace(name, peer)) return -ENOTCONN;
   // A connecting socket may have been bound to a channel of its own, which means nothing now.
-  if (mark.state == State::kConnected) {
+  if (mark.state == State::kConnected || local->channel == 0) {
     local->channel = peer->channel;
   } else {
     peer->channel = local->channel;
@@ -41,7 +41,8 @@ int localName(int fd, const Mark& mark, sockaddr* address, socklen_t* length) {
   Place local;
   Place peer;
   Name name;
-  if (isLinked(mark) && readLink(fd, mark, &local, &peer) == 0) {
+  const bool linked = isLinked(mark) || mark.state == State::kShutDown;
+  if (linked && readLink(fd, mark, &local, &peer) == 0) {
     return writeAddress(local, address, length);
   }
   const bool bound = mark.state != State::kOpen;

@@ -15,12 +15,14 @@
 #include <cstdlib>
 
 /// Which the C library has for programs built with checks of buffer sizes.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 ssize_t __read_chk(int fd, void* buffer, size_t length, size_t size);
 ssize_t __recv_chk(int fd, void* buffer, size_t length, size_t size, int flags);
 ssize_t __recvfrom_chk(int fd, void* buffer, size_t length, size_t size, int flags,
                        sockaddr* address, socklen_t* addressLength);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace radio::next {
 

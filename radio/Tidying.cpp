@@ -17,7 +17,7 @@ Tidying::Tidying(int fd) {
 void Tidying::finish() const {
   if (!m_listener) return;
   Folder folder;
-  if (folder.error() == 0) folder.removeDead(m_place, FolderLock::Patience::kTryOnce);
+  if (folder.error() == 0) folder.removeDead(m_place);
 }
 
 }  // namespace radio

@@ -63,6 +63,15 @@ TEST_F(ConnectingTest, APeerThatHungUpIsNoPeer) {
   EXPECT_EQ(PeerOf(link.called), "Transport endpoint is not connected");
 }
 
+TEST_F(ConnectingTest, ALinkThatWasShutDownStillHasItsNames) {
+  const Link link = MakeLink();
+  ASSERT_EQ(shutdown(link.caller.get(), SHUT_RDWR), 0);
+  ASSERT_EQ(shutdown(link.called.get(), SHUT_RDWR), 0);
+  EXPECT_EQ(NameOf(link.caller), "66:77:88:99:AA:BB#4");
+  EXPECT_EQ(NameOf(link.called), "00:11:22:33:44:55#4");
+  EXPECT_EQ(PeerOf(link.called), "Transport endpoint is not connected");
+}
+
 TEST_F(ConnectingTest, ACallerMayBindItsOwnAddressFirst) {
   const Descriptor listener = Listener(4);
   Become(kPeer);

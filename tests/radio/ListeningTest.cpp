@@ -1,12 +1,18 @@
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
+#include <numeric>
 
 #include "tests/radio/Process.h"
 #include "tests/radio/RadioTest.h"
+#include "tests/support/WaitFor.h"
 
 namespace radiotest {
 namespace {
@@ -16,6 +22,35 @@ class ListeningTest : public RadioTest {
   // What a process leaves that was killed while it listened.
   void LeaveDeadListener(int channel) {
     Process::fork(kPhone, [&] { Listener(channel).release(); }).ExpectSuccess();
+  }
+
+  void LeaveDeadListeners() {
+    Process::fork(kPhone, [&] {
+      for (int channel = 1; channel <= 30; ++channel) Listener(channel).release();
+    }).ExpectSuccess();
+  }
+
+  // Keeps what it gets, and writes the channels of it, then 0.
+  static void BindAll(int report) {
+    for (unsigned char channel = 1; channel <= 30; ++channel) {
+      Descriptor socket = Socket();
+      if (Bind(socket, kPhone, channel) != 0) continue;
+      EXPECT_EQ(write(report, &channel, 1), 1);
+      socket.release();
+    }
+    EXPECT_EQ(write(report, "", 1), 1);
+  }
+
+  // How often this process went to sleep: who waits for the lock does so thousands of times.
+  static long Waits() {
+    rusage usage = {};
+    EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+    return usage.ru_nvcsw;
+  }
+
+  bool LockIsHeld() const {
+    const Descriptor lock(open(channelFile("lock").c_str(), O_RDWR | O_CLOEXEC));
+    return flock(lock.get(), LOCK_EX | LOCK_NB) != 0;
   }
 
   int ConnectAsStranger(const std::string& file) {
@@ -119,10 +154,45 @@ TEST_F(ListeningTest, OnlyAListeningSocketAccepts) {
 
 TEST_F(ListeningTest, AClosedListenerLeavesItsChannelFreeAndNoFile) {
   Descriptor first = Listener(4);
+  Descriptor bound = Socket();
+  ASSERT_EQ(Bind(bound, kPhone, 5), 0);
+  ASSERT_TRUE(std::filesystem::exists(channelFile("001122334455-05")));
+  bound.close();
+  EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-05")));
   ASSERT_TRUE(std::filesystem::exists(channelFile("001122334455-04")));
   first.close();
   EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-04")));
   EXPECT_EQ(Bind(Socket(), kPhone, 4), 0);
+}
+
+// A signal handler may close a listener while its own thread holds the lock.
+TEST_F(ListeningTest, ClosingAListenerNeverWaitsForTheLock) {
+  Descriptor listener = Listener(4);
+  const Descriptor lock(open(channelFile("lock").c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
+  const long waits = Waits();
+  listener.close();
+  EXPECT_TRUE(std::filesystem::exists(channelFile("001122334455-04")));
+  EXPECT_EQ(Connect(Socket(), kPhone, 4), ECONNREFUSED);
+  EXPECT_LT(Waits() - waits, 1000);
+  ASSERT_EQ(flock(lock.get(), LOCK_UN), 0);
+  EXPECT_EQ(Bind(Socket(), kPhone, 4), 0);
+}
+
+TEST_F(ListeningTest, BindingWaitsForTheLock) {
+  const Descriptor first = Listener(1);  // makes the lock
+  Process holder = Process::fork(kPeer, [&] {
+    const Descriptor lock(open(channelFile("lock").c_str(), O_RDWR | O_CLOEXEC));
+    // Shared, so that only one who wants it alone has to wait.
+    ASSERT_EQ(flock(lock.get(), LOCK_SH), 0);
+    pause();
+  });
+  ASSERT_TRUE(test::waitFor([&] { return LockIsHeld(); }));
+  Process binder = Process::fork(kPhone, [&] { EXPECT_EQ(Bind(Socket(), kPhone, 4), 0); });
+  ASSERT_TRUE(test::waitFor([&] { return binder.HasOpen(channelFile("lock")); }));
+  EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-04")));
+  holder.Kill(SIGKILL);
+  binder.ExpectSuccess();
 }
 
 TEST_F(ListeningTest, AListenerThatIsShutDownAcceptsNoMoreAndFreesItsChannel) {
@@ -147,24 +217,36 @@ TEST_F(ListeningTest, AutomaticChannelsPassOverTheLivingOnly) {
   EXPECT_EQ(NameOf(Listener(0)), "00:00:00:00:00:00#2");
 }
 
+// Each of many goes through the channels of a dead process; the wins of all must be each channel
+// once.
 TEST_F(ListeningTest, OfManyWhoWantADeadOnesChannelOneGetsIt) {
-  LeaveDeadListener(4);
+  LeaveDeadListeners();
   int results[2];
+  int start[2];
   ASSERT_EQ(pipe(results), 0);
+  ASSERT_EQ(pipe(start), 0);
   std::vector<Process> racers;
   for (int i = 0; i < 8; ++i) {
     racers.push_back(Process::fork(kPhone, [&] {
-      const Descriptor socket = Socket();
-      const char won = Bind(socket, kPhone, 4) == 0 ? 'w' : 'l';
-      EXPECT_EQ(write(results[1], &won, 1), 1);
+      close(start[1]);
+      char never = 0;
+      EXPECT_EQ(read(start[0], &never, 1), 0);
+      BindAll(results[1]);
       pause();
     }));
   }
-  std::string outcome(racers.size(), '?');
-  for (char& one : outcome) ASSERT_EQ(read(results[0], &one, 1), 1);
-  EXPECT_EQ(std::count(outcome.begin(), outcome.end(), 'w'), 1) << outcome;
-  close(results[0]);
-  close(results[1]);
+  close(start[1]);
+  std::vector<int> wins;
+  for (size_t ended = 0; ended < racers.size();) {
+    unsigned char channel = 0;
+    ASSERT_EQ(read(results[0], &channel, 1), 1);
+    channel == 0 ? static_cast<void>(++ended) : wins.push_back(channel);
+  }
+  std::sort(wins.begin(), wins.end());
+  std::vector<int> each(30);
+  std::iota(each.begin(), each.end(), 1);
+  EXPECT_EQ(wins, each);
+  for (const int fd : {results[0], results[1], start[0]}) close(fd);
 }
 
 TEST_F(ListeningTest, AFileThatIsNoSocketIsNotRemoved) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -29,11 +30,21 @@ namespace {
   _exit(127);
 }
 
+// A forked process, which does not outlive this one.
+pid_t forkBound() {
+  std::fflush(nullptr);
+  const pid_t parent = getpid();
+  const pid_t pid = ::fork();
+  if (pid != 0) return pid;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) _exit(1);
+  return 0;
+}
+
 }  // namespace
 
 Process Process::fork(const std::string& address, const std::function<void()>& body) {
-  std::fflush(nullptr);
-  const pid_t pid = ::fork();
+  const pid_t pid = forkBound();
   if (pid != 0) return Process(pid);
   setenv("VIRTUAL_RADIO_ADDRESS", address.c_str(), 1);
   body();
@@ -42,8 +53,7 @@ Process Process::fork(const std::string& address, const std::function<void()>& b
 }
 
 Process Process::run(const std::vector<std::string>& words, const Settings& settings) {
-  std::fflush(nullptr);
-  const pid_t pid = ::fork();
+  const pid_t pid = forkBound();
   if (pid == 0) become(words, settings);
   return Process(pid);
 }
@@ -54,6 +64,16 @@ Process::~Process() {
   if (m_pid <= 0) return;
   kill(m_pid, SIGKILL);
   Wait();
+}
+
+bool Process::HasOpen(const std::filesystem::path& file) const {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  const std::string folder = "/proc/" + std::to_string(m_pid) + "/fd";
+  for (const auto& entry : fs::directory_iterator(folder, ignored)) {
+    if (fs::read_symlink(entry.path(), ignored) == file) return true;
+  }
+  return false;
 }
 
 void Process::Kill(int signal) { EXPECT_EQ(kill(m_pid, signal), 0); }

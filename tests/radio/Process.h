@@ -31,6 +31,7 @@ class Process {
   Process(Process&& other) noexcept;
   ~Process();
 
+  bool HasOpen(const std::filesystem::path& file) const;
   void Kill(int signal);
   /// The exit code, or 128 and the signal that ended it.
   int Wait();
