@@ -30,7 +30,7 @@ void addIfAny(const char* label, const std::string& shown, std::vector<std::stri
 
 std::string displayName(const Card& card) {
   const char* const between = card.surname.empty() || card.firstname.empty() ? "" : ", ";
-  const std::string name =
+  std::string name =
       safeText(card.surname, kMaxShown) + between + safeText(card.firstname, kMaxShown);
   if (!name.empty()) return name;
   return card.company.empty() ? "(no name)" : displayComponents(card.company);

@@ -2,7 +2,7 @@
 
 #include <strings.h>
 
-#include <cstdio>
+#include <charconv>
 
 #include "tools/cards/SafeText.h"
 
@@ -21,6 +21,17 @@ constexpr int kUnknownCharset = 1;
 constexpr int kLatin2 = 4;
 
 constexpr std::string_view kPropertyLine = "\tProperty name = [";
+constexpr std::string_view kCharacterCode = ", code of char: ";
+
+/// The number behind the last such label, 0 when there is none.
+int numberBehind(std::string_view text, std::string_view label) {
+  const std::size_t at = text.rfind(label);
+  int number = 0;
+  if (at == std::string_view::npos) return number;
+  const std::string_view digits = text.substr(at + label.size());
+  std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  return number;
+}
 
 }  // namespace
 
@@ -45,13 +56,12 @@ void ReadingTrace::writeReader(std::string_view text) {
   } else if (text == "\tParser: Base64 format error") {
     m_badBase64 = true;
   } else if (text.starts_with("\tcharset: ")) {
-    std::sscanf(std::string(text).c_str(), "\tcharset: %d", &m_charset);
+    m_charset = numberBehind(text, "\tcharset: ");
   } else if (text.starts_with("\tl_utf8_data is not valid UTF8 string")) {
     m_cutTexts += 1;
-  } else if (const std::size_t code = text.find(", code of char: ");
-             code != std::string_view::npos) {
-    std::sscanf(std::string(text.substr(code)).c_str(), ", code of char: %d, state %d",
-                &m_character, &m_state);
+  } else if (text.find(kCharacterCode) != std::string_view::npos) {
+    m_character = numberBehind(text, kCharacterCode);
+    m_state = numberBehind(text, ", state ");
   }
 }
 

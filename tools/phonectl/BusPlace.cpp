@@ -30,7 +30,7 @@ std::string BusPlace::address() const {
     throw Failure(kNotRunning, "there is no " + m_text + " bus here (" + reason +
                                    "). Name the phone's bus with --bus or PHONE_BUS");
   }
-  const std::string address = found;
+  std::string address = found;
   g_free(found);
   return address;
 }

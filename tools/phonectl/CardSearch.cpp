@@ -20,13 +20,16 @@ std::string folded(const std::string& text) {
   return plain.get();
 }
 
+std::string joined(std::string first, const char* between, const std::string& second) {
+  return first.append(between).append(second);
+}
+
 // What a card may be called.
 std::vector<std::string> namesOf(const cards::Card& card) {
   std::vector<std::string> names;
-  const std::string& surname = card.surname;
-  const std::string& firstname = card.firstname;
-  for (const std::string& name : {surname, firstname, card.company, firstname + " " + surname,
-                                  surname + " " + firstname, surname + ", " + firstname}) {
+  for (const std::string& name :
+       {card.surname, card.firstname, card.company, joined(card.firstname, " ", card.surname),
+        joined(card.surname, " ", card.firstname), joined(card.surname, ", ", card.firstname)}) {
     names.push_back(folded(name));
   }
   return names;

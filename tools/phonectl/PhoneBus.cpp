@@ -16,7 +16,7 @@ bool is(const Glib::Error& error, GDBusError code) { return error.matches(G_DBUS
 std::string sentenceOf(const Glib::Error& error) {
   GError* const copy = g_error_copy(error.gobj());
   g_dbus_error_strip_remote_error(copy);
-  const std::string sentence = cards::safeText(copy->message);
+  std::string sentence = cards::safeText(copy->message);
   g_error_free(copy);
   return sentence;
 }

@@ -22,6 +22,8 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
   return value.print(false).raw();
 }
 
+constexpr const char* kSwitching = "obexEnableEvent";
+
 /// What the phone does at one of its messages, for people.
 struct Activity {
   const char* message;
@@ -29,7 +31,7 @@ struct Activity {
 };
 
 constexpr std::array<Activity, 3> kActivities = {{
-    {"obexEnableEvent", "switching receiving on or off"},
+    {kSwitching, "switching receiving on or off"},
     {"vCardSendEvent", "sending a card"},
     {"vCardsAcceptedEvent", "storing cards"},
 }};
@@ -69,6 +71,10 @@ std::string PhoneStatus::busyWith() const {
   const long long seconds = m_values.number("busySeconds").value_or(0);
   return describe(m_values.text("busyWith").value_or("")) + " for " + std::to_string(seconds) +
          " s";
+}
+
+bool PhoneStatus::switching() const {
+  return m_values.boolean("busy").value_or(false) && m_values.text("busyWith") == kSwitching;
 }
 
 std::string PhoneStatus::shown(const std::string& name) const {

@@ -26,6 +26,9 @@ class PhoneStatus {
   /// What the phone is busy with and since when: "sending a card for 12 s"; empty when it is idle.
   [[nodiscard]] std::string busyWith() const;
 
+  /// Whether it is busy with switching receiving, which waits for a radio.
+  [[nodiscard]] bool switching() const;
+
   /// Lines for people, safe to show.
   [[nodiscard]] std::vector<std::string> lines() const;
   /// Everything that the phone told, under the names that it gave.

@@ -33,7 +33,7 @@ int ReceiveCommand::run(PhoneBus& bus) {
   const auto answer =
       patient.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
         missingRadio = status.missingRadio();
-        return !missingRadio.empty();
+        return !missingRadio.empty() && status.switching();
       });
   if (!answer) {
     tellHandedOver(missingRadio);
