@@ -10,30 +10,32 @@
 #include <array>
 #include <cerrno>
 
-#include "openobex/openobex.h"
-
 namespace openobex {
 namespace {
 
 using std::chrono::milliseconds;
 
-/// How long a peer may leave what we send unread.
-constexpr milliseconds kWriteTimeout{10000};
+constexpr int kFinal = 0x80;
+/// The pair must take the largest packet at once: the library waits without end for room to write.
+/// The kernel counts its own overhead, so this is more than the packet.
+constexpr int kPairBuffer = 1 << 18;
 
-milliseconds left(std::chrono::steady_clock::time_point deadline) {
-  const auto rest = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
-  return std::max(rest, milliseconds(0));
-}
+bool isAgain(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 
-/// Waits for the descriptor. False when the time is over first.
-bool waitFor(int descriptor, short events, std::chrono::steady_clock::time_point deadline) {
-  for (;;) {
-    pollfd waiting{descriptor, events, 0};
-    const int result = poll(&waiting, 1, static_cast<int>(left(deadline).count()));
-    if (result > 0) return true;
-    if (result == 0) return false;
-    if (errno != EINTR) return true;  // reading or writing will tell
+/// A pair without blocking that takes a whole packet at once; false when the system has none.
+bool makePair(int (&pair)[2]) {
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, pair) != 0) return false;
+  for (const int end : pair) {
+    int size = kPairBuffer;
+    setsockopt(end, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+    socklen_t length = sizeof size;
+    const bool known = getsockopt(end, SOL_SOCKET, SO_SNDBUF, &size, &length) == 0;
+    if (known && size >= 2 * static_cast<int>(PacketGuard::kMaxSize)) continue;
+    ::close(pair[0]);
+    ::close(pair[1]);
+    return false;
   }
+  return true;
 }
 
 }  // namespace
@@ -46,16 +48,14 @@ GuardedLink::~GuardedLink() {
 bool GuardedLink::open(int libraryDescriptor) {
   int pair[2];
   m_radio = fcntl(libraryDescriptor, F_DUPFD_CLOEXEC, 0);
-  if (m_radio < 0) return false;
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, pair) != 0) return false;
+  if (m_radio < 0 || !makePair(pair)) return false;
   m_pair = pair[0];
-  const bool replaced = dup2(pair[1], libraryDescriptor) >= 0;
+  const bool replaced = dup3(pair[1], libraryDescriptor, O_CLOEXEC) >= 0;
   ::close(pair[1]);
   if (!replaced) return false;
   m_library = libraryDescriptor;
-  m_lastPacket = Clock::now();
-  const int flags = fcntl(m_radio, F_GETFL);
-  return flags >= 0 && fcntl(m_radio, F_SETFL, flags | O_NONBLOCK) == 0;
+  m_idleSince = Clock::now();
+  return true;
 }
 
 GuardedLink::Result GuardedLink::close(const char* reason) {
@@ -63,30 +63,72 @@ GuardedLink::Result GuardedLink::close(const char* reason) {
   return Result::kClosed;
 }
 
+bool GuardedLink::fail(const char* reason) {
+  m_reason = reason;
+  return false;
+}
+
+/// Waits for the radio. A signal doesn't end the wait, and an error of the socket does: reading or
+/// writing tells which it is.
+GuardedLink::Wait GuardedLink::waitFor(short events, Clock::time_point deadline) const {
+  const bool server = m_guard.side() == PacketGuard::Side::kServer;
+  const Clock::time_point idleEnd = m_idleSince + m_idleLimit;
+  const Clock::time_point end = server ? std::min(deadline, idleEnd) : deadline;
+  for (;;) {
+    const auto now = Clock::now();
+    const auto rest = std::max(std::chrono::ceil<milliseconds>(end - now), milliseconds(0));
+    pollfd waiting{m_radio, events, 0};
+    const int result = poll(&waiting, 1, static_cast<int>(rest.count()));
+    if (result > 0 || (result < 0 && errno != EINTR)) return Wait::kReady;
+    if (server && Clock::now() >= idleEnd) return Wait::kIdle;
+    if (Clock::now() >= deadline) return Wait::kTimeOut;
+  }
+}
+
 GuardedLink::Result GuardedLink::receive(milliseconds timeout) {
   const auto deadline = Clock::now() + timeout;
+  const Result flushed = flush(deadline);
+  return flushed == Result::kPacket ? receivePacket(deadline) : flushed;
+}
+
+/// Sends what is left of the output; `kPacket` when nothing is.
+GuardedLink::Result GuardedLink::flush(Clock::time_point deadline) {
+  while (!m_output.empty()) {
+    if (!sendNow()) return Result::kClosed;
+    if (m_output.empty()) break;
+    switch (waitFor(POLLOUT, deadline)) {
+      case Wait::kTimeOut:
+        return Result::kTimeOut;
+      case Wait::kIdle:
+        return close("the peer did not take what was sent");
+      case Wait::kReady:
+        break;
+    }
+  }
+  return Result::kPacket;
+}
+
+GuardedLink::Result GuardedLink::receivePacket(Clock::time_point deadline) {
   for (;;) {
     std::size_t wanted = PacketGuard::kHeadSize;
     if (m_filled >= PacketGuard::kHeadSize) {
       wanted = PacketGuard::packetLength(m_packet.data());
       if (wanted == 0) return close("a packet of a wrong length");
-      if (m_filled == wanted) break;
+      if (m_filled == wanted) return judge();
     }
     bool ended = false;
     if (readMore(wanted, ended)) continue;
+    // The end of the stream is the end of the link, whichever way the radio tells it.
     if (ended) return close("closed by the peer");
-    if (Clock::now() - m_lastPacket > std::chrono::seconds(kMaxIdleSeconds)) {
-      return close("the peer said nothing for too long");
+    switch (waitFor(POLLIN, deadline)) {
+      case Wait::kTimeOut:
+        return Result::kTimeOut;
+      case Wait::kIdle:
+        return close("the peer said nothing for too long");
+      case Wait::kReady:
+        break;
     }
-    if (!waitFor(m_radio, POLLIN, deadline)) return Result::kTimeOut;
   }
-  m_lastPacket = Clock::now();
-  m_packet.resize(m_filled);
-  m_filled = 0;
-  padRefusedConnect();
-  if (const char* reason = m_guard.check(m_packet.data(), m_packet.size())) return close(reason);
-  m_received = m_packet[0] & 0x7F;
-  return Result::kPacket;
 }
 
 /// Reads until the packet has so many bytes, without waiting. False when nothing more is there now,
@@ -98,18 +140,27 @@ bool GuardedLink::readMore(std::size_t wanted, bool& ended) {
     m_filled += static_cast<std::size_t>(got);
     return true;
   }
-  ended = got == 0 || (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR);
+  ended = got == 0 || !isAgain(errno);
   return false;
 }
 
-/// A peer that refuses CONNECT may leave out the rest of the answer, which the library would read
-/// all the same.
-void GuardedLink::padRefusedConnect() {
-  const bool refusal = m_packet[0] != (OBEX_RSP_SUCCESS | 0x80);
-  const bool isAnswer = m_guard.side() == PacketGuard::Side::kClient;
-  if (!isAnswer || m_guard.command() != OBEX_CMD_CONNECT) return;
-  if (!refusal || m_packet.size() != PacketGuard::kHeadSize) return;
-  m_packet = {m_packet[0], 0x00, 0x07, 0x10, 0x00, 0xFF, 0xFF};
+GuardedLink::Result GuardedLink::judge() {
+  m_packet.resize(m_filled);
+  m_filled = 0;
+  completeRefusedConnect();
+  if (const char* reason = m_guard.check(m_packet.data(), m_packet.size())) return close(reason);
+  m_received = m_packet[0] & ~kFinal;
+  m_sent = -1;
+  return Result::kPacket;
+}
+
+/// A peer that refuses CONNECT may leave out the rest of the answer, or fill it with zeros. The
+/// library would read it all the same, and go by its packet size: it gets the one that holds
+/// without an agreement.
+void GuardedLink::completeRefusedConnect() {
+  if (m_guard.side() != PacketGuard::Side::kClient || m_guard.command() != OBEX_CMD_CONNECT) return;
+  if ((m_packet[0] & ~kFinal) == OBEX_RSP_SUCCESS) return;
+  m_packet = {m_packet[0], 0x00, 0x07, 0x10, 0x00, 0x00, 0xFF};
 }
 
 bool GuardedLink::handOver() {
@@ -117,7 +168,7 @@ bool GuardedLink::handOver() {
   while (done < m_packet.size()) {
     const ssize_t sent = send(m_pair, m_packet.data() + done, m_packet.size() - done, MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
-    if (sent <= 0) return false;
+    if (sent <= 0) return fail("the packet could not be handed over");
     done += static_cast<std::size_t>(sent);
   }
   return true;
@@ -129,35 +180,47 @@ bool GuardedLink::hasUnreadInput() const {
 }
 
 bool GuardedLink::carryAnswers() {
-  std::array<std::uint8_t, 65536> buffer;
+  // A callback may have taken long; the peer is not to blame for it.
+  m_idleSince = Clock::now();
+  std::array<std::uint8_t, PacketGuard::kMaxSize + 1> buffer;
   for (;;) {
     const ssize_t got = recv(m_pair, buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return true;  // the library has closed its end, or written no more
-    const auto length = static_cast<std::size_t>(got);
-    m_guard.sent(buffer.data(), length);
-    m_sent = buffer[0] & 0x7F;
-    if (!writeToRadio(buffer.data(), length)) return false;
+    if (got <= 0) break;
+    m_output.insert(m_output.end(), buffer.begin(), buffer.begin() + got);
   }
+  return judgeOutput() && sendNow();
 }
 
-bool GuardedLink::writeToRadio(const std::uint8_t* data, std::size_t length) {
-  const auto deadline = Clock::now() + kWriteTimeout;
-  while (length > 0) {
-    const ssize_t sent = send(m_radio, data, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent > 0) {
-      data += sent;
-      length -= static_cast<std::size_t>(sent);
-    } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-      if (!waitFor(m_radio, POLLOUT, deadline)) {
-        m_reason = "the peer does not take what is sent";
-        return false;
-      }
-    } else if (sent == 0 || errno != EINTR) {
-      m_reason = "closed by the peer";
-      return false;
+/// Lets the guard see each packet of the library's.
+bool GuardedLink::judgeOutput() {
+  while (m_output.size() - m_judged >= PacketGuard::kHeadSize) {
+    std::uint8_t* const packet = m_output.data() + m_judged;
+    const std::size_t length = PacketGuard::packetLength(packet);
+    if (length == 0 || length > m_output.size() - m_judged) {
+      return fail("the library wrote something that is no packet");
     }
+    // The library forgets the bit with which every ABORT must go out.
+    if (packet[0] == OBEX_CMD_ABORT) packet[0] |= kFinal;
+    if (const char* reason = m_guard.sent(packet, length)) return fail(reason);
+    m_sent = packet[0] & ~kFinal;
+    m_judged += length;
   }
+  return m_judged == m_output.size() || fail("the library wrote something that is no packet");
+}
+
+bool GuardedLink::sendNow() {
+  std::size_t done = 0;
+  while (done < m_judged) {
+    const ssize_t sent =
+        send(m_radio, m_output.data() + done, m_judged - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && isAgain(errno)) break;
+    if (sent <= 0) return fail("closed by the peer");
+    done += static_cast<std::size_t>(sent);
+  }
+  m_output.erase(m_output.begin(), m_output.begin() + static_cast<std::ptrdiff_t>(done));
+  m_judged -= done;
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "openobex/GuardedLink.h"
 #include "openobex/HeaderCursor.h"
@@ -41,6 +42,7 @@ class Handle {
   int handleInput(int timeout);
   int request(obex_object* object);
   int cancel(int nice);
+  int deleteObject(obex_object* object);
 
   /// Takes note of a header that was added to an object of ours.
   void headerAdded(obex_object* object, std::uint8_t identifier, unsigned int flags);
@@ -56,16 +58,21 @@ class Handle {
   static void onEvent(obex_t* library, obex_object* object, int mode, int event, int command,
                       int response);
   void handleEvent(obex_object* object, int mode, int event, int command, int response);
+  void handleServerEvent(obex_object* object, int event, int command, int response);
   void call(obex_object* object, int mode, int event, int command, int response);
 
-  int acceptPeer(int timeout);
-  bool admitPeer();
-  int receivePacket(int timeout);
+  int acceptPeer(std::chrono::milliseconds timeout);
+  bool letLibraryAccept(int listener);
+  int admitPeer();
+  bool usesSelectableDescriptor();
+  int receivePacket(std::chrono::milliseconds timeout);
   int sendRequest();
   int work();
-  int broken(const std::string& reason);
-  void tellObject();
-  void tellAnswer();
+  int broken(std::string reason);
+  void endLink(std::string reason);
+  void tellObject() const;
+  void tellAnswer() const;
+  bool forgetOpenBody(obex_object* object);
 
   obex_t* const m_library;
   const EventCallback m_callback;
@@ -73,10 +80,11 @@ class Handle {
   HeaderCursor m_cursor;
   std::unique_ptr<GuardedLink> m_link;
   bool m_server = false;
-  bool m_broken = false;
+  bool m_broken = false;  ///< the library must not work again, and the callback knows
+  bool m_muted = false;
   bool m_connectRefused = false;
   int m_response = 0;
-  obex_object* m_openBody = nullptr;  ///< the object whose body has no end yet
+  std::vector<obex_object*> m_openBodies;  ///< objects of ours whose body has no end yet
 };
 
 }  // namespace openobex

@@ -27,10 +27,15 @@ int HeaderCursor::next(obex_object* object, std::uint8_t* identifier, obex_heade
     case Phase::kHeaders:
       break;
   }
-  int result = nextOfLibrary(object, identifier, value, size);
-  if (result <= 0) result = bufferedBody(object, identifier, value, size);
-  if (result > 0 && *identifier == OBEX_HDR_BODY) m_bodyYielded = true;
-  return result;
+  for (;;) {
+    const int result = nextOfLibrary(object, identifier, value, size);
+    if (result <= 0) return bufferedBody(object, identifier, value, size);
+    if (*identifier != OBEX_HDR_BODY) return result;
+    // A second, empty End-of-Body would take the place of the body that came before it.
+    const bool extra = m_bodyYielded && *size == 0;
+    m_bodyYielded = true;
+    if (!extra) return result;
+  }
 }
 
 /// At the end of its list the library stays there, whatever arrives later: the list is read anew

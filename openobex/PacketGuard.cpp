@@ -1,5 +1,6 @@
 #include "openobex/PacketGuard.h"
 
+#include "openobex/UnicodeName.h"
 #include "openobex/openobex.h"
 
 namespace openobex {
@@ -8,17 +9,21 @@ namespace {
 constexpr int kFinal = 0x80;
 constexpr std::size_t kConnectHead = 7;
 constexpr std::size_t kSetPathHead = 5;
-/// No peer may take packets smaller than this; the library would divide a request into nothing.
+/// The least that any peer must take. Told less than three bytes, the library counts below zero and
+/// writes into memory that it has freed; told little more, it sends empty packets for ever.
 constexpr std::size_t kMinPacketSize = 255;
+/// Codes below are commands, not answers.
+constexpr int kFirstAnswer = 0x10;
 
 std::size_t readLength(const std::uint8_t* bytes) {
   return static_cast<std::size_t>(bytes[0]) << 8 | bytes[1];
 }
 
-/// Commands that are one packet each.
+/// Commands that are one packet each. The library loses memory with every further packet of a
+/// SETPATH. Its own client sends ABORT without the final bit, which is let pass.
 bool isSinglePacket(int command) {
   return command == OBEX_CMD_CONNECT || command == OBEX_CMD_DISCONNECT ||
-         command == OBEX_CMD_SETPATH || command == OBEX_CMD_SESSION || command == OBEX_CMD_ABORT;
+         command == OBEX_CMD_SETPATH || command == OBEX_CMD_SESSION;
 }
 
 std::size_t requestHead(int command) {
@@ -27,33 +32,8 @@ std::size_t requestHead(int command) {
   return PacketGuard::kHeadSize;
 }
 
-/// Big-endian UTF-16 as UTF-8, up to its terminator. Halves of pairs that stand alone become
-/// U+FFFD.
-std::string toUtf8(const std::uint8_t* unicode, std::size_t length) {
-  std::string text;
-  const auto append = [&text](unsigned c) {
-    if (c < 0x80) {
-      text += static_cast<char>(c);
-      return;
-    }
-    const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-    constexpr unsigned kLead[] = {0, 0xC0, 0xE0, 0xF0};
-    text += static_cast<char>(kLead[more] | c >> (6 * more));
-    for (int i = more - 1; i >= 0; --i) text += static_cast<char>(0x80 | (c >> (6 * i) & 0x3F));
-  };
-  for (std::size_t i = 0; i + 1 < length; i += 2) {
-    const auto unit = static_cast<unsigned>(readLength(unicode + i));
-    if (unit == 0) break;
-    const bool high = unit >= 0xD800 && unit <= 0xDBFF;
-    const auto next = i + 3 < length ? static_cast<unsigned>(readLength(unicode + i + 2)) : 0U;
-    if (high && next >= 0xDC00 && next <= 0xDFFF) {
-      append(0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00));
-      i += 2;
-    } else {
-      append(unit >= 0xD800 && unit <= 0xDFFF ? 0xFFFD : unit);
-    }
-  }
-  return text;
+bool isBody(std::uint8_t identifier) {
+  return identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END;
 }
 
 }  // namespace
@@ -68,53 +48,63 @@ const char* PacketGuard::check(const std::uint8_t* packet, std::size_t length) {
   return m_side == Side::kServer ? checkRequest(packet, length) : checkAnswer(packet, length);
 }
 
-void PacketGuard::sent(const std::uint8_t* packet, std::size_t length) {
-  if (m_side != Side::kClient || length == 0) return;
-  m_command = packet[0] & ~kFinal;
+const char* PacketGuard::sent(const std::uint8_t* packet, std::size_t length) {
+  if (length < kHeadSize) return "a packet of our own that is too short";
+  const int code = packet[0] & ~kFinal;
+  const bool final = (packet[0] & kFinal) != 0;
+  if (m_side == Side::kServer) {
+    // Any other answer ends the request, whether or not its last packet had come.
+    if (code != OBEX_RSP_CONTINUE) m_complete = true;
+    return nullptr;
+  }
+  // The library can't divide a header and sends empty packets for ever where one doesn't fit.
+  if (!final && length == kHeadSize && code == OBEX_CMD_PUT) {
+    return "a header that is too large for the peer's packets";
+  }
+  if (m_complete || code != m_command) begin(code);
+  m_complete = final;
   m_answerExpected = true;
+  return nullptr;
+}
+
+void PacketGuard::begin(int command) {
+  m_command = command;
+  m_bodyEnded = false;
+  m_packets = 0;
   m_headers = 0;
-  m_body = 0;
+  m_headerBytes = 0;
+  m_bodyBytes = 0;
+  m_name.clear();
 }
 
 const char* PacketGuard::checkRequest(const std::uint8_t* packet, std::size_t length) {
   const int command = packet[0] & ~kFinal;
   const bool final = (packet[0] & kFinal) != 0;
   if (!final && isSinglePacket(command)) return "a request that should be one packet goes on";
-  if (m_complete || command == OBEX_CMD_ABORT) {
-    m_command = command;
-    m_headers = 0;
-    m_body = 0;
-    m_packets = 0;
-    m_name.clear();
-  } else if (command != m_command) {
-    return "a request begins inside another";
-  }
-  if (++m_packets > kMaxPackets) return "a request without an end";
+  // A request inside another ends both: the library refuses it.
+  if (m_complete || command != m_command) begin(command);
   m_complete = final;
+  if (++m_packets > kMaxPackets) return "a request without an end";
   const std::size_t head = requestHead(command);
   if (length < head) return "a request that is too short";
-  if (command == OBEX_CMD_CONNECT) {
-    if (const char* reason = checkConnect(packet, length)) return reason;
-  }
   return checkHeaders(packet + head, length - head);
 }
 
 const char* PacketGuard::checkAnswer(const std::uint8_t* packet, std::size_t length) {
+  // Without a request in flight the library would take it for a request and serve it, or crash.
   if (!m_answerExpected) return "an answer to nothing";
-  if ((packet[0] & kFinal) == 0) return "an answer without its final bit";
+  const int code = packet[0] & ~kFinal;
+  if ((packet[0] & kFinal) == 0 || code < kFirstAnswer) return "an answer that is none";
   m_answerExpected = false;
-  std::size_t head = kHeadSize;
-  if (m_command == OBEX_CMD_CONNECT) {
-    head = kConnectHead;
-    if (length < head) return "an answer to CONNECT that is too short";
-    if (const char* reason = checkConnect(packet, length)) return reason;
+  if (m_command != OBEX_CMD_CONNECT) {
+    // The library would send the last packet again, for ever.
+    if (code == OBEX_RSP_CONTINUE && m_complete)
+      return "an answer that asks for more than there is";
+    return checkHeaders(packet + kHeadSize, length - kHeadSize);
   }
-  return checkHeaders(packet + head, length - head);
-}
-
-const char* PacketGuard::checkConnect(const std::uint8_t* packet, std::size_t length) {
-  static_cast<void>(length);
-  return readLength(packet + 5) < kMinPacketSize ? "packets that would be too small" : nullptr;
+  if (length < kConnectHead) return "an answer to CONNECT that is too short";
+  if (readLength(packet + 5) < kMinPacketSize) return "a peer whose packets would be too small";
+  return checkHeaders(packet + kConnectHead, length - kConnectHead);
 }
 
 const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t length) {
@@ -146,14 +136,22 @@ const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t l
 
 const char* PacketGuard::countHeader(std::uint8_t identifier, const std::uint8_t* value,
                                      std::size_t length) {
-  const bool isBody = identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END;
-  // A large object comes in as many pieces as its packets are small; its size is what bounds them.
-  if (isBody && length > 0) {
-    m_body += static_cast<std::uint32_t>(length);
-    return m_body > kMaxObjectSize ? "an object that is too large" : nullptr;
-  }
-  if (identifier == OBEX_HDR_NAME) m_name = toUtf8(value, length);
-  return ++m_headers > kMaxHeaders ? "too many headers" : nullptr;
+  // The pieces of a body are as many as its packets; their bytes are what bounds them.
+  if (isBody(identifier) && length > 0) return countBody(identifier, length);
+  if (identifier == OBEX_HDR_BODY_END) m_bodyEnded = true;
+  if (++m_headers > kMaxHeaders) return "too many headers";
+  m_headerBytes += length;
+  if (m_headerBytes > kMaxHeaderBytes) return "headers that are too large";
+  if (identifier == OBEX_HDR_NAME) m_name = unicodeToUtf8(value, length);
+  return nullptr;
+}
+
+const char* PacketGuard::countBody(std::uint8_t identifier, std::size_t length) {
+  // The library would lose these bytes.
+  if (m_bodyEnded) return "a body that goes on after its end";
+  m_bodyEnded = identifier == OBEX_HDR_BODY_END;
+  m_bodyBytes += length;
+  return m_bodyBytes > kMaxObjectSize ? "an object that is too large" : nullptr;
 }
 
 }  // namespace openobex

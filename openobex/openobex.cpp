@@ -41,7 +41,7 @@ void** OBEX_ObjectNew(void** handle, std::uint8_t command) {
 }
 
 int OBEX_ObjectDelete(void** handle, void** obexObject) {
-  return ::OBEX_ObjectDelete(Handle::from(handle)->library(), object(obexObject));
+  return Handle::from(handle)->deleteObject(object(obexObject));
 }
 
 int OBEX_ObjectAddHeader(void** handle, void** obexObject, std::uint8_t identifier,

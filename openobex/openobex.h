@@ -25,21 +25,26 @@ typedef struct obex obex_t;
 /// or null, as in the library.
 ///
 /// Limits of a link: packets of 3 to 65535 bytes, `kMaxObjectSize` bytes of body in one object,
-/// `kMaxHeaders` headers and `kMaxPackets` packets in one request, `kMaxIdleSeconds` without a
-/// whole packet from the peer. A peer beyond them, or one whose packets are not well formed, loses
-/// its link, which the callback hears as `OBEX_EV_LINKERR`.
+/// `kMaxHeaders` other headers of `kMaxHeaderBytes` together and `kMaxPackets` packets in one
+/// request, and, where the peer came to us, `kMaxIdleSeconds` without a whole packet from it or
+/// without its taking our answer. A peer beyond them, or one whose packets are not well formed,
+/// loses its link, which the callback hears as `OBEX_EV_LINKERR`, once. After that, after
+/// `OBEX_CancelRequest` without ABORT, and after a negative result of `OBEX_HandleInput`, a handle
+/// is good for nothing but its clean-up.
 namespace openobex {
 
 inline constexpr std::uint32_t kMaxObjectSize = 4U << 20;
 inline constexpr std::uint32_t kMaxHeaders = 1024;  ///< pieces of a body don't count
+inline constexpr std::uint32_t kMaxHeaderBytes = 256U << 10;
 inline constexpr std::uint32_t kMaxPackets = 65536;
 inline constexpr int kMaxIdleSeconds = 30;
 
 using EventCallback = void (*)(void** handle, void** object, int mode, int event, int obex_cmd,
                                int obex_rsp);
 
-/// A new handle, null when the library has none. `flags` as in the library. The caller frees it
-/// with `OBEX_Cleanup`.
+/// A new handle, null when the library has none. `flags` as in the library, but descriptors are
+/// always closed on exec, and a server never keeps listening while it serves a link. The caller
+/// frees it with `OBEX_Cleanup`.
 void** OBEX_Init(int transport, EventCallback callback, unsigned int flags);
 /// Closes the link and frees the handle with its objects. Null is allowed.
 void OBEX_Cleanup(void** handle);
@@ -47,16 +52,17 @@ void OBEX_SetUserData(void** handle, void* data);
 void* OBEX_GetUserData(void** handle);
 
 /// Listens on an RFCOMM channel. A null source address means any local adapter. Negative on
-/// failure; may be tried again.
+/// failure; may be tried again until it succeeds once.
 int BtOBEX_ServerRegister(void** handle, const bdaddr_t* source, std::uint8_t channel);
 /// Connects to a peer's RFCOMM channel from any local adapter (null or all-zero source) or the
-/// given one. Negative on failure.
+/// given one. Negative on failure. Waits as long as the radio does, which may be half a minute.
 int BtOBEX_TransportConnect(void** handle, const bdaddr_t* source, const bdaddr_t* destination,
                             std::uint8_t channel);
 
-/// Waits up to `timeout` seconds, counted from the last whole packet, and handles one packet with
-/// the callbacks that it causes. Positive when something was handled, 0 after the time-out,
-/// negative on an error.
+/// Waits up to `timeout` seconds for a peer or for one whole packet, however slowly its bytes come,
+/// and handles it with the callbacks that it causes. Positive when something was handled, 0 after
+/// the time-out, negative on an error. A request of ours is sent by the first call after it was
+/// made.
 int OBEX_HandleInput(void** handle, int timeout);
 
 /// A new object for a request; null on failure. It is the caller's until `OBEX_Request` takes it.
@@ -77,7 +83,8 @@ int OBEX_ObjectSetRsp(void** object, std::uint8_t response, std::uint8_t lastRes
 
 /// Starts a request. From then on the object is the library's, unless the result is negative.
 int OBEX_Request(void** handle, void** object);
-/// Gives a request up; with `nice` an ABORT is sent first.
+/// Gives a request up. With `nice` an ABORT follows the peer's next answer; without it the link
+/// ends, and the callback hears `OBEX_EV_ABORT` and `OBEX_EV_LINKERR`.
 int OBEX_CancelRequest(void** handle, int nice);
 
 /// Turns a zero-terminated text into big-endian UTF-16 with terminator, byte by byte; `unicode` and

@@ -44,6 +44,10 @@ class PacketGuardTest : public ::testing::Test {
     return guard.check(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   void ExpectPasses(const std::string& bytes) { EXPECT_STREQ(Check(bytes), nullptr); }
+  void Answer(int code) {
+    const std::string answer = packet(code, "");
+    guard.sent(reinterpret_cast<const std::uint8_t*>(answer.data()), answer.size());
+  }
   void ExpectRefused(const std::string& bytes) { EXPECT_NE(Check(bytes), nullptr); }
 
   PacketGuard guard{PacketGuard::Side::kServer};
@@ -83,11 +87,15 @@ TEST_F(PacketGuardTest, AHeaderIsNotShorterThanItsHead) {
   ExpectPasses(packet(0x82, headerOfLength(OBEX_HDR_BODY, 3, "")));
 }
 
-TEST_F(PacketGuardTest, ConnectNeedsItsFourBytesAndUsablePackets) {
+TEST_F(PacketGuardTest, ConnectNeedsItsFourBytes) {
   ExpectRefused(packet(0x80, ""));
   ExpectRefused(packet(0x80, std::string("\x10\0\xFF", 3)));
-  ExpectRefused(packet(0x80, std::string("\x10\0\0\xFE", 4)));
   ExpectPasses(packet(0x80, std::string("\x10\0\0\xFF", 4)));
+}
+
+TEST_F(PacketGuardTest, AConnectMayAllowTheSmallestPackets) {
+  // Our answers are small, and the library bears it.
+  ExpectPasses(packet(0x80, std::string("\x10\0\0\0", 4)));
 }
 
 TEST_F(PacketGuardTest, SetPathNeedsItsTwoBytes) {
@@ -96,14 +104,36 @@ TEST_F(PacketGuardTest, SetPathNeedsItsTwoBytes) {
 }
 
 TEST_F(PacketGuardTest, OnePacketCommandsDoNotGoOn) {
-  for (const int command : {0x00, 0x01, 0x05, 0x07, 0x7F}) {
+  for (const int command : {0x00, 0x01, 0x05, 0x07}) {
     ExpectRefused(packet(command, kConnectPayload));
   }
 }
 
-TEST_F(PacketGuardTest, ARequestDoesNotBeginInsideAnother) {
-  ExpectPasses(packet(0x02, ""));
-  ExpectRefused(packet(0x83, ""));
+TEST_F(PacketGuardTest, AnAbortNeedsNoFinalBit) { ExpectPasses(packet(0x7F, "")); }
+
+TEST_F(PacketGuardTest, UnknownCommandsAreTheLibrarysAffair) {
+  for (const int code : {0x04, 0x84, 0x10, 0xA0, 0xFE}) ExpectPasses(packet(code, ""));
+}
+
+TEST_F(PacketGuardTest, ARequestInsideAnotherIsCountedAnew) {
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY, "abc")));
+  ExpectPasses(packet(0x83, ""));
+  EXPECT_EQ(guard.command(), OBEX_CMD_GET);
+  EXPECT_EQ(guard.bodySize(), 0U);
+}
+
+TEST_F(PacketGuardTest, ARefusalEndsARequestThatIsNotComplete) {
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY, "abc")));
+  Answer(0xCF);
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY, "de")));
+  EXPECT_EQ(guard.bodySize(), 2U);
+}
+
+TEST_F(PacketGuardTest, ContinueEndsNoRequest) {
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY, "abc")));
+  Answer(0x90);
+  ExpectPasses(packet(0x82, header(OBEX_HDR_BODY_END, "de")));
+  EXPECT_EQ(guard.bodySize(), 5U);
 }
 
 TEST_F(PacketGuardTest, AbortMayComeInsideARequest) {
@@ -160,22 +190,52 @@ TEST_F(PacketGuardTest, HalvesOfPairsInANameAreReplaced) {
   EXPECT_EQ(guard.objectName(), "\uFFFDa\uFFFD");
 }
 
-TEST_F(PacketGuardTest, TheEndOfARequestIsKnown) {
-  ExpectPasses(packet(0x02, ""));
-  EXPECT_FALSE(guard.isRequestComplete());
-  ExpectPasses(packet(0x82, ""));
-  EXPECT_TRUE(guard.isRequestComplete());
-  EXPECT_EQ(guard.command(), OBEX_CMD_PUT);
+TEST_F(PacketGuardTest, ThePiecesOfABodyAreNotCountedAsHeaders) {
+  std::string pieces;
+  for (std::uint32_t i = 0; i < 2 * kMaxHeaders; ++i) pieces += header(OBEX_HDR_BODY, "x");
+  ExpectPasses(packet(0x82, pieces));
+  EXPECT_EQ(guard.bodySize(), 2 * kMaxHeaders);
+}
+
+TEST_F(PacketGuardTest, EmptyPiecesOfABodyAreCountedAsHeaders) {
+  std::string pieces;
+  for (std::uint32_t i = 0; i <= kMaxHeaders; ++i) pieces += header(OBEX_HDR_BODY, "");
+  ExpectRefused(packet(0x82, pieces));
+}
+
+TEST_F(PacketGuardTest, TheBytesOfOtherHeadersAreBounded) {
+  const std::string large = header(OBEX_HDR_TYPE, std::string(kMaxHeaderBytes / 8, 'x'));
+  for (int i = 0; i < 8; ++i) ExpectPasses(packet(0x02, large));
+  ExpectRefused(packet(0x02, header(OBEX_HDR_TYPE, "x")));
+}
+
+TEST_F(PacketGuardTest, ABodyDoesNotGoOnAfterItsEnd) {
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY_END, "abc")));
+  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY, "d")));
+}
+
+TEST_F(PacketGuardTest, AnEmptyEndIsAnEndToo) {
+  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "") + header(OBEX_HDR_BODY_END, "d")));
+}
+
+TEST_F(PacketGuardTest, AnEmptyEndMayFollowAnEnd) {
+  ExpectPasses(packet(0x02, header(OBEX_HDR_BODY_END, "abc")));
+  ExpectPasses(packet(0x82, header(OBEX_HDR_BODY_END, "")));
 }
 
 class AnswerGuardTest : public ::testing::Test {
  protected:
-  void Send(const std::string& bytes) {
-    guard.sent(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  bool MaySend(const std::string& bytes) {
+    return guard.sent(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()) == nullptr;
   }
   bool Passes(const std::string& bytes) {
     return guard.check(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()) ==
            nullptr;
+  }
+  /// Whether this answer to this request of one packet passes.
+  bool PassesAfter(int request, const std::string& answer) {
+    EXPECT_TRUE(MaySend(packet(request, "")));
+    return Passes(answer);
   }
 
   PacketGuard guard{PacketGuard::Side::kClient};
@@ -183,28 +243,54 @@ class AnswerGuardTest : public ::testing::Test {
 
 TEST_F(AnswerGuardTest, AnAnswerNeedsARequest) {
   EXPECT_FALSE(Passes(packet(0xA0, "")));
-  Send(packet(0x82, ""));
-  EXPECT_TRUE(Passes(packet(0xA0, "")));
+  EXPECT_TRUE(PassesAfter(0x82, packet(0xA0, "")));
   EXPECT_FALSE(Passes(packet(0xA0, "")));
 }
 
 TEST_F(AnswerGuardTest, TheAnswerToConnectHasFourBytesMore) {
-  Send(packet(0x80, kConnectPayload));
-  EXPECT_FALSE(Passes(packet(0xA0, "")));
-  Send(packet(0x80, kConnectPayload));
-  EXPECT_FALSE(Passes(packet(0xA0, std::string(4, '\0'))));
-  Send(packet(0x80, kConnectPayload));
-  EXPECT_TRUE(Passes(packet(0xA0, kConnectPayload)));
+  EXPECT_FALSE(PassesAfter(0x80, packet(0xA0, "")));
+  EXPECT_FALSE(PassesAfter(0x80, packet(0xA0, std::string(3, '\0'))));
+  EXPECT_TRUE(PassesAfter(0x80, packet(0xA0, kConnectPayload)));
+}
+
+TEST_F(AnswerGuardTest, APeerMustTakePacketsOfTheLeastSize) {
+  EXPECT_FALSE(PassesAfter(0x80, packet(0xA0, std::string("\x10\0\0\0", 4))));
+  EXPECT_FALSE(PassesAfter(0x80, packet(0xA0, std::string("\x10\0\0\xFE", 4))));
+  EXPECT_TRUE(PassesAfter(0x80, packet(0xA0, std::string("\x10\0\0\xFF", 4))));
 }
 
 TEST_F(AnswerGuardTest, AnAnswerHasItsFinalBit) {
-  Send(packet(0x82, ""));
-  EXPECT_FALSE(Passes(packet(0x10, "")));
+  EXPECT_FALSE(PassesAfter(0x82, packet(0x10, "")));
 }
 
+TEST_F(AnswerGuardTest, ARequestIsNoAnswer) { EXPECT_FALSE(PassesAfter(0x82, packet(0x82, ""))); }
+
 TEST_F(AnswerGuardTest, AnAnswersHeadersAreJudgedToo) {
-  Send(packet(0x82, ""));
-  EXPECT_FALSE(Passes(packet(0xA0, headerOfLength(OBEX_HDR_BODY, 0, "x"))));
+  EXPECT_FALSE(PassesAfter(0x82, packet(0xA0, headerOfLength(OBEX_HDR_BODY, 0, "x"))));
+}
+
+TEST_F(AnswerGuardTest, ContinueIsForARequestThatGoesOn) {
+  EXPECT_TRUE(MaySend(packet(0x02, header(OBEX_HDR_BODY, "x"))));
+  EXPECT_TRUE(Passes(packet(0x90, "")));
+  EXPECT_FALSE(PassesAfter(0x82, packet(0x90, "")));
+}
+
+TEST_F(AnswerGuardTest, TheHeadersOfAllAnswersToARequestAreBounded) {
+  const std::string large = header(OBEX_HDR_TYPE, std::string(60000, 'x'));
+  const std::string more = packet(0x02, header(OBEX_HDR_BODY, "x"));
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_TRUE(MaySend(more));
+    EXPECT_TRUE(Passes(packet(0xA0, large)));
+  }
+  ASSERT_TRUE(MaySend(more));
+  EXPECT_FALSE(Passes(packet(0xA0, large)));
+  guard.beginRequest();
+  ASSERT_TRUE(MaySend(more));
+  EXPECT_TRUE(Passes(packet(0xA0, large)));
+}
+
+TEST_F(AnswerGuardTest, AnEmptyPacketOfOursThatAsksForMoreMayNotGoOut) {
+  EXPECT_FALSE(MaySend(packet(0x02, "")));
 }
 
 }  // namespace
