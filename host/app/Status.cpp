@@ -29,9 +29,11 @@ std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read) {
 }
 
 std::string withoutSecrets(const std::string& connection) {
-  static const std::regex secret(
-      "((?:password|passwd|pwd|pass)\\s*=\\s*)('[^']*'?|\"[^\"]*\"?|[^ ;&]*)", std::regex::icase);
-  return std::regex_replace(connection, secret, "$1***");
+  static const std::regex option(
+      R"(((?:password|passwd|pwd|pass)\s*=\s*)('[^']*'?|"[^"]*"?|[^ ;&]*))", std::regex::icase);
+  static const std::regex authority(R"(^([^/]*//[^/@:\s]*:)[^/@\s]*@)");
+  const std::string blotted = std::regex_replace(connection, option, "$1***");
+  return std::regex_replace(blotted, authority, "$1***@");
 }
 
 }  // namespace host

@@ -77,7 +77,8 @@ Bus::Connection Bus::connect() const {
     connection->set_exit_on_close(false);
     return connection;
   } catch (const Glib::Error& error) {
-    throw std::runtime_error("can't reach " + describe() + ": " + error.what());
+    const char* hint = m_where == "session" ? " (dbus-run-session starts one)" : "";
+    throw std::runtime_error("can't reach " + describe() + hint + ": " + error.what());
   }
 }
 

@@ -17,9 +17,8 @@ ServiceCall::ServiceCall(const Glib::RefPtr<Gio::DBus::Connection>& connection,
       m_caller(orEmpty(g_dbus_message_get_sender(message->gobj()))) {}
 
 ServiceCall::~ServiceCall() {
-  if (!m_answered)
-    refuse("org.freedesktop.DBus.Error.Failed",
-           "the telephone is stopping and did not come to this message");
+  refuse("org.freedesktop.DBus.Error.Failed",
+         "the telephone is stopping and did not come to this message");
 }
 
 GVariant* ServiceCall::body() const { return g_dbus_message_get_body(m_message->gobj()); }
@@ -29,20 +28,25 @@ std::size_t ServiceCall::bodySize() const {
 }
 
 void ServiceCall::answer(GVariant* body) {
+  if (!beginAnswer()) return;
   const auto reply = Gio::DBus::Message::create_method_reply(m_message);
   if (body != nullptr) g_dbus_message_set_body(reply->gobj(), body);
   send(reply);
 }
 
 void ServiceCall::refuse(const char* error, const std::string& sentence) {
-  send(Gio::DBus::Message::create_method_error_literal(m_message, error, sentence));
+  if (beginAnswer())
+    send(Gio::DBus::Message::create_method_error_literal(m_message, error, sentence));
+}
+
+bool ServiceCall::beginAnswer() {
+  if (m_answered) return false;
+  m_answered = true;
+  const auto flags = g_dbus_message_get_flags(m_message->gobj());
+  return (flags & G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED) == 0;
 }
 
 void ServiceCall::send(const Glib::RefPtr<Gio::DBus::Message>& reply) {
-  if (m_answered) return;
-  m_answered = true;
-  const auto flags = g_dbus_message_get_flags(m_message->gobj());
-  if ((flags & G_DBUS_MESSAGE_FLAGS_NO_REPLY_EXPECTED) != 0) return;
   GError* error = nullptr;
   if (g_dbus_connection_send_message(m_connection->gobj(), reply->gobj(),
                                      G_DBUS_SEND_MESSAGE_FLAGS_NONE, nullptr, &error) == FALSE) {

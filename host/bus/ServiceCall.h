@@ -29,13 +29,15 @@ class ServiceCall {
   [[nodiscard]] GVariant* body() const;
   [[nodiscard]] std::size_t bodySize() const;
 
-  [[nodiscard]] bool answered() const { return m_answered; }
-  /// `body` is a tuple, taken if it is floating, or null for an answer without contents.
+  /// `body` is a tuple, or null for an answer without contents. It stays the caller's. Only the
+  /// first answer counts, also of the two kinds.
   void answer(GVariant* body);
   /// `error` is a D-Bus error's name, `sentence` says what is wrong.
   void refuse(const char* error, const std::string& sentence);
 
  private:
+  /// Whether an answer is due; from now on, none is any more.
+  bool beginAnswer();
   void send(const Glib::RefPtr<Gio::DBus::Message>& reply);
 
   const Glib::RefPtr<Gio::DBus::Connection> m_connection;

@@ -1,0 +1,275 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <regex>
+
+#include "tests/host/support/HostFixture.h"
+#include "tests/support/WaitFor.h"
+
+namespace {
+
+using test::Finished;
+using test::Program;
+using testing::HasSubstr;
+using testing::Not;
+
+/// How phone-host starts, and how it says why it doesn't.
+class StartTest : public test::HostFixture {
+ protected:
+  static Finished run(const Program::Words& options, const Program::Environment& more = {}) {
+    Program::Words words{PHONE_HOST};
+    words.insert(words.end(), options.begin(), options.end());
+    Program::Options with;
+    with.environment = more;
+    return test::runProgram(words, with);
+  }
+  /// The host with its own idea of plug-in and phonebook.
+  std::unique_ptr<Program> launchPlain(const Program::Environment& environment) {
+    if (!m_started) startBus();
+    Program::Options with;
+    with.environment = environment;
+    return std::make_unique<Program>(folder(), "plain" + std::to_string(++m_started),
+                                     Program::Words{PHONE_HOST, "--bus", bus().address()}, with);
+  }
+  static int stop(Program& program) {
+    program.signal(SIGTERM);
+    return program.wait();
+  }
+  /// What the kernel says of the running host: the value of one line of a file in /proc.
+  std::string fact(const std::string& file, const std::string& name) {
+    const std::string text = test::contentsOf("/proc/" + std::to_string(host().pid()) + file);
+    std::smatch match;
+    const std::regex line("(^|\n)" + name + ":?\\s+(\\S+)");
+    return std::regex_search(text, match, line) ? match[2].str() : "";
+  }
+
+  int m_started = 0;
+};
+
+TEST_F(StartTest, helpTellsOptionsAndExitCodes) {
+  const Finished help = run({"--help"});
+  EXPECT_EQ(help.exitCode, 0);
+  for (const char* word : {"--plugin", "--phonebook", "--bus", "--log-level", "--log-file",
+                           "--version", "Exit codes: 0", "1 it could not start",
+                           "2 the command line is wrong", "3 stopped on request"})
+    EXPECT_THAT(help.out, HasSubstr(word));
+}
+
+TEST_F(StartTest, versionIsOneLine) {
+  const Finished version = run({"--version"});
+  EXPECT_EQ(version.exitCode, 0);
+  EXPECT_TRUE(std::regex_match(version.out, std::regex("phone-host [0-9.]+\n"))) << version.out;
+}
+
+TEST_F(StartTest, aWrongCommandLineIsExitCode2) {
+  EXPECT_EQ(run({"--nonsense"}).exitCode, 2);
+  EXPECT_EQ(run({"extra"}).exitCode, 2);
+  EXPECT_EQ(run({"--log-level", "loud"}).exitCode, 2);
+  EXPECT_EQ(run({"--service", "../Bad"}).exitCode, 2);
+  EXPECT_THAT(run({"--nonsense"}).err, HasSubstr("--nonsense"));
+}
+
+TEST_F(StartTest, saysWhenItIsReadyAndWhere) {
+  startHost();
+  EXPECT_EQ(host().out(), "phone-host: ready on " + bus().address() + " as org.obexphone.Phone\n");
+}
+
+TEST_F(StartTest, theSessionBusIsTheDefault) {
+  startBus();
+  Program host(
+      folder(), "plain",
+      {PHONE_HOST, "--phonebook", phonebook(), "--plugin", ECHO_PLUGIN, "--service", "EchoService"},
+      {.environment = {{"DBUS_SESSION_BUS_ADDRESS", bus().address()}}});
+  EXPECT_TRUE(host.waitForOut("phone-host: ready on the session bus as org.obexphone.Phone\n"))
+      << host.err();
+  EXPECT_EQ(stop(host), 0);
+}
+
+TEST_F(StartTest, aMachineWithoutASessionBusIsTold) {
+  const Finished ended =
+      run({"--phonebook", phonebook()}, {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere"}});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("phone-host: can't reach the session bus"));
+  EXPECT_THAT(ended.err, HasSubstr("dbus-run-session"));
+  EXPECT_EQ(ended.out, "");
+}
+
+TEST_F(StartTest, anAddressThatIsNoneIsTold) {
+  const Finished ended = run({"--phonebook", phonebook(), "--bus", "nonsense"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("phone-host: can't reach nonsense: "));
+}
+
+TEST_F(StartTest, aPluginThatIsNotThereIsTold) {
+  const Finished ended = run({"--phonebook", phonebook(), "--plugin", "/nowhere/x.so"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_EQ(ended.err, "phone-host: there is no service plug-in at /nowhere/x.so\n");
+}
+
+TEST_F(StartTest, aServiceThatIsNotBuiltIsTold) {
+  const Finished ended = run({"--phonebook", phonebook(), "--service", "TeaService"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("libteaservice.so"));
+  EXPECT_THAT(ended.err, HasSubstr("--plugin"));
+}
+
+TEST_F(StartTest, aPhonebookThatCannotBeOpenedIsTold) {
+  const Finished ended = run({"--phonebook", "sqlite3:///dev/null/book.db"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("phone-host: "));
+  EXPECT_THAT(ended.err, HasSubstr("/dev/null"));
+}
+
+TEST_F(StartTest, aServiceThatMakesNothingIsTold) {
+  const test::TestFolder plugin;
+  std::filesystem::copy_file(std::string(TEST_PLUGINS) + "/libhalfservice.so",
+                             plugin.file("libnothing.so"));
+  plugin.write("nothingservice.xml",
+               "<node><interface name='org.obexphone.NothingServiceIfc'/></node>");
+  startBus();
+  const Finished ended = run({"--phonebook", phonebook(), "--bus", bus().address(), "--plugin",
+                              plugin.file("libnothing.so"), "--service", "NothingService"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("createNothingService of " + plugin.file("libnothing.so") +
+                                   " made nothing"));
+}
+
+TEST_F(StartTest, aDescriptionThatIsNoneIsTold) {
+  const test::TestFolder plugin;
+  std::filesystem::copy_file(ECHO_PLUGIN, plugin.file("libechoservice.so"));
+  for (const char* text : {"", "<node>", "<node><interface name='other'/></node>", "\x01\xff"}) {
+    plugin.write("echoservice.xml", text);
+    const Finished ended = run({"--phonebook", phonebook(), "--plugin",
+                                plugin.file("libechoservice.so"), "--service", "EchoService"});
+    EXPECT_EQ(ended.exitCode, 1) << text;
+    EXPECT_THAT(ended.err, HasSubstr("phone-host: the description ")) << text;
+  }
+}
+
+TEST_F(StartTest, theLogGoesWhereItIsTold) {
+  startHost({"--log-file", folder().file("log"), "--log-level", "trace"});
+  client().call("fileEvent", "({'path': <'/data/images/x.png'>},)");
+  EXPECT_THAT(test::contentsOf(folder().file("log")), HasSubstr("file written"));
+  EXPECT_THAT(host().err(), Not(HasSubstr("file written")));
+}
+
+TEST_F(StartTest, levelsAreTakenAsNumbersToo) {
+  startHost({"--log-level", "5"});
+  client().call("fileEvent", "({'path': <'/data/images/x.png'>},)");
+  EXPECT_TRUE(host().waitForErr("file written"));
+}
+
+TEST_F(StartTest, onlyErrorsAreLoggedByDefault) {
+  startHost();
+  client().call("fileEvent", "({'path': <'/data/images/x.png'>},)");
+  client().call("failEvent");
+  EXPECT_TRUE(host().waitForErr("failEvent failed"));
+  EXPECT_THAT(host().err(), Not(HasSubstr("file written")));
+}
+
+TEST_F(StartTest, aLogFileThatCannotBeOpenedIsTold) {
+  const Finished ended = run({"--phonebook", phonebook(), "--log-file", "/nowhere/log"});
+  EXPECT_EQ(ended.exitCode, 1);
+  EXPECT_THAT(ended.err, HasSubstr("/nowhere/log"));
+}
+
+TEST_F(StartTest, thePhonebookIsInTheStateFolderForItsUserOnly) {
+  const auto host = launchPlain({{"XDG_STATE_HOME", folder().file("state")}});
+  ASSERT_TRUE(host->waitForOut("phone-host: ready")) << host->err();
+  EXPECT_EQ(stop(*host), 0);
+  EXPECT_TRUE(std::filesystem::exists(folder().file("state/obexphone/phonebook.db")));
+  struct stat status {};
+  ASSERT_EQ(stat(folder().file("state/obexphone").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0700U);
+}
+
+TEST_F(StartTest, withoutAStateFolderItIsInTheHomeFolder) {
+  for (const char* relative : {"", "relative/path"}) {
+    const auto host = launchPlain({{"XDG_STATE_HOME", relative}, {"HOME", folder().file("home")}});
+    ASSERT_TRUE(host->waitForOut("phone-host: ready")) << host->err();
+    EXPECT_EQ(stop(*host), 0);
+  }
+  EXPECT_TRUE(std::filesystem::exists(folder().file("home/.local/state/obexphone/phonebook.db")));
+}
+
+TEST_F(StartTest, aStateFolderThatCannotBeMadeIsTold) {
+  const auto host = launchPlain({{"XDG_STATE_HOME", "/dev/null/state"}});
+  EXPECT_EQ(host->wait(), 1);
+  EXPECT_THAT(host->err(), HasSubstr("/dev/null/state/obexphone"));
+}
+
+TEST_F(StartTest, aSecondTelephoneMaySharePhonebook) {
+  startHost();
+  const test::TestFolder other;
+  const test::PrivateBus otherBus(other);
+  Program second(folder(), "second",
+                 {PHONE_HOST, "--bus", otherBus.address(), "--phonebook", phonebook()}, {});
+  ASSERT_TRUE(second.waitForOut("phone-host: ready")) << second.err();
+  EXPECT_EQ(client().call("sayEvent", "({'n': <1>},)").values, "({'n': <1>},)");
+  EXPECT_EQ(stop(second), 0);
+}
+
+TEST_F(StartTest, itStartsAgainWithTheSamePhonebook) {
+  startHost();
+  stopHost();
+  startHost();
+  EXPECT_EQ(client().call("sayEvent", "({'n': <1>},)").values, "({'n': <1>},)");
+}
+
+TEST_F(StartTest, standardDescriptorsThatAreClosedAreOpened) {
+  const auto host = launchHostAfter("exec 0<&- 1>&- 2>&-");
+  ASSERT_TRUE(test::waitFor([&] {
+    return busctl({"status", "org.obexphone.Phone"}).exitCode == 0;
+  }));
+  for (const char* descriptor : {"0", "1", "2"}) {
+    const std::string link = "/proc/" + std::to_string(host->pid()) + "/fd/" + descriptor;
+    EXPECT_EQ(std::filesystem::read_symlink(link), "/dev/null") << link;
+  }
+  EXPECT_EQ(stop(*host), 0);
+}
+
+TEST_F(StartTest, oneStandardDescriptorThatIsClosedIsOpenedAndTheOthersStay) {
+  const auto host = launchHostAfter("exec 0<&-");
+  ASSERT_TRUE(host->waitForOut("phone-host: ready"));
+  EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(host->pid()) + "/fd/0"),
+            "/dev/null");
+  EXPECT_EQ(stop(*host), 0);
+}
+
+TEST_F(StartTest, itHasNoMoreDescriptorsThanSelectCanWatch) {
+  startHost();
+  EXPECT_EQ(fact("/limits", "Max open files"), "1024");
+}
+
+TEST_F(StartTest, itTakesAllDescriptorsThatItMay) {
+  const auto host = launchHostAfter("ulimit -S -n 64");
+  ASSERT_TRUE(host->waitForOut("phone-host: ready")) << host->err();
+  const std::string limits = test::contentsOf("/proc/" + std::to_string(host->pid()) + "/limits");
+  EXPECT_TRUE(std::regex_search(limits, std::regex("Max open files +1024 "))) << limits;
+  EXPECT_EQ(stop(*host), 0);
+}
+
+TEST_F(StartTest, whatItMakesIsNotForEverybodyToWrite) {
+  startHost();
+  EXPECT_EQ(fact("/status", "Umask"), "0022");
+}
+
+TEST_F(StartTest, aStricterMaskStays) {
+  const auto host = launchHostAfter("umask 077");
+  ASSERT_TRUE(host->waitForOut("phone-host: ready"));
+  EXPECT_THAT(test::contentsOf("/proc/" + std::to_string(host->pid()) + "/status"),
+              HasSubstr("Umask:\t0077"));
+  EXPECT_EQ(stop(*host), 0);
+}
+
+TEST_F(StartTest, aBrokenPipeIsNoReasonToEnd) {
+  startHost();
+  const unsigned long long ignored = std::stoull(fact("/status", "SigIgn"), nullptr, 16);
+  EXPECT_NE(ignored & (1ULL << (SIGPIPE - 1)), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,153 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+
+#include "tests/host/support/HostFixture.h"
+#include "tests/support/WaitFor.h"
+
+namespace {
+
+using test::Program;
+using testing::HasSubstr;
+
+constexpr const char* kNotInTime =
+    "phone-host: the service did not end within 4 seconds; ending without it\n";
+
+/// How phone-host ends.
+class StopTest : public test::HostFixture {
+ protected:
+  int endBy(int signal) {
+    host().signal(signal);
+    return host().wait();
+  }
+};
+
+TEST_F(StopTest, endsWellByEachSignalThatAsksForIt) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    startHost();
+    EXPECT_EQ(endBy(signal), 0) << signal;
+    EXPECT_THAT(host().err(), testing::Not(HasSubstr(kNotInTime)));
+  }
+}
+
+TEST_F(StopTest, aHangupThatIsIgnoredStaysIgnored) {
+  const auto host = launchHostAfter("trap '' HUP");
+  ASSERT_TRUE(host->waitForOut("phone-host: ready"));
+  host->signal(SIGHUP);
+  const auto other = newClient();
+  EXPECT_EQ(other->call("sayEvent", "({'n': <1>},)").values, "({'n': <1>},)");
+  host->signal(SIGTERM);
+  EXPECT_EQ(host->wait(), 0);
+}
+
+TEST_F(StopTest, anInterruptThatIsIgnoredForJobsInTheBackgroundEndsItAllTheSame) {
+  const auto host = launchHostAfter("trap '' INT");
+  ASSERT_TRUE(host->waitForOut("phone-host: ready"));
+  host->signal(SIGINT);
+  EXPECT_EQ(host->wait(), 0);
+}
+
+TEST_F(StopTest, endsWhileTheServiceBlocksForEver) {
+  startHost();
+  block();
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(endBy(SIGTERM), 3);
+  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(3500));
+  EXPECT_THAT(host().err(), HasSubstr(kNotInTime));
+}
+
+TEST_F(StopTest, waitsForAMessageThatEndsInTime) {
+  startHost();
+  const auto waiting = block();
+  host().signal(SIGTERM);
+  release();
+  EXPECT_EQ(host().wait(), 0);
+  EXPECT_EQ(client().wait(waiting).error, "");
+}
+
+TEST_F(StopTest, aSecondSignalEndsItAtOnce) {
+  startHost();
+  block();
+  host().signal(SIGTERM);
+  // The first is seen when the telephone refuses further messages.
+  ASSERT_TRUE(test::waitFor([&] { return client().call("sayEvent").error != ""; }));
+  EXPECT_EQ(endBy(SIGINT), 3);
+  EXPECT_THAT(host().err(), HasSubstr("asked to stop a second time; ending at once"));
+}
+
+TEST_F(StopTest, messagesThatWaitAreToldThatItStops) {
+  startHost();
+  block();
+  const auto queued = client().send("sayEvent");
+  ASSERT_TRUE(test::waitFor([&] { return client().status("queued") == "1"; }));
+  host().signal(SIGTERM);
+  const auto answer = client().wait(queued);
+  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.Failed");
+  EXPECT_THAT(answer.sentence, HasSubstr("the telephone is stopping"));
+  release();
+  EXPECT_EQ(host().wait(), 0);
+}
+
+TEST_F(StopTest, whoWaitsForAServiceThatBlocksLearnsOfTheEnd) {
+  startHost();
+  const auto waiting = block();
+  EXPECT_EQ(endBy(SIGTERM), 3);
+  EXPECT_EQ(client().wait(waiting).error, "org.freedesktop.DBus.Error.NoReply");
+}
+
+TEST_F(StopTest, theServicesThreadsMayTellUntilTheyAreJoined) {
+  startHost();
+  client().call("subscribeEvent");
+  client().call("tellLaterEvent", "({'text': <'x'>, 'count': <5000>},)");
+  EXPECT_EQ(endBy(SIGTERM), 0);
+  EXPECT_TRUE(client().waitUntilHeard(5000));
+}
+
+TEST_F(StopTest, endsWithObserversThatItsServiceClingsTo) {
+  startHost();
+  auto leaving = newClient();
+  leaving->call("subscribeEvent");
+  client().call("subscribeEvent");
+  client().call("clingEvent");
+  leaving.reset();
+  ASSERT_TRUE(host().waitForErr("still holds the proxy"));
+  EXPECT_EQ(endBy(SIGTERM), 0);
+}
+
+TEST_F(StopTest, aSignalDuringTheStartEndsItToo) {
+  const auto host = launchHost();
+  // Blocked from the first line of main on, so that none is lost or fatal.
+  ASSERT_TRUE(test::waitFor([&] {
+    return test::contentsOf("/proc/" + std::to_string(host->pid()) + "/comm") == "phone-host\n" &&
+           test::contentsOf("/proc/" + std::to_string(host->pid()) + "/status")
+                   .find("SigBlk:\t0000000000000000") == std::string::npos;
+  }));
+  host->signal(SIGTERM);
+  EXPECT_EQ(host->wait(), 0) << host->err();
+}
+
+TEST_F(StopTest, receivingWithoutBluetoothDoesNotKeepItFromEnding) {
+  const int socket = ::socket(AF_BLUETOOTH, SOCK_STREAM, 3);
+  if (socket >= 0) {
+    ::close(socket);
+    GTEST_SKIP() << "this machine has Bluetooth";
+  }
+  startBus();
+  Program host(folder(), "obex", {PHONE_HOST, "--bus", bus().address(), "--phonebook", phonebook()},
+               {});
+  ASSERT_TRUE(host.waitForOut("phone-host: ready")) << host.err();
+  EXPECT_THAT(host.err(), HasSubstr("phone-host: there is no Bluetooth on this machine"));
+  const auto on = busctl({"call", "org.obexphone.Phone", "/org/obexphone/OBEXService",
+                          "org.obexphone.OBEXServiceIfc", "obexEnableEvent", "a{sv}", "1",
+                          "obexEnableParam", "b", "true"});
+  EXPECT_EQ(on.exitCode, 0) << on.err;
+  host.signal(SIGTERM);
+  EXPECT_EQ(host.wait(), 3) << host.err();
+  EXPECT_THAT(host.err(), HasSubstr(kNotInTime));
+}
+
+}  // namespace

@@ -1,0 +1,86 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/directory/DirectoryClient.h"
+#include "tests/host/support/HostFixture.h"
+
+namespace {
+
+using host::Column;
+using host::DirectoryAnswer;
+using host::DirectoryClient;
+using testing::HasSubstr;
+
+/// The phonebook as other programs reach it.
+class DirectoryObjectTest : public test::HostFixture {
+ protected:
+  void SetUp() override { startHost(); }
+
+  test::BusClient::Answer call(GVariant* arguments) {
+    return client().callObject("/org/obexphone/DirectoryService",
+                               "org.obexphone.DirectoryServiceIfc", "handleRequest", arguments);
+  }
+  /// Sends the bytes of a request and reads those of the answer.
+  DirectoryAnswer ask(const std::string& request) {
+    GVariant* bytes =
+        g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.data(), request.size(), 1);
+    const auto answer = call(g_variant_new_tuple(&bytes, 1));
+    EXPECT_EQ(answer.error, "") << answer.sentence;
+    GVariant* body = g_variant_ref_sink(test::parseValue(answer.values));
+    GVariant* child = g_variant_get_child_value(body, 0);
+    gsize size = 0;
+    const auto* data = static_cast<const char*>(g_variant_get_fixed_array(child, &size, 1));
+    const std::string text(data, size);
+    g_variant_unref(child);
+    g_variant_unref(body);
+    return DirectoryClient::parseAnswer(text);
+  }
+};
+
+TEST_F(DirectoryObjectTest, anEntryIsWrittenAndRead) {
+  EXPECT_EQ(ask(DirectoryClient::writeRequest({{Column::Surname, "Berg"}})).kind,
+            DirectoryAnswer::Kind::Written);
+  const auto answer = ask(DirectoryClient::listRequest({Column::Surname}));
+  ASSERT_EQ(answer.entries.size(), 1U);
+  EXPECT_EQ(answer.entries[0].value(Column::Surname), "Berg");
+}
+
+TEST_F(DirectoryObjectTest, textsThatAreNotUtf8ComeBackUnchanged) {
+  ask(DirectoryClient::writeRequest({{Column::Surname, "caf\xe9 \x01"}}));
+  const auto answer = ask(DirectoryClient::listRequest({Column::Surname}));
+  ASSERT_EQ(answer.entries.size(), 1U);
+  EXPECT_EQ(answer.entries[0].value(Column::Surname), "caf\xe9 \x01");
+}
+
+TEST_F(DirectoryObjectTest, nonsenseIsAFailureAndNoError) {
+  EXPECT_EQ(ask("nonsense").kind, DirectoryAnswer::Kind::Failure);
+  EXPECT_EQ(ask("").kind, DirectoryAnswer::Kind::Failure);
+}
+
+TEST_F(DirectoryObjectTest, otherArgumentsAreRefused) {
+  EXPECT_EQ(call(g_variant_new("(s)", "text")).error, "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_EQ(call(nullptr).error, "org.freedesktop.DBus.Error.InvalidArgs");
+}
+
+TEST_F(DirectoryObjectTest, otherMethodsAreUnknown) {
+  EXPECT_EQ(client()
+                .callObject("/org/obexphone/DirectoryService", "org.obexphone.DirectoryServiceIfc",
+                            "erase", "(b'x',)")
+                .error,
+            "org.freedesktop.DBus.Error.UnknownMethod");
+}
+
+TEST_F(DirectoryObjectTest, anAnswerThatTheBusWouldNotTakeIsAnErrorWithAWayOut) {
+  const std::string large(1 << 20, 'x');
+  for (int i = 0; i < 33; ++i)
+    ask(DirectoryClient::writeRequest({{Column::Surname, large + std::to_string(i)}}));
+  const std::string request = DirectoryClient::listRequest({Column::Surname});
+  GVariant* bytes =
+      g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.data(), request.size(), 1);
+  const auto answer = call(g_variant_new_tuple(&bytes, 1));
+  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.LimitsExceeded");
+  EXPECT_THAT(answer.sentence, HasSubstr("the bus takes no more than"));
+  EXPECT_EQ(ask(DirectoryClient::listRequest({Column::Id})).entries.size(), 33U);
+}
+
+}  // namespace

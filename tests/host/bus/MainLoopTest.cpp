@@ -1,0 +1,75 @@
+#include "host/bus/MainLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using host::MainLoop;
+
+TEST(MainLoopTest, runsTasksInOrderOnItsThread) {
+  MainLoop loop;
+  std::string trace;
+  const auto own = std::this_thread::get_id();
+  std::thread other([&] {
+    for (const char letter : {'a', 'b', 'c'})
+      loop.post([&trace, letter, own] {
+        EXPECT_EQ(std::this_thread::get_id(), own);
+        trace += letter;
+      });
+    loop.post([&loop] { loop.quit(); });
+  });
+  loop.run();
+  other.join();
+  EXPECT_EQ(trace, "abc");
+}
+
+TEST(MainLoopTest, aTaskMayPostAnother) {
+  MainLoop loop;
+  bool second = false;
+  loop.post([&] {
+    loop.post([&] {
+      second = true;
+      loop.quit();
+    });
+  });
+  loop.run();
+  EXPECT_TRUE(second);
+}
+
+TEST(MainLoopTest, quittingBeforeItRunsCounts) {
+  MainLoop loop;
+  loop.quit();
+  loop.run();
+  SUCCEED() << "it returned";
+}
+
+TEST(MainLoopTest, manyThreadsMayPost) {
+  MainLoop loop;
+  int count = 0;
+  const auto post = [&] {
+    for (int i = 0; i < 1000; ++i)
+      loop.post([&] {
+        if (++count == 2000) loop.quit();
+      });
+  };
+  std::thread first(post);
+  std::thread second(post);
+  loop.run();
+  first.join();
+  second.join();
+  EXPECT_EQ(count, 2000);
+}
+
+TEST(MainLoopTest, tasksThatWereNotRunAreDropped) {
+  const auto alive = std::make_shared<int>(0);
+  {
+    MainLoop loop;
+    loop.post([alive] { FAIL(); });
+    EXPECT_EQ(alive.use_count(), 2);
+  }
+  EXPECT_EQ(alive.use_count(), 1);
+}
+
+}  // namespace
