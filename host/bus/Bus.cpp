@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/bus/MessageFilter.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
@@ -64,8 +65,14 @@ std::string Bus::describe() const {
 
 std::string Bus::address() const {
   if (m_where != "session" && m_where != "system") return m_where;
-  const auto type = m_where == "session" ? Gio::DBus::BusType::SESSION : Gio::DBus::BusType::SYSTEM;
-  return Gio::DBus::Address::get_for_bus_sync(type);
+  const GBusType type = m_where == "session" ? G_BUS_TYPE_SESSION : G_BUS_TYPE_SYSTEM;
+  GError* error = nullptr;
+  // The C function: its wrapper loses the text.
+  char* const found = g_dbus_address_get_for_bus_sync(type, nullptr, &error);
+  if (found == nullptr) throw Gio::Error(error);
+  std::string address = found;
+  g_free(found);
+  return address;
 }
 
 Bus::Connection Bus::connect() const {
@@ -97,10 +104,11 @@ void Bus::open() {
 void Bus::offerObjects() {
   m_gate = std::make_shared<CallGate>(m_names, m_queue, m_notifier);
   // GIO's thread may be in the filter while it is removed, so the filter shares the gate.
-  m_connection->add_filter([gate = m_gate](const Connection& connection,
-                                           const Glib::RefPtr<Gio::DBus::Message>& message,
-                                           bool incoming) {
-    return incoming ? gate->filter(connection, message) : message;
+  addMessageFilter(m_connection->gobj(), [gate = m_gate](GDBusConnection* connection,
+                                                         GDBusMessage* message, bool incoming) {
+    if (!incoming) return message;
+    const auto passed = gate->filter(Glib::wrap(connection, true), Glib::wrap(message));
+    return passed ? passed->gobj_copy() : nullptr;
   });
   try {
     for (BusObject* object : m_objects) object->exportOn(m_connection);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <thread>
 
@@ -24,6 +25,16 @@ void listenOnce() {
 
 class ConcurrencyTest : public RadioTest {};
 
+// The thread sanitizer's own allocator may be locked for ever in a process that was forked while
+// another thread used it.
+#if defined(__SANITIZE_THREAD__)
+#define PHONE_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define PHONE_THREAD_SANITIZER 1
+#endif
+#endif
+
 TEST_F(ConcurrencyTest, ManyThreadsCallOneListener) {
   constexpr int kThreads = 4;
   constexpr int kCalls = 50;
@@ -42,10 +53,15 @@ TEST_F(ConcurrencyTest, ManyThreadsCallOneListener) {
   for (std::thread& caller : callers) caller.join();
 }
 
+#ifndef PHONE_THREAD_SANITIZER
 TEST_F(ConcurrencyTest, ChildrenForkedWhileOthersListenCanListenThemselves) {
   std::atomic<bool> done{false};
   std::thread busy([&] {
-    while (!done) listenOnce();
+    while (!done) {
+      listenOnce();
+      // Who waits for the folder's lock only looks at times, and would hardly ever find it free.
+      std::this_thread::sleep_for(std::chrono::microseconds(300));
+    }
   });
   for (int i = 0; i < 50; ++i) {
     Process::fork(kPeer, [] { Listener(0); }).ExpectSuccess();
@@ -53,6 +69,7 @@ TEST_F(ConcurrencyTest, ChildrenForkedWhileOthersListenCanListenThemselves) {
   done = true;
   busy.join();
 }
+#endif
 
 TEST_F(ConcurrencyTest, ASignalHandlerMayListenWhileTheProgramDoes) {
   struct sigaction action = {};

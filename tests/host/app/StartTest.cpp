@@ -86,7 +86,7 @@ TEST_F(StartTest, theSessionBusIsTheDefault) {
       {.environment = {{"DBUS_SESSION_BUS_ADDRESS", bus().address()}}});
   EXPECT_TRUE(host.waitForOut("phone-host: ready on the session bus as org.obexphone.Phone\n"))
       << host.err();
-  EXPECT_EQ(stop(host), 0);
+  EXPECT_EQ(stop(host), 0) << host.err();
 }
 
 TEST_F(StartTest, aMachineWithoutASessionBusIsTold) {

@@ -1,5 +1,6 @@
 #include "tests/host/support/BusClient.h"
 
+#include <atomic>
 #include <stdexcept>
 
 #include "tests/support/WaitFor.h"
@@ -14,6 +15,13 @@ struct BusClientState {
 };
 
 namespace {
+
+/// GIO hands it to its thread under a lock that the thread sanitizer can't see; so it is handed
+/// over by `ready` as well.
+struct SharedState {
+  std::shared_ptr<BusClientState> state;
+  std::atomic<bool> ready{false};
+};
 
 constexpr const char* kPhone = "org.obexphone.Phone";
 constexpr const char* kService = "/org/obexphone/EchoService";
@@ -49,10 +57,16 @@ void keepNotification(BusClientState& state, GDBusMessage* message) {
   state.notifications.push_back(std::move(notification));
 }
 
+SharedState& takeOver(gpointer data) {
+  auto& shared = *static_cast<SharedState*>(data);
+  static_cast<void>(shared.ready.load(std::memory_order_acquire));
+  return shared;
+}
+
 /// On GIO's thread. Questions of the kind that every D-Bus library answers go on to GIO.
 GDBusMessage* filter(GDBusConnection*, GDBusMessage* message, gboolean incoming, gpointer data) {
   if (incoming == FALSE) return message;
-  BusClientState& state = **static_cast<std::shared_ptr<BusClientState>*>(data);
+  BusClientState& state = *takeOver(data).state;
   const GDBusMessageType type = g_dbus_message_get_message_type(message);
   if (type == G_DBUS_MESSAGE_TYPE_METHOD_RETURN || type == G_DBUS_MESSAGE_TYPE_ERROR) {
     keepAnswer(state, message);
@@ -66,7 +80,7 @@ GDBusMessage* filter(GDBusConnection*, GDBusMessage* message, gboolean incoming,
   return nullptr;
 }
 
-void freeState(gpointer data) { delete static_cast<std::shared_ptr<BusClientState>*>(data); }
+void freeState(gpointer data) { delete &takeOver(data); }
 
 GDBusConnection* connectTo(const std::string& address) {
   GError* error = nullptr;
@@ -94,7 +108,9 @@ GVariant* parseValue(const std::string& text) {
 
 BusClient::BusClient(const std::string& address)
     : m_connection(connectTo(address)), m_state(std::make_shared<BusClientState>()) {
-  g_dbus_connection_add_filter(m_connection, filter, new std::shared_ptr(m_state), freeState);
+  auto* const shared = new SharedState{m_state};
+  shared->ready.store(true, std::memory_order_release);
+  g_dbus_connection_add_filter(m_connection, filter, shared, freeState);
 }
 
 BusClient::~BusClient() {
