@@ -4,14 +4,18 @@
 
 #include <algorithm>
 #include <ios>
+#include <memory>
 #include <new>
 #include <utility>
 
+#include "CARD_Creator.h"
+#include "CARD_Sender.h"
 #include "OBEXServer.h"
 #include "Trace.h"
 #include "framework/ClientUtils.h"
 #include "framework/Context.h"
 #include "framework/DirectoryServiceIfc.h"
+#include "framework/GPALSleep.h"
 #include "framework/GPALThreadPriority.h"
 #include "framework/MobilityServiceIfc.h"
 #include "framework/MultiByteString.h"
@@ -27,6 +31,7 @@ const std::string LDAP_PICTURE = "/tmp/ldappic";
 constexpr int kForEver = -1;
 constexpr int kThreadPriority = 1;
 constexpr useconds_t kPauseBeforeOutcome = 500000;
+constexpr int kPauseBetweenRounds = 500;  // milliseconds
 constexpr std::size_t kInfoCharacters = 24;
 
 const std::string READ_REQUEST_HEAD =
@@ -330,8 +335,30 @@ void OBEXService::sendVCard(const std::string& address, int channel) {
     LOG_ERROR("\tvCard queue empty! Shouldn't be...");
     return;
   }
-  vCardSendErr();
+  CARD_Creator creator;
+  const std::string card = creator.createVCard(*contactQueue.front());
+  TRACE("\tCreated vCARD\n%s\n", card.c_str());
+  auto sender = std::make_unique<CARD_Sender>(card, address, channel, createRemoteFilename());
+  if (push(*sender)) {
+    vCardSendSucc();
+    delete contactQueue.front();
+    contactQueue.pop();
+    sendContact();
+  } else {
+    vCardSendErr();
+  }
+  sender.reset();
   TRACE_EXIT("sendVCard");
+}
+
+/// Lets the sender work, and waits for its end. A sender that could not be started has no error.
+bool OBEXService::push(CARD_Sender& sender) {
+  unsigned long threadId = 0;
+  const bool spawned =
+      threader.spawn(threadId, &sender, "", GPALThreadPriority(kThreadPriority), 0);
+  TRACE("\tspawning thread with result %d", spawned ? 1 : 0);
+  sender.waitForThreadCompletion();
+  return sender.getError() == 0;
 }
 
 void OBEXService::cancelVCard() {
@@ -347,6 +374,24 @@ void OBEXService::cancelVCard() {
 void OBEXService::cancelTransmission() {
   TRACE_ENTRY("cancelTransmission");
   TRACE_EXIT("cancelTransmission");
+}
+
+/// Twice: a part of the user interface that takes no text waits for the first.
+void OBEXService::vCardSendSucc() {
+  TRACE_ENTRY("vCardSendSucc");
+  observerLock.take(kForEver);
+  obex_phonebook_data_t* contact = contactQueue.front();
+  for (OBEXServiceObserverIfc* observer : observers) {
+    TRACE("\tsending empty SUCC information to notify admin phonelet.");
+    observer->vCardSendSucc("");
+  }
+  GPALSleep().milliSleep(kPauseBetweenRounds);
+  for (OBEXServiceObserverIfc* observer : observers) {
+    TRACE("\tsending SUCC information.");
+    observer->vCardSendSucc(createInfoString(contact));
+  }
+  observerLock.give();
+  TRACE_EXIT("vCardSendSucc");
 }
 
 void OBEXService::vCardSendErr() {

@@ -12,6 +12,7 @@
 #include "framework/Service.h"
 #include "framework/Threader.h"
 
+class CARD_Sender;
 class Context;
 class DirectoryServiceIfc;
 class MobilityServiceIfc;
@@ -88,6 +89,7 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
   void startServer();
   void stopServer();
   std::string createReadRequest(const std::string& message);
+  bool push(CARD_Sender& sender);
   void vCardSendSucc();
   void vCardSendErr();
 

@@ -5,6 +5,8 @@ target_link_libraries(foreign_binary PRIVATE phone_options)
 
 phone_add_test(service_tests
   SOURCES
+    CARD_CreatorTest.cpp
+    CARD_SenderTest.cpp
     ContactSendingTest.cpp
     EventHandlerTest.cpp
     InvokerTest.cpp

@@ -1,0 +1,186 @@
+#include "CARD_Creator.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "OBEXServiceIfc.h"
+#include "Trace.h"
+
+namespace {
+
+constexpr const char* kLogComponent = "VCARD Parser";
+constexpr const char* kLogSource = "CARD_Creator";
+
+const std::string LINE_END = "\r\n";
+const std::string SEPARATOR = ";";
+const std::string DATA_SEPARATOR = ":";
+const std::string BASE64_ALPHABET =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+const std::string kPictureDirectory = "/data/images/";
+constexpr std::size_t kMaxPicture = 102400;
+
+/// The line of a text property, empty without a value.
+std::string textProperty(const std::string& name, const std::string& value) {
+  if (value.empty()) return {};
+  return name + SEPARATOR + "CHARSET=UTF-8" + DATA_SEPARATOR + value + LINE_END;
+}
+
+}  // namespace
+
+CARD_Creator::CARD_Creator() {
+  TRACE_ENTRY("CARD_Creator");
+  TRACE_EXIT("CARD_Creator");
+}
+
+CARD_Creator::~CARD_Creator() {
+  TRACE_ENTRY("~CARD_Creator");
+  TRACE_EXIT("~CARD_Creator");
+}
+
+std::string CARD_Creator::createVCard(const obex_phonebook_data_t& contact) {
+  TRACE_ENTRY("createVCard");
+  std::string card = prolog();
+  card += addName(contact.firstname, contact.surname);
+  card += addOffice(contact.office, contact.defaultnumber == "Office");
+  card += addOffice(contact.office2, contact.defaultnumber == "Office2");
+  card += addMobile(contact.mobile, contact.defaultnumber == "Mobile");
+  card += addPrivate(contact.privatenumber, contact.defaultnumber == "Private");
+  card += addAddress(contact.address);
+  card += addAddress(contact.address2);
+  card += addEmail(contact.email);
+  card += addCompany(contact.company);
+  card += addJobFunction(contact.jobfunction);
+  card += addPicture(contact.picture);
+  card += epilog();
+  TRACE("\tvCard created: %s", card.c_str());
+  TRACE_EXIT("createVCard");
+  return card;
+}
+
+// The blank behind the colon is what other telephones have always been sent.
+std::string CARD_Creator::prolog() {
+  TRACE_ENTRY("prolog");
+  TRACE_EXIT("prolog");
+  return "BEGIN:VCARD" + LINE_END + "VERSION: 2.1" + LINE_END;
+}
+
+std::string CARD_Creator::epilog() {
+  TRACE_ENTRY("epilog");
+  TRACE_EXIT("epilog");
+  return "END:VCARD" + LINE_END;
+}
+
+std::string CARD_Creator::addName(const std::string& first, const std::string& last) {
+  TRACE_ENTRY("addName");
+  std::string line;
+  if (!first.empty() || !last.empty()) {
+    line = textProperty("N", last + SEPARATOR + first + SEPARATOR + SEPARATOR + SEPARATOR);
+  }
+  TRACE_EXIT("addName");
+  return line;
+}
+
+std::string CARD_Creator::addPhoneNumber(const std::string& type, const std::string& number,
+                                         bool preferred) {
+  TRACE_ENTRY("addPhoneNumber");
+  std::string line;
+  if (!number.empty()) {
+    line = "TEL" + SEPARATOR + "VOICE" + SEPARATOR + type;
+    if (preferred) line += SEPARATOR + "PREF";
+    line += DATA_SEPARATOR + number + LINE_END;
+  }
+  TRACE_EXIT("addPhoneNumber");
+  return line;
+}
+
+std::string CARD_Creator::addOffice(const std::string& number, bool preferred) {
+  TRACE_ENTRY("addOffice");
+  std::string line = addPhoneNumber("WORK", number, preferred);
+  TRACE_EXIT("addOffice");
+  return line;
+}
+
+std::string CARD_Creator::addMobile(const std::string& number, bool preferred) {
+  TRACE_ENTRY("addMobile");
+  std::string line = addPhoneNumber("CELL", number, preferred);
+  TRACE_EXIT("addMobile");
+  return line;
+}
+
+std::string CARD_Creator::addPrivate(const std::string& number, bool preferred) {
+  TRACE_ENTRY("addPrivate");
+  std::string line = addPhoneNumber("HOME", number, preferred);
+  TRACE_EXIT("addPrivate");
+  return line;
+}
+
+std::string CARD_Creator::addAddress(const std::string& value) {
+  TRACE_ENTRY("addAddress");
+  TRACE_EXIT("addAddress");
+  return textProperty("ADR", value);
+}
+
+std::string CARD_Creator::addEmail(const std::string& value) {
+  TRACE_ENTRY("addEmail");
+  TRACE_EXIT("addEmail");
+  return textProperty("EMAIL" + SEPARATOR + "INTERNET", value);
+}
+
+std::string CARD_Creator::addCompany(const std::string& value) {
+  TRACE_ENTRY("addCompany");
+  TRACE_EXIT("addCompany");
+  return textProperty("ORG", value);
+}
+
+std::string CARD_Creator::addJobFunction(const std::string& value) {
+  TRACE_ENTRY("addJobFunction");
+  TRACE_EXIT("addJobFunction");
+  return textProperty("TITLE", value);
+}
+
+std::string CARD_Creator::addPicture(const std::string& path) {
+  TRACE_ENTRY("addPicture");
+  const bool isWhole = path.find(kPictureDirectory) != std::string::npos;
+  const std::string file = isWhole ? path : kPictureDirectory + path;
+  std::string property;
+  TRACE("\tFile to read: %s", file.c_str());
+  // Not to wait for a writer where the path names a pipe.
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor == 0) {
+    LOG_ERROR("\tcannot open file");
+  } else {
+    // A file that could not be opened is told by the read, as one that is empty.
+    std::array<char, kMaxPicture> buffer;
+    const auto length = static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
+    TRACE("\tfile length: %d\n", length);
+    if (length <= 0) {
+      LOG_ERROR("\terror during reading file.");
+    } else {
+      property = "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64Encode(buffer.data(), length) +
+                 LINE_END + "\n";
+    }
+  }
+  if (descriptor >= 0) close(descriptor);
+  TRACE_EXIT("addPicture");
+  return property;
+}
+
+std::string CARD_Creator::base64Encode(const char* data, int length) {
+  TRACE_ENTRY("base64Encode");
+  std::string text;
+  if (length > 0) text.reserve((static_cast<std::size_t>(length) + 2) / 3 * 4);
+  const auto* in = reinterpret_cast<const unsigned char*>(data);
+  for (int left = length; left > 0; left -= 3, in += 3) {
+    const unsigned second = left > 1 ? in[1] : 0U;
+    const unsigned third = left > 2 ? in[2] : 0U;
+    text += BASE64_ALPHABET[in[0] >> 2];
+    text += BASE64_ALPHABET[(in[0] & 3U) << 4 | second >> 4];
+    text += left > 1 ? BASE64_ALPHABET[(second & 15U) << 2 | third >> 6] : '=';
+    text += left > 2 ? BASE64_ALPHABET[third & 63U] : '=';
+  }
+  TRACE_EXIT("base64Encode");
+  return text;
+}

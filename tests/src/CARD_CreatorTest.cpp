@@ -1,0 +1,238 @@
+// A contact as the text of a card.
+
+#include "src/CARD_Creator.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "src/OBEXServiceIfc.h"
+#include "tests/support/LogRecorder.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string kEmptyCard = "BEGIN:VCARD\r\nVERSION: 2.1\r\nEND:VCARD\r\n";
+
+class CARD_CreatorTest : public ::testing::Test {
+ protected:
+  ~CARD_CreatorTest() override { std::filesystem::remove(PicturePath()); }
+
+  std::string Card() { return creator.createVCard(contact); }
+  /// The lines between the first two and the last.
+  std::string Lines() {
+    const std::string card = Card();
+    const std::string head = "BEGIN:VCARD\r\nVERSION: 2.1\r\n";
+    const std::string tail = "END:VCARD\r\n";
+    EXPECT_THAT(card, StartsWith(head));
+    EXPECT_THAT(card, EndsWith(tail));
+    return card.substr(head.size(), card.size() - head.size() - tail.size());
+  }
+  std::string Base64(const std::string& data) {
+    return creator.base64Encode(data.data(), static_cast<int>(data.size()));
+  }
+  std::string PictureName() { return "creatorTest" + std::to_string(getpid()) + ".jpg"; }
+  std::string PicturePath() { return "/data/images/" + PictureName(); }
+  void WritePicture(const std::string& data) {
+    std::ofstream(PicturePath(), std::ios::binary)
+        .write(data.data(), static_cast<long>(data.size()));
+  }
+
+  obex_phonebook_data_t contact;
+  CARD_Creator creator;
+};
+
+TEST_F(CARD_CreatorTest, AnEmptyRecordIsAnEmptyCard) { EXPECT_EQ(Card(), kEmptyCard); }
+
+TEST_F(CARD_CreatorTest, EveryFieldHasItsLineAndPlace) {
+  contact.firstname = "Anna";
+  contact.surname = "Berg";
+  contact.defaultnumber = "Mobile";
+  contact.office = "1";
+  contact.office2 = "2";
+  contact.mobile = "3";
+  contact.privatenumber = "4";
+  contact.email = "a@b";
+  contact.address = "Street 1";
+  contact.address2 = "Street 2";
+  contact.company = "Acme";
+  contact.jobfunction = "Boss";
+  EXPECT_EQ(Lines(),
+            "N;CHARSET=UTF-8:Berg;Anna;;;\r\nTEL;VOICE;WORK:1\r\nTEL;VOICE;WORK:2\r\n"
+            "TEL;VOICE;CELL;PREF:3\r\nTEL;VOICE;HOME:4\r\nADR;CHARSET=UTF-8:Street 1\r\n"
+            "ADR;CHARSET=UTF-8:Street 2\r\nEMAIL;INTERNET;CHARSET=UTF-8:a@b\r\n"
+            "ORG;CHARSET=UTF-8:Acme\r\nTITLE;CHARSET=UTF-8:Boss\r\n");
+}
+
+TEST_F(CARD_CreatorTest, ASurnameAloneKeepsFiveComponents) {
+  contact.surname = "Doe";
+  EXPECT_EQ(Lines(), "N;CHARSET=UTF-8:Doe;;;;\r\n");
+}
+
+TEST_F(CARD_CreatorTest, AGivenNameAloneKeepsFiveComponents) {
+  contact.firstname = "Ann";
+  EXPECT_EQ(Lines(), "N;CHARSET=UTF-8:;Ann;;;\r\n");
+}
+
+TEST_F(CARD_CreatorTest, OnlyTheNumberThatIsNamedIsPreferred) {
+  contact.office = "1";
+  contact.office2 = "2";
+  contact.defaultnumber = "Office2";
+  EXPECT_EQ(Lines(), "TEL;VOICE;WORK:1\r\nTEL;VOICE;WORK;PREF:2\r\n");
+  contact.defaultnumber = "Office";
+  EXPECT_EQ(Lines(), "TEL;VOICE;WORK;PREF:1\r\nTEL;VOICE;WORK:2\r\n");
+  contact.defaultnumber = "office";
+  EXPECT_THAT(Lines(), Not(HasSubstr("PREF")));
+}
+
+TEST_F(CARD_CreatorTest, APrivateNumberMayBePreferred) {
+  contact.privatenumber = "4";
+  contact.defaultnumber = "Private";
+  EXPECT_EQ(Lines(), "TEL;VOICE;HOME;PREF:4\r\n");
+}
+
+TEST_F(CARD_CreatorTest, APreferredNumberThatIsEmptyLeavesNothing) {
+  contact.defaultnumber = "Mobile";
+  EXPECT_EQ(Card(), kEmptyCard);
+}
+
+TEST_F(CARD_CreatorTest, ValuesAreWrittenAsTheyAre) {
+  contact.address = "a;b:c\r\nd\\e";
+  EXPECT_EQ(Lines(), "ADR;CHARSET=UTF-8:a;b:c\r\nd\\e\r\n");
+}
+
+TEST_F(CARD_CreatorTest, Base64PadsToFourCharacters) {
+  EXPECT_EQ(Base64(""), "");
+  EXPECT_EQ(Base64("f"), "Zg==");
+  EXPECT_EQ(Base64("fo"), "Zm8=");
+  EXPECT_EQ(Base64("foo"), "Zm9v");
+  EXPECT_EQ(Base64("foob"), "Zm9vYg==");
+  EXPECT_EQ(Base64("\xfb\xff\xbf"), "+/+/");
+}
+
+TEST_F(CARD_CreatorTest, APictureOfThreeBytesNeedsNoPadding) {
+  WritePicture("foo");
+  contact.picture = PictureName();
+  EXPECT_EQ(Lines(), "PHOTO;ENCODING=BASE64;TYPE=JPEG:Zm9v\r\n\n");
+}
+
+TEST_F(CARD_CreatorTest, APictureMayBeGivenByItsPath) {
+  WritePicture("f");
+  contact.picture = PicturePath();
+  EXPECT_EQ(Lines(), "PHOTO;ENCODING=BASE64;TYPE=JPEG:Zg==\r\n\n");
+}
+
+TEST_F(CARD_CreatorTest, APathThatNamesTheFolderAnywhereIsTakenAsItStands) {
+  LogRecorder log;
+  contact.picture = "/nowhere/data/images/x.jpg";
+  EXPECT_EQ(Card(), kEmptyCard);
+  EXPECT_TRUE(log.has("\tFile to read: /nowhere/data/images/x.jpg"));
+}
+
+TEST_F(CARD_CreatorTest, OfALargePictureTheFirst102400BytesAreSent) {
+  for (const std::size_t size : {102399U, 102400U, 102401U, 200000U}) {
+    std::string picture(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) picture[i] = static_cast<char>(i * 7 + i / 256);
+    WritePicture(picture);
+    contact.picture = PictureName();
+    const std::string sent = picture.substr(0, 102400);
+    EXPECT_EQ(Lines(), "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + Base64(sent) + "\r\n\n") << size;
+    EXPECT_EQ(Base64(sent).size(), (sent.size() + 2) / 3 * 4);
+  }
+}
+
+TEST_F(CARD_CreatorTest, WithoutAPictureTheReadIsReported) {
+  LogRecorder log;
+  Card();
+  EXPECT_THAT(log.texts(2), ElementsAre("\terror during reading file."));
+  EXPECT_TRUE(log.has("\tFile to read: /data/images/"));
+  EXPECT_TRUE(log.has("\tfile length: -1\n"));
+}
+
+TEST_F(CARD_CreatorTest, AMissingPictureIsReportedByItsReadToo) {
+  LogRecorder log;
+  contact.picture = "no such picture.jpg";
+  EXPECT_EQ(Card(), kEmptyCard);
+  EXPECT_THAT(log.texts(2), ElementsAre("\terror during reading file."));
+}
+
+TEST_F(CARD_CreatorTest, AnEmptyPictureIsLeftOut) {
+  WritePicture("");
+  contact.picture = PictureName();
+  LogRecorder log;
+  EXPECT_EQ(Card(), kEmptyCard);
+  EXPECT_TRUE(log.has("\tfile length: 0\n"));
+}
+
+TEST_F(CARD_CreatorTest, APipeInThePicturesPlaceDoesNotBlock) {
+  ASSERT_EQ(mkfifo(PicturePath().c_str(), 0600), 0);
+  contact.picture = PictureName();
+  EXPECT_EQ(Card(), kEmptyCard);
+}
+
+TEST_F(CARD_CreatorTest, OnlyDescriptorZeroCountsAsNotOpened) {
+  WritePicture("foo");
+  contact.picture = PictureName();
+  const int input = dup(0);
+  close(0);
+  LogRecorder log;
+  const std::string card = Card();
+  EXPECT_EQ(fcntl(0, F_GETFD), -1) << "the descriptor is free again";
+  dup2(input, 0);
+  close(input);
+  EXPECT_EQ(card, kEmptyCard);
+  EXPECT_THAT(log.texts(2), ElementsAre("\tcannot open file"));
+}
+
+TEST_F(CARD_CreatorTest, NoDescriptorStaysOpen) {
+  const int before = dup(0);
+  close(before);
+  Card();
+  WritePicture("foo");
+  contact.picture = PictureName();
+  Card();
+  const int after = dup(0);
+  close(after);
+  EXPECT_EQ(after, before);
+}
+
+TEST_F(CARD_CreatorTest, TheCardIsLoggedWithComponentAndSource) {
+  LogRecorder log;
+  contact.surname = "Doe";
+  const std::string card = Card();
+  EXPECT_TRUE(log.has("\tvCard created: " + card));
+  for (const RecordedLine& line : log.lines()) {
+    EXPECT_EQ(line.component, "VCARD Parser");
+    EXPECT_EQ(line.source, "CARD_Creator");
+  }
+  EXPECT_EQ(log.texts().front(), ">createVCard");
+  EXPECT_EQ(log.texts().back(), "<createVCard");
+}
+
+TEST_F(CARD_CreatorTest, ConstructionAndDestructionAreTraced) {
+  LogRecorder log;
+  { CARD_Creator another; }
+  EXPECT_THAT(log.texts(),
+              ElementsAre(">CARD_Creator", "<CARD_Creator", ">~CARD_Creator", "<~CARD_Creator"));
+}
+
+TEST_F(CARD_CreatorTest, TracingDoesNotChangeTheCard) {
+  contact.surname = "Doe";
+  const std::string card = Card();
+  LogRecorder log;
+  EXPECT_EQ(Card(), card);
+}
+
+}  // namespace
+}  // namespace test
