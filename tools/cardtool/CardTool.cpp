@@ -4,16 +4,20 @@
 
 #include "tools/cardtool/Failure.h"
 #include "tools/cardtool/ReadCommand.h"
+#include "tools/cardtool/WriteCommand.h"
+#include "tools/contacts/InputFile.h"
 
 namespace cardtool {
 
 CardTool::CardTool()
-    : m_app("Reads business cards as the telephone does, without a telephone.", "cardtool") {
+    : m_app("Reads and writes business cards as the telephone does, without a telephone.",
+            "cardtool") {
   m_app.set_version_flag("--version", std::string("cardtool ") + PHONE_VERSION);
   // None is told in runChosen: asked for here, it would be told in place of a misspelt one.
   m_app.require_subcommand(0, 1);
   m_app.footer("`cardtool COMMAND --help` tells more about a command, its exit codes included.");
   m_commands.push_back(std::make_unique<ReadCommand>(m_app));
+  m_commands.push_back(std::make_unique<WriteCommand>(m_app));
 }
 
 int CardTool::run(int argc, char** argv) {
@@ -27,6 +31,9 @@ int CardTool::run(int argc, char** argv) {
   } catch (const Failure& failure) {
     std::cerr << "cardtool: " << failure.what() << std::endl;
     return failure.exitCode();
+  } catch (const contacts::InputError& error) {
+    std::cerr << "cardtool: " << error.what() << std::endl;
+    return kNoInput;
   }
 }
 

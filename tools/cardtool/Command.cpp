@@ -5,8 +5,9 @@ namespace cardtool {
 namespace {
 
 constexpr const char* kExitCodes =
-    "Exit codes: 0 done; 1 the card can't be read, or its picture or the output can't be written;\n"
-    "2 wrong command line; 3 a file or folder that was named can't be used.";
+    "Exit codes: 0 done; 1 the card or contact can't be read, or its picture or the output can't "
+    "be\n"
+    "written; 2 wrong command line; 3 a file or folder that was named can't be used.";
 
 }  // namespace
 

@@ -5,25 +5,17 @@
 #include <iostream>
 #include <optional>
 
-#include "src/CARD_Parser.h"
 #include "tools/cards/PhoneBookMessage.h"
 #include "tools/cards/SafeText.h"
-#include "tools/cardtool/DiscardedPictures.h"
 #include "tools/cardtool/Failure.h"
-#include "tools/cardtool/InputFile.h"
 #include "tools/cardtool/PictureFolder.h"
+#include "tools/contacts/CardReading.h"
+#include "tools/contacts/DiscardedPictures.h"
+#include "tools/contacts/InputFile.h"
 
 namespace cardtool {
 
 namespace {
-
-/// The message of a card, none when it can't be read.
-std::optional<std::string> messageOf(const std::string& text, OBEXStorage& pictures) {
-  CARD_Parser parser(&pictures);
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-  if (parser.parse(bytes, static_cast<int>(text.size())) != 1) return std::nullopt;
-  return parser.getPhoneBookWriteMessage("utf-8");
-}
 
 // A terminal is not to obey what a stranger wrote; everything else gets the message as it is.
 void printMessage(const std::string& message) {
@@ -55,9 +47,9 @@ ReadCommand::ReadCommand(CLI::App& parent)
 int ReadCommand::run() {
   std::optional<PictureFolder> folder;
   if (!m_photos.empty()) folder.emplace(m_photos);
-  DiscardedPictures discarded;
+  contacts::DiscardedPictures discarded;
   OBEXStorage& pictures = folder ? static_cast<OBEXStorage&>(*folder) : discarded;
-  readCard(readInput(m_file), pictures);
+  printCard(contacts::readInput(m_file), pictures);
   if (!folder) return kDone;
   for (const std::string& path : folder->written()) {
     std::cerr << "cardtool: picture written to " << cards::safeText(path) << std::endl;
@@ -65,26 +57,11 @@ int ReadCommand::run() {
   return kDone;
 }
 
-void ReadCommand::readCard(const std::string& text, OBEXStorage& pictures) {
-  const ReadingTrace trace;
-  const std::optional<std::string> message = messageOf(text, pictures);
-  if (!message) refuse(text, trace);
-  printMessage(*message);
-  tellOddities(*message, trace.cutTexts());
-}
-
-// Read once more with traces, of which there is one for each byte, to see where it ends.
-void ReadCommand::refuse(const std::string& text, const ReadingTrace& trace) {
-  std::string reason = trace.reason();
-  if (trace.pictureRefusal().empty()) {
-    const ReadingTrace closer;
-    DiscardedPictures discarded;
-    setLogLevel(kLogTrace);
-    messageOf(text, discarded);
-    setLogLevel(kLogError);
-    reason = closer.reason();
-  }
-  throw Failure(kFailed, "this card can't be read: " + reason);
+void ReadCommand::printCard(const std::string& text, OBEXStorage& pictures) {
+  const contacts::CardReading reading = contacts::readCard(text, pictures);
+  if (!reading.message) throw Failure(kFailed, "this card can't be read: " + reading.reason);
+  printMessage(*reading.message);
+  tellOddities(*reading.message, reading.cutTexts);
 }
 
 void ReadCommand::tellOddities(const std::string& message, int cutTexts) {

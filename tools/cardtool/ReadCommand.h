@@ -4,7 +4,6 @@
 
 #include "src/OBEXStorage.h"
 #include "tools/cardtool/Command.h"
-#include "tools/cardtool/ReadingTrace.h"
 
 namespace cardtool {
 
@@ -15,8 +14,7 @@ class ReadCommand : public Command {
   int run() override;
 
  private:
-  static void readCard(const std::string& text, OBEXStorage& pictures);
-  [[noreturn]] static void refuse(const std::string& text, const ReadingTrace& trace);
+  static void printCard(const std::string& text, OBEXStorage& pictures);
   static void tellOddities(const std::string& message, int cutTexts);
 
   std::string m_file;

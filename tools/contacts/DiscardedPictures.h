@@ -4,7 +4,7 @@
 
 #include "src/OBEXStorage.h"
 
-namespace cardtool {
+namespace contacts {
 
 /// Takes a card's pictures and throws them away.
 class DiscardedPictures : public OBEXStorage {
@@ -12,4 +12,4 @@ class DiscardedPictures : public OBEXStorage {
   int writeFile(const char*, int, const std::string&) override { return 1; }
 };
 
-}  // namespace cardtool
+}  // namespace contacts

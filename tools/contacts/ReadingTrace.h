@@ -5,7 +5,7 @@
 
 #include "framework/Logging.h"
 
-namespace cardtool {
+namespace contacts {
 
 /// Follows what the reader of cards logs, and so knows what it stumbled over. Registered as a sink
 /// while it lives; the reasons other than those about pictures need trace lines.
@@ -41,4 +41,4 @@ class ReadingTrace : public LogSink {
   int m_state = 0;      ///< and the reader's state at that moment
 };
 
-}  // namespace cardtool
+}  // namespace contacts

@@ -1,4 +1,4 @@
-#include "tools/cardtool/InputFile.h"
+#include "tools/contacts/InputFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,9 +9,8 @@
 #include <cstring>
 
 #include "tools/cards/SafeText.h"
-#include "tools/cardtool/Failure.h"
 
-namespace cardtool {
+namespace contacts {
 
 namespace {
 
@@ -31,12 +30,8 @@ class Descriptor {
   const int m_descriptor;
 };
 
-std::string shown(const std::string& path) {
-  return path == "-" ? "standard input" : cards::safeText(path);
-}
-
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
-  throw Failure(kNoInput, shown(path) + ": " + why);
+  throw InputError(shownInput(path) + ": " + why);
 }
 
 [[noreturn]] void refuseWithError(const std::string& path, const char* what) {
@@ -53,11 +48,15 @@ int openInput(const std::string& path) {
 
 }  // namespace
 
-std::string readInput(const std::string& path) {
+std::string shownInput(const std::string& path) {
+  return path == "-" ? "standard input" : cards::safeText(path);
+}
+
+std::string readInput(const std::string& path, std::size_t maxBytes) {
   const Descriptor input(openInput(path));
   struct stat status {};
   if (::fstat(input.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    refuse(path, "it is a folder; name a file with one card in it");
+    refuse(path, "it is a folder; name a file");
   }
   std::string text;
   std::array<char, 65536> buffer{};
@@ -67,8 +66,11 @@ std::string readInput(const std::string& path) {
     if (count < 0) refuseWithError(path, "it can't be read");
     if (count == 0) return text;
     text.append(buffer.data(), static_cast<std::size_t>(count));
-    if (text.size() > kMaxInput) refuse(path, "it is larger than 4 MiB, which no phone takes");
+    if (text.size() > maxBytes) {
+      refuse(path, "it is larger than " + std::to_string(maxBytes >> 20) +
+                       " MiB, which the phone doesn't take");
+    }
   }
 }
 
-}  // namespace cardtool
+}  // namespace contacts

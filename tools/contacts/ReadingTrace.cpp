@@ -1,4 +1,4 @@
-#include "tools/cardtool/ReadingTrace.h"
+#include "tools/contacts/ReadingTrace.h"
 
 #include <strings.h>
 
@@ -6,7 +6,7 @@
 
 #include "tools/cards/SafeText.h"
 
-namespace cardtool {
+namespace contacts {
 
 namespace {
 
@@ -94,4 +94,4 @@ std::string ReadingTrace::reason() const {
                             : "the reader doesn't say why; it came as far as " + property();
 }
 
-}  // namespace cardtool
+}  // namespace contacts
