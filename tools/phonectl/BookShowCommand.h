@@ -1,11 +1,11 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "tools/cards/Card.h"
 #include "tools/phonectl/Command.h"
-#include "tools/phonectl/Phonebook.h"
+#include "tools/phonectl/PhoneBus.h"
+#include "tools/phonectl/StopSignals.h"
 
 namespace phonectl {
 
@@ -16,13 +16,12 @@ class BookShowCommand : public Command {
   int run(PhoneBus& bus) override;
 
  private:
-  [[nodiscard]] cards::Card find(Phonebook& book) const;
-  [[nodiscard]] bool mayBeId() const;
-  [[noreturn]] void refuseAmbiguous(const std::vector<cards::Card>& found) const;
+  static void printContact(const cards::Card& card);
   void printText(PhoneBus& bus, const StopSignals& signals, const cards::Card& card) const;
 
   std::string m_which;
   bool m_json = false;
+  bool m_contact = false;
 };
 
 }  // namespace phonectl

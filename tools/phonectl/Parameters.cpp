@@ -24,6 +24,21 @@ Parameters& Parameters::addBool(const std::string& name, bool value) {
   return *this;
 }
 
+Parameters& Parameters::addInt(const std::string& name, int value) {
+  m_values[name] = Glib::Variant<gint32>::create(value);
+  return *this;
+}
+
+Parameters& Parameters::addText(const std::string& name, const std::string& value) {
+  const bool isString =
+      g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) != FALSE &&
+      value.find('\0') == std::string::npos;
+  m_values[name] = isString ? Glib::VariantBase(g_variant_new_string(value.c_str()))
+                            : Glib::VariantBase(g_variant_new_fixed_array(
+                                  G_VARIANT_TYPE_BYTE, value.data(), value.size(), 1));
+  return *this;
+}
+
 Glib::VariantContainerBase Parameters::body() const {
   return Glib::VariantContainerBase::create_tuple(
       Glib::Variant<std::map<Glib::ustring, Glib::VariantBase>>::create(m_values));

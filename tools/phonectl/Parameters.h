@@ -20,6 +20,8 @@ class Parameters {
   explicit Parameters(const Glib::VariantContainerBase& body);
 
   Parameters& addBool(const std::string& name, bool value);
+  Parameters& addInt(const std::string& name, int value);
+  Parameters& addText(const std::string& name, const std::string& value);
 
   /// The body of a message.
   [[nodiscard]] Glib::VariantContainerBase body() const;

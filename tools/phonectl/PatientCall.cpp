@@ -8,16 +8,25 @@ Glib::VariantContainerBase PatientCall::run(const PhoneCall& call) {
   return *runUnless(call, [](const PhoneStatus&) { return false; });
 }
 
+Glib::VariantContainerBase PatientCall::runQuietly(const PhoneCall& call) {
+  return *wait(call, false);
+}
+
 std::optional<Glib::VariantContainerBase> PatientCall::runUnless(
     const PhoneCall& call, const BusyNotice::OnStatus& leave) {
   bool left = false;
-  const Lifetime lifetime;
-  std::optional<PhoneBus::Answer> answer;
-  m_bus.call(call, lifetime.bind([&](const PhoneBus::Answer& given) { answer = given; }));
   const BusyNotice notice(m_bus, [&](const PhoneStatus& status) {
     left = leave(status);
     return left;
   });
+  return wait(call, left);
+}
+
+std::optional<Glib::VariantContainerBase> PatientCall::wait(const PhoneCall& call,
+                                                            const bool& left) {
+  const Lifetime lifetime;
+  std::optional<PhoneBus::Answer> answer;
+  m_bus.call(call, lifetime.bind([&](const PhoneBus::Answer& given) { answer = given; }));
   while (!answer && !left) {
     throwIfLeft();
     Glib::MainContext::get_default()->iteration(true);

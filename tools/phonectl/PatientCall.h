@@ -23,12 +23,15 @@ class PatientCall {
   /// call stays with the phone.
   std::optional<Glib::VariantContainerBase> runUnless(const PhoneCall& call,
                                                       const BusyNotice::OnStatus& leave);
+  /// The same as `run`, for a caller that tells itself when it takes long.
+  Glib::VariantContainerBase runQuietly(const PhoneCall& call);
   /// Runs the main loop until the condition holds or the time is over; returns whether it holds.
   /// The condition is looked at whenever something happened. Throws Failure when the user leaves or
   /// the bus is lost.
   bool waitUntil(const std::function<bool()>& condition, unsigned milliseconds);
 
  private:
+  std::optional<Glib::VariantContainerBase> wait(const PhoneCall& call, const bool& left);
   void throwIfLeft() const;
 
   PhoneBus& m_bus;

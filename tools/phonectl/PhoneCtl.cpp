@@ -5,10 +5,14 @@
 #include <iostream>
 
 #include "tools/phonectl/AcceptCommand.h"
+#include "tools/phonectl/BookAddCommand.h"
+#include "tools/phonectl/BookImportCommand.h"
 #include "tools/phonectl/BookListCommand.h"
 #include "tools/phonectl/BookShowCommand.h"
+#include "tools/phonectl/CancelCommand.h"
 #include "tools/phonectl/ReceiveCommand.h"
 #include "tools/phonectl/RejectCommand.h"
+#include "tools/phonectl/SendCommand.h"
 #include "tools/phonectl/StatusCommand.h"
 #include "tools/phonectl/WatchCommand.h"
 
@@ -49,10 +53,14 @@ PhoneCtl::PhoneCtl()
   add<WatchCommand>(m_app);
   add<AcceptCommand>(m_app);
   add<RejectCommand>(m_app);
-  CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook");
+  add<SendCommand>(m_app);
+  add<CancelCommand>(m_app);
+  CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook and add to it");
   book->require_subcommand(0, 1);
   add<BookListCommand>(*book);
   add<BookShowCommand>(*book);
+  add<BookAddCommand>(*book);
+  add<BookImportCommand>(*book);
 }
 
 template <typename CommandType>

@@ -23,6 +23,7 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
 }
 
 constexpr const char* kSwitching = "obexEnableEvent";
+constexpr const char* kSending = "vCardSendEvent";
 
 /// What the phone does at one of its messages, for people.
 struct Activity {
@@ -32,7 +33,7 @@ struct Activity {
 
 constexpr std::array<Activity, 3> kActivities = {{
     {kSwitching, "switching receiving on or off"},
-    {"vCardSendEvent", "sending a card"},
+    {kSending, "sending a card"},
     {"vCardsAcceptedEvent", "storing cards"},
 }};
 
@@ -71,6 +72,10 @@ std::string PhoneStatus::busyWith() const {
   const long long seconds = m_values.number("busySeconds").value_or(0);
   return describe(m_values.text("busyWith").value_or("")) + " for " + std::to_string(seconds) +
          " s";
+}
+
+bool PhoneStatus::sending() const {
+  return m_values.boolean("busy").value_or(false) && m_values.text("busyWith") == kSending;
 }
 
 bool PhoneStatus::switching() const {

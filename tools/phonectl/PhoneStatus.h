@@ -26,6 +26,8 @@ class PhoneStatus {
   /// What the phone is busy with and since when: "sending a card for 12 s"; empty when it is idle.
   [[nodiscard]] std::string busyWith() const;
 
+  /// Whether it is busy with sending a card.
+  [[nodiscard]] bool sending() const;
   /// Whether it is busy with switching receiving, which waits for a radio.
   [[nodiscard]] bool switching() const;
 

@@ -1,12 +1,54 @@
 #include "tools/phonectl/Phonebook.h"
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 
+#include "tools/cards/CardText.h"
 #include "tools/cards/SafeText.h"
+#include "tools/phonectl/CardSearch.h"
+#include "tools/phonectl/CardTable.h"
 
 namespace phonectl {
 
 namespace {
+
+const std::vector<host::Column> kNameColumns = {host::Column::Id, host::Column::Surname,
+                                                host::Column::Firstname, host::Column::Company};
+
+// Longer numbers are no Ids of any phonebook.
+constexpr std::size_t kMaxIdDigits = 18;
+constexpr std::size_t kMaxListed = 20;
+
+const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
+
+// What makes two cards the same for the phone.
+constexpr std::array kSameColumns = {host::Column::Firstname, host::Column::Surname,
+                                     host::Column::Mobile,    host::Column::Private,
+                                     host::Column::Office,    host::Column::Office2};
+
+bool mayBeId(const std::string& which) {
+  return !which.empty() && which.size() <= kMaxIdDigits &&
+         which.find_first_not_of("0123456789") == std::string::npos;
+}
+
+[[noreturn]] void refuseAmbiguous(const std::vector<cards::Card>& found) {
+  const std::vector<cards::Card> listed(
+      found.begin(),
+      found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), kMaxListed)));
+  std::string sentence =
+      std::to_string(found.size()) + " entries have that name. Name one by its Id:";
+  for (const std::string& line : cardTable(listed)) sentence += "\n  " + line;
+  if (listed.size() < found.size()) sentence += "\n  ...";
+  throw Failure(kFailed, sentence);
+}
+
+std::string valueOf(const cards::Card& card, host::Column column) {
+  for (const cards::CardColumn& candidate : cards::kCardColumns) {
+    if (candidate.name == host::columnName(column)) return card.*candidate.value;
+  }
+  return "";
+}
 
 cards::Card cardOf(const host::DirectoryEntry& entry) {
   cards::Card card;
@@ -36,9 +78,37 @@ std::vector<cards::Card> Phonebook::list(const std::vector<host::Column>& column
 }
 
 std::vector<cards::Card> Phonebook::withId(const std::string& id) {
-  const std::vector<host::Column> all(host::kAllColumns.begin(), host::kAllColumns.end());
-  return read(host::DirectoryClient::matchRequest(all, {{host::Column::Id, id}}));
+  return read(host::DirectoryClient::matchRequest(kEveryColumn, {{host::Column::Id, id}}));
 }
+
+cards::Card Phonebook::named(const std::string& which) {
+  if (mayBeId(which)) {
+    const std::vector<cards::Card> found = withId(which);
+    if (!found.empty()) return found.front();
+  }
+  const std::vector<cards::Card> matching = cardsNamed(list(kNameColumns), which);
+  if (matching.size() > 1) refuseAmbiguous(matching);
+  const std::vector<cards::Card> found = matching.empty() ? matching : withId(matching.front().id);
+  if (!found.empty()) return found.front();
+  throw Failure(kFailed, "there is no \"" + cards::safeText(which, cards::kMaxShown) +
+                             "\" in the phonebook. See: phonectl book list");
+}
+
+std::vector<cards::Card> Phonebook::same(const cards::Card& card) {
+  std::vector<host::ColumnValue> match;
+  for (const auto column : kSameColumns) match.push_back({column, valueOf(card, column)});
+  return read(host::DirectoryClient::matchRequest(kEveryColumn, match));
+}
+
+std::string Phonebook::add(const cards::Card& card) {
+  std::vector<host::ColumnValue> entry;
+  for (const auto column : kEveryColumn) {
+    if (column != host::Column::Id) entry.push_back({column, valueOf(card, column)});
+  }
+  return write(host::DirectoryClient::writeRequest(entry));
+}
+
+std::string Phonebook::write(const std::string& message) { return ask(message).id; }
 
 std::vector<cards::Card> Phonebook::read(const std::string& request) {
   const host::DirectoryAnswer answer = ask(request);

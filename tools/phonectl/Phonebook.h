@@ -21,6 +21,16 @@ class Phonebook {
   std::vector<cards::Card> list(const std::vector<host::Column>& columns);
   /// Every column of the entries with this Id: one or none.
   std::vector<cards::Card> withId(const std::string& id);
+  /// The entry that a user means by its Id or name, with every column. Throws Failure when there is
+  /// none or when several have that name, which are listed then.
+  cards::Card named(const std::string& which);
+  /// Every column of the entries with the same names and numbers: what the phone takes for the same
+  /// card when one comes in. A card without any of them is never there.
+  std::vector<cards::Card> same(const cards::Card& card);
+  /// Adds an entry and returns its Id.
+  std::string add(const cards::Card& card);
+  /// The same, by a phonebook write message.
+  std::string write(const std::string& message);
 
  private:
   std::vector<cards::Card> read(const std::string& request);

@@ -1,0 +1,31 @@
+#include "tools/phonectl/ContactFile.h"
+
+#include <stdexcept>
+
+#include "tools/contacts/ContactJson.h"
+#include "tools/contacts/InputFile.h"
+#include "tools/phonectl/Failure.h"
+
+namespace phonectl {
+
+CLI::Option* addContactFile(CLI::App& app, std::string& file) {
+  return app
+      .add_option("--json", file,
+                  "A contact as one JSON object, as `phonectl book show --contact` prints it")
+      ->type_name("FILE|-");
+}
+
+contacts::Contact readContactFile(const std::string& file) {
+  try {
+    const std::string json = contacts::readInput(file);
+    try {
+      return contacts::contactFromJson(json);
+    } catch (const std::runtime_error& error) {
+      throw Failure(kFailed, contacts::shownInput(file) + ": " + error.what());
+    }
+  } catch (const contacts::InputError& error) {
+    throw Failure(kFailed, error.what());
+  }
+}
+
+}  // namespace phonectl

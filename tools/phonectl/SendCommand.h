@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "tools/contacts/Contact.h"
+#include "tools/phonectl/Command.h"
+#include "tools/phonectl/Sending.h"
+
+namespace phonectl {
+
+/// `phonectl send CONTACT --to ADDRESS --channel N`: sends a contact to another device.
+class SendCommand : public Command {
+ public:
+  explicit SendCommand(CLI::App& parent);
+  int run(PhoneBus& bus) override;
+
+ private:
+  [[nodiscard]] contacts::Contact contact(PhoneBus& bus, const StopSignals& signals) const;
+
+  std::string m_which;
+  std::string m_file;
+  bool m_pending = false;
+  Destination m_destination{"", 0};
+};
+
+}  // namespace phonectl
