@@ -93,9 +93,11 @@ class EventHandler {
   void handleEventLinkErr(void** handle, void** object, int mode, int event, int obex_cmd,
                           int obex_rsp);
 
- private:
   void handleConnectRequest(void** handle, void** object);
+  /// Reads the object that a peer has pushed, whole, and hands its card to the service.
   void handlePutRequest(void** handle, void** object);
+
+ private:
   void parseBody(const unsigned char* body, int length);
 
   HandlerTable m_handlers;

@@ -80,6 +80,9 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
 
   /// Asks the observers for a destination of the pending contact, if there is one.
   void sendContact();
+  /// Tell the observers that the pending contact was sent, or was not.
+  void vCardSendSucc();
+  void vCardSendErr();
   /// The name under which the pending contact is sent.
   std::string createRemoteFilename();
   /// A contact as a short text for people.
@@ -90,8 +93,6 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
   void stopServer();
   std::string createReadRequest(const std::string& message);
   bool push(CARD_Sender& sender);
-  void vCardSendSucc();
-  void vCardSendErr();
 
   Context* context;
   OBEXServer* obexServer;

@@ -21,3 +21,7 @@ phone_add_test(service_tests
 
 add_test(NAME exported_symbols
   COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/exported_symbols $<TARGET_FILE:obexservice>)
+
+phone_add_test(plugin_tests SOURCES PluginTest.cpp LIBRARIES phoneframework ${CMAKE_DL_LIBS})
+target_compile_definitions(plugin_tests PRIVATE OBEX_PLUGIN="$<TARGET_FILE:obexservice>")
+add_dependencies(plugin_tests obexservice)

@@ -223,7 +223,9 @@ TEST_F(StartTest, itStartsAgainWithTheSamePhonebook) {
 TEST_F(StartTest, standardDescriptorsThatAreClosedAreOpened) {
   const auto host = launchHostAfter("exec 0<&- 1>&- 2>&-");
   ASSERT_TRUE(test::waitFor([&] {
-    return busctl({"status", "org.obexphone.Phone"}).exitCode == 0;
+    return busctl({"call", "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "NameHasOwner", "s",
+                   "org.obexphone.Phone"})
+               .out == "b true\n";
   }));
   for (const char* descriptor : {"0", "1", "2"}) {
     const std::string link = "/proc/" + std::to_string(host->pid()) + "/fd/" + descriptor;
