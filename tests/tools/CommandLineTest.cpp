@@ -37,14 +37,49 @@ TEST_F(CommandLine, RefusesOptionsThatContradictEachOther) {
   expectUsageError({"watch", "--json", "--ask"}, "excludes");
 }
 
+TEST_F(CommandLine, RefusesDestinationsThatAreNone) {
+  const auto expectRefused = [&](const std::string& address, const std::string& channel,
+                                 const std::string& complaint) {
+    expectUsageError({"send", "Berg", "--to", address, "--channel", channel}, complaint);
+  };
+  for (const char* address : {"", "66:77:88:99:AA", "66:77:88:99:AA:BB:CC", "66:77:88:99:AA:GG",
+                              "66-77-88-99-AA-BB", "6:77:88:99:AA:BB", "00:00:00:00:00:00"}) {
+    expectRefused(address, "9", "--to: it is no Bluetooth address such as 66:77:88:99:AA:BB");
+  }
+  for (const char* channel : {"0", "31", "-1", "x", "9x", "", "99999999999"}) {
+    expectRefused("66:77:88:99:AA:BB", channel,
+                  "--channel: an RFCOMM channel is a number from 1 to 30");
+  }
+}
+
+TEST_F(CommandLine, RefusesASendingWithoutOneContactOrADestination) {
+  const test::Program::Words there = {"--to", "66:77:88:99:AA:BB", "--channel", "9"};
+  const auto sending = [&](test::Program::Words words) {
+    words.insert(words.begin(), "send");
+    words.insert(words.end(), there.begin(), there.end());
+    return words;
+  };
+  expectUsageError(sending({}), "say what: an entry of the phonebook, --json or --pending");
+  expectUsageError(sending({"Berg", "--pending"}), "excludes");
+  expectUsageError(sending({"Berg", "--json", "-"}), "excludes");
+  expectUsageError(sending({"--pending", "--json", "-"}), "excludes");
+  expectUsageError({"send", "Berg", "--channel", "9"}, "--to is required");
+  expectUsageError({"send", "Berg", "--to", "66:77:88:99:AA:BB"}, "--channel is required");
+  expectUsageError({"book", "import"}, "required");
+}
+
 TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
   for (const test::Program::Words& words : {test::Program::Words{"status"},
                                             {"receive"},
                                             {"watch"},
                                             {"accept"},
                                             {"reject"},
+                                            {"send"},
+                                            {"cancel"},
                                             {"book", "list"},
-                                            {"book", "show"}}) {
+                                            {"book", "show"},
+                                            {"book", "add"},
+                                            {"book", "import"}}) {
     test::Program::Words help = words;
     help.emplace_back("--help");
     const Finished finished = phonectl(help);
@@ -56,13 +91,17 @@ TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
 }
 
 TEST_F(CommandLine, TellsThatThePhoneIsNotRunningAndHowToStartIt) {
-  for (const test::Program::Words& words : {test::Program::Words{"status"},
-                                            {"receive", "on"},
-                                            {"watch"},
-                                            {"accept"},
-                                            {"reject"},
-                                            {"book", "list"},
-                                            {"book", "show", "x"}}) {
+  for (const test::Program::Words& words :
+       {test::Program::Words{"status"},
+        {"receive", "on"},
+        {"watch"},
+        {"accept"},
+        {"reject"},
+        {"send", "x", "--to", "66:77:88:99:AA:BB", "--channel", "9"},
+        {"cancel"},
+        {"book", "list"},
+        {"book", "show", "x"},
+        {"book", "add", "--surname", "x"}}) {
     const Finished finished = phonectl(words);
     EXPECT_EQ(finished.exitCode, 3) << words.back();
     EXPECT_EQ(finished.out, "");

@@ -50,3 +50,26 @@ TEST(Parameters, MakeABodyThatReadsBack) {
   const Parameters parameters(Parameters().addBool("flag", true).body());
   EXPECT_EQ(parameters.boolean("flag"), true);
 }
+
+TEST(Parameters, CarryEveryText) {
+  const std::string nul("a\0b", 3);
+  const Parameters parameters(Parameters()
+                                  .addText("utf8", "Mu\u00f1oz")
+                                  .addText("bytes", "5\xff")
+                                  .addText("nul", nul)
+                                  .addText("empty", "")
+                                  .body());
+  EXPECT_EQ(parameters.text("utf8"), "Mu\u00f1oz");
+  EXPECT_EQ(parameters.text("bytes"), "5\xff");
+  EXPECT_EQ(parameters.text("nul"), nul);
+  EXPECT_EQ(parameters.text("empty"), "");
+  EXPECT_EQ(parameters.all().at("utf8").get_type_string(), "s");
+  EXPECT_EQ(parameters.all().at("bytes").get_type_string(), "ay");
+  EXPECT_EQ(parameters.all().at("nul").get_type_string(), "ay");
+}
+
+TEST(Parameters, CarryANumber) {
+  const Parameters parameters(Parameters().addInt("channel", 9).body());
+  EXPECT_EQ(parameters.number("channel"), 9);
+  EXPECT_EQ(parameters.all().at("channel").get_type_string(), "i");
+}

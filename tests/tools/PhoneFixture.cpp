@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "tests/support/WaitFor.h"
 
@@ -10,7 +11,6 @@ namespace test {
 namespace {
 
 constexpr const char* kPhoneAddress = "00:11:22:33:44:55";
-constexpr const char* kPeerAddress = "66:77:88:99:AA:BB";
 
 /// obexput's word for success.
 constexpr int kPushed = 255;
@@ -139,6 +139,37 @@ void PhoneFixture::push(const std::vector<std::string>& cards) {
 
 std::string PhoneFixture::card(const std::string& surname, const std::string& lines) {
   return "BEGIN:VCARD\r\nVERSION:2.1\r\nN:" + surname + ";Test\r\n" + lines + "END:VCARD\r\n";
+}
+
+bool PhoneFixture::peerListens() const {
+  std::ifstream sockets("/proc/net/unix");
+  for (std::string line; std::getline(sockets, line);) {
+    const bool accepts = line.find(" 00010000 ") != std::string::npos;
+    if (accepts && line.ends_with(folder().file("66778899AABB-09"))) return true;
+  }
+  return false;
+}
+
+std::unique_ptr<Program> PhoneFixture::startReceiver() {
+  std::filesystem::create_directories(folder().file("received"));
+  Program::Words words = onRadio(kPeerAddress);
+  for (const std::string& word :
+       {std::string("obex_test"), std::string("-b"), std::to_string(kPeerChannel)}) {
+    words.push_back(word);
+  }
+  // Receives what comes over one link, then quits.
+  Program::Options with;
+  with.input = "s\nq\n";
+  with.folder = folder().file("received");
+  auto receiver =
+      std::make_unique<Program>(folder(), "receiver" + std::to_string(++m_started), words, with);
+  EXPECT_TRUE(waitFor([&] { return peerListens() || !receiver->running(); }));
+  EXPECT_TRUE(receiver->running()) << receiver->out() << receiver->err();
+  return receiver;
+}
+
+std::string PhoneFixture::received(const std::string& name) const {
+  return contentsOf(folder().file("received/" + name));
 }
 
 void PhoneFixture::breakPhonebook() const {

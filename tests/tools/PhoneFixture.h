@@ -50,6 +50,14 @@ class PhoneFixture : public testing::Test {
   /// far.
   void pushAndWaitFor(Program& watch, const std::vector<std::string>& cards, int before = 0);
 
+  static constexpr const char* kPeerAddress = "66:77:88:99:AA:BB";
+  static constexpr int kPeerChannel = 9;
+  /// Another device that takes one link and stores what is pushed over it, a program that knows
+  /// nothing of all this. Returns when it listens.
+  std::unique_ptr<Program> startReceiver();
+  /// What it has received under this name.
+  std::string received(const std::string& name) const;
+
   /// From now on nothing can be stored.
   void breakPhonebook() const;
 
@@ -60,6 +68,7 @@ class PhoneFixture : public testing::Test {
 
  private:
   Program::Words onRadio(const std::string& address) const;
+  bool peerListens() const;
 
   const TestFolder m_folder;
   std::unique_ptr<Program> m_bus;

@@ -87,6 +87,9 @@ Program::Program(const TestFolder& folder, const std::string& name, const Words&
 void Program::spawn(const Words& words, const Options& options, const std::string& in) {
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
+  if (!options.folder.empty()) {
+    posix_spawn_file_actions_addchdir_np(&files, options.folder.c_str());
+  }
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   if (options.terminal) {

@@ -40,6 +40,7 @@ class Program {
     Environment environment{};              ///< in addition to the test's own
     std::string input{};                    ///< on its standard input
     std::optional<std::string> outFile{};   ///< standard output goes there instead
+    std::string folder{};                   ///< where it runs, when not where the test does
     std::optional<std::string> terminal{};  ///< a terminal for all three, which it controls
   };
 

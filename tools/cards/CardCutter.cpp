@@ -38,11 +38,14 @@ class Cutter {
 
   std::vector<CutCard> cut() {
     while (m_at < m_text.size()) {
+      const std::size_t start = m_at;
+      const std::size_t line = m_line;
       const std::string_view boundary = boundaryIn(takeLogicalLine());
+      if (boundary == "BEGIN" && m_begins == 0) finishText(start, line);
       if (boundary == "BEGIN") m_begins += 1;
-      if (boundary == "END") finishCard();
+      if (boundary == "END") finishText(m_at, m_line);
     }
-    finishCard();
+    finishText(m_at, m_line);
     return std::move(m_cards);
   }
 
@@ -70,11 +73,12 @@ class Cutter {
     return m_text.substr(start, m_at - start);
   }
 
-  void finishCard() {
-    const std::string_view card = m_text.substr(m_start, m_at - m_start);
-    if (!isBlank(card)) m_cards.push_back({card, m_startLine, m_begins});
-    m_start = m_at;
-    m_startLine = m_line;
+  /// What has been read and not cut yet is one text, up to `end`, which is in line `endLine`.
+  void finishText(std::size_t end, std::size_t endLine) {
+    const std::string_view text = m_text.substr(m_start, end - m_start);
+    if (!isBlank(text)) m_cards.push_back({text, m_startLine, m_begins});
+    m_start = end;
+    m_startLine = endLine;
     m_begins = 0;
   }
 
@@ -82,7 +86,7 @@ class Cutter {
   std::vector<CutCard> m_cards;
   std::size_t m_at = 0;
   std::size_t m_line = 1;       ///< the one at `m_at`
-  std::size_t m_start = 0;      ///< of the card that is being cut
+  std::size_t m_start = 0;      ///< of the text that is being cut
   std::size_t m_startLine = 1;  ///< and its line
   std::size_t m_begins = 0;
 };
