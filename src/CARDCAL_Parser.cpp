@@ -1,8 +1,11 @@
 #include "CARDCAL_Parser.h"
 
+#include <endian.h>
 #include <strings.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -22,6 +25,9 @@ enum Encoding { kNoEncoding, kQuotedPrintable, kBase64, k8Bit };
 constexpr int kLineStep = 128;
 /// A buffer that got this large is given back after its property.
 constexpr int kLargeLine = 1025;
+/// So many quartets at once at most: what is reserved for them must not be much more than they
+/// fill.
+constexpr int kBase64Run = 32;
 
 /// A parameter as offsets into the line buffer, which may move while the line is read. A name
 /// offset of 0 ends a list: no parameter can stand where the property's name is. A value offset of
@@ -33,6 +39,12 @@ struct Parameter {
 
 /// What `isspace` accepts, whatever the locale of the process.
 constexpr bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+/// Whether a word with this first character may be "ENCODING" or one of the encodings: most aren't.
+constexpr bool mayBeEncoding(char first) {
+  return first == '8' || first == 'E' || first == 'e' || first == 'Q' || first == 'q' ||
+         first == 'B' || first == 'b';
+}
 
 constexpr int hexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -51,6 +63,69 @@ constexpr char hexPair(char first, char second) {
   if (low < 0) return 0;
   if (first == '-') return static_cast<char>(-low);
   return static_cast<char>(first == '+' || isWhiteSpace(first) ? low : 0);
+}
+
+constexpr unsigned char kInvalidOrd = 255;
+constexpr std::uint32_t kInvalidQuartet = 1U << 31;
+
+/// The value of each character of the BASE64 alphabet.
+constexpr std::array<unsigned char, 256> kOrds = [] {
+  constexpr const char* kAlphabet =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::array<unsigned char, 256> ords{};
+  ords.fill(kInvalidOrd);
+  for (unsigned char i = 0; i < 64; ++i) ords[static_cast<unsigned char>(kAlphabet[i])] = i;
+  return ords;
+}();
+
+/// What a character adds to the 24 bits of its quartet at each of the four places.
+using QuartetPlace = std::array<std::uint32_t, 256>;
+constexpr std::array<QuartetPlace, 4> kQuartet = [] {
+  std::array<QuartetPlace, 4> places{};
+  for (std::size_t place = 0; place < 4; ++place) {
+    for (std::size_t c = 0; c < 256; ++c) {
+      const std::uint32_t ord = kOrds[c];
+      places[place][c] = ord == kInvalidOrd ? kInvalidQuartet : ord << (18 - 6 * place);
+    }
+  }
+  return places;
+}();
+
+/// The 24 bits of a quartet of the alphabet; anything else has the bit `kInvalidQuartet`.
+std::uint32_t quartetBits(const char* in) {
+  const auto* c = reinterpret_cast<const unsigned char*>(in);
+  return kQuartet[0][c[0]] | kQuartet[1][c[1]] | kQuartet[2][c[2]] | kQuartet[3][c[3]];
+}
+
+/// Writes three bytes, and a fourth for which there must be room.
+char* putQuartet(char* out, std::uint32_t bits) {
+  const std::uint32_t bytes = htobe32(bits << 8);
+  std::memcpy(out, &bytes, sizeof bytes);
+  return out + 3;
+}
+
+/// For each character, the states in which it is ordinary: it is appended to the line as it stands
+/// and changes nothing else. A bit for each state but that of data, and one for quoted-printable
+/// data.
+constexpr unsigned kQuotedPrintableBit = 1U << kPropData;
+constexpr std::array<unsigned char, 256> kOrdinary = [] {
+  std::array<unsigned char, 256> ordinary{};
+  for (int i = 0; i < 256; ++i) {
+    const char c = static_cast<char>(i);
+    const bool plain = !isWhiteSpace(c) && c != ':' && c != ';';
+    unsigned states = 0;
+    if (plain) states |= 1U << kPropName;
+    if (plain && c != '=') states |= 1U << kParamIN;
+    if (plain && c != '\\') states |= 1U << kParamIV;
+    if (c != '\n' && c != '\r' && c != '=') states |= kQuotedPrintableBit;
+    ordinary[static_cast<std::size_t>(i)] = static_cast<unsigned char>(states);
+  }
+  return ordinary;
+}();
+
+/// Whether a line that ends here goes on in the next one, as far as can be seen at once.
+bool isFold(const char* lineEnd, const char* end) {
+  return end - lineEnd > 2 && lineEnd[1] != '\n' && isWhiteSpace(lineEnd[1]) && lineEnd[2] != '\n';
 }
 
 }  // namespace
@@ -103,11 +178,129 @@ CARDCAL_Parser::~CARDCAL_Parser() {
 
 int CARDCAL_Parser::parse(const unsigned char* data, int len) {
   if (m_state == nullptr || m_state->outOfMemory) return 0;
-  for (int i = 0; i < len; ++i) {
-    if (!parseByte(static_cast<char>(data[i])) || m_state->outOfMemory) return 0;
+  // Asked once for a body: with tracing on, every character has its line.
+  const bool tracing = loggingOnAppUni(kLogComponent, kLogTrace);
+  const char* in = reinterpret_cast<const char*>(data);
+  const char* const end = in + std::max(len, 0);
+  while (in < end) {
+    if (!tracing && !m_state->atLineStart) {
+      in = takeRun(in, end);
+      if (in == nullptr) return 0;
+      if (in == end) break;
+    }
+    if (!parseByte(*in++) || m_state->outOfMemory) return 0;
   }
   TRACE("\tParser: TERMINATE parsing");
   return vcardProcessCharacter('\n') && !m_state->outOfMemory ? 1 : 0;
+}
+
+/// Takes as many characters at once as need no look at each; gives what taking them one by one
+/// gives. Returns where the next one stands that needs a look, null when there is no memory.
+const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  switch (s.state) {
+    case kPropName:
+    case kParamIN:
+    case kParamIV:
+      return takeOrdinary(in, end, 1U << s.state);
+    case kPropData:
+      return takeData(in, end);
+    default:
+      return in;
+  }
+}
+
+const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end, unsigned bit) {
+  CARDCAL_State& s = *m_state;
+  while (in < end && (kOrdinary[static_cast<unsigned char>(*in)] & bit) != 0) {
+    if (!vcardReserve(1)) return nullptr;
+    const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
+    char* out = s.lineBuffer + s.lineLength;
+    while (in < stop && (kOrdinary[static_cast<unsigned char>(*in)] & bit) != 0) *out++ = *in++;
+    s.lineLength = static_cast<int>(out - s.lineBuffer);
+  }
+  return in;
+}
+
+/// Data over many lines, as long as they are continued.
+const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  if (s.startOfData) {
+    if (isWhiteSpace(*in)) return in;
+    s.startOfData = 0;
+  }
+  while (in < end && !s.qpEscape) {
+    if (s.encoding == kBase64) {
+      in = takeBase64(in, end);
+    } else if (s.encoding == kQuotedPrintable) {
+      in = takeOrdinary(in, end, kQuotedPrintableBit);
+    } else {
+      in = takePlainLine(in, end);
+    }
+    if (in == nullptr || in == end) return in;
+    if (*in == '\r') {
+      ++in;
+    } else if (*in == '\n' && isFold(in, end)) {
+      if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
+      in += 2;
+    } else {
+      return in;
+    }
+  }
+  return in;
+}
+
+/// The rest of a line without what has a meaning only in an encoding.
+const char* CARDCAL_Parser::takePlainLine(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  const auto find = [](const char* from, const char* to, char c) {
+    const void* found = std::memchr(from, c, static_cast<std::size_t>(to - from));
+    return found == nullptr ? to : static_cast<const char*>(found);
+  };
+  const char* const lineEnd = find(in, end, '\n');
+  while (in < lineEnd) {
+    const char* const stop = find(in, lineEnd, '\r');
+    const int length = static_cast<int>(stop - in);
+    if (!vcardReserve(length)) return nullptr;
+    if (length > 0) {
+      std::memcpy(s.lineBuffer + s.lineLength, in, static_cast<std::size_t>(length));
+      s.lineLength += length;
+    }
+    in = std::min(stop + 1, lineEnd);
+  }
+  return in;
+}
+
+/// Characters of the alphabet; padding and errors are looked at one by one.
+const char* CARDCAL_Parser::takeBase64(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  while (in < end) {
+    if (s.base64Count == 0 && end - in >= 4) {
+      const char* const before = in;
+      in = takeQuartets(in, end);
+      if (in == nullptr) return nullptr;
+      if (in != before) continue;
+    }
+    if (kOrds[static_cast<unsigned char>(*in)] == kInvalidOrd) return in;
+    s.pending[s.base64Count++] = *in++;
+    if (s.base64Count == 4 && !decodeBase64Quartet()) return nullptr;
+  }
+  return in;
+}
+
+/// Whole quartets that stand together.
+const char* CARDCAL_Parser::takeQuartets(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  const int count = static_cast<int>(std::min<long>((end - in) / 4, kBase64Run));
+  if (!vcardReserve(count * 3 + 1)) return nullptr;
+  char* out = s.lineBuffer + s.lineLength;
+  for (const char* const stop = in + 4 * count; in < stop; in += 4) {
+    const std::uint32_t bits = quartetBits(in);
+    if ((bits & kInvalidQuartet) != 0) break;
+    out = putQuartet(out, bits);
+  }
+  s.lineLength = static_cast<int>(out - s.lineBuffer);
+  return in;
 }
 
 // An end of line counts only once the first byte of the next line shows that it isn't continued
@@ -169,9 +362,11 @@ int CARDCAL_Parser::vcardResetCurrentLine() {
 /// Makes room for this many bytes behind those in use.
 int CARDCAL_Parser::vcardReserve(int bytes) {
   CARDCAL_State& s = *m_state;
-  if (s.lineLength + bytes <= s.lineCapacity) return 1;
+  if (s.lineCapacity - s.lineLength >= bytes) return 1;
   const int step = s.lineCapacity < kLargeLine ? kLineStep : s.lineCapacity;
-  const long capacity = long{s.lineLength} + std::max(step, bytes);
+  const long needed = long{s.lineLength} + bytes;
+  const long capacity =
+      std::max(long{s.lineLength} + step, (needed + kLineStep - 1) / kLineStep * kLineStep);
   char* grown = nullptr;
   if (capacity <= std::numeric_limits<int>::max()) {
     grown = static_cast<char*>(std::realloc(s.lineBuffer, static_cast<std::size_t>(capacity)));
@@ -256,6 +451,7 @@ void CARDCAL_Parser::vcardReadEncoding() {
     const Parameter& param = s.params[i];
     if (param.name == 0) continue;
     const char* word = s.lineBuffer + param.name;
+    if (!mayBeEncoding(*word)) continue;
     if (strcasecmp(word, "ENCODING") == 0) {
       if (param.value == 0) continue;
       word = s.lineBuffer + param.value;
@@ -489,11 +685,4 @@ int CARDCAL_Parser::processDataLineEnd() {
   return vcardResetCurrentLine();
 }
 
-unsigned char CARDCAL_Parser::Base64ToOrd(char c) {
-  if (c >= 'A' && c <= 'Z') return static_cast<unsigned char>(c - 'A');
-  if (c >= 'a' && c <= 'z') return static_cast<unsigned char>(c - 'a' + 26);
-  if (c >= '0' && c <= '9') return static_cast<unsigned char>(c - '0' + 52);
-  if (c == '+') return 62;
-  if (c == '/') return 63;
-  return 255;
-}
+unsigned char CARDCAL_Parser::Base64ToOrd(char c) { return kOrds[static_cast<unsigned char>(c)]; }

@@ -35,6 +35,12 @@ class CARDCAL_Parser {
   int parse(const unsigned char* data, int len);
 
  private:
+  const char* takeRun(const char* in, const char* end);
+  const char* takeOrdinary(const char* in, const char* end, unsigned bit);
+  const char* takeData(const char* in, const char* end);
+  const char* takePlainLine(const char* in, const char* end);
+  const char* takeBase64(const char* in, const char* end);
+  const char* takeQuartets(const char* in, const char* end);
   int parseByte(char c);
   int startLine(char c);
   int vcardResetCurrentLine();

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "Trace.h"
@@ -15,6 +16,10 @@ constexpr const char* kLogComponent = "VCARD Parser";
 constexpr const char* kLogSource = "CARD_Parser";
 
 constexpr const char* kPhotoDirectory = "/data/images/";
+
+/// What an ordinary entry takes, and more than the texts around one: room made at once.
+constexpr std::size_t kEntrySize = 512;
+constexpr std::size_t kMessageFrame = 128;
 
 enum PropertyKind {
   kIgnored,
@@ -31,7 +36,14 @@ enum PropertyKind {
   kPhoto,
 };
 
-bool equalsIgnoringCase(const char* a, const char* b) { return strcasecmp(a, b) == 0; }
+/// Whether the text is the word, which is in capitals, whatever the text's case. Most texts differ
+/// in their first character.
+bool equalsIgnoringCase(const char* text, const char* word) {
+  const char first = *text;
+  const bool sameStart =
+      first == *word || (first >= 'a' && first <= 'z' && first - 'a' + 'A' == *word);
+  return sameStart && strcasecmp(text, word) == 0;
+}
 
 struct PhotoType {
   const char* type;
@@ -105,31 +117,32 @@ int phoneFlag(const char* name) {
 
 const char* orNull(const char* text) { return text == nullptr ? "(null)" : text; }
 
-std::string escapeXml(const std::string& value) {
-  std::string escaped;
-  escaped.reserve(value.size());
-  for (const char c : value) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '\'':
-        escaped += "&apos;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
+const char* entityOf(char c) {
+  switch (c) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '\'':
+      return "&apos;";
+    case '"':
+      return "&quot;";
+    default:
+      return nullptr;
   }
-  return escaped;
+}
+
+void appendEscaped(std::string& out, std::string_view value) {
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < value.size(); ++i) {
+    const char* entity = entityOf(value[i]);
+    if (entity == nullptr) continue;
+    out.append(value, begin, i - begin).append(entity);
+    begin = i + 1;
+  }
+  out.append(value, begin);
 }
 
 }  // namespace
@@ -459,10 +472,11 @@ char* CARD_Parser::copyUtf8(const char* data) {
 unsigned char* CARD_Parser::latin12Utf8(const unsigned char* data, int len, int* outLen) {
   static_cast<void>(len);
   TRACE_ENTRY("latin12Utf8");
-  std::size_t total = 0;
-  for (const unsigned char* in = data; *in != 0; ++in) {
-    total += static_cast<std::size_t>(unicodeChar2Utf8(*in, nullptr, 0));
-  }
+  // Every character is one byte, or two from 0x80 on.
+  std::size_t size = 0;
+  std::size_t wide = 0;
+  for (; data[size] != 0; ++size) wide += data[size] >> 7;
+  const std::size_t total = size + wide;
   TRACE("\tutf-8 length: %d", outLen == nullptr ? 0 : *outLen);
   auto* buffer = static_cast<unsigned char*>(std::malloc(total + 1));
   if (buffer == nullptr) {
@@ -470,9 +484,13 @@ unsigned char* CARD_Parser::latin12Utf8(const unsigned char* data, int len, int*
     TRACE_EXIT("latin12Utf8");
     return nullptr;
   }
-  unsigned char* out = buffer;
-  for (const unsigned char* in = data; *in != 0; ++in) out += unicodeChar2Utf8(*in, out, 2);
-  *out = 0;
+  if (wide == 0) {
+    std::memcpy(buffer, data, size);
+  } else {
+    unsigned char* out = buffer;
+    for (std::size_t i = 0; i < size; ++i) out += unicodeChar2Utf8(data[i], out, 2);
+  }
+  buffer[total] = 0;
   if (outLen != nullptr) *outLen = static_cast<int>(total);
   TRACE_EXIT("latin12Utf8");
   return buffer;
@@ -558,28 +576,42 @@ int CARD_Parser::handlePhoto(const char* data, int len) {
 
 std::string CARD_Parser::addProperty(std::string name, std::string value, std::string attributes,
                                      unsigned int maxLength, bool escape) {
-  TRACE_ENTRY("addProperty");
   std::string element;
+  appendProperty(element, name, value, attributes, maxLength, escape);
+  return element;
+}
+
+void CARD_Parser::appendProperty(std::string& out, std::string_view name, std::string_view value,
+                                 std::string_view attributes, unsigned int maxLength, bool escape) {
+  TRACE_ENTRY("addProperty");
   if (!value.empty()) {
-    if (maxLength != 0 && value.size() > maxLength) value = value.substr(0, maxLength - 3) + "...";
-    if (escape) value = escapeXml(value);
-    element.reserve(2 * name.size() + attributes.size() + value.size() + 6);
-    element += '<';
-    element += name;
-    if (!attributes.empty()) element.append(1, ' ').append(attributes);
-    element.append(1, '>').append(value).append("</").append(name).append(1, '>');
+    const bool cut = maxLength != 0 && value.size() > maxLength;
+    if (cut) value = value.substr(0, maxLength - 3);
+    out.append(1, '<').append(name);
+    if (!attributes.empty()) out.append(1, ' ').append(attributes);
+    out += '>';
+    if (escape) {
+      appendEscaped(out, value);
+    } else {
+      out += value;
+    }
+    if (cut) out += "...";
+    out.append("</").append(name).append(1, '>');
   }
   TRACE_EXIT("addProperty");
-  return element;
 }
 
 const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& encoding) {
   TRACE_ENTRY("getPhoneBookWriteMessage");
-  std::string entry = buildEntry();
-  m_message = addProperty("ReasonForMessage", "write_request", "", 0, false) +
-              addProperty("Entry", std::move(entry), "", 0, false);
-  m_message = "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>" +
-              addProperty("Schema", std::move(m_message), "name=\"PhoneBook\"", 0, false);
+  const std::string entry = buildEntry();
+  std::string content;
+  content.reserve(entry.size() + kMessageFrame);
+  appendProperty(content, "ReasonForMessage", "write_request", "", 0, false);
+  appendProperty(content, "Entry", entry, "", 0, false);
+  m_message.clear();
+  m_message.reserve(content.size() + encoding.size() + kMessageFrame);
+  m_message.append("<?xml version=\"1.0\" encoding=\"").append(encoding).append("\"?>");
+  appendProperty(m_message, "Schema", content, "name=\"PhoneBook\"", 0, false);
   TRACE_EXIT("getPhoneBookWriteMessage");
   return m_message;
 }
@@ -587,19 +619,20 @@ const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& enco
 std::string CARD_Parser::buildEntry() {
   const std::string& number = m_preferredNumber.empty() ? m_defaultNumber : m_preferredNumber;
   std::string entry;
-  entry += addProperty("Surname", m_surname, "", 0, true);
-  entry += addProperty("Firstname", m_firstname, "", 0, true);
-  entry += addProperty("Office", m_office, "", 0, true);
-  entry += addProperty("Office2", m_office2, "", 0, true);
-  entry += addProperty("Mobile", m_mobile, "", 0, true);
-  entry += addProperty("Private", m_private, "", 0, true);
-  entry += addProperty("Email", m_email, "", 0, true);
-  entry += addProperty("Address", m_address, "", 0, true);
-  entry += addProperty("Address2", m_address2, "", 0, true);
-  entry += addProperty("Company", m_company, "", 0, true);
-  entry += addProperty("JobFunction", m_jobFunction, "", 0, true);
-  entry += addProperty("DefaultNumber", number, "", 0, true);
-  if (!m_photoExt.empty()) entry += addProperty("Picture", getPhotoFilename(), "", 0, true);
-  entry += addProperty("Group", "0", "", 0, false);
+  entry.reserve(kEntrySize);
+  appendProperty(entry, "Surname", m_surname, "", 0, true);
+  appendProperty(entry, "Firstname", m_firstname, "", 0, true);
+  appendProperty(entry, "Office", m_office, "", 0, true);
+  appendProperty(entry, "Office2", m_office2, "", 0, true);
+  appendProperty(entry, "Mobile", m_mobile, "", 0, true);
+  appendProperty(entry, "Private", m_private, "", 0, true);
+  appendProperty(entry, "Email", m_email, "", 0, true);
+  appendProperty(entry, "Address", m_address, "", 0, true);
+  appendProperty(entry, "Address2", m_address2, "", 0, true);
+  appendProperty(entry, "Company", m_company, "", 0, true);
+  appendProperty(entry, "JobFunction", m_jobFunction, "", 0, true);
+  appendProperty(entry, "DefaultNumber", number, "", 0, true);
+  if (!m_photoExt.empty()) appendProperty(entry, "Picture", getPhotoFilename(), "", 0, true);
+  appendProperty(entry, "Group", "0", "", 0, false);
   return entry;
 }

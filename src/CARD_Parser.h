@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "CARDCAL_Parser.h"
 #include "OBEXStorage.h"
@@ -92,6 +93,8 @@ class CARD_Parser : public CARDCAL_Parser {
   int handleText(const char* data, std::string& field, const char* log);
   int handlePhoto(const char* data, int len);
   char* copyUtf8(const char* data);
+  void appendProperty(std::string& out, std::string_view name, std::string_view value,
+                      std::string_view attributes, unsigned int maxLength, bool escape);
   std::string buildEntry();
 
   std::string m_message;

@@ -12,6 +12,8 @@ namespace {
 using ::testing::ElementsAre;
 
 TEST(SlotOrderTest, TheServicesInterfaceHasItsTenOperationsInOrder) {
+  openobex::fake::FakeOpenObex obex;
+  obex.failConnect(1);
   OBEXService service;
   RecordingObserver observer;
   const obex_phonebook_data_t contact;
