@@ -76,7 +76,7 @@ TEST_F(BookImport, SaysWhatIsInThePhonebookAlready) {
 
 TEST_F(BookImport, SaysALineForEachCardThatCanNotBeRead) {
   const Finished finished =
-      import(card("Berg") + card("Bad", "TEL;CHARSET=KOI8-R:5\r\n") + card("Dahl"));
+      import(card("Berg") + card("Bad", "N;CHARSET=KOI8-R:x\r\n") + card("Dahl"));
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_EQ(finished.out, "2 cards stored, 1 not stored.\n");
   EXPECT_THAT(finished.err, HasSubstr(place(5, 2) + " was not stored: it can't be read: "));

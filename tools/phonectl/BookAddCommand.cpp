@@ -26,6 +26,12 @@ bool equalIn(const cards::Card& card, cards::Card there) {
   return card == there;
 }
 
+// Which number is the default one says nothing by itself.
+bool isEntry(cards::Card card) {
+  card.defaultNumber.clear();
+  return cards::holdsAnything(card);
+}
+
 }  // namespace
 
 BookAddCommand::BookAddCommand(CLI::App& parent)
@@ -65,7 +71,7 @@ cards::Card BookAddCommand::card() const {
   } catch (const std::runtime_error& error) {
     throw Failure(m_file.empty() ? kUsage : kFailed, error.what());
   }
-  if (cards::holdsAnything(card)) return card;
+  if (isEntry(card)) return card;
   throw Failure(m_file.empty() ? kUsage : kFailed,
                 "there is nothing to add: give at least a name or a number");
 }

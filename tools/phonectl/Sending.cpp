@@ -23,6 +23,13 @@ std::string notSent(const std::string& contact, const Destination& destination) 
          kWhatNow;
 }
 
+std::string replaced(const std::string& contact, bool sent, const Destination& destination) {
+  return "somebody else handed another contact to the phone meanwhile, which took the place of "
+         "this one: " +
+         shownContact(contact) + (sent ? " was sent to " : " was not sent to ") +
+         destination.shown() + ". Send yours again";
+}
+
 }  // namespace
 
 std::string shownContact(const std::string& contact) {
@@ -42,27 +49,30 @@ void Sending::handOver(const contacts::Contact& contact) {
   for (const contacts::ContactField& field : contacts::contactFields()) {
     parameters.addText(field.parameter, contact.*field.value);
   }
-  m_wanted.reset();
+  m_handedOver.reset();
+  m_handingOver = true;
   m_patient.run({kService, "vCardSendContactEvent", parameters.body()});
-  if (m_patient.waitUntil([&] { return m_wanted.has_value(); }, kEventPatienceMilliseconds)) return;
+  const bool asked =
+      m_patient.waitUntil([&] { return m_handedOver.has_value(); }, kEventPatienceMilliseconds);
+  m_handingOver = false;
+  m_replaced = false;
+  if (asked) return;
   throw Failure(
       kFailed,
       std::string("the phone took the contact but didn't ask for a destination.\n") + kWhatNow);
 }
 
 std::string Sending::sendTo(const Destination& destination) {
-  const std::optional<std::string> handedOver = m_wanted;
   const Outcome outcome = attempt(destination);
+  if (outcome.replaced)
+    throw Failure(kFailed, replaced(outcome.contact, outcome.sent, destination));
   if (!outcome.sent) throw Failure(kFailed, notSent(outcome.contact, destination));
-  if (handedOver && *handedOver != outcome.contact) {
-    throw Failure(kFailed, "another contact, " + shownContact(outcome.contact) + ", was sent to " +
-                               destination.shown() + " in place of " + shownContact(*handedOver) +
-                               ": somebody handed it to the phone at the same time");
-  }
   return outcome.contact;
 }
 
 Sending::Outcome Sending::attempt(const Destination& destination) {
+  // What somebody else's attempt came to is not ours.
+  while (Glib::MainContext::get_default()->iteration(false)) continue;
   m_outcome.reset();
   const Glib::VariantContainerBase body = Parameters()
                                               .addText("bdaParam", destination.address)
@@ -78,12 +88,25 @@ Sending::Outcome Sending::attempt(const Destination& destination) {
                 "--channel N");
 }
 
-void Sending::destinationWanted(const std::string& contact) { m_wanted = contact; }
+// While a contact is handed over, the last question before the answer is about it; a later one is
+// about a contact that takes its place.
+void Sending::destinationWanted(const std::string& contact) {
+  if (m_handingOver) {
+    m_handedOver = contact;
+  } else {
+    m_replaced = m_handedOver.has_value();
+  }
+}
 
-void Sending::contactSent(const std::string& contact) { m_outcome = Outcome{true, contact}; }
+void Sending::contactSent(const std::string& contact) { takeOutcome(true, contact); }
 
 void Sending::contactNotSent(const std::string& contact, const std::string&) {
-  m_outcome = Outcome{false, contact};
+  takeOutcome(false, contact);
+}
+
+// Of several, the last one before the phone's answer is ours.
+void Sending::takeOutcome(bool sent, const std::string& contact) {
+  m_outcome = Outcome{sent, contact, m_replaced};
 }
 
 }  // namespace phonectl

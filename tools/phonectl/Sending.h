@@ -31,8 +31,9 @@ class Sending : private PhoneEvents {
   /// Makes this contact the one that the phone has pending, and waits until the phone asks where it
   /// is to go.
   void handOver(const contacts::Contact& contact);
-  /// Sends what is pending, however it came there. Returns the contact's name as the phone tells
-  /// it, not safe to show.
+  /// Sends what is pending: what was handed over, or what was there before. Returns the contact's
+  /// name as the phone tells it, not safe to show. When somebody else hands a contact over
+  /// meanwhile, the phone sends that one, which is a Failure.
   std::string sendTo(const Destination& destination);
 
  private:
@@ -40,6 +41,7 @@ class Sending : private PhoneEvents {
   struct Outcome {
     bool sent;
     std::string contact;
+    bool replaced;  ///< it is about another contact than the one that was handed over
   };
 
   [[nodiscard]] Outcome attempt(const Destination& destination);
@@ -52,10 +54,14 @@ class Sending : private PhoneEvents {
   void cardsNotStored(const std::string&, long long) override {}
   void cardUnreadable() override {}
 
+  void takeOutcome(bool sent, const std::string& contact);
+
   PhoneBus& m_bus;
   PatientCall m_patient;
   PhoneObserver m_observer;
-  std::optional<std::string> m_wanted;  ///< the contact that a destination was last asked for
+  std::optional<std::string> m_handedOver;  ///< the name that the phone tells for our contact
+  bool m_handingOver = false;
+  bool m_replaced = false;  ///< since then somebody else has handed a contact over
   std::optional<Outcome> m_outcome;
 };
 
