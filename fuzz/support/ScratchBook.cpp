@@ -1,0 +1,63 @@
+#include "fuzz/support/ScratchBook.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "fuzz/support/Contract.h"
+
+namespace fuzz {
+
+namespace {
+
+using host::Column;
+using Kind = host::DirectoryAnswer::Kind;
+
+/// A failure must say in words what is wrong; the word alone is what is left without memory.
+void requireSentence(const std::string& reason) {
+  require(reason.size() > 10 && reason.back() == '.', "a refusal is a sentence");
+  for (const char c : reason) {
+    require(c >= ' ' && c < 0x7F, "a refusal holds nothing of the request");
+  }
+}
+
+}  // namespace
+
+ScratchBook::ScratchBook() { renew(); }
+
+host::DirectoryAnswer ScratchBook::ask(const std::string& request) {
+  const std::string text = m_service->handleRequest(request);
+  try {
+    host::DirectoryAnswer answer = host::DirectoryClient::parseAnswer(text);
+    if (answer.kind == Kind::Failure) requireSentence(answer.reason);
+    const bool word = text.find("failure") != std::string::npos;
+    require(answer.kind != Kind::Written || !word, "no answer of success says failure");
+    return answer;
+  } catch (const std::runtime_error&) {
+    require(false, "the Directory answers with something that is an answer");
+    throw;
+  }
+}
+
+host::DirectoryEntry ScratchBook::entryOf(const std::string& id) {
+  const std::vector<Column> all(host::kAllColumns.begin(), host::kAllColumns.end());
+  host::DirectoryAnswer answer = ask(host::DirectoryClient::matchRequest(all, {{Column::Id, id}}));
+  require(answer.kind == Kind::Read && answer.entries.size() == 1,
+          "what was written can be read by its Id");
+  return std::move(answer.entries.front());
+}
+
+void ScratchBook::renew() {
+  m_service.reset();
+  const std::filesystem::path folder = m_folder.path() / "book";
+  std::filesystem::remove_all(folder);
+  host::PhoneBookOptions options;
+  options.connection = "sqlite3://" + (folder / "phonebook.db").string();
+  m_service = std::make_unique<host::DirectoryService>(options);
+  ask(host::DirectoryClient::writeRequest({{Column::Surname, "Doe"},
+                                           {Column::Firstname, "John"},
+                                           {Column::Office, "+49 30 1"},
+                                           {Column::Group, "0"}}));
+  ask(host::DirectoryClient::writeRequest({{Column::Company, "A&B <C>"}, {Column::Mobile, "2"}}));
+}
+
+}  // namespace fuzz
