@@ -158,7 +158,7 @@ TEST(ContactJson, RefusesWhatIsNoObject) {
 
 TEST(ContactJson, RefusesWhatIsNoJson) {
   for (const char* json : {"", "{", "{\"surname\":\"a\",}", "{} {}", "{'surname':'a'}",
-                           "{\"surname\":\"\xff\"}", "BEGIN:VCARD"}) {
+                           "{\"surname\":\"\xff\"}", "1e999", "BEGIN:VCARD"}) {
     EXPECT_THAT(complaintAbout(json), HasSubstr("this is no JSON: ")) << json;
   }
 }

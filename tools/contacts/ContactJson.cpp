@@ -45,7 +45,8 @@ nlohmann::json parse(std::string_view text) {
   KeysOnce keysOnce;
   try {
     return nlohmann::json::parse(text, std::ref(keysOnce));
-  } catch (const nlohmann::json::parse_error& error) {
+  } catch (const nlohmann::json::exception& error) {
+    // Not only what is misspelt: a number that is too large has an error of its own.
     std::string why = error.what();
     if (const std::size_t end = why.find("] "); end != std::string::npos) why.erase(0, end + 2);
     throw std::runtime_error("this is no JSON: " + cards::safeText(why, 200));
