@@ -1,5 +1,9 @@
 """Peers that mean no good, each followed by one that does."""
 
+import contextlib
+import os
+import socket
+import time
 import unittest
 
 import phone
@@ -130,6 +134,122 @@ class HostilePeers(PhoneTest):
         wait_for(lambda: [line for line in watcher.json_lines() if line["event"] == "error"],
                  "the card to be reported as unreadable")
         self.assertEqual([path for path in self.folder.iterdir() if path.name.startswith("outside")], [])
+
+    def test_lengths_one_off(self):
+        body = card("Off").encode()
+        whole = phone.name_header("card.vcf") + header(END_OF_BODY, body)
+        self.expect_closed_on(packet(PUT | FINAL, whole, length=len(whole) + 2))  # one less than there is
+        self.expect_closed_on(packet(PUT | FINAL, header(END_OF_BODY, body, length=len(body) + 4)))
+        with self.link() as peer:
+            peer.sendall(packet(PUT | FINAL, whole, length=len(whole) + 4))  # waits for one more that never comes
+        for identifier in (NAME, BODY, END_OF_BODY, 0x42, 0x8D, 0xC3):
+            self.expect_closed_on(packet(PUT | FINAL, bytes([identifier])))
+
+    def test_close_at_every_byte(self):
+        data = phone.connect_packet() + phone.put_packets("card.vcf", card("Cut", "TEL:1").encode())[0][:-1]
+        for cut in range(len(data)):
+            # A link that waited while the phone took another one may be reset.
+            with contextlib.suppress(ConnectionError), self.link() as peer:
+                peer.sendall(data[:cut])
+        self.assertEqual(self.surnames(), [])
+
+    def test_thousand_links_in_a_row(self):
+        for _ in range(int(os.environ.get("PHONE_HOSTILE_LINKS", "200"))):
+            with self.link():
+                pass
+
+    def test_put_that_never_ends(self):
+        with self.link() as peer:
+            peer.sendall(packet(PUT, phone.name_header("card.vcf")))
+            empty = packet(PUT)
+            self.assertEqual(phone.receive_packet(peer)[0], CONTINUE)
+            sent = 1
+
+            def answered():
+                nonlocal sent
+                peer.sendall(empty * 500)
+                sent += 500
+                for _ in range(500):
+                    phone.receive_packet(peer)
+                return sent < 200_000
+
+            with self.assertRaises(ConnectionError):
+                while answered():
+                    pass
+            self.assertLess(sent, 70_000)
+
+    def test_abort_in_every_state(self):
+        abort = packet(0x7F | FINAL)
+        put = phone.put_packets("card.vcf", card("Cut", "X" * 900).encode(), chunk=300)
+        beginnings = [[], [phone.connect_packet()], put[:1], put[:2], [phone.connect_packet(), *put[:1]],
+                      [phone.connect_packet(), *put]]
+        for beginning in beginnings:
+            with self.link() as peer:
+                for data in [*beginning, abort]:
+                    peer.sendall(data)
+                    code, _ = phone.receive_packet(peer)
+                self.assertIn(code, (SUCCESS, 0x43, 0x51), beginning)
+                good = phone.put_packets("card.vcf", card("After").encode())[0]
+                peer.sendall(good)
+                self.assertEqual(phone.receive_packet(peer)[0], SUCCESS)
+
+    def test_commands_that_nobody_knows(self):
+        for command in range(0x80):
+            with self.link() as peer:
+                peer.sendall(packet(command | FINAL, bytes(4)))
+                try:
+                    self.assertNotEqual(phone.receive_packet(peer)[0], CONTINUE)
+                except ConnectionError:
+                    pass
+
+    def test_request_inside_another(self):
+        put = phone.put_packets("card.vcf", card("Cut", "X" * 900).encode(), chunk=300)
+        for command in (0x00, 0x01, 0x03, 0x05):
+            with self.link() as peer:
+                peer.sendall(put[0])
+                self.assertEqual(phone.receive_packet(peer)[0], CONTINUE)
+                peer.sendall(packet(command | FINAL, bytes(4)))
+                try:
+                    phone.receive_packet(peer)
+                except ConnectionError:
+                    pass
+
+    def test_second_peer_waits_for_the_first(self):
+        with self.link() as first:
+            first.sendall(phone.connect_packet())
+            self.assertEqual(phone.receive_packet(first)[0], SUCCESS)
+            with contextlib.closing(socket.socket(
+                    socket.AF_BLUETOOTH, socket.SOCK_STREAM, socket.BTPROTO_RFCOMM)) as second:
+                second.settimeout(phone.DEADLINE)
+                try:
+                    second.connect((phone.PHONE_ADDRESS, phone.CHANNEL))
+                    second.sendall(phone.connect_packet())
+                except OSError:
+                    pass  # kept out, which is as good
+                first.sendall(phone.put_packets("card.vcf", card("First").encode())[0])
+                self.assertEqual(phone.receive_packet(first)[0], SUCCESS)
+
+    def test_silent_peer_does_not_keep_others_out_for_ever(self):
+        for beginning in (b"", packet(PUT, phone.name_header("card.vcf"))[:7]):
+            with self.link() as peer:
+                peer.sendall(beginning)
+                began = time.monotonic()
+                self.assertTrue(phone.is_closed_by_phone(peer))
+                self.assertGreater(time.monotonic() - began, 20)
+
+    def test_peer_that_stops_reading(self):
+        request = packet(0x03 | FINAL)  # GET, which is refused
+        with self.link() as peer:
+            peer.settimeout(1)
+            sent = 0
+            try:
+                while sent < 64 << 20:
+                    sent += peer.send(request * 1000)
+            except OSError:
+                pass  # its answers are unread: nothing more is taken
+            self.assertLess(sent, 64 << 20)
+            peer.settimeout(phone.DEADLINE)
+            wait_for(lambda: "did not take" in self.phonectl("status", "--json"), "the link to be ended")
 
 
 if __name__ == "__main__":
