@@ -1,11 +1,11 @@
 // The built library, as other programs find it.
 
+#include <bluetooth/bluetooth.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdint>
 #include <string>
+#include <vector>
 
 namespace test {
 namespace {
@@ -18,24 +18,24 @@ class PluginTest : public ::testing::Test {
   }
   void SetUp() override {
     ASSERT_NE(m_library, nullptr) << dlerror();
-    m_btAton = reinterpret_cast<int (*)(const char*, std::uint8_t*)>(dlsym(m_library, "bt_aton"));
+    m_btAton = reinterpret_cast<int (*)(const char*, bdaddr_t*)>(dlsym(m_library, "bt_aton"));
     ASSERT_NE(m_btAton, nullptr) << dlerror();
   }
 
-  int Read(const std::string& text) { return m_btAton(text.c_str(), m_address.data()); }
-
-  std::array<std::uint8_t, 6> m_address{};
+  int Read(const std::string& text) { return m_btAton(text.c_str(), &m_address); }
+  std::vector<int> Address() const { return {m_address.b, m_address.b + 6}; }
 
  private:
   void* const m_library;
-  int (*m_btAton)(const char*, std::uint8_t*) = nullptr;
+  int (*m_btAton)(const char*, bdaddr_t*) = nullptr;
+  bdaddr_t m_address{};
 };
 
 TEST_F(PluginTest, AddressesAreReadThroughItsSymbol) {
   EXPECT_EQ(Read("00:1A:7D:DA:71:13"), 1);
-  EXPECT_EQ(m_address, (std::array<std::uint8_t, 6>{0x13, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
+  EXPECT_EQ(Address(), (std::vector<int>{0x13, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
   EXPECT_EQ(Read("0:1a:7d:da:71:3"), 1);
-  EXPECT_EQ(m_address, (std::array<std::uint8_t, 6>{0x03, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
+  EXPECT_EQ(Address(), (std::vector<int>{0x03, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
 }
 
 TEST_F(PluginTest, WhatIsNoAddressIsRefusedThroughItsSymbol) {
