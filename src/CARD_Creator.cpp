@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "OBEXServiceIfc.h"
 #include "Trace.h"
@@ -18,6 +20,21 @@ const std::string SEPARATOR = ";";
 const std::string DATA_SEPARATOR = ":";
 const std::string BASE64_ALPHABET =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+/// The two characters of every 12 bits.
+using CharacterPairs = std::array<std::array<char, 2>, 4096>;
+const CharacterPairs BASE64_PAIRS = [] {
+  CharacterPairs pairs{};
+  for (std::size_t bits = 0; bits < pairs.size(); ++bits) {
+    pairs[bits] = {BASE64_ALPHABET[bits >> 6], BASE64_ALPHABET[bits & 63U]};
+  }
+  return pairs;
+}();
+
+void putCharacters(char* out, std::size_t bits) {
+  std::memcpy(out, BASE64_PAIRS[bits >> 12].data(), 2);
+  std::memcpy(out + 2, BASE64_PAIRS[bits & 4095U].data(), 2);
+}
 
 const std::string kPictureDirectory = "/data/images/";
 constexpr std::size_t kMaxPicture = 102400;
@@ -170,17 +187,17 @@ std::string CARD_Creator::addPicture(const std::string& path) {
 
 std::string CARD_Creator::base64Encode(const char* data, int length) {
   TRACE_ENTRY("base64Encode");
-  std::string text;
-  if (length > 0) text.reserve((static_cast<std::size_t>(length) + 2) / 3 * 4);
-  const auto* in = reinterpret_cast<const unsigned char*>(data);
-  for (int left = length; left > 0; left -= 3, in += 3) {
-    const unsigned second = left > 1 ? in[1] : 0U;
-    const unsigned third = left > 2 ? in[2] : 0U;
-    text += BASE64_ALPHABET[in[0] >> 2];
-    text += BASE64_ALPHABET[(in[0] & 3U) << 4 | second >> 4];
-    text += left > 1 ? BASE64_ALPHABET[(second & 15U) << 2 | third >> 6] : '=';
-    text += left > 2 ? BASE64_ALPHABET[third & 63U] : '=';
+  const auto size = static_cast<std::size_t>(std::max(length, 0));
+  const auto byteAt = [&](std::size_t i) {
+    return i < size ? std::size_t{static_cast<unsigned char>(data[i])} : 0U;
+  };
+  std::string text((size + 2) / 3 * 4, '=');
+  char* out = text.data();
+  for (std::size_t i = 0; i < size; i += 3, out += 4) {
+    putCharacters(out, byteAt(i) << 16 | byteAt(i + 1) << 8 | byteAt(i + 2));
   }
+  if (size % 3 != 0) out[-1] = '=';
+  if (size % 3 == 1) out[-2] = '=';
   TRACE_EXIT("base64Encode");
   return text;
 }
