@@ -25,6 +25,8 @@ enum Encoding { kNoEncoding, kQuotedPrintable, kBase64, k8Bit };
 constexpr int kLineStep = 128;
 /// A buffer that got this large is given back after its property.
 constexpr int kLargeLine = 1025;
+/// Room for more parameters than most properties have.
+constexpr int kFewParameters = 8;
 /// So many quartets at once at most: what is reserved for them must not be much more than they
 /// fill.
 constexpr int kBase64Run = 32;
@@ -393,7 +395,7 @@ int CARDCAL_Parser::vcardAddCharacterToCurrentLine(char c) {
 int CARDCAL_Parser::vcardAddParameter(int nameOffset) {
   CARDCAL_State& s = *m_state;
   if (s.paramCount == s.paramCapacity) {
-    const int capacity = std::max(8, s.paramCapacity * 2);
+    const int capacity = std::max(kFewParameters, s.paramCapacity * 2);
     auto* grown = static_cast<Parameter*>(
         std::realloc(s.params, static_cast<std::size_t>(capacity) * sizeof(Parameter)));
     if (grown == nullptr) {
@@ -474,14 +476,15 @@ int CARDCAL_Parser::vcardBuildParameterList() {
   int count = 0;
   while (count < s.paramCount && s.params[count].name != 0) ++count;
   if (s.list == nullptr || count > s.listCount) {
-    const std::size_t entries = (static_cast<std::size_t>(count) + 1) * 2;
+    const int room = std::max(count, kFewParameters);
+    const std::size_t entries = (static_cast<std::size_t>(room) + 1) * 2;
     auto* grown = static_cast<const char**>(std::realloc(s.list, entries * sizeof(const char*)));
     if (grown == nullptr) {
       s.outOfMemory = 1;
       return 0;
     }
     s.list = grown;
-    s.listCount = count;
+    s.listCount = room;
   }
   for (int i = 0; i < count; ++i) {
     s.list[2 * i] = s.lineBuffer + s.params[i].name;
