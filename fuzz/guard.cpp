@@ -39,6 +39,9 @@ struct Request {
     ++packets;
     for (const PacketHeader& header : packet.headers) {
       const bool body = header.identifier == kBody || header.identifier == kEndOfBody;
+      const int low = header.identifier & 0x3F;
+      require(body || (low != 0x08 && low != 0x09),
+              "the library can't mistake a header for a body");
       if (body && !header.value.empty()) {
         require(!bodyEnded, "a body doesn't go on after its end");
         bodyBytes += header.value.size();

@@ -36,6 +36,15 @@ bool isBody(std::uint8_t identifier) {
   return identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END;
 }
 
+/// The library goes by the six low bits alone: it would take a header of another type for a body,
+/// which nobody has counted.
+bool isMistakenForBody(std::uint8_t identifier) {
+  const int number = identifier & ~OBEX_HDR_TYPE_MASK;
+  const bool isNumberOfBody = number == (OBEX_HDR_BODY & ~OBEX_HDR_TYPE_MASK) ||
+                              number == (OBEX_HDR_BODY_END & ~OBEX_HDR_TYPE_MASK);
+  return isNumberOfBody && !isBody(identifier);
+}
+
 }  // namespace
 
 std::size_t PacketGuard::packetLength(const std::uint8_t* head) {
@@ -136,6 +145,7 @@ const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t l
 
 const char* PacketGuard::countHeader(std::uint8_t identifier, const std::uint8_t* value,
                                      std::size_t length) {
+  if (isMistakenForBody(identifier)) return "a body of the wrong type";
   // The pieces of a body are as many as its packets; their bytes are what bounds them.
   if (isBody(identifier) && length > 0) return countBody(identifier, length);
   if (identifier == OBEX_HDR_BODY_END) m_bodyEnded = true;

@@ -214,6 +214,13 @@ TEST_F(PacketGuardTest, ABodyDoesNotGoOnAfterItsEnd) {
   ExpectRefused(packet(0x82, header(OBEX_HDR_BODY, "d")));
 }
 
+TEST_F(PacketGuardTest, ABodyIsOfBytes) {
+  for (const int identifier : {0x08, 0x09}) ExpectRefused(packet(0x82, header(identifier, "x")));
+  for (const char* whole : {"\x88x", "\x89x", "\xC8xxxx", "\xC9xxxx"}) {
+    ExpectRefused(packet(0x82, whole));
+  }
+}
+
 TEST_F(PacketGuardTest, AnEmptyEndIsAnEndToo) {
   ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "") + header(OBEX_HDR_BODY_END, "d")));
 }
