@@ -353,7 +353,9 @@ class ThereAndBack(SendingTest):
 
 
 class Endurance(SendingTest):
-    def test_two_hundred_sends_leave_nothing_behind(self):
+    SENDS = 40 if os.environ.get("PHONE_SANITIZE") else 200  # each takes half a second
+
+    def test_hundreds_of_sends_leave_nothing_behind(self):
         receiver = Receiver(self, Link.serve)
         watcher = self.watch()
         process = f"/proc/{self.phone.process.pid}"
@@ -366,13 +368,13 @@ class Endurance(SendingTest):
             return len(os.listdir(f"{process}/fd"))
 
         before = None
-        for turn in range(1, 201):
+        for turn in range(1, self.SENDS + 1):
             self.give(surname="Berg")
             self.send()
             if turn == 20:
                 before = memory(), descriptors()
-        self.wait_for_outcome(watcher, 200)
-        self.assertEqual(receiver.links, 200)
+        self.wait_for_outcome(watcher, self.SENDS)
+        self.assertEqual(receiver.links, self.SENDS)
         self.assertEqual(descriptors(), before[1])
         if not os.environ.get("PHONE_SANITIZE"):
             self.assertLess(memory() - before[0], 1000)
