@@ -3,6 +3,8 @@
 set(PHONE_SANITIZE "" CACHE STRING "Sanitizers to build with: empty, \"address,undefined\" or \"thread\"")
 option(PHONE_WERROR "Treat warnings as errors" ON)
 option(PHONE_TESTS "Build the tests" ON)
+option(PHONE_BENCH "Build the programs that measure speed" ON)
+option(PHONE_BENCH_COMPARE "Build the same around the stock libraries of bench/compare" OFF)
 option(PHONE_COVERAGE "Measure how much the tests reach" OFF)
 
 add_library(phone_options INTERFACE)

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace bench {
+
+// What the measured parts share: sizes from 1 KiB to 16 MiB and the cost of a byte. Where the cost
+// of a byte stays the same from the first to the last line, time is linear in size.
+
+inline void allSizes(benchmark::internal::Benchmark* benchmark) {
+  constexpr std::int64_t kLeast = 1 << 10;
+  constexpr std::int64_t kMost = 1 << 24;
+  benchmark->RangeMultiplier(4)->Range(kLeast, kMost);
+}
+
+inline std::size_t sizeOf(const benchmark::State& state) {
+  return static_cast<std::size_t>(state.range(0));
+}
+
+/// So many bytes were handled in each iteration: shows bytes per second, and seconds per byte as
+/// "perByte" ("1.2n" is 1.2 ns).
+inline void countBytes(benchmark::State& state, std::size_t bytes) {
+  const auto all = state.iterations() * static_cast<std::int64_t>(bytes);
+  state.SetBytesProcessed(all);
+  state.counters["perByte"] = benchmark::Counter(
+      static_cast<double>(all), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
+}  // namespace bench

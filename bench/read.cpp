@@ -1,0 +1,50 @@
+// bench_read DIR: reads the .vcf files of a folder, each to its finished phonebook message, over
+// and over. Pictures are discarded. What it prints stands at bench::measure.
+
+#include <iostream>
+#include <stdexcept>
+
+#include "bench/support/Folder.h"
+#include "bench/support/Measuring.h"
+#include "src/CARD_Parser.h"
+#include "tools/contacts/DiscardedPictures.h"
+
+namespace {
+
+const std::string kEncoding = "utf-8";
+
+/// Whether the card was read to its end. The message is made in any case.
+bool readCard(const std::string& card) {
+  contacts::DiscardedPictures pictures;
+  CARD_Parser reader(&pictures);
+  const auto* const data = reinterpret_cast<const unsigned char*>(card.data());
+  const bool whole = reader.parse(data, static_cast<int>(card.size())) == 1;
+  return !reader.getPhoneBookWriteMessage(kEncoding).empty() && whole;
+}
+
+// A card that is refused early is cheap: nobody is to take that for speed.
+void warnOfRefused(const std::vector<std::string>& cards) {
+  std::size_t refused = 0;
+  for (const std::string& card : cards) refused += readCard(card) ? 0 : 1;
+  if (refused == cards.size()) throw std::runtime_error("none of the cards can be read");
+  if (refused == 0) return;
+  std::cerr << "bench_read: " << refused << " of " << cards.size()
+            << " cards can't be read; they are measured as far as they go" << std::endl;
+}
+
+void readFolderOfCards(const std::string& folder) {
+  const std::vector<std::string> cards = bench::readFolder(folder, ".vcf");
+  warnOfRefused(cards);
+  bench::measure(cards.size(), [&] {
+    std::size_t bytes = 0;
+    for (const std::string& card : cards) {
+      readCard(card);
+      bytes += card.size();
+    }
+    return bytes;
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runOnFolder(argc, argv, readFolderOfCards); }

@@ -1,0 +1,46 @@
+// bench_read with Evolution's EVCard. It cuts a card into attributes when the first is asked for
+// and decodes a value when that is: so every attribute is asked for its decoded values, which is
+// what a reader has to know before it can use a card.
+
+#include <libebook-contacts/libebook-contacts.h>
+
+#include <stdexcept>
+
+#include "bench/support/Folder.h"
+#include "bench/support/Measuring.h"
+
+namespace {
+
+/// The bytes of all values.
+std::size_t readCard(const std::string& text) {
+  EVCard* const card = e_vcard_new_from_string(text.c_str());
+  std::size_t bytes = 0;
+  for (GList* item = e_vcard_get_attributes(card); item != nullptr; item = item->next) {
+    auto* const attribute = static_cast<EVCardAttribute*>(item->data);
+    for (GList* value = e_vcard_attribute_get_values_decoded(attribute); value != nullptr;
+         value = value->next) {
+      bytes += static_cast<GString*>(value->data)->len;
+    }
+  }
+  g_object_unref(card);
+  return bytes;
+}
+
+void readFolderOfCards(const std::string& folder) {
+  const std::vector<std::string> cards = bench::readFolder(folder, ".vcf");
+  for (const std::string& card : cards) {
+    if (readCard(card) < card.size() / 2) throw std::runtime_error("a card isn't read whole");
+  }
+  bench::measure(cards.size(), [&] {
+    std::size_t bytes = 0;
+    for (const std::string& card : cards) {
+      readCard(card);
+      bytes += card.size();
+    }
+    return bytes;
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runOnFolder(argc, argv, readFolderOfCards); }

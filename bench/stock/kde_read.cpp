@@ -1,0 +1,35 @@
+// bench_read with KDE's KContacts: a card becomes an Addressee with all its fields.
+
+#include <KContacts/Addressee>
+#include <KContacts/VCardConverter>
+#include <stdexcept>
+
+#include "bench/support/Folder.h"
+#include "bench/support/Measuring.h"
+
+namespace {
+
+bool readCard(const QByteArray& text) {
+  const KContacts::Addressee::List people = KContacts::VCardConverter().parseVCards(text);
+  return people.size() == 1 && !people.first().familyName().isEmpty();
+}
+
+void readFolderOfCards(const std::string& folder) {
+  std::vector<QByteArray> cards;
+  for (const std::string& card : bench::readFolder(folder, ".vcf")) {
+    cards.push_back(QByteArray::fromStdString(card));
+    if (!readCard(cards.back())) throw std::runtime_error("a card isn't read");
+  }
+  bench::measure(cards.size(), [&] {
+    std::size_t bytes = 0;
+    for (const QByteArray& card : cards) {
+      readCard(card);
+      bytes += static_cast<std::size_t>(card.size());
+    }
+    return bytes;
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runOnFolder(argc, argv, readFolderOfCards); }

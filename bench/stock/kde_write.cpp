@@ -1,0 +1,73 @@
+// bench_write with KDE's KContacts: the record becomes an Addressee and that a vCard 2.1; the
+// picture's file is read for each card as our builder does.
+
+#include <KContacts/Addressee>
+#include <KContacts/Picture>
+#include <KContacts/VCardConverter>
+#include <QFile>
+#include <stdexcept>
+
+#include "bench/support/Measuring.h"
+#include "bench/support/Records.h"
+
+namespace {
+
+using KContacts::PhoneNumber;
+
+void addNumber(KContacts::Addressee& person, const contacts::Contact& contact,
+               const std::string& number, const char* name, PhoneNumber::Type type) {
+  if (number.empty()) return;
+  const bool preferred = contact.defaultnumber == name;
+  person.insertPhoneNumber(
+      PhoneNumber(QString::fromStdString(number), preferred ? type | PhoneNumber::Pref : type));
+}
+
+void addAddress(KContacts::Addressee& person, const std::string& text,
+                KContacts::Address::Type type) {
+  if (text.empty()) return;
+  KContacts::Address address(type);
+  address.setStreet(QString::fromStdString(text));
+  person.insertAddress(address);
+}
+
+void addPicture(KContacts::Addressee& person, const std::string& path) {
+  if (path.empty()) return;
+  QFile file(QString::fromStdString(path));
+  if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error(path + ": can't be read");
+  KContacts::Picture picture;
+  picture.setRawData(file.readAll(), QStringLiteral("jpeg"));
+  person.setPhoto(picture);
+}
+
+/// The size of the card's text.
+std::size_t writeCard(const contacts::Contact& contact) {
+  KContacts::Addressee person;
+  person.setFamilyName(QString::fromStdString(contact.surname));
+  person.setGivenName(QString::fromStdString(contact.firstname));
+  addNumber(person, contact, contact.office, "Office", PhoneNumber::Work);
+  addNumber(person, contact, contact.office2, "Office2", PhoneNumber::Work);
+  addNumber(person, contact, contact.mobile, "Mobile", PhoneNumber::Cell);
+  addNumber(person, contact, contact.privatenumber, "Private", PhoneNumber::Home);
+  addAddress(person, contact.address, KContacts::Address::Work);
+  addAddress(person, contact.address2, KContacts::Address::Home);
+  person.addEmail(KContacts::Email(QString::fromStdString(contact.email)));
+  person.setOrganization(QString::fromStdString(contact.company));
+  person.setTitle(QString::fromStdString(contact.jobfunction));
+  addPicture(person, contact.picture);
+  const QByteArray text =
+      KContacts::VCardConverter().createVCard(person, KContacts::VCardConverter::v2_1);
+  return static_cast<std::size_t>(text.size());
+}
+
+void writeCardsOf(const std::string& folder) {
+  const std::vector<contacts::Contact> records = bench::readRecords(folder);
+  bench::measure(records.size(), [&] {
+    std::size_t bytes = 0;
+    for (const contacts::Contact& record : records) bytes += writeCard(record);
+    return bytes;
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return bench::runOnFolder(argc, argv, writeCardsOf); }

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/contacts/Contact.h"
+
+namespace bench {
+
+/// The contact records of the folder's .json files, one in each. Throws std::runtime_error with a
+/// sentence as `readFolder`, and when one holds no contact.
+std::vector<contacts::Contact> readRecords(const std::string& folder);
+
+}  // namespace bench
