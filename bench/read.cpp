@@ -23,9 +23,9 @@ bool readCard(const std::string& card) {
 }
 
 // A card that is refused early is cheap: nobody is to take that for speed.
-void warnOfRefused(const std::vector<std::string>& cards) {
+void warnOfRefused(const std::vector<bench::File>& cards) {
   std::size_t refused = 0;
-  for (const std::string& card : cards) refused += readCard(card) ? 0 : 1;
+  for (const bench::File& card : cards) refused += readCard(card.content) ? 0 : 1;
   if (refused == cards.size()) throw std::runtime_error("none of the cards can be read");
   if (refused == 0) return;
   std::cerr << "bench_read: " << refused << " of " << cards.size()
@@ -33,13 +33,13 @@ void warnOfRefused(const std::vector<std::string>& cards) {
 }
 
 void readFolderOfCards(const std::string& folder) {
-  const std::vector<std::string> cards = bench::readFolder(folder, ".vcf");
+  const std::vector<bench::File> cards = bench::readFolder(folder, ".vcf");
   warnOfRefused(cards);
   bench::measure(cards.size(), [&] {
     std::size_t bytes = 0;
-    for (const std::string& card : cards) {
-      readCard(card);
-      bytes += card.size();
+    for (const bench::File& card : cards) {
+      readCard(card.content);
+      bytes += card.content.size();
     }
     return bytes;
   });

@@ -16,9 +16,9 @@ bool readCard(const QByteArray& text) {
 
 void readFolderOfCards(const std::string& folder) {
   std::vector<QByteArray> cards;
-  for (const std::string& card : bench::readFolder(folder, ".vcf")) {
-    cards.push_back(QByteArray::fromStdString(card));
-    if (!readCard(cards.back())) throw std::runtime_error("a card isn't read");
+  for (const bench::File& card : bench::readFolder(folder, ".vcf")) {
+    cards.push_back(QByteArray::fromStdString(card.content));
+    if (!readCard(cards.back())) throw std::runtime_error(card.path + ": isn't read");
   }
   bench::measure(cards.size(), [&] {
     std::size_t bytes = 0;

@@ -54,8 +54,10 @@ std::size_t writeCard(const contacts::Contact& contact) {
   person.setOrganization(QString::fromStdString(contact.company));
   person.setTitle(QString::fromStdString(contact.jobfunction));
   addPicture(person, contact.picture);
-  const QByteArray text =
-      KContacts::VCardConverter().createVCard(person, KContacts::VCardConverter::v2_1);
+  // In its vCard 2.1 a picture stands as bare bytes, which no one could read.
+  const auto version =
+      contact.picture.empty() ? KContacts::VCardConverter::v2_1 : KContacts::VCardConverter::v3_0;
+  const QByteArray text = KContacts::VCardConverter().createVCard(person, version);
   return static_cast<std::size_t>(text.size());
 }
 

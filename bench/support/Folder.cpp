@@ -44,12 +44,12 @@ std::string readFile(const std::string& path) {
 
 }  // namespace
 
-std::vector<std::string> readFolder(const std::string& folder, const std::string& suffix) {
+std::vector<File> readFolder(const std::string& folder, const std::string& suffix) {
   const std::vector<std::string> paths = filesOf(folder, suffix);
   if (paths.empty()) throw std::runtime_error(folder + ": there is no " + suffix + " file in it");
-  std::vector<std::string> contents;
-  for (const std::string& path : paths) contents.push_back(readFile(path));
-  return contents;
+  std::vector<File> files;
+  for (const std::string& path : paths) files.push_back({path, readFile(path)});
+  return files;
 }
 
 void writeFile(const std::string& path, const std::string& content) {

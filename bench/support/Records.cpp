@@ -1,5 +1,7 @@
 #include "bench/support/Records.h"
 
+#include <stdexcept>
+
 #include "bench/support/Folder.h"
 #include "tools/contacts/ContactJson.h"
 
@@ -7,8 +9,12 @@ namespace bench {
 
 std::vector<contacts::Contact> readRecords(const std::string& folder) {
   std::vector<contacts::Contact> records;
-  for (const std::string& json : readFolder(folder, ".json")) {
-    records.push_back(contacts::contactFromJson(json));
+  for (const File& file : readFolder(folder, ".json")) {
+    try {
+      records.push_back(contacts::contactFromJson(file.content));
+    } catch (const std::runtime_error& error) {
+      throw std::runtime_error(file.path + ": " + error.what());
+    }
   }
   return records;
 }
