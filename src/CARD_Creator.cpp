@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
 
 #include "OBEXServiceIfc.h"
 #include "Trace.h"
@@ -39,10 +40,39 @@ void putCharacters(char* out, std::size_t bits) {
 const std::string kPictureDirectory = "/data/images/";
 constexpr std::size_t kMaxPicture = 102400;
 
+/// What stands around the values of a line, and more: room made at once.
+constexpr std::size_t kLineFrame = 64;
+/// What an ordinary card takes.
+constexpr std::size_t kCardSize = 512;
+
 /// The line of a text property, empty without a value.
-std::string textProperty(const std::string& name, const std::string& value) {
+std::string textProperty(std::string_view name, const std::string& value) {
   if (value.empty()) return {};
-  return name + SEPARATOR + "CHARSET=UTF-8" + DATA_SEPARATOR + value + LINE_END;
+  std::string line;
+  line.reserve(value.size() + kLineFrame);
+  line.append(name).append(SEPARATOR).append("CHARSET=UTF-8").append(DATA_SEPARATOR);
+  line.append(value).append(LINE_END);
+  return line;
+}
+
+constexpr std::size_t base64Size(std::size_t size) { return (size + 2) / 3 * 4; }
+
+/// What `base64Encode` does, into a text that is there already.
+void appendBase64(std::string& text, const char* data, int length) {
+  TRACE_ENTRY("base64Encode");
+  const auto size = static_cast<std::size_t>(std::max(length, 0));
+  const auto byteAt = [&](std::size_t i) {
+    return i < size ? std::size_t{static_cast<unsigned char>(data[i])} : 0U;
+  };
+  const std::size_t before = text.size();
+  text.append(base64Size(size), '=');
+  char* out = text.data() + before;
+  for (std::size_t i = 0; i < size; i += 3, out += 4) {
+    putCharacters(out, byteAt(i) << 16 | byteAt(i + 1) << 8 | byteAt(i + 2));
+  }
+  if (size % 3 != 0) out[-1] = '=';
+  if (size % 3 == 1) out[-2] = '=';
+  TRACE_EXIT("base64Encode");
 }
 
 }  // namespace
@@ -59,7 +89,9 @@ CARD_Creator::~CARD_Creator() {
 
 std::string CARD_Creator::createVCard(const obex_phonebook_data_t& contact) {
   TRACE_ENTRY("createVCard");
-  std::string card = prolog();
+  std::string card;
+  card.reserve(kCardSize);
+  card += prolog();
   card += addName(contact.firstname, contact.surname);
   card += addOffice(contact.office, contact.defaultnumber == "Office");
   card += addOffice(contact.office2, contact.defaultnumber == "Office2");
@@ -70,7 +102,9 @@ std::string CARD_Creator::createVCard(const obex_phonebook_data_t& contact) {
   card += addEmail(contact.email);
   card += addCompany(contact.company);
   card += addJobFunction(contact.jobfunction);
-  card += addPicture(contact.picture);
+  const std::string picture = addPicture(contact.picture);
+  card.reserve(card.size() + picture.size() + kLineFrame);
+  card += picture;
   card += epilog();
   TRACE("\tvCard created: %s", card.c_str());
   TRACE_EXIT("createVCard");
@@ -105,9 +139,10 @@ std::string CARD_Creator::addPhoneNumber(const std::string& type, const std::str
   TRACE_ENTRY("addPhoneNumber");
   std::string line;
   if (!number.empty()) {
-    line = "TEL" + SEPARATOR + "VOICE" + SEPARATOR + type;
-    if (preferred) line += SEPARATOR + "PREF";
-    line += DATA_SEPARATOR + number + LINE_END;
+    line.reserve(type.size() + number.size() + kLineFrame);
+    line.append("TEL").append(SEPARATOR).append("VOICE").append(SEPARATOR).append(type);
+    if (preferred) line.append(SEPARATOR).append("PREF");
+    line.append(DATA_SEPARATOR).append(number).append(LINE_END);
   }
   TRACE_EXIT("addPhoneNumber");
   return line;
@@ -176,8 +211,10 @@ std::string CARD_Creator::addPicture(const std::string& path) {
     if (length <= 0) {
       LOG_ERROR("\terror during reading file.");
     } else {
-      property = "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64Encode(buffer.data(), length) +
-                 LINE_END + "\n";
+      property.reserve(base64Size(static_cast<std::size_t>(length)) + kLineFrame);
+      property += "PHOTO;ENCODING=BASE64;TYPE=JPEG:";
+      appendBase64(property, buffer.data(), length);
+      property.append(LINE_END).append("\n");
     }
   }
   if (descriptor >= 0) close(descriptor);
@@ -186,18 +223,7 @@ std::string CARD_Creator::addPicture(const std::string& path) {
 }
 
 std::string CARD_Creator::base64Encode(const char* data, int length) {
-  TRACE_ENTRY("base64Encode");
-  const auto size = static_cast<std::size_t>(std::max(length, 0));
-  const auto byteAt = [&](std::size_t i) {
-    return i < size ? std::size_t{static_cast<unsigned char>(data[i])} : 0U;
-  };
-  std::string text((size + 2) / 3 * 4, '=');
-  char* out = text.data();
-  for (std::size_t i = 0; i < size; i += 3, out += 4) {
-    putCharacters(out, byteAt(i) << 16 | byteAt(i + 1) << 8 | byteAt(i + 2));
-  }
-  if (size % 3 != 0) out[-1] = '=';
-  if (size % 3 == 1) out[-2] = '=';
-  TRACE_EXIT("base64Encode");
+  std::string text;
+  appendBase64(text, data, length);
   return text;
 }
