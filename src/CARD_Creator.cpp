@@ -40,6 +40,15 @@ void putCharacters(char* out, std::size_t bits) {
 const std::string kPictureDirectory = "/data/images/";
 constexpr std::size_t kMaxPicture = 102400;
 
+/// The descriptor to read a picture from. A folder, which is what a contact without a picture
+/// names, can't be read: it isn't opened, unless it would be descriptor 0, which counts as not
+/// opened.
+int openPicture(const std::string& file) {
+  if (file.back() == '/' && fcntl(STDIN_FILENO, F_GETFD) != -1) return -1;
+  // Not to wait for a writer where the path names a pipe.
+  return open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+}
+
 /// What stands around the values of a line, and more: room made at once.
 constexpr std::size_t kLineFrame = 64;
 /// What an ordinary card takes.
@@ -199,14 +208,14 @@ std::string CARD_Creator::addPicture(const std::string& path) {
   const std::string file = isWhole ? path : kPictureDirectory + path;
   std::string property;
   TRACE("\tFile to read: %s", file.c_str());
-  // Not to wait for a writer where the path names a pipe.
-  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int descriptor = openPicture(file);
   if (descriptor == 0) {
     LOG_ERROR("\tcannot open file");
   } else {
     // A file that could not be opened is told by the read, as one that is empty.
     std::array<char, kMaxPicture> buffer;
-    const auto length = static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
+    const auto length =
+        descriptor < 0 ? -1 : static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
     TRACE("\tfile length: %d\n", length);
     if (length <= 0) {
       LOG_ERROR("\terror during reading file.");

@@ -195,6 +195,17 @@ TEST_F(CARD_CreatorTest, OnlyDescriptorZeroCountsAsNotOpened) {
   EXPECT_THAT(log.texts(2), ElementsAre("\tcannot open file"));
 }
 
+TEST_F(CARD_CreatorTest, AFolderInDescriptorZeroCountsAsNotOpenedToo) {
+  const int input = dup(0);
+  close(0);
+  LogRecorder log;
+  Card();
+  EXPECT_EQ(fcntl(0, F_GETFD), -1) << "the descriptor is free again";
+  dup2(input, 0);
+  close(input);
+  EXPECT_THAT(log.texts(2), ElementsAre("\tcannot open file"));
+}
+
 TEST_F(CARD_CreatorTest, NoDescriptorStaysOpen) {
   const int before = dup(0);
   close(before);
