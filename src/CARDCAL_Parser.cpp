@@ -197,7 +197,7 @@ int CARDCAL_Parser::parse(const unsigned char* data, int len) {
 }
 
 /// Takes as many characters at once as need no look at each; gives what taking them one by one
-/// gives. Returns where the next one stands that needs a look, null when there is no memory.
+/// gives. Returns where the next one stands that needs a look, null when the reading fails.
 const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   switch (s.state) {
@@ -283,7 +283,8 @@ const char* CARDCAL_Parser::takeBase64(const char* in, const char* end) {
       if (in == nullptr) return nullptr;
       if (in != before) continue;
     }
-    if (kOrds[static_cast<unsigned char>(*in)] == kInvalidOrd) return in;
+    // A quartet that is full already was refused, and is again by who looks at it.
+    if (s.base64Count == 4 || kOrds[static_cast<unsigned char>(*in)] == kInvalidOrd) return in;
     s.pending[s.base64Count++] = *in++;
     if (s.base64Count == 4 && !decodeBase64Quartet()) return nullptr;
   }

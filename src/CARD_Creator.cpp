@@ -44,7 +44,9 @@ constexpr std::size_t kMaxPicture = 102400;
 /// names, can't be read: it isn't opened, unless it would be descriptor 0, which counts as not
 /// opened.
 int openPicture(const std::string& file) {
-  if (file.back() == '/' && fcntl(STDIN_FILENO, F_GETFD) != -1) return -1;
+  // The system sees the name up to its first zero byte only.
+  if (std::string_view(file.c_str()).ends_with('/') && fcntl(STDIN_FILENO, F_GETFD) != -1)
+    return -1;
   // Not to wait for a writer where the path names a pipe.
   return open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 }

@@ -181,6 +181,12 @@ TEST_F(CARD_CreatorTest, APipeInThePicturesPlaceDoesNotBlock) {
   EXPECT_EQ(Card(), kEmptyCard);
 }
 
+TEST_F(CARD_CreatorTest, APicturesNameEndsAtItsFirstZeroByte) {
+  WritePicture("foo");
+  contact.picture = PictureName() + std::string("\0/", 2);
+  EXPECT_THAT(Card(), ::testing::HasSubstr("PHOTO;ENCODING=BASE64;TYPE=JPEG:Zm9v\r\n"));
+}
+
 TEST_F(CARD_CreatorTest, OnlyDescriptorZeroCountsAsNotOpened) {
   WritePicture("foo");
   contact.picture = PictureName();

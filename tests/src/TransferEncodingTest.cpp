@@ -296,5 +296,11 @@ TEST_F(TransferEncodingTest, ALargeBlockIsWhole) {
   ExpectBase64(encoded, expected);
 }
 
+TEST_F(TransferEncodingTest, AQuartetThatWasRefusedStaysRefused) {
+  RecordingParser reader;
+  EXPECT_EQ(reader.parse("N;BASE64:Q!QU"), 0);
+  for (int again = 0; again < 3; ++again) EXPECT_EQ(reader.parse("QUJDQUJD"), 0);
+}
+
 }  // namespace
 }  // namespace test
