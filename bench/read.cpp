@@ -35,13 +35,9 @@ void warnOfRefused(const std::vector<bench::File>& cards) {
 void readFolderOfCards(const std::string& folder) {
   const std::vector<bench::File> cards = bench::readFolder(folder, ".vcf");
   warnOfRefused(cards);
-  bench::measure(cards.size(), [&] {
-    std::size_t bytes = 0;
-    for (const bench::File& card : cards) {
-      readCard(card.content);
-      bytes += card.content.size();
-    }
-    return bytes;
+  bench::measureEach(cards, [](const bench::File& card) {
+    readCard(card.content);
+    return card.content.size();
   });
 }
 

@@ -24,12 +24,8 @@ void warnOfPictures(const std::vector<contacts::Contact>& records) {
 void writeCardsOf(const std::string& folder) {
   const std::vector<contacts::Contact> records = bench::readRecords(folder);
   warnOfPictures(records);
-  bench::measure(records.size(), [&] {
-    std::size_t bytes = 0;
-    for (const contacts::Contact& record : records) {
-      bytes += CARD_Creator().createVCard(record).size();
-    }
-    return bytes;
+  bench::measureEach(records, [](const contacts::Contact& record) {
+    return CARD_Creator().createVCard(record).size();
   });
 }
 

@@ -34,13 +34,9 @@ void readFolderOfCards(const std::string& folder) {
       throw std::runtime_error(card.path + ": isn't read whole");
     }
   }
-  bench::measure(cards.size(), [&] {
-    std::size_t bytes = 0;
-    for (const bench::File& card : cards) {
-      readCard(card.content);
-      bytes += card.content.size();
-    }
-    return bytes;
+  bench::measureEach(cards, [](const bench::File& card) {
+    readCard(card.content);
+    return card.content.size();
   });
 }
 

@@ -71,11 +71,7 @@ std::size_t writeCard(const contacts::Contact& contact) {
 
 void writeCardsOf(const std::string& folder) {
   const std::vector<contacts::Contact> records = bench::readRecords(folder);
-  bench::measure(records.size(), [&] {
-    std::size_t bytes = 0;
-    for (const contacts::Contact& record : records) bytes += writeCard(record);
-    return bytes;
-  });
+  bench::measureEach(records, writeCard);
 }
 
 }  // namespace

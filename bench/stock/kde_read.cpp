@@ -20,13 +20,9 @@ void readFolderOfCards(const std::string& folder) {
     cards.push_back(QByteArray::fromStdString(card.content));
     if (!readCard(cards.back())) throw std::runtime_error(card.path + ": isn't read");
   }
-  bench::measure(cards.size(), [&] {
-    std::size_t bytes = 0;
-    for (const QByteArray& card : cards) {
-      readCard(card);
-      bytes += static_cast<std::size_t>(card.size());
-    }
-    return bytes;
+  bench::measureEach(cards, [](const QByteArray& card) {
+    readCard(card);
+    return static_cast<std::size_t>(card.size());
   });
 }
 
