@@ -1,10 +1,14 @@
 // Requests to the Directory Service, with a real phonebook behind it.
 //
 // Promised: every request is answered with a failure in a sentence that holds nothing of it, with
-// the entries that match, or with the Id of a new one; such an entry reads back byte for byte, and
-// is found by its values.
+// the entries that match, or with the Id of the entry that was written, changed or deleted. A new
+// entry reads back byte for byte, and is found by its values; of a changed one so do the texts that
+// were named, and the others stay; a deleted one is gone; no other entry is touched. What is
+// refused though it can be understood names an entry that isn't there or would leave it empty, and
+// changes nothing.
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,25 +72,91 @@ void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
   require(there, "an entry is found by its values");
 }
 
+using Entries = std::vector<DirectoryEntry>;
+
+bool areEqual(const DirectoryEntry& left, const DirectoryEntry& right) {
+  return std::equal(left.values.begin(), left.values.end(), right.values.begin(),
+                    right.values.end(), [](const ColumnValue& a, const ColumnValue& b) {
+                      return a.column == b.column && a.value == b.value;
+                    });
+}
+
+bool areEqual(const Entries& left, const Entries& right) {
+  return std::equal(
+      left.begin(), left.end(), right.begin(), right.end(),
+      [](const DirectoryEntry& a, const DirectoryEntry& b) { return areEqual(a, b); });
+}
+
+/// Carries a change out on a plain list. False when it can't be done.
+bool change(Entries& entries, const DirectoryRequest& request) {
+  const auto found = std::find_if(entries.begin(), entries.end(), [&](const DirectoryEntry& entry) {
+    return entry.value(Column::Id) == std::to_string(request.id());
+  });
+  if (found == entries.end()) return false;
+  if (request.kind() == DirectoryRequest::Kind::Delete) {
+    entries.erase(found);
+    return true;
+  }
+  bool left = false;
+  for (ColumnValue& value : found->values) {
+    for (const ColumnValue& text : request.entry()) {
+      if (text.column == value.column) value.value = text.value;
+    }
+    left = left || (value.column != Column::Id && !value.value.empty());
+  }
+  return left;
+}
+
+void checkChanged(const DirectoryAnswer& answer, const DirectoryRequest& request, Entries before,
+                  const Entries& after) {
+  Entries expected = before;
+  if (!change(expected, request)) {
+    require(answer.kind == DirectoryAnswer::Kind::Failure, "what can't be done is refused");
+    require(areEqual(before, after), "a refused change changes nothing");
+    return;
+  }
+  const bool deletes = request.kind() == DirectoryRequest::Kind::Delete;
+  require(
+      answer.kind == (deletes ? DirectoryAnswer::Kind::Deleted : DirectoryAnswer::Kind::Updated),
+      "what can be understood is done");
+  require(answer.id == std::to_string(request.id()), "a change is answered with the entry's Id");
+  require(areEqual(expected, after), "a change is done byte for byte, and to one entry only");
+}
+
+void checkUnderstood(ScratchBook& book, const std::string& text, const DirectoryRequest& request) {
+  if (request.kind() == DirectoryRequest::Kind::Read) {
+    checkRead(book.ask(text), request);
+    return;
+  }
+  if (request.kind() == DirectoryRequest::Kind::Write) {
+    checkWritten(book, book.ask(text), request);
+  } else {
+    const Entries before = book.entries();
+    const DirectoryAnswer answer = book.ask(text);
+    checkChanged(answer, request, before, book.entries());
+  }
+  book.renew();
+}
+
+void check(ScratchBook& book, const std::string& text) {
+  std::optional<DirectoryRequest> request;
+  try {
+    request.emplace(DirectoryRequest::parse(text));
+  } catch (const host::DirectoryRefusal& refusal) {
+    const DirectoryAnswer answer = book.ask(text);
+    require(answer.kind == DirectoryAnswer::Kind::Failure && answer.reason == refusal.what(),
+            "what can't be understood is refused, with the reason");
+    return;
+  }
+  checkUnderstood(book, text, *request);
+}
+
 }  // namespace
 }  // namespace fuzz
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace fuzz;  // NOLINT: it is the target's own
   static ScratchBook book;
-  const std::string text(textOf(data, size));
-  const DirectoryAnswer answer = book.ask(text);
-  try {
-    const DirectoryRequest request = DirectoryRequest::parse(text);
-    if (request.kind() == DirectoryRequest::Kind::Read) {
-      checkRead(answer, request);
-    } else {
-      checkWritten(book, answer, request);
-      book.renew();
-    }
-  } catch (const host::DirectoryRefusal& refusal) {
-    require(answer.kind == DirectoryAnswer::Kind::Failure && answer.reason == refusal.what(),
-            "what can't be understood is refused, with the reason");
-  }
+  check(book, std::string(textOf(data, size)));
   return 0;
 }

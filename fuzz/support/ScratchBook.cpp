@@ -30,12 +30,19 @@ host::DirectoryAnswer ScratchBook::ask(const std::string& request) {
     host::DirectoryAnswer answer = host::DirectoryClient::parseAnswer(text);
     if (answer.kind == Kind::Failure) requireSentence(answer.reason);
     const bool word = text.find("failure") != std::string::npos;
-    require(answer.kind != Kind::Written || !word, "no answer of success says failure");
+    const bool changed = answer.kind == Kind::Written || answer.kind == Kind::Updated ||
+                         answer.kind == Kind::Deleted;
+    require(!changed || !word, "no answer of success says failure");
     return answer;
   } catch (const std::runtime_error&) {
     require(false, "the Directory answers with something that is an answer");
     throw;
   }
+}
+
+std::vector<host::DirectoryEntry> ScratchBook::entries() {
+  const std::vector<Column> all(host::kAllColumns.begin(), host::kAllColumns.end());
+  return ask(host::DirectoryClient::listRequest(all)).entries;
 }
 
 host::DirectoryEntry ScratchBook::entryOf(const std::string& id) {

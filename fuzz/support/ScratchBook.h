@@ -21,6 +21,8 @@ class ScratchBook {
   host::DirectoryAnswer ask(const std::string& request);
   /// Asks for everything that the entry of this Id holds.
   host::DirectoryEntry entryOf(const std::string& id);
+  /// Everything that it holds.
+  std::vector<host::DirectoryEntry> entries();
   /// Throws away what was written.
   void renew();
 

@@ -1,6 +1,7 @@
 #include "host/directory/DirectoryClient.h"
 
 #include <algorithm>
+#include <optional>
 #include <pugixml.hpp>
 
 #include "host/directory/XmlText.h"
@@ -24,6 +25,14 @@ std::string request(std::string_view reason, const std::vector<Column>& columns,
   text.append("<Entry>");
   for (const ColumnValue& value : entry) appendElement(text, columnName(value.column), value.value);
   return text.append("</Entry>").append(kXmlTail);
+}
+
+// What an answer says was done to one entry.
+std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
+  if (reason == "write_response") return DirectoryAnswer::Kind::Written;
+  if (reason == "update_response") return DirectoryAnswer::Kind::Updated;
+  if (reason == "delete_response") return DirectoryAnswer::Kind::Deleted;
+  return std::nullopt;
 }
 
 // A column of a later phonebook is passed over: it wasn't asked for.
@@ -58,6 +67,17 @@ std::string DirectoryClient::writeRequest(const std::vector<ColumnValue>& entry)
   return request("write_request", {}, entry);
 }
 
+std::string DirectoryClient::updateRequest(const std::string& id,
+                                           const std::vector<ColumnValue>& texts) {
+  std::vector<ColumnValue> entry = {{Column::Id, id}};
+  entry.insert(entry.end(), texts.begin(), texts.end());
+  return request("update_request", {}, entry);
+}
+
+std::string DirectoryClient::deleteRequest(const std::string& id) {
+  return request("delete_request", {}, {{Column::Id, id}});
+}
+
 DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
   pugi::xml_document document;
   const pugi::xml_parse_result result =
@@ -67,8 +87,8 @@ DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
   DirectoryAnswer answer;
   if (result && reason == "failure") {
     answer.reason = schema.child_value("Reason");
-  } else if (result && reason == "write_response") {
-    answer.kind = DirectoryAnswer::Kind::Written;
+  } else if (const auto change = changeOf(reason); result && change) {
+    answer.kind = *change;
     answer.id = schema.child_value("Id");
   } else if (result && reason == "read_response") {
     answer.kind = DirectoryAnswer::Kind::Read;

@@ -19,11 +19,11 @@ struct DirectoryEntry {
 
 /// What the phonebook answered.
 struct DirectoryAnswer {
-  enum class Kind { Failure, Read, Written };
+  enum class Kind { Failure, Read, Written, Updated, Deleted };
   Kind kind = Kind::Failure;
   std::string reason;                   ///< of a failure: a sentence for the user
   std::vector<DirectoryEntry> entries;  ///< of a read request
-  std::string id;                       ///< of a write request: the Id of the new entry
+  std::string id;                       ///< of the other requests: the entry's Id
 };
 
 /// The requests and answers of the phonebook, for programs that ask it. How the texts travel is
@@ -40,6 +40,10 @@ class DirectoryClient {
                                   const std::vector<ColumnValue>& match);
   /// Asks for a new entry.
   static std::string writeRequest(const std::vector<ColumnValue>& entry);
+  /// Asks to replace these texts, at least one, of the entry of this Id; the others stay.
+  static std::string updateRequest(const std::string& id, const std::vector<ColumnValue>& texts);
+  /// Asks to delete the entry of this Id.
+  static std::string deleteRequest(const std::string& id);
 
   /// Reads an answer. Throws std::runtime_error with a sentence for the user when the text is none.
   static DirectoryAnswer parseAnswer(std::string_view text);

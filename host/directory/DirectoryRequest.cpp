@@ -26,8 +26,11 @@ constexpr unsigned kParseFlags = pugi::parse_escapes | pugi::parse_ws_pcdata_sin
 
 constexpr std::size_t kMaxIdDigits = 18;
 
-constexpr std::array<std::pair<std::string_view, Kind>, 2> kReasons = {
-    {{"read_request", Kind::Read}, {"write_request", Kind::Write}}};
+constexpr std::array<std::pair<std::string_view, Kind>, 4> kReasons = {
+    {{"read_request", Kind::Read},
+     {"write_request", Kind::Write},
+     {"update_request", Kind::Update},
+     {"delete_request", Kind::Delete}}};
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 
@@ -112,7 +115,8 @@ Kind kindOf(pugi::xml_node reason) {
   const auto* const known = std::find_if(kReasons.begin(), kReasons.end(),
                                          [&](const auto& entry) { return entry.first == text; });
   refuseUnless(known != kReasons.end(),
-               "The ReasonForMessage is neither read_request nor write_request.");
+               "The ReasonForMessage is none of read_request, write_request, update_request and "
+               "delete_request.");
   return known->second;
 }
 
@@ -153,18 +157,22 @@ std::vector<ColumnValue> valuesOf(pugi::xml_node entry) {
   return values;
 }
 
+bool isId(const ColumnValue& value) { return value.column == Column::Id; }
+
+void checkId(const std::string& text) {
+  const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
+  refuseUnless(digits && !text.empty() && text.size() <= kMaxIdDigits, "The Id is not a number.");
+}
+
 void checkRead(const std::vector<Column>& columns, const std::vector<ColumnValue>& entry) {
   refuseUnless(!columns.empty(), "The read_request names no column in ResultCols.");
   for (const ColumnValue& value : entry) {
-    const bool digits = value.value.find_first_not_of("0123456789") == std::string::npos;
-    const bool number = digits && !value.value.empty() && value.value.size() <= kMaxIdDigits;
-    refuseUnless(value.column != Column::Id || number, "The Id is not a number.");
+    if (isId(value)) checkId(value.value);
   }
 }
 
 void checkWrite(const SchemaParts& parts, const std::vector<ColumnValue>& entry) {
   refuseUnless(parts.resultColumns.empty(), "A write_request has no ResultCols.");
-  const auto isId = [](const ColumnValue& value) { return value.column == Column::Id; };
   refuseUnless(std::none_of(entry.begin(), entry.end(), isId),
                "An Id can't be written: the phonebook gives it.");
   const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
@@ -172,11 +180,35 @@ void checkWrite(const SchemaParts& parts, const std::vector<ColumnValue>& entry)
                "The Entry to write holds no value.");
 }
 
+// Which entry is to be changed or deleted is said by its Id alone, so that no request can mean more
+// entries than its sender has seen.
+long long takeId(std::vector<ColumnValue>& entry) {
+  const auto found = std::find_if(entry.begin(), entry.end(), isId);
+  refuseUnless(found != entry.end(), "The Entry names no Id.");
+  checkId(found->value);
+  const long long id = std::stoll(found->value);
+  entry.erase(found);
+  return id;
+}
+
+void checkDelete(const SchemaParts& parts, const std::vector<ColumnValue>& texts) {
+  refuseUnless(parts.resultColumns.empty(), "A delete_request has no ResultCols.");
+  refuseUnless(texts.empty(), "The Entry of a delete_request holds nothing but the Id.");
+}
+
+void checkUpdate(const SchemaParts& parts, const std::vector<ColumnValue>& texts) {
+  refuseUnless(parts.resultColumns.empty(), "An update_request has no ResultCols.");
+  refuseUnless(!texts.empty(), "The Entry of an update_request holds no text to replace.");
+}
+
 }  // namespace
 
 DirectoryRequest::DirectoryRequest(Kind kind, std::vector<Column> resultColumns,
-                                   std::vector<ColumnValue> entry)
-    : m_kind(kind), m_resultColumns(std::move(resultColumns)), m_entry(std::move(entry)) {}
+                                   std::vector<ColumnValue> entry, long long id)
+    : m_kind(kind),
+      m_resultColumns(std::move(resultColumns)),
+      m_entry(std::move(entry)),
+      m_id(id) {}
 
 DirectoryRequest DirectoryRequest::parse(std::string_view text) {
   XmlGate::check(text);
@@ -192,6 +224,7 @@ DirectoryRequest DirectoryRequest::parse(std::string_view text) {
   std::vector<Column> columns;
   if (!parts.resultColumns.empty()) columns = columnsOf(textOf(parts.resultColumns));
   std::vector<ColumnValue> entry = valuesOf(parts.entry);
+  long long id = 0;
   switch (kind) {
     case Kind::Read:
       checkRead(columns, entry);
@@ -199,8 +232,16 @@ DirectoryRequest DirectoryRequest::parse(std::string_view text) {
     case Kind::Write:
       checkWrite(parts, entry);
       break;
+    case Kind::Update:
+      id = takeId(entry);
+      checkUpdate(parts, entry);
+      break;
+    case Kind::Delete:
+      id = takeId(entry);
+      checkDelete(parts, entry);
+      break;
   }
-  return {kind, std::move(columns), std::move(entry)};
+  return {kind, std::move(columns), std::move(entry), id};
 }
 
 }  // namespace host

@@ -21,6 +21,12 @@ std::string begin(std::string_view reason) {
 
 std::string end(std::string text) { return text.append(kXmlTail); }
 
+std::string done(std::string_view reason, long long id) {
+  std::string text = begin(reason);
+  appendElement(text, columnName(Column::Id), std::to_string(id));
+  return end(std::move(text));
+}
+
 // No request can store a NUL; someone who edits the file by hand can. XML has no way to say one,
 // and one as it is would cut the answer short for most readers.
 void appendValue(std::string& text, Column column, const std::string& value) {
@@ -47,11 +53,11 @@ std::string DirectoryResponse::failure(std::string_view reason) {
   return end(std::move(text));
 }
 
-std::string DirectoryResponse::written(long long id) {
-  std::string text = begin("write_response");
-  appendElement(text, columnName(Column::Id), std::to_string(id));
-  return end(std::move(text));
-}
+std::string DirectoryResponse::written(long long id) { return done("write_response", id); }
+
+std::string DirectoryResponse::updated(long long id) { return done("update_response", id); }
+
+std::string DirectoryResponse::deleted(long long id) { return done("delete_response", id); }
 
 DirectoryResponse::DirectoryResponse(std::vector<Column> columns)
     : m_columns(std::move(columns)), m_text(begin("read_response")) {}

@@ -25,6 +25,10 @@ class DirectoryResponse {
   static std::string failure(std::string_view reason);
   /// An entry was written and got this Id.
   static std::string written(long long id);
+  /// The entry of this Id was changed.
+  static std::string updated(long long id);
+  /// The entry of this Id was deleted.
+  static std::string deleted(long long id);
 
   /// The columns that each entry has.
   explicit DirectoryResponse(std::vector<Column> columns);

@@ -18,6 +18,10 @@ void logProblem(const std::exception& problem) {
   logAppUni("Directory Service", "DirectoryService", kLogError, __LINE__, "%s", problem.what());
 }
 
+[[noreturn]] void refuseUnknown() {
+  throw DirectoryRefusal("The phonebook has no entry of that Id.");
+}
+
 }  // namespace
 
 DirectoryService::DirectoryService(PhoneBookOptions options)
@@ -61,6 +65,10 @@ std::string DirectoryService::answer(const std::string& request) {
       return read(parsed);
     case DirectoryRequest::Kind::Write:
       return write(parsed);
+    case DirectoryRequest::Kind::Update:
+      return update(parsed);
+    case DirectoryRequest::Kind::Delete:
+      return remove(parsed);
   }
   throw DirectoryRefusal("The phonebook doesn't know this kind of request.");
 }
@@ -76,6 +84,18 @@ std::string DirectoryService::read(const DirectoryRequest& request) {
 std::string DirectoryService::write(const DirectoryRequest& request) {
   const std::lock_guard<std::mutex> guard(m_lock);
   return DirectoryResponse::written(openBook().write(request.entry()));
+}
+
+std::string DirectoryService::update(const DirectoryRequest& request) {
+  const std::lock_guard<std::mutex> guard(m_lock);
+  if (!openBook().update(request.id(), request.entry())) refuseUnknown();
+  return DirectoryResponse::updated(request.id());
+}
+
+std::string DirectoryService::remove(const DirectoryRequest& request) {
+  const std::lock_guard<std::mutex> guard(m_lock);
+  if (!openBook().remove(request.id())) refuseUnknown();
+  return DirectoryResponse::deleted(request.id());
 }
 
 PhoneBook& DirectoryService::openBook() {

@@ -36,6 +36,8 @@ class DirectoryService : public Executable, public DirectoryServiceIfc {
   std::string answer(const std::string& request);
   std::string read(const DirectoryRequest& request);
   std::string write(const DirectoryRequest& request);
+  std::string update(const DirectoryRequest& request);
+  std::string remove(const DirectoryRequest& request);
   PhoneBook& openBook();
 
   std::mutex m_lock;

@@ -1,10 +1,11 @@
 #include "host/directory/PhoneBook.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 #include <thread>
 #include <utility>
+
+#include "host/directory/DirectoryRefusal.h"
+#include "host/directory/DirectoryRequest.h"
 
 namespace host {
 
@@ -16,34 +17,7 @@ constexpr int kVersion = 1;
 // Between two attempts to get a lock.
 constexpr std::chrono::milliseconds kPause{5};
 
-// In the order of the enumeration. "group" is a word of SQL.
-constexpr std::array<std::string_view, kAllColumns.size()> kSqlNames = {
-    "id",      "surname",     "firstname",     "office",  "office2",
-    "mobile",  "private",     "email",         "address", "address2",
-    "company", "jobfunction", "defaultnumber", "picture", "contact_group"};
-
 constexpr std::size_t indexOf(Column column) { return static_cast<std::size_t>(column); }
-
-std::string sqlName(Column column) { return std::string(kSqlNames.at(indexOf(column))); }
-
-std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
-  std::string text;
-  for (const std::string& part : parts) {
-    if (!text.empty()) text.append(separator);
-    text.append(part);
-  }
-  return text;
-}
-
-// Every column but the Id, each put between `before` and `after`.
-std::string allTexts(std::string_view before, std::string_view after) {
-  std::vector<std::string> parts;
-  for (const Column column : kAllColumns) {
-    if (column == Column::Id) continue;
-    parts.push_back(std::string(before).append(sqlName(column)).append(after));
-  }
-  return joined(parts, ", ");
-}
 
 bool matchesNothing(const std::vector<ColumnValue>& match) {
   return !match.empty() && std::all_of(match.begin(), match.end(), [](const ColumnValue& value) {
@@ -52,53 +26,6 @@ bool matchesNothing(const std::vector<ColumnValue>& match) {
 }
 
 }  // namespace
-
-/// A running SELECT.
-class PhoneBook::Query {
- public:
-  Query(soci::session& session, const std::vector<Column>& columns,
-        const std::vector<ColumnValue>& match)
-      : m_values(columns.size()), m_statement(session) {
-    for (std::string& value : m_values) m_statement.exchange(soci::into(value));
-    for (const ColumnValue& wanted : match) bind(wanted);
-    m_statement.alloc();
-    m_statement.prepare(textOf(columns, match));
-    m_statement.define_and_bind();
-    m_statement.execute();
-  }
-
-  /// False when there are no more entries.
-  bool next() { return m_statement.fetch(); }
-  const std::vector<std::string>& values() const { return m_values; }
-
- private:
-  void bind(const ColumnValue& wanted) {
-    if (wanted.column == Column::Id) {
-      m_id = std::stoll(wanted.value);
-      m_statement.exchange(soci::use(m_id, sqlName(wanted.column)));
-    } else {
-      m_statement.exchange(soci::use(wanted.value, sqlName(wanted.column)));
-    }
-  }
-
-  static std::string textOf(const std::vector<Column>& columns,
-                            const std::vector<ColumnValue>& match) {
-    std::vector<std::string> names;
-    names.reserve(columns.size());
-    for (const Column column : columns) names.push_back(sqlName(column));
-    std::vector<std::string> conditions;
-    conditions.reserve(match.size());
-    for (const ColumnValue& wanted : match)
-      conditions.push_back(sqlName(wanted.column).append(" = :").append(sqlName(wanted.column)));
-    std::string text = "SELECT " + joined(names, ", ") + " FROM entries";
-    if (!conditions.empty()) text += " WHERE " + joined(conditions, " AND ");
-    return text + " ORDER BY id";
-  }
-
-  std::vector<std::string> m_values;
-  long long m_id = 0;
-  soci::statement m_statement;
-};
 
 template <typename Work>
 auto PhoneBook::guarded(const Work& work) {
@@ -140,11 +67,11 @@ PhoneBook::~PhoneBook() = default;
 void PhoneBook::read(const std::vector<Column>& columns, const std::vector<ColumnValue>& match,
                      const EntryReader& reader) {
   if (matchesNothing(match)) return;
-  std::unique_ptr<Query> query;
+  std::unique_ptr<EntryTable::Query> query;
   // Once an entry has been handed over nothing may begin anew.
   bool more = whenFree([&] {
     query.reset();
-    query = std::make_unique<Query>(session(), columns, match);
+    query = std::make_unique<EntryTable::Query>(session(), *m_backend, columns, match);
     return query->next();
   });
   while (more) {
@@ -155,20 +82,55 @@ void PhoneBook::read(const std::vector<Column>& columns, const std::vector<Colum
 
 long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
   std::vector<std::string> values(kAllColumns.size());
-  long long bytes = 0;
-  for (const ColumnValue& value : entry) {
-    values.at(indexOf(value.column)) = value.value;
-    bytes += static_cast<long long>(value.value.size());
-  }
+  for (const ColumnValue& value : entry) values.at(indexOf(value.column)) = value.value;
   const long long id = whenFree([&] {
     soci::transaction transaction(session());
-    const long long given = insert(values, bytes);
-    checkRoom();
+    EntryTable table(*m_session, *m_backend);
+    const long long given = table.insert(values);
+    checkRoom(table);
     transaction.commit();
     return given;
   });
   m_backend->settle(*m_session);
   return id;
+}
+
+bool PhoneBook::update(long long id, const std::vector<ColumnValue>& texts) {
+  const bool found = whenFree([&] {
+    soci::transaction transaction(session());
+    EntryTable table(*m_session, *m_backend);
+    if (!table.claim(id)) return false;
+    replace(table, id, texts);
+    transaction.commit();
+    return true;
+  });
+  if (found) m_backend->settle(*m_session);
+  return found;
+}
+
+bool PhoneBook::remove(long long id) {
+  const bool found = whenFree([&] {
+    soci::transaction transaction(session());
+    const bool there = EntryTable(*m_session, *m_backend).remove(id);
+    if (there) transaction.commit();
+    return there;
+  });
+  if (found) m_backend->settle(*m_session);
+  return found;
+}
+
+// A phonebook that is fuller than its limits, which may have been lowered, can still be made
+// smaller.
+void PhoneBook::replace(EntryTable& table, long long id, const std::vector<ColumnValue>& texts) {
+  std::vector<std::string> values = table.valuesOf(id);
+  const long long before = EntryTable::bytesOf(values);
+  for (const ColumnValue& text : texts) values.at(indexOf(text.column)) = text.value;
+  const long long after = EntryTable::bytesOf(values);
+  if (after == 0) throw DirectoryRefusal("The entry would hold no value; delete it instead.");
+  if (static_cast<std::uint64_t>(after) > DirectoryRequest::kMaxEntryBytes)
+    throw DirectoryRefusal("The values of the entry would be larger than 8 MiB.");
+  table.update(id, texts, after);
+  if (after > before) checkBytes(table.totals());
 }
 
 soci::session& PhoneBook::session() {
@@ -211,11 +173,7 @@ void PhoneBook::createTables() {
   int rows = 0;
   *m_session << "SELECT COUNT(*) FROM phonebook_version", soci::into(rows);
   if (rows == 0) {
-    *m_session << "CREATE TABLE entries (id " << m_backend->idType()
-               << ", size INTEGER NOT NULL DEFAULT 0, " << allTexts("", " TEXT NOT NULL DEFAULT ''")
-               << ")";
-    *m_session << "CREATE INDEX entries_name ON entries (surname, firstname)";
-    *m_session << "CREATE INDEX entries_size ON entries (size)";
+    EntryTable(*m_session, *m_backend).create();
     *m_session << "INSERT INTO phonebook_version (version) VALUES (:version)",
         soci::use(kVersion, "version");
   }
@@ -233,34 +191,18 @@ void PhoneBook::checkVersion() {
   throw PhoneBookError(Kind::Broken, "The phonebook " + m_backend->name() + " " + what);
 }
 
-long long PhoneBook::insert(const std::vector<std::string>& values, long long bytes) {
-  long long id = 0;
-  soci::statement statement(*m_session);
-  statement.exchange(soci::into(id));
-  statement.exchange(soci::use(bytes, "size"));
-  for (const Column column : kAllColumns) {
-    if (column == Column::Id) continue;
-    statement.exchange(soci::use(values.at(indexOf(column)), sqlName(column)));
-  }
-  statement.alloc();
-  statement.prepare("INSERT INTO entries (size, " + allTexts("", "") + ") VALUES (:size, " +
-                    allTexts(":", "") + ") RETURNING id");
-  statement.define_and_bind();
-  statement.execute(true);
-  return id;
-}
-
 // Asked after the insertion: a transaction that begins with a change has the lock from its first
 // statement on, so that no one else can fill the phonebook in between.
-void PhoneBook::checkRoom() {
-  long long entries = 0;
-  long long bytes = 0;
-  *m_session << "SELECT COUNT(*), COALESCE(SUM(size), 0) FROM entries", soci::into(entries),
-      soci::into(bytes);
-  if (static_cast<std::uint64_t>(entries) > m_options.maxEntries)
+void PhoneBook::checkRoom(EntryTable& table) const {
+  const EntryTable::Totals totals = table.totals();
+  if (static_cast<std::uint64_t>(totals.entries) > m_options.maxEntries)
     throw PhoneBookError(Kind::Full, "The phonebook is full: it holds " +
                                          std::to_string(m_options.maxEntries) + " entries.");
-  if (static_cast<std::uint64_t>(bytes) > m_options.maxBytes)
+  checkBytes(totals);
+}
+
+void PhoneBook::checkBytes(const EntryTable::Totals& totals) const {
+  if (static_cast<std::uint64_t>(totals.bytes) > m_options.maxBytes)
     throw PhoneBookError(Kind::Full, "The phonebook is full: its entries may have " +
                                          std::to_string(m_options.maxBytes) + " bytes together.");
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/directory/Column.h"
+#include "host/directory/EntryTable.h"
 #include "host/directory/PhoneBookBackend.h"
 
 namespace host {
@@ -52,10 +53,13 @@ class PhoneBook {
             const EntryReader& reader);
   /// Adds an entry and returns its Id. It is on the disk then.
   long long write(const std::vector<ColumnValue>& entry);
+  /// Replaces texts of an entry; the others stay. False when there is no entry of that Id. Throws
+  /// DirectoryRefusal when the entry would hold nothing then, or too much.
+  bool update(long long id, const std::vector<ColumnValue>& texts);
+  /// Deletes an entry. False when there is none of that Id.
+  bool remove(long long id);
 
  private:
-  class Query;
-
   template <typename Work>
   auto guarded(const Work& work);
   template <typename Work>
@@ -66,8 +70,9 @@ class PhoneBook {
   void prepareTables();
   void createTables();
   void checkVersion();
-  long long insert(const std::vector<std::string>& values, long long bytes);
-  void checkRoom();
+  void replace(EntryTable& table, long long id, const std::vector<ColumnValue>& texts);
+  void checkRoom(EntryTable& table) const;
+  void checkBytes(const EntryTable::Totals& totals) const;
 
   const PhoneBookOptions m_options;
   const std::unique_ptr<PhoneBookBackend> m_backend;

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/directory/PhoneBookError.h"
 
@@ -34,6 +35,17 @@ class PhoneBookBackend {
   virtual PhoneBookError explain(const soci::soci_error& error) const = 0;
   /// The SQL type of a number that the database gives to each new row and never gives again.
   virtual std::string idType() const = 0;
+  // A text on its way to the database and back, for one whose client can't carry any byte there is:
+  // as what it is bound, the SQL that takes it from the parameter of that name, the SQL that gives
+  // the column of that name, and the text again of what came back.
+  virtual std::string stored(const std::string& text) const { return text; }
+  virtual std::string parameter(const std::string& name) const { return ":" + name; }
+  virtual std::string selected(const std::string& column) const { return column; }
+  virtual void restore(std::string& value) const { static_cast<void>(value); }
+  /// The SQL type of a text of any bytes but NUL, whose equality is that of the bytes.
+  virtual std::string textType() const { return "TEXT"; }
+  /// The indexes of the table of entries, as they stand behind CREATE INDEX.
+  virtual std::vector<std::string> indexes() const = 0;
   /// How messages call the phonebook.
   virtual std::string name() const = 0;
 

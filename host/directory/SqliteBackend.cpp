@@ -110,6 +110,8 @@ void SqliteBackend::configure(soci::session& session) const {
   // The file may come from anywhere: nothing that its schema says is trusted.
   session << "PRAGMA trusted_schema = OFF";
   session << "PRAGMA cell_size_check = ON";
+  // Whoever was deleted is no one's affair any more.
+  session << "PRAGMA secure_delete = ON";
   session << "PRAGMA journal_mode = WAL";
   session << "PRAGMA synchronous = FULL";
   constexpr int kLogBytes = 4 << 20;

@@ -22,6 +22,9 @@ class SqliteBackend : public PhoneBookBackend {
   bool hasMoved() const override;
   PhoneBookError explain(const soci::soci_error& error) const override;
   std::string idType() const override { return "INTEGER PRIMARY KEY AUTOINCREMENT"; }
+  std::vector<std::string> indexes() const override {
+    return {"entries_name ON entries (surname, firstname)", "entries_size ON entries (size)"};
+  }
   std::string name() const override { return m_path.string(); }
 
  private:

@@ -52,6 +52,22 @@ TEST(DirectoryClientTest, AWriteRequestSaysItsValuesExactly) {
   EXPECT_EQ(request.entry().front().value, "A<B");
 }
 
+TEST(DirectoryClientTest, AnUpdateRequestSaysItsIdAndValuesExactly) {
+  const DirectoryRequest request = DirectoryRequest::parse(
+      DirectoryClient::updateRequest("17", {{Column::Surname, "A<B\r"}, {Column::Mobile, ""}}));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Update);
+  EXPECT_EQ(request.id(), 17);
+  ASSERT_EQ(request.entry().size(), 2u);
+  EXPECT_EQ(request.entry().front().value, "A<B\r");
+  EXPECT_EQ(request.entry().back().value, "");
+}
+
+TEST(DirectoryClientTest, ADeleteRequestSaysItsId) {
+  const DirectoryRequest request = DirectoryRequest::parse(DirectoryClient::deleteRequest("17"));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Delete);
+  EXPECT_EQ(request.id(), 17);
+}
+
 TEST(DirectoryClientTest, AnAnswerGivesEntriesWithTheirColumnsInOrder) {
   DirectoryResponse response({Column::Id, Column::Surname, Column::Mobile});
   response.add({"1", " Doe\r\n", ""});
@@ -75,6 +91,15 @@ TEST(DirectoryClientTest, AFailureGivesItsReasonAndAWriteItsId) {
   const DirectoryAnswer written = DirectoryClient::parseAnswer(DirectoryResponse::written(42));
   EXPECT_EQ(written.kind, DirectoryAnswer::Kind::Written);
   EXPECT_EQ(written.id, "42");
+}
+
+TEST(DirectoryClientTest, AnUpdateAndADeletionGiveTheIdOfTheEntry) {
+  const DirectoryAnswer updated = DirectoryClient::parseAnswer(DirectoryResponse::updated(17));
+  EXPECT_EQ(updated.kind, DirectoryAnswer::Kind::Updated);
+  EXPECT_EQ(updated.id, "17");
+  const DirectoryAnswer deleted = DirectoryClient::parseAnswer(DirectoryResponse::deleted(18));
+  EXPECT_EQ(deleted.kind, DirectoryAnswer::Kind::Deleted);
+  EXPECT_EQ(deleted.id, "18");
 }
 
 TEST(DirectoryClientTest, WhatIsNoAnswerIsAnError) {

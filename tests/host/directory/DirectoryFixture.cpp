@@ -51,6 +51,10 @@ std::string WriteOf(const std::string& elements) {
   return kHead + "write_request</ReasonForMessage><Entry>" + elements + "</Entry></Schema>";
 }
 
+std::string ChangeOf(const std::string& kind, const std::string& elements) {
+  return kHead + kind + "_request</ReasonForMessage><Entry>" + elements + "</Entry></Schema>";
+}
+
 std::string ReadOf(const std::string& elements) {
   return kHead +
          "read_request</ReasonForMessage><ResultCols>Surname Firstname</ResultCols><Entry>" +

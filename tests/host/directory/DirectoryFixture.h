@@ -25,6 +25,8 @@ inline constexpr const char* kSecret = "Zyzzogeton failure";
 std::string Escaped(const std::string& text);
 /// A write request for this text between <Entry> and </Entry>.
 std::string WriteOf(const std::string& elements);
+/// A request of this kind ("update", "delete") for this text between <Entry> and </Entry>.
+std::string ChangeOf(const std::string& kind, const std::string& elements);
 /// A read request for the Surname and Firstname of what matches this text.
 std::string ReadOf(const std::string& elements);
 

@@ -34,6 +34,10 @@ class DirectoryRequestTest : public ::testing::Test {
            "<ResultCols>" +
            columns + "</ResultCols><Entry>" + elements + "</Entry></Schema>";
   }
+  static std::string Change(const std::string& kind, const std::string& elements) {
+    return "<Schema name=\"PhoneBook\"><ReasonForMessage>" + kind +
+           "_request</ReasonForMessage><Entry>" + elements + "</Entry></Schema>";
+  }
   static std::string SurnameIn(const std::string& content) {
     return DirectoryRequest::parse(Write("<Surname>" + content + "</Surname><Group>0</Group>"))
         .entry()
@@ -186,9 +190,9 @@ TEST_F(DirectoryRequestTest, AReasonThatIsntKnownIsRefused) {
   const std::string rest = "<Entry><Surname>Doe</Surname></Entry></Schema>";
   const std::string start = "<Schema name=\"PhoneBook\">";
   ExpectRefused(start + rest, "no ReasonForMessage");
-  for (const char* reason : {"", "delete_request", "READ_REQUEST", " write_request", "failure"})
+  for (const char* reason : {"", "change_request", "READ_REQUEST", " write_request", "failure"})
     ExpectRefused(start + "<ReasonForMessage>" + reason + "</ReasonForMessage>" + rest,
-                  "neither read_request nor write_request");
+                  "none of read_request, write_request");
 }
 
 TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
@@ -278,6 +282,68 @@ TEST_F(DirectoryRequestTest, AnyChangedByteIsUnderstoodOrRefused) {
         ASSERT_STRNE(refusal.what(), "");
       }
     }
+  }
+}
+
+TEST_F(DirectoryRequestTest, AnUpdateRequestGivesItsIdAndTheTextsToReplaceEmptyOnesIncluded) {
+  const DirectoryRequest request = DirectoryRequest::parse(
+      Change("update", "<Surname>Doe</Surname><Id>17</Id><Mobile></Mobile>"));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Update);
+  EXPECT_EQ(request.id(), 17);
+  ASSERT_EQ(request.entry().size(), 2u);
+  EXPECT_EQ(request.entry()[0].column, Column::Surname);
+  EXPECT_EQ(request.entry()[1].column, Column::Mobile);
+  EXPECT_EQ(request.entry()[1].value, "");
+}
+
+TEST_F(DirectoryRequestTest, ADeleteRequestGivesItsIdAndNothingElse) {
+  const DirectoryRequest request = DirectoryRequest::parse(Change("delete", "<Id>17</Id>"));
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Delete);
+  EXPECT_EQ(request.id(), 17);
+  EXPECT_THAT(request.entry(), IsEmpty());
+}
+
+TEST_F(DirectoryRequestTest, LeadingZerosOfAnIdMeanNothing) {
+  EXPECT_EQ(DirectoryRequest::parse(Change("delete", "<Id>0017</Id>")).id(), 17);
+  EXPECT_EQ(DirectoryRequest::parse(Change("delete", "<Id>999999999999999999</Id>")).id(),
+            999999999999999999);
+}
+
+TEST_F(DirectoryRequestTest, AnIdThatIsNoNumberChangesAndDeletesNothing) {
+  for (const char* id : {"", " ", " 17", "17 ", "-1", "+1", "1.0", "0x11", "1e1", "17;18", "１",
+                         "9223372036854775808", "0000000000000000017", "*"}) {
+    const std::string element = std::string("<Id>") + id + "</Id>";
+    ExpectRefused(Change("delete", element), "The Id is not a number");
+    ExpectRefused(Change("update", element + "<Surname>a</Surname>"), "The Id is not a number");
+  }
+}
+
+TEST_F(DirectoryRequestTest, AChangeWithoutAnIdOrWithTwoIsRefused) {
+  for (const char* kind : {"update", "delete"}) {
+    ExpectRefused(Change(kind, "<Surname>Doe</Surname>"), "names no Id");
+    ExpectRefused(Change(kind, ""), "names no Id");
+    ExpectRefused(Change(kind, "<Id>1</Id><Id>2</Id>"), "holds an element twice");
+  }
+}
+
+TEST_F(DirectoryRequestTest, ADeleteRequestWithAnythingButTheIdIsRefused) {
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname>Doe</Surname>"), "nothing but the Id");
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname/>"), "nothing but the Id");
+  ExpectRefused(Change("delete", "<Id>17</Id>all"), "text outside");
+}
+
+TEST_F(DirectoryRequestTest, AnUpdateRequestWithoutATextIsRefused) {
+  ExpectRefused(Change("update", "<Id>17</Id>"), "no text to replace");
+}
+
+TEST_F(DirectoryRequestTest, AChangeHasNoResultColumns) {
+  for (const char* kind : {"update", "delete"}) {
+    const std::string request = Change(kind, "<Id>17</Id>");
+    const std::string columns = "<ResultCols>Id</ResultCols><Entry>";
+    std::string with = request;
+    with.replace(with.find("<Entry>"), 7, columns);
+    if (std::string(kind) == "update") with.insert(with.find("</Entry>"), "<Office>1</Office>");
+    ExpectRefused(with, "has no ResultCols");
   }
 }
 

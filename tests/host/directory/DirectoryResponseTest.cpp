@@ -71,6 +71,13 @@ TEST(DirectoryResponseTest, ASuccessfulWriteTellsTheIdAndHasNotTheWordFailure) {
   EXPECT_THAT(text, Not(HasSubstr("failure")));
 }
 
+TEST(DirectoryResponseTest, AChangeTellsTheIdOnlyAndHasNotTheWordFailure) {
+  EXPECT_EQ(DirectoryResponse::updated(17),
+            kHead + "update_response</ReasonForMessage><Id>17</Id></Schema>");
+  EXPECT_EQ(DirectoryResponse::deleted(18),
+            kHead + "delete_response</ReasonForMessage><Id>18</Id></Schema>");
+}
+
 TEST(DirectoryResponseTest, AnAnswerThatDoesntFitIntoABusMessageIsRefused) {
   DirectoryResponse response({Column::Surname});
   const std::string value(DirectoryResponse::kMaxBytes / 2 - 1000, 'x');

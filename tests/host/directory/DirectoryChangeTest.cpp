@@ -1,0 +1,252 @@
+#include "tests/host/directory/DirectoryFixture.h"
+#include "tests/host/directory/LockedFile.h"
+#include "tests/host/directory/Mounts.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+/// Entries that are changed and deleted.
+class DirectoryChangeTest : public DirectoryTest {
+ protected:
+  void ExpectUpdated(const std::string& id, const Values& texts) {
+    const DirectoryAnswer answer = Parsed(host::DirectoryClient::updateRequest(id, texts));
+    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Updated) << answer.reason;
+    EXPECT_EQ(answer.id, id);
+  }
+  void ExpectDeleted(const std::string& id) {
+    const DirectoryAnswer answer = Parsed(host::DirectoryClient::deleteRequest(id));
+    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Deleted) << answer.reason;
+    EXPECT_EQ(answer.id, id);
+  }
+  void ExpectNotUpdated(const std::string& id, const Values& texts, const std::string& reason) {
+    ExpectFailure(host::DirectoryClient::updateRequest(id, texts), reason);
+  }
+  void ExpectNotDeleted(const std::string& id, const std::string& reason) {
+    ExpectFailure(host::DirectoryClient::deleteRequest(id), reason);
+  }
+  std::string Size(const std::string& id) { return Sql("SELECT size FROM entries WHERE id=" + id); }
+  std::string Text(const std::string& id, Column column) {
+    return std::string(Matching({{Column::Id, id}}).at(0).value(column));
+  }
+  void OpenWith(std::uint64_t entries, std::uint64_t bytes) {
+    host::PhoneBookOptions options = Options();
+    options.maxEntries = entries;
+    options.maxBytes = bytes;
+    m_service = std::make_unique<host::DirectoryService>(options);
+  }
+};
+
+TEST_F(DirectoryChangeTest, ADeletedEntryIsGoneAndTheOthersStay) {
+  StoreNamed("first");
+  const std::string id = Store({{Column::Surname, "second"}});
+  StoreNamed("third");
+  ExpectDeleted(id);
+  EXPECT_THAT(Surnames(), ElementsAre("first", "third"));
+  Restart();
+  EXPECT_THAT(Surnames(), ElementsAre("first", "third"));
+}
+
+TEST_F(DirectoryChangeTest, TheIdOfADeletedEntryIsNeverGivenAgain) {
+  StoreNamed("first");
+  const std::string last = Store({{Column::Surname, "last"}});
+  ExpectDeleted(last);
+  EXPECT_GT(std::stoll(Store({{Column::Surname, "new"}})), std::stoll(last));
+  Restart();
+  const std::string newest = Store({{Column::Surname, "newest"}});
+  ExpectDeleted(newest);
+  Restart();
+  EXPECT_GT(std::stoll(Store({{Column::Surname, "after"}})), std::stoll(newest));
+}
+
+TEST_F(DirectoryChangeTest, WhatIsNotThereCantBeDeletedOrChanged) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  ExpectDeleted(id);
+  for (const std::string& unknown : {id, std::string("0"), std::string("999999999999999999")}) {
+    ExpectNotDeleted(unknown, "has no entry of that Id");
+    ExpectNotUpdated(unknown, {{Column::Surname, kSecret}}, "has no entry of that Id");
+  }
+  EXPECT_THAT(Surnames(), IsEmpty());
+}
+
+TEST_F(DirectoryChangeTest, AHostileIdTouchesNoEntry) {
+  StoreNamed("Doe");
+  for (const char* id : {"-1", "9223372036854775808", "18446744073709551617", " 1", "1 ", "1 OR 1",
+                         "1;DELETE FROM entries", "", "%", "0x1"}) {
+    ExpectNotDeleted(id, "The Id is not a number");
+    ExpectNotUpdated(id, {{Column::Surname, "x"}}, "The Id is not a number");
+  }
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+}
+
+TEST_F(DirectoryChangeTest, NothingOfADeletedEntryStaysInTheFile) {
+  const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
+  StoreNamed("other");
+  ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
+  ExpectDeleted(id);
+  EXPECT_THAT(ReadFile(Path()), Not(HasSubstr("Zyzzogeton")));
+  EXPECT_THAT(ReadFile(Path() + "-wal"), Not(HasSubstr("Zyzzogeton")));
+}
+
+TEST_F(DirectoryChangeTest, AnUpdateReplacesTheNamedTextsAndNoOther) {
+  const std::string id =
+      Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}, {Column::Company, "ACME"}});
+  const std::string other = Store({{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::Mobile, "22"}, {Column::Company, ""}});
+  EXPECT_EQ(Text(id, Column::Surname), "Doe");
+  EXPECT_EQ(Text(id, Column::Mobile), "22");
+  EXPECT_EQ(Text(id, Column::Company), "");
+  EXPECT_EQ(Text(other, Column::Surname), "Roe");
+}
+
+TEST_F(DirectoryChangeTest, AnUpdateKeepsTheIdAndThePlaceOfTheEntry) {
+  const std::string id = Store({{Column::Surname, "first"}});
+  StoreNamed("second");
+  ExpectUpdated(id, {{Column::Surname, "zz"}});
+  EXPECT_THAT(Surnames(), ElementsAre("zz", "second"));
+}
+
+TEST_F(DirectoryChangeTest, AReplacedTextIsStoredByteForByte) {
+  const std::string bytes = " '\"<>&\r\n\t\x01\x7F\xFF\xC3 :surname";
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  ExpectUpdated(id, {{Column::Surname, bytes}});
+  EXPECT_EQ(Text(id, Column::Surname), bytes);
+  EXPECT_EQ(Matching({{Column::Surname, bytes}}).size(), 1u);
+}
+
+TEST_F(DirectoryChangeTest, AnUpdateThatChangesNothingIsDone) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  ExpectUpdated(id, {{Column::Surname, "Doe"}, {Column::Email, ""}});
+  EXPECT_EQ(Size(id), "3");
+}
+
+TEST_F(DirectoryChangeTest, AnEntryIsNeverLeftWithNothing) {
+  const std::string id = Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
+  ExpectUpdated(id, {{Column::Surname, ""}});
+  ExpectNotUpdated(id, {{Column::Mobile, ""}}, "would hold no value");
+  EXPECT_EQ(Text(id, Column::Mobile), "1");
+}
+
+TEST_F(DirectoryChangeTest, TheSizeOfAnEntryIsAlwaysThatOfItsTexts) {
+  const std::string id = Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
+  EXPECT_EQ(Size(id), "4");
+  ExpectUpdated(id, {{Column::Email, "1234567890"}});
+  EXPECT_EQ(Size(id), "14");
+  ExpectUpdated(id, {{Column::Surname, ""}, {Column::Mobile, "22"}});
+  EXPECT_EQ(Size(id), "12");
+}
+
+TEST_F(DirectoryChangeTest, ASizeThatSomeoneSpoiledIsRightAfterAnUpdate) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  Sql("UPDATE entries SET size = 1000000");
+  ExpectUpdated(id, {{Column::Mobile, "1"}});
+  EXPECT_EQ(Size(id), "4");
+}
+
+TEST_F(DirectoryChangeTest, AnEntryCantGrowBeyondTheLimitOfOne) {
+  const std::string half(std::size_t{5} << 20, 'x');
+  const std::string id = Store({{Column::Surname, half}});
+  ExpectNotUpdated(id, {{Column::Email, half}}, "larger than 8 MiB");
+  EXPECT_EQ(Text(id, Column::Email), "");
+  ExpectUpdated(id, {{Column::Surname, "x"}, {Column::Email, half}});
+}
+
+TEST_F(DirectoryChangeTest, ThePhonebookCantGrowBeyondItsLimitByAnUpdate) {
+  OpenWith(10, 1000);
+  const std::string id = Store({{Column::Surname, std::string(600, 'a')}});
+  StoreNamed(std::string(300, 'b'));
+  ExpectNotUpdated(id, {{Column::Surname, std::string(701, 'c')}}, "may have 1000 bytes");
+  EXPECT_EQ(Size(id), "600");
+  ExpectUpdated(id, {{Column::Surname, std::string(700, 'c')}});
+}
+
+TEST_F(DirectoryChangeTest, ADeletionMakesRoomForEntriesAndForBytes) {
+  OpenWith(1, 100);
+  const std::string id = Store({{Column::Surname, std::string(100, 'a')}});
+  ExpectNotStored("is full");
+  ExpectDeleted(id);
+  Store({{Column::Surname, std::string(100, 'b')}});
+}
+
+TEST_F(DirectoryChangeTest, AnOverfullPhonebookCanBeMadeSmaller) {
+  const std::string first = Store({{Column::Surname, std::string(600, 'a')}});
+  const std::string second = Store({{Column::Surname, std::string(600, 'b')}});
+  OpenWith(1, 500);
+  ExpectUpdated(first, {{Column::Surname, std::string(599, 'a')}});
+  ExpectNotUpdated(first, {{Column::Surname, std::string(600, 'a')}}, "is full");
+  ExpectDeleted(second);
+}
+
+TEST_F(DirectoryChangeTest, ARefusedChangeSaysNothingOfTheValues) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  for (const char* kind : {"update", "delete"}) {
+    for (const char* rest : {"<Nickname>Zyzzogeton</Nickname>", "<Surname>b</Surname>", "&Zyz;",
+                             "Zyzzogeton", "<Id>Zyzzogeton</Id>", "<Office><Id/></Office>"}) {
+      const std::string answer =
+          Ask(ChangeOf(kind, "<Id>" + id + "</Id><Surname>Zyzzogeton</Surname>" + rest));
+      EXPECT_THAT(answer, HasSubstr("failure")) << kind << rest;
+      EXPECT_THAT(answer, Not(HasSubstr("Zyz"))) << kind << rest;
+    }
+  }
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+}
+
+TEST_F(DirectoryChangeTest, ADoneChangeSaysNothingOfTheValues) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string answer =
+      Ask(host::DirectoryClient::updateRequest(id, {{Column::Surname, kSecret}}));
+  EXPECT_THAT(answer, Not(HasSubstr("Zyzzogeton")));
+  EXPECT_THAT(answer, Not(HasSubstr("failure")));
+  EXPECT_THAT(Ask(host::DirectoryClient::deleteRequest(id)), Not(HasSubstr("failure")));
+}
+
+TEST_F(DirectoryChangeTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold) {
+  LockedFile lock(Path());
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  lock.Take("BEGIN IMMEDIATE");
+  ExpectNotDeleted(id, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+  lock.Release();
+  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectDeleted(id);
+}
+
+TEST_F(DirectoryChangeTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  Close();
+  disk.MakeReadOnly();
+  EXPECT_THAT(OpeningProblem(), HasSubstr("Read-only file system"));
+  disk.MakeWritable();
+  Open();
+  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+}
+
+TEST_F(DirectoryChangeTest, OnAFullDiskAnUpdateIsToldAndTheEntryStaysAsItWas) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  disk.Fill();
+  const std::string big(std::size_t{1} << 20, 'x');
+  ExpectNotUpdated(id, {{Column::Surname, big}}, "is full");
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+  disk.Empty();
+  ExpectUpdated(id, {{Column::Surname, big}});
+  EXPECT_THAT(Surnames(), ElementsAre(big));
+}
+
+TEST_F(DirectoryChangeTest, AnEntryThatSomeoneElseDeletedMeanwhileIsNotThere) {
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  Sql("DELETE FROM entries");
+  ExpectNotUpdated(id, {{Column::Surname, "Roe"}}, "has no entry of that Id");
+  ExpectNotDeleted(id, "has no entry of that Id");
+}
+
+}  // namespace
+}  // namespace test
