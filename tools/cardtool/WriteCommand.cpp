@@ -5,17 +5,15 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "src/CARD_Creator.h"
 #include "tools/cards/SafeText.h"
 #include "tools/cardtool/Failure.h"
 #include "tools/contacts/ContactJson.h"
 #include "tools/contacts/InputFile.h"
+#include "tools/contacts/SentCard.h"
 
 namespace cardtool {
 
 namespace {
-
-constexpr const char* kLineEnd = "\r\n";
 
 contacts::Contact readContact(const std::string& file) {
   const std::string json = contacts::readInput(file);
@@ -26,27 +24,10 @@ contacts::Contact readContact(const std::string& file) {
   }
 }
 
-/// The card's lines as a terminal may show them.
-std::string safeLines(const std::string& card) {
-  std::string safe;
-  for (std::size_t at = 0; at < card.size();) {
-    const std::size_t end = std::min(card.find(kLineEnd, at), card.size());
-    safe += cards::safeText(std::string_view(card).substr(at, end - at)) + kLineEnd;
-    at = end + 2;
-  }
-  return safe;
-}
-
 // A terminal is not to obey what a stranger wrote; everything else gets the card as it is.
 void printCard(const std::string& card) {
-  std::cout << (::isatty(STDOUT_FILENO) == 1 ? safeLines(card) : card) << std::flush;
+  std::cout << (::isatty(STDOUT_FILENO) == 1 ? contacts::safeCardLines(card) : card) << std::flush;
   if (!std::cout.good()) throw Failure(kFailed, "can't write to standard output");
-}
-
-bool pictureIsLeftOut(const contacts::Contact& contact, const std::string& card) {
-  contacts::Contact plain = contact;
-  plain.picture.clear();
-  return !contact.picture.empty() && CARD_Creator().createVCard(plain) == card;
 }
 
 }  // namespace
@@ -72,9 +53,9 @@ WriteCommand::WriteCommand(CLI::App& parent)
 
 int WriteCommand::run() {
   const contacts::Contact contact = readContact(m_file);
-  const std::string card = CARD_Creator().createVCard(contact);
-  printCard(card);
-  if (pictureIsLeftOut(contact, card)) {
+  const contacts::SentCard card = contacts::sentCard(contact);
+  printCard(card.text);
+  if (card.pictureMissing) {
     std::cerr << "cardtool: the picture " << cards::safeText(contact.picture)
               << " can't be read or is empty: the card is without it" << std::endl;
   }

@@ -6,6 +6,9 @@
 
 #include "tools/phonectl/AcceptCommand.h"
 #include "tools/phonectl/BookAddCommand.h"
+#include "tools/phonectl/BookDeleteCommand.h"
+#include "tools/phonectl/BookEditCommand.h"
+#include "tools/phonectl/BookExportCommand.h"
 #include "tools/phonectl/BookImportCommand.h"
 #include "tools/phonectl/BookListCommand.h"
 #include "tools/phonectl/BookShowCommand.h"
@@ -55,12 +58,15 @@ PhoneCtl::PhoneCtl()
   add<RejectCommand>(m_app);
   add<SendCommand>(m_app);
   add<CancelCommand>(m_app);
-  CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook and add to it");
+  CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook and change it");
   book->require_subcommand(0, 1);
   add<BookListCommand>(*book);
   add<BookShowCommand>(*book);
   add<BookAddCommand>(*book);
+  add<BookEditCommand>(*book);
+  add<BookDeleteCommand>(*book);
   add<BookImportCommand>(*book);
+  add<BookExportCommand>(*book);
 }
 
 template <typename CommandType>

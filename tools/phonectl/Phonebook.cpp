@@ -8,6 +8,7 @@
 #include "tools/cards/SafeText.h"
 #include "tools/phonectl/CardSearch.h"
 #include "tools/phonectl/CardTable.h"
+#include "tools/phonectl/EntryId.h"
 
 namespace phonectl {
 
@@ -16,8 +17,6 @@ namespace {
 const std::vector<host::Column> kNameColumns = {host::Column::Id, host::Column::Surname,
                                                 host::Column::Firstname, host::Column::Company};
 
-// Longer numbers are no Ids of any phonebook.
-constexpr std::size_t kMaxIdDigits = 18;
 constexpr std::size_t kMaxListed = 20;
 
 const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
@@ -26,11 +25,6 @@ const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kA
 constexpr std::array kSameColumns = {host::Column::Firstname, host::Column::Surname,
                                      host::Column::Mobile,    host::Column::Private,
                                      host::Column::Office,    host::Column::Office2};
-
-bool mayBeId(const std::string& which) {
-  return !which.empty() && which.size() <= kMaxIdDigits &&
-         which.find_first_not_of("0123456789") == std::string::npos;
-}
 
 [[noreturn]] void refuseAmbiguous(const std::vector<cards::Card>& found) {
   const std::vector<cards::Card> listed(
@@ -82,7 +76,7 @@ std::vector<cards::Card> Phonebook::withId(const std::string& id) {
 }
 
 cards::Card Phonebook::named(const std::string& which) {
-  if (mayBeId(which)) {
+  if (checkId(which).empty()) {
     const std::vector<cards::Card> found = withId(which);
     if (!found.empty()) return found.front();
   }
@@ -109,6 +103,12 @@ std::string Phonebook::add(const cards::Card& card) {
 }
 
 std::string Phonebook::write(const std::string& message) { return ask(message).id; }
+
+void Phonebook::update(const std::string& id, const std::vector<host::ColumnValue>& texts) {
+  ask(host::DirectoryClient::updateRequest(id, texts));
+}
+
+void Phonebook::remove(const std::string& id) { ask(host::DirectoryClient::deleteRequest(id)); }
 
 std::vector<cards::Card> Phonebook::read(const std::string& request) {
   const host::DirectoryAnswer answer = ask(request);

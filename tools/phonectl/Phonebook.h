@@ -31,6 +31,9 @@ class Phonebook {
   std::string add(const cards::Card& card);
   /// The same, by a phonebook write message.
   std::string write(const std::string& message);
+  /// Replaces these texts of an entry.
+  void update(const std::string& id, const std::vector<host::ColumnValue>& texts);
+  void remove(const std::string& id);
 
  private:
   std::vector<cards::Card> read(const std::string& request);
