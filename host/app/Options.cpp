@@ -43,6 +43,39 @@ void describe(CLI::App& app, Options& options) {
       ->type_name("FILE");
 }
 
+void describeBluetooth(CLI::App& app, Options& options) {
+  using Policy = AdmissionPolicy;
+  app.add_option("--adapter", options.adapter,
+                 "The Bluetooth adapter to use, by name (hci0) or address (default: the first)")
+      ->type_name("ADAPTER");
+  const std::map<std::string, Policy::Strangers> forStrangers = {
+      {"ask", Policy::Strangers::kAsk}, {"refuse", Policy::Strangers::kRefuse}};
+  app.add_option("--strangers", options.policy.strangers,
+                 "What pushes of devices that aren't both paired and trusted meet with: ask or "
+                 "refuse")
+      ->type_name("WHAT")
+      ->transform(CLI::Transformer(forStrangers))
+      ->default_str("ask");
+  const std::map<std::string, Policy::Trusted> forTrusted = {{"ask", Policy::Trusted::kAsk},
+                                                             {"accept", Policy::Trusted::kAccept}};
+  app.add_option("--trusted", options.policy.trusted,
+                 "What becomes of cards from devices that are paired and trusted: ask or accept")
+      ->type_name("WHAT")
+      ->transform(CLI::Transformer(forTrusted))
+      ->default_str("ask");
+}
+
+/// A telephone that nobody sits at.
+void describeHeadless(CLI::App& app, std::string& accept) {
+  app.add_option("--accept", accept,
+                 "trusted: cards of paired and trusted devices are stored without a question, and "
+                 "everybody else is refused; the same as --trusted accept --strangers refuse")
+      ->type_name("WHO")
+      ->check(CLI::IsMember({"trusted"}))
+      ->excludes("--strangers")
+      ->excludes("--trusted");
+}
+
 bool isServiceName(const std::string& name) {
   return !name.empty() && name.size() <= 64 &&
          name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789") ==
@@ -59,8 +92,13 @@ bool readOptions(int argc, char** argv, Options& options, int& code) {
   app.set_version_flag("--version", std::string("phone-host ") + PHONE_VERSION);
   app.footer(kFooter);
   describe(app, options);
+  describeBluetooth(app, options);
+  std::string accept;
+  describeHeadless(app, accept);
   try {
     app.parse(argc, argv);
+    if (!accept.empty())
+      options.policy = {AdmissionPolicy::Strangers::kRefuse, AdmissionPolicy::Trusted::kAccept};
     if (!isServiceName(options.service))
       throw CLI::ValidationError("--service", "a name consists of letters and digits");
   } catch (const CLI::ParseError& error) {

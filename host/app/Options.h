@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "host/bluetooth/AdmissionPolicy.h"
+
 namespace host {
 
 /// What the user asked for on the command line, defaults filled in.
@@ -12,6 +14,8 @@ struct Options {
   std::string bus;
   int logLevel = 0;
   std::string logFile;  ///< empty for standard error
+  std::string adapter;  ///< the Bluetooth adapter to use, empty for the first
+  AdmissionPolicy policy;
 };
 
 /// Reads the command line. When that is all there is to do (--help, --version, a mistake), says so

@@ -28,10 +28,16 @@ Phone::Phone(const Options& options, MainLoop& loop)
     : m_options(options),
       m_names(options.service),
       m_directory(bookOptions(options.connection)),
+      m_bluetooth(options.adapter),
+      m_door(options.policy, m_bluetooth.peers(), m_radio,
+             [this, &loop](int channel) {
+               loop.post([this, channel] { m_bluetooth.listening(channel); });
+             }),
       m_plugin(options.plugin, m_names),
       m_serviceObject(makeServiceObject(m_names, m_plugin.readIntrospection())),
       m_directoryObject(makeDirectoryObject(m_directory)),
-      m_statusObject(makeStatusObject([this] { return status(); })),
+      m_statusObject(makeStatusObject([this] { return status(); },
+                                      [this](int seconds) { m_bluetooth.makeVisible(seconds); })),
       m_notifier(m_names),
       m_bus(loop, options.bus, m_names, m_queue, m_notifier, events()),
       m_observers(m_plugin, m_names, m_context, m_notifier, m_bus),
@@ -62,9 +68,10 @@ Bus::Events Phone::events() {
 void Phone::start() {
   m_directory.init(m_context);
   m_mobility.init(m_context);
-  setRadioLink(&m_radio);
+  setRadioLink(&m_door);
   m_thread.start();
   m_bus.open();
+  m_bluetooth.start();
   const std::string radio = RadioStatus::describeRadio();
   if (radio != "ready")
     std::fprintf(stderr, "phone-host: %s; cards can be neither received nor sent\n", radio.c_str());
@@ -80,6 +87,7 @@ void Phone::stop() {
   m_bus.stopDeliveries();
   m_thread.stop();
   setRadioLink(nullptr);
+  m_bluetooth.stop();
   m_mobility.shutdown();
   m_bus.close();
   m_directory.shutdown();
@@ -99,6 +107,7 @@ Method Phone::status() const {
   text("lastPhoto", photos.empty() ? "" : photos.front());
   status.addIntParameter("photos", toInt(m_mobility.count()), Parameter::OUT);
   addRadioStatus(status);
+  addBluetoothStatus(status);
   addWorkStatus(status);
   return status;
 }
@@ -115,6 +124,27 @@ void Phone::addRadioStatus(Method& status) const {
   status.addIntParameter("lastSize", toInt(radio.lastSize), Parameter::OUT);
   status.addIntParameter("lastAnswer", radio.lastAnswer, Parameter::OUT);
   status.addStringParameter("lastLinkEnd", radio.lastLinkEnd, Parameter::OUT);
+}
+
+void Phone::addBluetoothStatus(Method& status) const {
+  const Bluetooth::State state = m_bluetooth.state();
+  const Doorkeeper::State door = m_door.state();
+  const auto text = [&status](const char* name, const std::string& value) {
+    status.addStringParameter(name, value, Parameter::OUT);
+  };
+  text("bluetooth", state.missing.empty() ? "ready" : state.missing);
+  text("adapter", state.adapter);
+  text("adapterAddress", state.address);
+  status.addBoolParameter("powered", state.powered, Parameter::OUT);
+  status.addBoolParameter("discoverable", state.discoverable, Parameter::OUT);
+  status.addIntParameter("visibleSeconds", state.visibleSeconds, Parameter::OUT);
+  text("visibleProblem", state.visibleProblem);
+  text("record", state.record);
+  text("strangers", m_options.policy.strangersWord());
+  text("trusted", m_options.policy.trustedWord());
+  text("peerName", door.peerName);
+  text("peerTrust", door.peerStanding);
+  text("lastDecision", door.lastDecision);
 }
 
 void Phone::addWorkStatus(Method& status) const {

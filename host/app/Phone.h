@@ -3,8 +3,10 @@
 #include <memory>
 
 #include "framework/Method.h"
+#include "host/app/Doorkeeper.h"
 #include "host/app/Options.h"
 #include "host/app/RadioStatus.h"
+#include "host/bluetooth/Bluetooth.h"
 #include "host/bus/Bus.h"
 #include "host/bus/FrameworkThread.h"
 #include "host/bus/MainLoop.h"
@@ -39,6 +41,7 @@ class Phone {
   Bus::Events events();
   Method status() const;
   void addRadioStatus(Method& status) const;
+  void addBluetoothStatus(Method& status) const;
   void addWorkStatus(Method& status) const;
   void sayReady() const;
 
@@ -47,6 +50,8 @@ class Phone {
   DirectoryService m_directory;
   MobilityService m_mobility;
   RadioStatus m_radio;
+  Bluetooth m_bluetooth;
+  Doorkeeper m_door;
   PhoneContext m_context;
   const ServicePlugin m_plugin;
   const std::unique_ptr<BusObject> m_serviceObject;

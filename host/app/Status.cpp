@@ -16,15 +16,36 @@ constexpr const char* kXml = R"(
     <method name="Status">
       <arg name="status" type="a{sv}" direction="out"/>
     </method>
+    <method name="SetVisible">
+      <arg name="seconds" type="i" direction="in"/>
+    </method>
   </interface>
 </node>)";
 
+/// Longer than this is as good as for ever.
+constexpr int kLongestVisible = 24 * 60 * 60;
+
+int secondsIn(GVariant* arguments) {
+  gint32 seconds = 0;
+  g_variant_get(arguments, "(i)", &seconds);
+  if (seconds < -1 || seconds > kLongestVisible)
+    throw BusError("org.freedesktop.DBus.Error.InvalidArgs",
+                   "the phone is visible for 1 to " + std::to_string(kLongestVisible) +
+                       " seconds, -1 for ever, 0 for no longer");
+  return seconds;
+}
+
 }  // namespace
 
-std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read) {
+std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read,
+                                            std::function<void(int seconds)> makeVisible) {
   return std::make_unique<BusObject>(
-      kPath, kInterface, kXml, [read = std::move(read)](const std::string&, GVariant*) {
-        return g_variant_ref_sink(makeArguments(read(), Parameter::OUT));
+      kPath, kInterface, kXml,
+      [read = std::move(read), makeVisible = std::move(makeVisible)](const std::string& method,
+                                                                     GVariant* arguments) {
+        if (method == "Status") return g_variant_ref_sink(makeArguments(read(), Parameter::OUT));
+        makeVisible(secondsIn(arguments));
+        return g_variant_ref_sink(g_variant_new_tuple(nullptr, 0));
       });
 }
 

@@ -9,9 +9,11 @@
 
 namespace host {
 
-/// The telephone's own object on the bus, /org/obexphone/Phone: `Status() -> a{sv}`. `read` is
-/// asked at each call, on the main thread, for the values as parameters (`OUT`).
-std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read);
+/// The telephone's own object on the bus, /org/obexphone/Phone: `Status() -> a{sv}` and
+/// `SetVisible(i seconds)`. `read` is asked at each call, on the main thread, for the values as
+/// parameters (`OUT`); `makeVisible` is told the seconds, -1 for ever.
+std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read,
+                                            std::function<void(int seconds)> makeVisible);
 
 /// A connection string as it may be shown: a password in it is blotted out.
 std::string withoutSecrets(const std::string& connection);

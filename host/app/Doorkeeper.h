@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "framework/RadioLinkIfc.h"
+#include "host/app/RadioStatus.h"
+#include "host/bluetooth/AdmissionPolicy.h"
+#include "host/bluetooth/PeerBook.h"
+
+namespace host {
+
+/// Decides who may come in by the radio link, before anything of a card is read, and passes on what
+/// happens there.
+///
+/// Threads: any. What is given must outlive it.
+class Doorkeeper : public RadioLinkIfc {
+ public:
+  struct State {
+    std::string peerName;      ///< of the peer that is connected; not safe to show
+    std::string peerStanding;  ///< "trusted", "stranger", ...; empty without a peer
+    std::string lastDecision;  ///< "66:77:88:99:AA:BB is refused: a stranger"
+  };
+  /// A server listens on this channel, 0 for none any more.
+  using OnListening = std::function<void(int channel)>;
+
+  Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, RadioStatus& status,
+             OnListening onListening);
+
+  [[nodiscard]] State state() const;
+
+  void linkListening(int channel) override;
+  void linkStopped() override;
+  bool linkAccepted(const std::string& address) override;
+  void linkObject(const std::string& name, std::size_t size) override;
+  void linkAnswered(int command, int response) override;
+  void linkClosed(const std::string& reason) override;
+
+ private:
+  bool decide(const std::string& address);
+
+  const AdmissionPolicy m_policy;
+  const PeerBook& m_peers;
+  RadioStatus& m_status;
+  const OnListening m_onListening;
+  mutable std::mutex m_mutex;
+  State m_state;  ///< Guarded by m_mutex.
+};
+
+}  // namespace host

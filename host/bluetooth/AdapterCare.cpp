@@ -1,0 +1,111 @@
+#include "host/bluetooth/AdapterCare.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/bluetooth/BluezNames.h"
+#include "host/loader/HostLog.h"
+
+namespace host {
+
+AdapterCare::AdapterCare(Bluez& bluez, std::string wanted)
+    : m_bluez(bluez), m_wanted(std::move(wanted)) {}
+
+AdapterCare::~AdapterCare() { m_end.disconnect(); }
+
+const AdapterFacts* AdapterCare::adapter() const {
+  return m_bluez.ready() ? m_bluez.objects().adapter(m_wanted) : nullptr;
+}
+
+void AdapterCare::receive(bool on) {
+  if (m_receiving == on) return;
+  m_receiving = on;
+  m_caredFor.clear();
+  update();
+}
+
+void AdapterCare::makeVisible(int seconds) {
+  m_end.disconnect();
+  m_problem.clear();
+  m_shown.clear();
+  m_visible = seconds != 0;
+  m_until.reset();
+  if (seconds > 0) {
+    m_until = Clock::now() + std::chrono::seconds(seconds);
+    m_end = Glib::signal_timeout().connect_seconds(
+        [this] {
+          makeVisible(0);
+          return false;
+        },
+        static_cast<unsigned>(seconds));
+  }
+  if (!m_visible && adapter() != nullptr) setDiscoverable(adapter()->path, false);
+  update();
+}
+
+int AdapterCare::secondsLeft() const {
+  if (!m_visible) return 0;
+  if (!m_until) return kForEver;
+  const auto left = std::chrono::ceil<std::chrono::seconds>(*m_until - Clock::now());
+  return std::max(static_cast<int>(left.count()), 1);
+}
+
+std::string AdapterCare::problem() const {
+  if (!m_bluez.ready()) return m_bluez.missing();
+  if (adapter() == nullptr)
+    return m_wanted.empty() ? "there is no Bluetooth adapter"
+                            : "there is no Bluetooth adapter " + m_wanted;
+  return m_problem;
+}
+
+void AdapterCare::update() {
+  if (m_generation != m_bluez.generation()) {
+    m_generation = m_bluez.generation();
+    m_caredFor.clear();
+    m_shown.clear();
+    m_problem.clear();
+  }
+  const AdapterFacts* const found = adapter();
+  if (found == nullptr) {
+    // One that comes back is another one.
+    m_caredFor.clear();
+    m_shown.clear();
+    return;
+  }
+  const AdapterFacts adapter = *found;
+  if ((m_receiving || m_visible) && m_caredFor != adapter.path) switchOn(adapter);
+  if (m_visible && adapter.powered && m_shown != adapter.path) showAdapter(adapter);
+}
+
+void AdapterCare::switchOn(const AdapterFacts& adapter) {
+  m_caredFor = adapter.path;
+  if (!adapter.powered) set(adapter.path, "Powered", g_variant_new_boolean(TRUE));
+}
+
+/// The adapter counts for itself, so that it does not stay visible should the telephone end.
+void AdapterCare::showAdapter(const AdapterFacts& adapter) {
+  m_shown = adapter.path;
+  const int seconds = std::max(secondsLeft(), 0);
+  set(adapter.path, "DiscoverableTimeout", g_variant_new_uint32(static_cast<guint32>(seconds)));
+  setDiscoverable(adapter.path, true);
+}
+
+void AdapterCare::setDiscoverable(const std::string& path, bool visible) {
+  set(path, "Discoverable", g_variant_new_boolean(visible ? TRUE : FALSE));
+}
+
+void AdapterCare::set(const std::string& path, const char* property, GVariant* value) {
+  m_bluez.set(path, bluez::kAdapter, property, value, [this, property](const Bluez::Reply& reply) {
+    if (!reply.body) failed(property, reply);
+  });
+}
+
+void AdapterCare::failed(const char* property, const Bluez::Reply& reply) {
+  const bool power = std::string(property) == "Powered";
+  m_problem = std::string(power ? "the adapter can't be switched on: "
+                                : "the adapter can't be made visible: ") +
+              (reply.text.empty() ? reply.error : reply.text);
+  HOST_LOG_ERROR("%s", m_problem.c_str());
+}
+
+}  // namespace host

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <glibmm.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "host/bluetooth/Bluez.h"
+
+namespace host {
+
+/// Looks after the adapter that cards come in by: switches it on when receiving begins and when it
+/// comes while receiving is on, and makes it visible for as long as the user asked. What the user
+/// does with the adapter afterwards stands: one that was switched off is not switched on again.
+///
+/// Threads: the main thread. `bluez` must outlive it.
+class AdapterCare {
+ public:
+  static constexpr int kForEver = -1;
+
+  /// `wanted` names the adapter, see `BluezObjects::adapter`.
+  AdapterCare(Bluez& bluez, std::string wanted);
+  ~AdapterCare();
+  AdapterCare(const AdapterCare&) = delete;
+  AdapterCare& operator=(const AdapterCare&) = delete;
+
+  /// Receiving was switched on, or off.
+  void receive(bool on);
+  /// Other phones shall find this one for so many seconds from now, `kForEver`, or 0 for no longer.
+  void makeVisible(int seconds);
+  /// To be called when anything about BlueZ has changed.
+  void update();
+
+  /// Null when there is none.
+  [[nodiscard]] const AdapterFacts* adapter() const;
+  /// What is asked for and left: seconds, `kForEver`, or 0.
+  [[nodiscard]] int secondsLeft() const;
+  /// Why the adapter is off, or not visible although it was asked for: a sentence without an end.
+  /// Empty when nothing is known to be wrong.
+  [[nodiscard]] std::string problem() const;
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void switchOn(const AdapterFacts& adapter);
+  void showAdapter(const AdapterFacts& adapter);
+  void setDiscoverable(const std::string& path, bool visible);
+  void set(const std::string& path, const char* property, GVariant* value);
+  void failed(const char* property, const Bluez::Reply& reply);
+
+  Bluez& m_bluez;
+  const std::string m_wanted;
+  bool m_receiving = false;
+  std::string m_caredFor;  ///< path of the adapter that was switched on, if it had to be
+  std::string m_shown;     ///< path of the adapter that was made visible
+  bool m_visible = false;  ///< asked for
+  std::optional<Clock::time_point> m_until;  ///< none for ever
+  std::string m_problem;
+  unsigned m_generation = 0;
+  sigc::connection m_end;
+};
+
+}  // namespace host

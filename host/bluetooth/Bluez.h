@@ -1,0 +1,92 @@
+#pragma once
+
+#include <giomm.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/bluetooth/BluezObjects.h"
+#include "host/bluetooth/Values.h"
+
+namespace host {
+
+/// The way to BlueZ over the system bus: keeps its objects up to date, follows it when it is
+/// restarted, and the bus when that is. Nothing here waits for anyone. Where there is no system bus
+/// it looks again from time to time.
+///
+/// Threads: the main thread. What was given as a callback may be called until `stop`.
+class Bluez {
+ public:
+  using Connection = Glib::RefPtr<Gio::DBus::Connection>;
+
+  struct Reply {
+    VariantPtr body;    ///< null when it failed
+    std::string error;  ///< name of the D-Bus error
+    std::string text;   ///< a sentence, not safe to show
+  };
+  using OnReply = std::function<void(const Reply&)>;
+
+  Bluez() = default;
+  ~Bluez();
+  Bluez(const Bluez&) = delete;
+  Bluez& operator=(const Bluez&) = delete;
+
+  /// Begins; `onChange` is called whenever anything here has changed.
+  void start(std::function<void()> onChange);
+  void stop();
+
+  /// Whether BlueZ is there and its objects are known.
+  [[nodiscard]] bool ready() const { return m_ready; }
+  /// What is missing, a sentence without an end; empty when it is ready.
+  [[nodiscard]] const std::string& missing() const { return m_missing; }
+  [[nodiscard]] const BluezObjects& objects() const { return m_objects; }
+  /// A number that changes when BlueZ was restarted, or the connection is another.
+  [[nodiscard]] unsigned generation() const { return m_generation; }
+  /// Null without a system bus.
+  [[nodiscard]] const Connection& connection() const { return m_connection; }
+
+  /// Calls one of BlueZ's methods. `arguments` is a tuple and may be floating. `onReply` is called
+  /// once, later, unless this object was stopped or the connection lost meanwhile.
+  void call(const std::string& path, const std::string& interface, const std::string& method,
+            GVariant* arguments, OnReply onReply);
+  /// Sets a property. `value` may be floating.
+  void set(const std::string& path, const std::string& interface, const std::string& property,
+           GVariant* value, OnReply onReply);
+
+ private:
+  void connect();
+  void connected(const Glib::RefPtr<Gio::AsyncResult>& result);
+  void connectLater(const std::string& reason);
+  void subscribe();
+  void listen(const char* interface, const char* member,
+              void (Bluez::*handler)(const std::string& path, GVariant* arguments));
+  void disconnect();
+  void appeared(const std::string& owner);
+  void vanished();
+  void readObjects();
+  void objectsRead(const Reply& reply);
+  void changed();
+
+  void onAdded(const std::string& path, GVariant* arguments);
+  void onRemoved(const std::string& path, GVariant* arguments);
+  void onChanged(const std::string& path, GVariant* arguments);
+
+  std::function<void()> m_onChange;
+  Connection m_connection;
+  std::string m_owner;  ///< BlueZ's unique name, empty when it isn't there
+  BluezObjects m_objects;
+  bool m_ready = false;
+  std::string m_missing = "BlueZ has not been asked yet";
+  unsigned m_generation = 0;
+  unsigned m_attempts = 0;
+  guint m_nameWatch = 0;
+  std::vector<guint> m_subscriptions;
+  sigc::connection m_closed;
+  sigc::connection m_timer;
+  /// Gone with this connection: what it answers later is not for us any more.
+  std::shared_ptr<char> m_alive;
+};
+
+}  // namespace host

@@ -1,0 +1,136 @@
+#include "host/bluetooth/RecordPublisher.h"
+
+#include <algorithm>
+
+#include "host/bluetooth/BluezNames.h"
+#include "host/bluetooth/ServiceRecord.h"
+#include "host/loader/HostLog.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kPath = "/org/obexphone/Bluetooth";
+constexpr const char* kXml = R"(
+<node>
+  <interface name="org.bluez.Profile1">
+    <method name="Release"/>
+    <method name="NewConnection">
+      <arg name="device" type="o" direction="in"/>
+      <arg name="descriptor" type="h" direction="in"/>
+      <arg name="properties" type="a{sv}" direction="in"/>
+    </method>
+    <method name="RequestDisconnection"><arg name="device" type="o" direction="in"/></method>
+  </interface>
+</node>)";
+
+constexpr unsigned kFirstPause = 2;  ///< before a refused registration is tried again, in seconds
+constexpr unsigned kLongestPause = 300;
+
+GVariant* registration(const std::string& uuid, int channel) {
+  GVariantBuilder options;
+  g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
+  g_variant_builder_add(&options, "{sv}", "Name", g_variant_new_string(kRecordName));
+  g_variant_builder_add(&options, "{sv}", "Role", g_variant_new_string("server"));
+  g_variant_builder_add(&options, "{sv}", "ServiceRecord",
+                        g_variant_new_string(serviceRecord(channel).c_str()));
+  return g_variant_new("(osa{sv})", kPath, uuid.c_str(), &options);
+}
+
+}  // namespace
+
+RecordPublisher::RecordPublisher(Bluez& bluez)
+    : m_bluez(bluez),
+      m_profile(kPath, bluez::kProfile, kXml,
+                [this](const std::string& method, GVariant*) { return serve(method); }) {}
+
+RecordPublisher::~RecordPublisher() { m_timer.disconnect(); }
+
+void RecordPublisher::want(int channel) {
+  if (channel == m_wanted) return;
+  m_wanted = channel;
+  m_attempts = 0;
+  m_problem.clear();
+  update();
+}
+
+void RecordPublisher::update() {
+  if (m_generation != m_bluez.generation()) {
+    // A new BlueZ, or a new connection to it: what the former knew is gone.
+    m_generation = m_bluez.generation();
+    m_state = State::kNone;
+    m_attempts = 0;
+    m_problem.clear();
+    m_timer.disconnect();
+  }
+  if (!m_bluez.ready() || m_state == State::kRegistering) return;
+  if (m_state == State::kRegistered && m_channel != m_wanted) unregisterRecord();
+  if (m_state == State::kNone && m_wanted != 0 && !m_timer.connected()) registerRecord();
+}
+
+void RecordPublisher::registerRecord() {
+  offerProfile();
+  m_state = State::kRegistering;
+  m_channel = m_wanted;
+  m_bluez.call(bluez::kRoot, bluez::kProfileManager, "RegisterProfile",
+               registration(randomUuid(), m_channel),
+               [this](const Bluez::Reply& reply) { registrationAnswered(reply); });
+}
+
+void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
+  if (m_generation != m_bluez.generation()) return;
+  if (reply.body) {
+    m_state = State::kRegistered;
+    m_attempts = 0;
+    m_problem.clear();
+    HOST_LOG_TRACE("BlueZ has taken the service record for channel %d", m_channel);
+  } else {
+    m_state = State::kNone;
+    m_problem = "BlueZ doesn't take it: " + (reply.text.empty() ? reply.error : reply.text);
+    HOST_LOG_ERROR("the service record is not published: %s", m_problem.c_str());
+    tryLater();
+  }
+  update();
+}
+
+void RecordPublisher::tryLater() {
+  const unsigned pause = std::min(kFirstPause << std::min(m_attempts, 8U), kLongestPause);
+  ++m_attempts;
+  m_timer = Glib::signal_timeout().connect_seconds(
+      [this] {
+        m_timer.disconnect();
+        update();
+        return false;
+      },
+      pause);
+}
+
+void RecordPublisher::unregisterRecord() {
+  m_state = State::kNone;
+  m_bluez.call(bluez::kRoot, bluez::kProfileManager, "UnregisterProfile",
+               g_variant_new("(o)", kPath), [](const Bluez::Reply& reply) {
+                 if (!reply.body)
+                   HOST_LOG_ERROR("the service record could not be taken back: %s",
+                                  reply.text.c_str());
+               });
+}
+
+/// BlueZ wants an object that it can tell of the profile's connections. There are none, since
+/// nothing but our own socket listens.
+void RecordPublisher::offerProfile() {
+  if (m_offeredOn == m_bluez.connection()) return;
+  m_profile.exportOn(m_bluez.connection());
+  m_offeredOn = m_bluez.connection();
+}
+
+GVariant* RecordPublisher::serve(const std::string& method) {
+  if (method == "NewConnection")
+    throw BusError("org.bluez.Error.Rejected", "links come to the telephone by another way");
+  if (method == "Release") {
+    HOST_LOG_TRACE("BlueZ has given the service record back");
+    m_state = State::kNone;
+    tryLater();
+  }
+  return g_variant_ref_sink(g_variant_new_tuple(nullptr, 0));
+}
+
+}  // namespace host

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <giomm.h>
+
+#include <string>
+
+#include "host/bluetooth/Bluez.h"
+#include "host/bus/BusObject.h"
+
+namespace host {
+
+/// Keeps our service record published through BlueZ while it is wanted, whatever happens to BlueZ
+/// meanwhile. A registration that is refused is tried again, ever more seldom.
+///
+/// Threads: the main thread. `bluez` must outlive it.
+class RecordPublisher {
+ public:
+  explicit RecordPublisher(Bluez& bluez);
+  ~RecordPublisher();
+  RecordPublisher(const RecordPublisher&) = delete;
+  RecordPublisher& operator=(const RecordPublisher&) = delete;
+
+  /// From now on the record shall name this RFCOMM channel; 0 for no record.
+  void want(int channel);
+  /// To be called when anything about BlueZ has changed.
+  void update();
+
+  /// Whether BlueZ has taken the record and not given it back.
+  [[nodiscard]] bool registered() const { return m_state == State::kRegistered; }
+  [[nodiscard]] int channel() const { return m_channel; }
+  /// Why BlueZ didn't take it, a sentence without an end; empty when nothing is known to be wrong.
+  [[nodiscard]] const std::string& problem() const { return m_problem; }
+
+ private:
+  enum class State { kNone, kRegistering, kRegistered };
+
+  void offerProfile();
+  GVariant* serve(const std::string& method);
+  void registerRecord();
+  void registrationAnswered(const Bluez::Reply& reply);
+  void unregisterRecord();
+  void tryLater();
+
+  Bluez& m_bluez;
+  int m_wanted = 0;
+  int m_channel = 0;  ///< of the record that is registered, or on its way
+  State m_state = State::kNone;
+  std::string m_problem;
+  unsigned m_generation = 0;  ///< BlueZ's, to which the state belongs
+  unsigned m_attempts = 0;
+  sigc::connection m_timer;
+  BusObject m_profile;
+  Bluez::Connection m_offeredOn;
+};
+
+}  // namespace host

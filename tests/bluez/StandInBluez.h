@@ -1,0 +1,71 @@
+#pragma once
+
+#include <gio/gio.h>
+
+#include <deque>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+
+namespace test {
+
+/// Answers on a bus in BlueZ's place, as the test that drives it says: its objects, what they hold,
+/// what it refuses and how long it takes. What it is asked it prints, one line for each call.
+///
+/// Threads: `command` belongs to one thread; calls are answered on GIO's own.
+class StandInBluez {
+ public:
+  /// Takes the name org.bluez. Throws std::runtime_error when that fails.
+  explicit StandInBluez(const std::string& address);
+  ~StandInBluez();
+  StandInBluez(const StandInBluez&) = delete;
+  StandInBluez& operator=(const StandInBluez&) = delete;
+
+  /// One of
+  ///     add PATH INTERFACE PROPERTIES       a{sv} in GLib's text format
+  ///     remove PATH INTERFACE
+  ///     change PATH INTERFACE PROPERTIES
+  ///     fail METHOD ERROR                   from now on
+  ///     hold METHOD                         it isn't answered
+  ///     work METHOD                         as in the beginning; what was held is answered now
+  ///     release                             tells the registered profile that it is no more
+  /// False for anything else.
+  bool command(const std::string& line);
+
+ private:
+  using Properties = std::map<std::string, GVariant*>;
+  using Object = std::map<std::string, Properties>;
+
+  static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
+                              gpointer self);
+  void serve(GDBusMessage* call);
+  void carryOut(GDBusMessage* call);
+  GVariant* answer(const std::string& path, const std::string& method, GVariant* body);
+  void send(GDBusMessage* message);
+  void signal(const std::string& path, const char* interface, const char* member, GVariant* body);
+
+  GVariant* managedObjects();
+  static GVariant* dictionary(const Properties& properties);
+  void store(const std::string& path, const std::string& interface, const std::string& text);
+  void set(const std::string& path, const std::string& interface, const std::string& property,
+           GVariant* value);
+  void offerObjectPush(bool offered);
+  void add(const std::string& path, const std::string& interface, const std::string& properties);
+  void remove(const std::string& path, const std::string& interface);
+  void change(const std::string& path, const std::string& interface, const std::string& properties);
+  void work(const std::string& method);
+  void release();
+
+  GDBusConnection* m_connection;
+  std::recursive_mutex m_mutex;
+  // Guarded by m_mutex:
+  std::map<std::string, Object> m_objects;
+  std::map<std::string, std::string> m_failing;
+  std::set<std::string> m_holding;
+  std::deque<GDBusMessage*> m_held;
+  std::string m_profileOwner;
+  std::string m_profilePath;
+};
+
+}  // namespace test
