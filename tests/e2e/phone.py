@@ -97,6 +97,36 @@ class Process:
             raise AssertionError(f"{self.name} did not end on signal {signal_number}") from None
 
 
+class Bluez:
+    """The program in BlueZ's place; its commands stand in tests/bluez/StandInBluez.h."""
+
+    def __init__(self, process):
+        self.process = process
+        self.told = 0
+
+    def tell(self, command):
+        self.process.process.stdin.write(f"{command}\n".encode())
+        self.process.process.stdin.flush()
+        self.told += 1
+        self.process.wait_for_out("done ", self.told)
+
+    @staticmethod
+    def _path(address):
+        return "/org/bluez/hci0/dev_" + address.replace(":", "_")
+
+    @staticmethod
+    def _properties(**properties):
+        return ", ".join(f"'{name.capitalize()}': <{'true' if value else 'false'}>"
+                         for name, value in properties.items())
+
+    def add_device(self, address, name, paired=False, trusted=False, blocked=False):
+        self.tell(f"add {self._path(address)} org.bluez.Device1 {{'Address': <'{address}'>, 'Alias': <'{name}'>, "
+                  f"{self._properties(paired=paired, trusted=trusted, blocked=blocked)}}}")
+
+    def change_device(self, address, **properties):
+        self.tell(f"change {self._path(address)} org.bluez.Device1 {{{self._properties(**properties)}}}")
+
+
 class PhoneTest(unittest.TestCase):
     """A test with a telephone. `self.start_phone()` starts it; everything is ended and checked when the test is over."""
 
@@ -111,6 +141,8 @@ class PhoneTest(unittest.TestCase):
             if key not in ("LD_PRELOAD", "DBUS_SESSION_BUS_ADDRESS", "XDG_STATE_HOME")}
         self.environment["XDG_STATE_HOME"] = str(self.folder / "state")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus_address
+        # Whatever Bluetooth the machine has is none of these tests' affair.
+        self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = f"unix:path={self.folder}/system-bus"
         self.phone = None
         self.phones_started = 0
         self._start_bus()
@@ -125,10 +157,10 @@ class PhoneTest(unittest.TestCase):
         result = self._outcome.result
         return any(test is self for test, _ in result.failures + result.errors)
 
-    def _start_bus(self):
-        config = self.folder / "bus.conf"
-        config.write_text(BUS_CONFIG.format(path=self.folder / "bus"))
-        bus = self.start("bus", ["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"])
+    def _start_bus(self, name="bus"):
+        config = self.folder / f"{name}.conf"
+        config.write_text(BUS_CONFIG.format(path=self.folder / name))
+        bus = self.start(name, ["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"])
         bus.wait_for_out("unix:")
 
     # Programs
@@ -149,6 +181,22 @@ class PhoneTest(unittest.TestCase):
         self.addCleanup(self._check_phone_ends_well, self.phone)
         self.phone.wait_for_out("phone-host: ready")
         return self.phone
+
+    def start_bluez(self, adapter=True):
+        """A system bus with a program in BlueZ's place, which has one adapter."""
+        self._start_bus("system-bus")
+        process = self.start("bluez", [BIN / "standin-bluez", self.environment["DBUS_SYSTEM_BUS_ADDRESS"]],
+                             stdin=subprocess.PIPE)
+        process.wait_for_out("standin-bluez: ready")
+        bluez = Bluez(process)
+        if adapter:
+            bluez.tell("add /org/bluez/hci0 org.bluez.Adapter1 {'Address': <'" + PHONE_ADDRESS + "'>, "
+                       "'Alias': <'phone'>, 'Powered': <true>, 'Discoverable': <false>, 'UUIDs': <@as []>}")
+        return bluez
+
+    def wait_for_bluez(self):
+        """Until the phone knows what BlueZ has."""
+        wait_for(lambda: json.loads(self.phonectl("status", "--json"))["adapter"] == "hci0", "the adapter")
 
     def _check_phone_ends_well(self, phone):
         """Whatever a test did to it, the host is still there, and the sanitizers have nothing to say."""

@@ -90,8 +90,35 @@ std::string PhoneStatus::receivingLine() const {
   if (!listening()) return missingRadio().empty() ? "off" : "off, or waiting for the radio";
   const auto channel = m_values.number("channel");
   const std::string peer = shown("peer");
+  const std::string name = shown("peerName");
+  const std::string trust = shown("peerTrust");
   return "on" + (channel ? ", channel " + std::to_string(*channel) : "") +
-         (peer.empty() ? "" : ", linked to " + peer);
+         (peer.empty() ? "" : ", linked to " + peer) + (name.empty() ? "" : " (" + name + ")") +
+         (trust.empty() ? "" : ", " + trust);
+}
+
+std::string PhoneStatus::bluetoothLine() const {
+  const std::string adapter = shown("adapter");
+  if (adapter.empty()) return shown("bluetooth");
+  const bool powered = m_values.boolean("powered").value_or(false);
+  const long long seconds = m_values.number("visibleSeconds").value_or(0);
+  return adapter + ", " + shown("adapterAddress") +
+         (powered ? discoverable() ? ", visible" : ", on, but not visible" : ", switched off") +
+         (discoverable() && seconds > 0 ? " for " + std::to_string(seconds) + " s" : "");
+}
+
+std::string PhoneStatus::recordLine() const {
+  const std::string record = shown("record");
+  return record == "off" ? "" : record;
+}
+
+std::string PhoneStatus::policyLine() const {
+  const std::string strangers = shown("strangers");
+  const std::string trusted = shown("trusted");
+  if (strangers.empty() || trusted.empty()) return "";
+  if (strangers == "ask" && trusted == "ask") return "every card is asked about";
+  return std::string("strangers ") + (strangers == "refuse" ? "are refused" : "are asked about") +
+         ", cards of trusted devices " + (trusted == "accept" ? "are stored" : "are asked about");
 }
 
 std::string PhoneStatus::busyLine() const {
@@ -110,6 +137,12 @@ std::vector<std::string> PhoneStatus::lines() const {
       line("receiving", receivingLine()),
       line("busy", busyLine()),
   };
+  const auto addKnown = [&lines](const char* label, const std::string& text) {
+    if (!text.empty()) lines.push_back(line(label, text));
+  };
+  addKnown("bluetooth", bluetoothLine());
+  addKnown("record", recordLine());
+  addKnown("policy", policyLine());
   for (const char* name : {"phonebook", "images", "plugin"}) {
     const std::string value = shown(name);
     if (!value.empty()) lines.push_back(line(name, value));

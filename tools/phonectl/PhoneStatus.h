@@ -23,6 +23,18 @@ class PhoneStatus {
   [[nodiscard]] std::string imagesFolder() const;
   /// What is missing for the radio to work, a sentence that is safe to show; empty when nothing is.
   [[nodiscard]] std::string missingRadio() const;
+  /// Whether other phones can find this one; if it was asked to be visible and isn't, why, a
+  /// sentence that is safe to show.
+  [[nodiscard]] bool discoverable() const {
+    return m_values.boolean("discoverable").value_or(false);
+  }
+  [[nodiscard]] std::string visibleProblem() const { return shown("visibleProblem"); }
+  /// A text of that name, safe to show; empty when there is none.
+  [[nodiscard]] std::string shown(const std::string& name) const;
+  [[nodiscard]] int channel() const {
+    return static_cast<int>(m_values.number("channel").value_or(0));
+  }
+
   /// What the phone is busy with and since when: "sending a card for 12 s"; empty when it is idle.
   [[nodiscard]] std::string busyWith() const;
 
@@ -37,7 +49,9 @@ class PhoneStatus {
   [[nodiscard]] nlohmann::ordered_json json() const;
 
  private:
-  [[nodiscard]] std::string shown(const std::string& name) const;
+  [[nodiscard]] std::string bluetoothLine() const;
+  [[nodiscard]] std::string recordLine() const;
+  [[nodiscard]] std::string policyLine() const;
   [[nodiscard]] std::string receivingLine() const;
   [[nodiscard]] std::string busyLine() const;
 

@@ -5,6 +5,7 @@
 
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Parameters.h"
+#include "tools/phonectl/VisibleTime.h"
 
 namespace phonectl {
 
@@ -21,8 +22,25 @@ ReceiveCommand::ReceiveCommand(CLI::App& parent)
           parent, "receive", "Switch the receiving of cards on or off",
           "Where Bluetooth is missing, the phone can't stop receiving before a radio appears:\n"
           "the request then waits in the phone and takes effect as soon as it can. That is told,"
-          "\nand counts as done (exit code 0).") {
+          "\nand counts as done (exit code 0).\n"
+          "Phones that were never paired with this one find it only while its Bluetooth adapter "
+          "is\n"
+          "visible, which --visible makes it for a time. When that can't be done, the exit code is "
+          "1.") {
   app().add_option("state", m_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+  app()
+      .add_option("--visible", m_visible, "For how long: 30s, 3m, 1h or always")
+      ->type_name("TIME")
+      ->transform([](const std::string& text) {
+        const auto seconds = visibleTime(text);
+        if (!seconds)
+          throw CLI::ValidationError("--visible",
+                                     "\"" + text + "\" is no time from 1s to 24h, nor always");
+        return std::to_string(*seconds);
+      });
+  app().callback([this] {
+    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "it goes with receive on");
+  });
 }
 
 int ReceiveCommand::run(PhoneBus& bus) {
@@ -39,6 +57,7 @@ int ReceiveCommand::run(PhoneBus& bus) {
     tellHandedOver(missingRadio);
   } else if (on()) {
     tellOn(patient);
+    if (m_visible != 0) makeVisible(patient);
   } else {
     printLine("Receiving is off.");
   }
@@ -68,6 +87,28 @@ void ReceiveCommand::tellOn(PatientCall& patient) {
                                                  : status->missingRadio())
               << std::endl;
   }
+}
+
+void ReceiveCommand::makeVisible(PatientCall& patient) const {
+  patient.run({kPhone, "SetVisible",
+               Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_visible))});
+  std::optional<PhoneStatus> status;
+  const auto settled = [&] {
+    return status && (status->discoverable() || !status->visibleProblem().empty());
+  };
+  for (unsigned waited = 0; !settled() && waited < kListenPatienceMilliseconds;
+       waited += kAskAgainMilliseconds) {
+    if (status) patient.waitUntil([] { return false; }, kAskAgainMilliseconds);
+    status.emplace(patient.run(PhoneStatus::question()));
+  }
+  if (!status->discoverable()) {
+    const std::string problem = status->visibleProblem();
+    throw Failure(kFailed, "but other phones can't find this one: " +
+                               (problem.empty() ? "the adapter has not become visible" : problem) +
+                               ". See: phonectl doctor");
+  }
+  printLine(m_visible < 0 ? "Visible until that is changed."
+                          : "Visible for " + shownTime(m_visible) + ".");
 }
 
 }  // namespace phonectl

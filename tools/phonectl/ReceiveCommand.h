@@ -17,8 +17,10 @@ class ReceiveCommand : public Command {
   [[nodiscard]] bool on() const { return m_state == "on"; }
   void tellHandedOver(const std::string& missingRadio) const;
   static void tellOn(PatientCall& patient);
+  void makeVisible(PatientCall& patient) const;
 
   std::string m_state;
+  int m_visible = 0;  ///< seconds, -1 for ever, 0 for as it is
 };
 
 }  // namespace phonectl
