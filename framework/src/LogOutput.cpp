@@ -5,11 +5,15 @@
 #include <signal.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <condition_variable>
+#include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -31,22 +35,40 @@ spdlog::level::level_enum levelOf(int level) {
   return level == kLogError + 1 ? spdlog::level::warn : spdlog::level::info;
 }
 
-// Tells why in words, and gives the file its mode: a log holds names and numbers.
-void checkLogFile(const std::string& path) {
-  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0640);
-  if (file < 0) {
-    throw std::runtime_error("The log file \"" + path +
-                             "\" can't be opened: " + std::generic_category().message(errno) + ".");
-  }
-  ::close(file);
+std::runtime_error problem(const std::string& path, const std::string& what) {
+  return std::runtime_error("The log file \"" + path + "\" " + what + ".");
 }
 
-spdlog::sink_ptr openLogFile(const std::string& path) {
-  checkLogFile(path);
+// Makes the file before the sink does, which would make it for everyone's eyes: a log holds names
+// and numbers. Returns 0 or what went wrong.
+int makePrivate(const std::string& path) {
+  const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY, 0600);
+  if (file < 0) return errno;
+  struct stat status = {};
+  int error = ::fstat(file, &status) == 0 ? 0 : errno;
+  const bool open = S_ISREG(status.st_mode) && (status.st_mode & 0777) != 0600;
+  if (error == 0 && open && ::fchmod(file, 0600) != 0) error = errno;
+  ::close(file);
+  return error;
+}
+
+bool isOrdinaryFile(const std::string& path) {
+  struct stat status = {};
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+spdlog::sink_ptr openLogFile(const std::string& path, std::size_t bytes, std::size_t files) {
+  const int error = makePrivate(path);
+  if (error != 0) throw problem(path, "can't be opened: " + std::generic_category().message(error));
+  spdlog::file_event_handlers events;
+  events.before_open = [](const std::string& name) { makePrivate(name); };
   try {
-    return std::make_shared<spdlog::sinks::basic_file_sink_st>(path);
-  } catch (const spdlog::spdlog_ex& error) {
-    throw std::runtime_error("The log file \"" + path + "\" can't be opened: " + error.what());
+    // What can't be moved aside is only written to.
+    if (!isOrdinaryFile(path)) return std::make_shared<spdlog::sinks::basic_file_sink_st>(path);
+    return std::make_shared<spdlog::sinks::rotating_file_sink_st>(path, bytes, files - 1, false,
+                                                                  events);
+  } catch (const spdlog::spdlog_ex& failed) {
+    throw problem(path, std::string("can't be opened: ") + failed.what());
   }
 }
 
@@ -71,7 +93,10 @@ class AllSignalsBlocked {
 /// Writes lines as they come; a thread of its own tells the summaries when nobody logs any more.
 class LogOutput::Impl {
  public:
-  explicit Impl(spdlog::sink_ptr sink) : m_logger("", std::move(sink)) {
+  /// `name` is what messages call the file; empty for standard error.
+  Impl(spdlog::sink_ptr sink, std::string name)
+      : m_name(std::move(name)), m_logger("", std::move(sink)) {
+    m_logger.set_error_handler([this](const std::string& reason) { fail(reason); });
     m_logger.set_pattern("%Y-%m-%d %H:%M:%S.%e %l %v");
     m_logger.set_level(spdlog::level::trace);
     m_logger.flush_on(spdlog::level::trace);
@@ -140,23 +165,57 @@ class LogOutput::Impl {
 
   void put(int level, std::string_view component, std::string_view source, int line,
            const std::string& text) {
-    m_logger.log(levelOf(level), escapeLogText(component, LogThrottle::kMaxName) + " " +
-                                     escapeLogText(source, LogThrottle::kMaxName) + ":" +
-                                     std::to_string(line) + ": " + text);
+    putLine(levelOf(level), escapeLogText(component, LogThrottle::kMaxName) + " " +
+                                escapeLogText(source, LogThrottle::kMaxName) + ":" +
+                                std::to_string(line) + ": " + text);
+  }
+
+  void putLine(spdlog::level::level_enum level, const std::string& text) {
+    if (m_lost > 0 && !tellLost()) {
+      ++m_lost;
+      return;
+    }
+    m_failed = false;
+    m_logger.log(level, text);
+    if (m_failed) ++m_lost;
+  }
+
+  // Whether the file can be written again.
+  bool tellLost() {
+    m_failed = false;
+    m_logger.log(spdlog::level::err, "… " + std::to_string(m_lost) +
+                                         (m_lost == 1 ? " line" : " lines") +
+                                         " could not be written before this one");
+    if (!m_failed) m_lost = 0;
+    return !m_failed;
+  }
+
+  // Standard error itself has nowhere to tell it.
+  void fail(const std::string& reason) {
+    m_failed = true;
+    if (m_name.empty() || m_told) return;
+    m_told = true;
+    std::fprintf(stderr, "The log file \"%s\" can't be written: %s. Lines are lost.\n",
+                 m_name.c_str(), reason.c_str());
   }
 
   std::mutex m_mutex;
   std::condition_variable m_changed;
   bool m_closing = false;                              // guarded by m_mutex
   LogThrottle m_throttle{LogOutput::kLinesPerSecond};  // guarded by m_mutex
-  spdlog::logger m_logger;                             // guarded by m_mutex
+  const std::string m_name;
+  bool m_failed = false;     // the last line; guarded by m_mutex
+  bool m_told = false;       // guarded by m_mutex
+  std::uint64_t m_lost = 0;  // since the last line that was written; guarded by m_mutex
+  spdlog::logger m_logger;   // guarded by m_mutex
   std::thread m_thread;
 };
 
 LogOutput::LogOutput()
-    : m_impl(std::make_unique<Impl>(std::make_shared<spdlog::sinks::stderr_sink_st>())) {}
+    : m_impl(std::make_unique<Impl>(std::make_shared<spdlog::sinks::stderr_sink_st>(), "")) {}
 
-LogOutput::LogOutput(const std::string& path) : m_impl(std::make_unique<Impl>(openLogFile(path))) {}
+LogOutput::LogOutput(const std::string& path, std::size_t bytes, std::size_t files)
+    : m_impl(std::make_unique<Impl>(openLogFile(path, bytes, files), path)) {}
 
 LogOutput::~LogOutput() = default;
 

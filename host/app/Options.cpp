@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 
+#include "framework/LogOutput.h"
 #include "framework/Logging.h"
 #include "host/app/DefaultPaths.h"
 #include "host/app/ExitCodes.h"
@@ -12,6 +13,10 @@ namespace {
 
 /// The service that this telephone is made for. Nothing else in the host depends on which it is.
 constexpr const char* kService = "OBEXService";
+
+constexpr std::uint64_t kMinLogBytes = std::uint64_t{1} << 10;
+constexpr std::uint64_t kMaxLogBytes = std::uint64_t{1} << 40;
+constexpr std::size_t kMaxLogFiles = 1000;
 
 constexpr const char* kFooter =
     "\nThe telephone runs until SIGTERM, SIGINT or SIGHUP. It prints \"phone-host: ready ...\" on "
@@ -41,6 +46,16 @@ void describe(CLI::App& app, Options& options) {
   app.add_option("--log-file", options.logFile,
                  "Append the log to this file (default: standard error)")
       ->type_name("FILE");
+  app.add_option("--log-size", options.logBytes,
+                 "Move the log file aside (phone.log to phone.1.log, ...) before it is larger")
+      ->transform(CLI::AsSizeValue(false))
+      ->check(CLI::Range(kMinLogBytes, kMaxLogBytes))
+      ->type_name("SIZE (1K to 1T)")
+      ->default_str("10M");
+  app.add_option("--log-files", options.logFiles, "Keep so many log files, the newest included")
+      ->check(CLI::Range(std::size_t{1}, kMaxLogFiles))
+      ->type_name("N (1 to 1000)")
+      ->default_str("5");
 }
 
 void describeBluetooth(CLI::App& app, Options& options) {
@@ -70,6 +85,8 @@ bool readOptions(int argc, char** argv, Options& options, int& code) {
   options.service = kService;
   options.bus = "session";
   options.logLevel = kLogError;
+  options.logBytes = LogOutput::kFileBytes;
+  options.logFiles = LogOutput::kFiles;
   CLI::App app("The telephone: runs its service, phonebook and message bus.", "phone-host");
   app.set_version_flag("--version", std::string("phone-host ") + PHONE_VERSION);
   app.footer(kFooter);

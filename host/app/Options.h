@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "host/bluetooth/AdmissionPolicy.h"
@@ -13,8 +15,10 @@ struct Options {
   std::string connection;  ///< of the phonebook
   std::string bus;
   int logLevel = 0;
-  std::string logFile;  ///< empty for standard error
-  std::string adapter;  ///< the Bluetooth adapter to use, empty for the first
+  std::string logFile;         ///< empty for standard error
+  std::uint64_t logBytes = 0;  ///< how large it may become
+  std::size_t logFiles = 0;    ///< how many there may be, it and those moved aside
+  std::string adapter;         ///< the Bluetooth adapter to use, empty for the first
   AdmissionPolicy policy;
 };
 

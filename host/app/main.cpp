@@ -20,8 +20,10 @@ namespace {
 class LogToUser {
  public:
   explicit LogToUser(const Options& options)
-      : m_output(options.logFile.empty() ? std::make_unique<LogOutput>()
-                                         : std::make_unique<LogOutput>(options.logFile)) {
+      : m_output(options.logFile.empty()
+                     ? std::make_unique<LogOutput>()
+                     : std::make_unique<LogOutput>(options.logFile, options.logBytes,
+                                                   options.logFiles)) {
     setLogLevel(options.logLevel);
     addLogSink(m_output.get());
   }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -74,6 +75,18 @@ class LogOutputTest : public testing::Test {
     }
     return told;
   }
+
+  // Short lines, each of a place of its own, into files of that size.
+  void WriteBounded(std::size_t bytes, std::size_t files, int lines) {
+    m_output = std::make_unique<LogOutput>(m_path, bytes, files);
+    for (int line = 0; line < lines; ++line) Write("text", kLogError, line);
+    Close();
+  }
+  static std::filesystem::perms ModeOf(const std::string& path) {
+    return std::filesystem::status(path).permissions();
+  }
+  static constexpr std::filesystem::perms kOwnersOnly =
+      std::filesystem::perms::owner_read | std::filesystem::perms::owner_write;
 
   TemporaryFolder m_folder;
   const std::string m_path = m_folder.file("log");
@@ -166,9 +179,72 @@ TEST_F(LogOutputTest, AnExistingFileIsAppendedTo) {
   EXPECT_THAT(Lines()[1], HasSubstr("second"));
 }
 
-TEST_F(LogOutputTest, TheFileIsNotForEveryonesEyes) {
-  using std::filesystem::perms;
-  EXPECT_EQ(std::filesystem::status(m_path).permissions() & perms::others_all, perms::none);
+TEST_F(LogOutputTest, TheFileIsForItsOwnersEyesOnly) {
+  EXPECT_EQ(ModeOf(m_path), kOwnersOnly);
+  Close();
+  std::filesystem::permissions(m_path, std::filesystem::perms::all);
+  m_output = std::make_unique<LogOutput>(m_path);
+  EXPECT_EQ(ModeOf(m_path), kOwnersOnly);
+}
+
+TEST_F(LogOutputTest, AFileIsMovedAsideBeforeItIsTooLarge) {
+  WriteBounded(1000, 3, 60);
+  EXPECT_LE(std::filesystem::file_size(m_path), 1000u);
+  EXPECT_LE(std::filesystem::file_size(m_path + ".1"), 1000u);
+  EXPECT_GT(std::filesystem::file_size(m_path + ".1"), 900u);
+  EXPECT_TRUE(std::filesystem::exists(m_path + ".2"));
+  EXPECT_FALSE(std::filesystem::exists(m_path + ".3"));
+}
+
+TEST_F(LogOutputTest, TheNewestLinesAreKeptInTheirOrder) {
+  WriteBounded(1000, 3, 60);
+  std::vector<std::string> kept = linesOf(m_path + ".2");
+  for (const std::string& path : {m_path + ".1", m_path}) {
+    for (const std::string& line : linesOf(path)) kept.push_back(line);
+  }
+  const std::size_t first = 60 - kept.size();
+  for (std::size_t i = 0; i < kept.size(); ++i) {
+    EXPECT_THAT(kept[i], HasSubstr("a.cpp:" + std::to_string(first + i) + ": text"));
+  }
+}
+
+TEST_F(LogOutputTest, EveryFileIsForItsOwnersEyesOnly) {
+  const mode_t former = ::umask(0);
+  WriteBounded(1000, 3, 60);
+  ::umask(former);
+  for (const std::string& path : {m_path, m_path + ".1", m_path + ".2"}) {
+    EXPECT_EQ(ModeOf(path), kOwnersOnly) << path;
+  }
+}
+
+TEST_F(LogOutputTest, AFileThatIsTooLargeFromBeforeIsMovedAsideAtTheFirstLine) {
+  WriteBounded(1000000, 3, 30);
+  WriteBounded(1000, 3, 1);
+  EXPECT_EQ(Lines().size(), 1u);
+  EXPECT_EQ(linesOf(m_path + ".1").size(), 30u);
+}
+
+TEST_F(LogOutputTest, ALineThatIsLargerThanAFileIsWrittenWhole) {
+  Close();
+  m_output = std::make_unique<LogOutput>(m_path, 1024, 2);
+  Write(std::string(3000, 'x'));
+  EXPECT_THAT(contentsOf(m_path), HasSubstr(std::string(3000, 'x') + "\n"));
+}
+
+TEST_F(LogOutputTest, OfOneFileOnlyTheNewestLinesAreKept) {
+  WriteBounded(1000, 1, 60);
+  EXPECT_LE(std::filesystem::file_size(m_path), 1000u);
+  EXPECT_FALSE(std::filesystem::exists(m_path + ".1"));
+  EXPECT_THAT(Lines().back(), HasSubstr("a.cpp:59: text"));
+}
+
+TEST_F(LogOutputTest, TheEndingOfANameStaysAtItsEnd) {
+  const std::string path = m_folder.file("phone.log");
+  {
+    LogOutput output(path, 1000, 2);
+    for (int line = 0; line < 60; ++line) output.write({"c", "a.cpp", kLogError, line, "text"});
+  }
+  EXPECT_TRUE(std::filesystem::exists(m_folder.file("phone.1.log")));
 }
 
 void expectRefused(const std::string& path, const std::string& reason) {
@@ -186,11 +262,21 @@ TEST_F(LogOutputTest, AFileThatCanNotBeOpenedIsToldInASentence) {
   expectRefused("", "No such file or directory");
 }
 
-TEST_F(LogOutputTest, AFullDiskHurtsNoOne) {
+TEST_F(LogOutputTest, AFullDiskHurtsNoOneAndIsToldOnce) {
   const StandardErrorInto file(m_folder.file("stderr"));
   LogOutput full("/dev/full");
-  full.write({"c", "a.cpp", kLogError, 1, "text"});
-  EXPECT_THAT(contentsOf(m_folder.file("stderr")), HasSubstr("LOG ERROR"));
+  for (int line = 0; line < 20; ++line) full.write({"c", "a.cpp", kLogError, line, "text"});
+  const std::vector<std::string> told = linesOf(m_folder.file("stderr"));
+  ASSERT_EQ(told.size(), 1u);
+  EXPECT_THAT(told[0], HasSubstr("The log file \"/dev/full\" can't be written: "));
+  EXPECT_THAT(told[0], HasSubstr("No space left on device"));
+}
+
+TEST_F(LogOutputTest, ADeviceIsNeverMovedAside) {
+  const LogOutput device("/dev/null", 1, 2);
+  Close();
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_FALSE(std::filesystem::exists("/dev/null.1"));
 }
 
 TEST_F(LogOutputTest, WithoutAPathItWritesToStandardError) {

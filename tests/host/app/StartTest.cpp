@@ -53,9 +53,10 @@ class StartTest : public test::HostFixture {
 TEST_F(StartTest, helpTellsOptionsAndExitCodes) {
   const Finished help = run({"--help"});
   EXPECT_EQ(help.exitCode, 0);
-  for (const char* word : {"--plugin", "--phonebook", "--bus", "--log-level", "--log-file",
-                           "--version", "Exit codes: 0", "1 it could not start",
-                           "2 the command line is wrong", "3 stopped on request"})
+  for (const char* word :
+       {"--plugin", "--phonebook", "--bus", "--log-level", "--log-file", "--log-size",
+        "--log-files", "--version", "Exit codes: 0", "1 it could not start",
+        "2 the command line is wrong", "3 stopped on request"})
     EXPECT_THAT(help.out, HasSubstr(word));
 }
 
@@ -175,6 +176,36 @@ TEST_F(StartTest, aLogFileThatCannotBeOpenedIsTold) {
   const Finished ended = run({"--phonebook", phonebook(), "--log-file", "/nowhere/log"});
   EXPECT_EQ(ended.exitCode, 1);
   EXPECT_THAT(ended.err, HasSubstr("/nowhere/log"));
+}
+
+TEST_F(StartTest, theLogFileIsMovedAsideAsTold) {
+  const std::string log = folder().file("log");
+  startHost({"--log-file", log, "--log-level", "trace", "--log-size", "1K", "--log-files", "2"});
+  const auto aside = [&] { return std::filesystem::exists(log + ".1"); };
+  const std::string path = "/data/images/" + std::string(400, 'x');
+  for (int i = 0; i < 8; ++i) client().call("fileEvent", "({'path': <'" + path + "'>},)");
+  EXPECT_TRUE(aside()) << test::contentsOf(log);
+  EXPECT_FALSE(std::filesystem::exists(log + ".2"));
+  struct stat status {};
+  ASSERT_EQ(stat(log.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(StartTest, aFullDiskUnderTheLogDoesNotStopThePhoneAndIsToldOnce) {
+  startHost({"--log-file", "/dev/full", "--log-level", "trace"});
+  for (int i = 0; i < 3; ++i) client().call("fileEvent", "({'path': <'/data/images/x.png'>},)");
+  EXPECT_TRUE(host().waitForErr("The log file \"/dev/full\" can't be written"));
+  EXPECT_EQ(stop(host()), 0);
+  EXPECT_EQ(test::occurrences(host().err(), "can't be written"), 1);
+}
+
+TEST_F(StartTest, aLogOfImpossibleSizeIsAnErrorOfTheCommandLine) {
+  for (const char* size : {"0", "10", "-1", "10X", "2T", "many"}) {
+    EXPECT_EQ(run({"--log-size", size}).exitCode, 2) << size;
+  }
+  for (const char* files : {"0", "-1", "1001", "many"}) {
+    EXPECT_EQ(run({"--log-files", files}).exitCode, 2) << files;
+  }
 }
 
 TEST_F(StartTest, thePhonebookIsInTheStateFolderForItsUserOnly) {
