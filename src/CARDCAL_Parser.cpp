@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 
+#include "TextScan.h"
 #include "Trace.h"
 
 namespace {
@@ -20,8 +21,8 @@ constexpr const char* kLogSource = "CARDCAL_Parser";
 enum State { kPropName, kParamBN, kParamIN, kParamBV, kParamIV, kPropData };
 enum Encoding { kNoEncoding, kQuotedPrintable, kBase64, k8Bit };
 
-/// The buffer grows in steps of this size while it is small; a larger one doubles, or the time for
-/// a long line would grow with the square of its length.
+/// The buffer begins with this size and doubles, so that the time for a line grows no faster than
+/// its length.
 constexpr int kLineStep = 128;
 /// A buffer that got this large is given back after its property.
 constexpr int kLargeLine = 1025;
@@ -99,35 +100,112 @@ std::uint32_t quartetBits(const char* in) {
   return kQuartet[0][c[0]] | kQuartet[1][c[1]] | kQuartet[2][c[2]] | kQuartet[3][c[3]];
 }
 
-/// Writes three bytes, and a fourth for which there must be room.
+/// Writes the bytes of one quartet, or of two, which are 24 bits each. There must be room for
+/// `kQuartetRoom` bytes, as some are written that don't count.
+constexpr int kQuartetRoom = 8;
+
 char* putQuartet(char* out, std::uint32_t bits) {
   const std::uint32_t bytes = htobe32(bits << 8);
   std::memcpy(out, &bytes, sizeof bytes);
   return out + 3;
 }
 
-/// For each character, the states in which it is ordinary: it is appended to the line as it stands
-/// and changes nothing else. A bit for each state but that of data, and one for quoted-printable
-/// data.
-constexpr unsigned kQuotedPrintableBit = 1U << kPropData;
+char* putQuartets(char* out, std::uint32_t first, std::uint32_t second) {
+  const std::uint64_t bytes = htobe64((std::uint64_t{first} << 24 | second) << 16);
+  std::memcpy(out, &bytes, sizeof bytes);
+  return out + 6;
+}
+
+/// For each character, the states of the name part in which it is ordinary: it is appended to the
+/// line and changes nothing else, but that it may begin a parameter or a value. A bit for each.
 constexpr std::array<unsigned char, 256> kOrdinary = [] {
   std::array<unsigned char, 256> ordinary{};
   for (int i = 0; i < 256; ++i) {
     const char c = static_cast<char>(i);
-    const bool plain = !isWhiteSpace(c) && c != ':' && c != ';';
-    unsigned states = 0;
-    if (plain) states |= 1U << kPropName;
-    if (plain && c != '=') states |= 1U << kParamIN;
-    if (plain && c != '\\') states |= 1U << kParamIV;
-    if (c != '\n' && c != '\r' && c != '=') states |= kQuotedPrintableBit;
+    if (isWhiteSpace(c) || c == ':') continue;
+    unsigned states = 1U << kParamBN;
+    if (c != ';') states |= 1U << kPropName | 1U << kParamBV;
+    if (c != ';' && c != '=') states |= 1U << kParamIN;
+    if (c != ';' && c != '\\') states |= 1U << kParamIV;
     ordinary[static_cast<std::size_t>(i)] = static_cast<unsigned char>(states);
   }
   return ordinary;
 }();
 
+/// Copies those of the next eight characters that are ordinary wherever in the name part they
+/// stand, up to the first other one. There is room for them.
+const char* copyWordOfName(const char* in, const char* end, char*& out) {
+  if (end - in < static_cast<long>(textscan::kWordSize)) return in;
+  const textscan::Word word = textscan::load(in);
+  // ":" and ";" differ in one bit.
+  const textscan::Word marks =
+      textscan::Marks(word).below('!').of(';', 1).of('=').of('\\').marked();
+  std::memcpy(out, in, sizeof word);
+  const std::size_t ordinary = textscan::firstMarked(marks);
+  out += ordinary;
+  return in + ordinary;
+}
+
+/// Marks line ends, carriage returns and a few rare control characters in text, and where it is
+/// quoted-printable, what begins an escape.
+template <bool kQuoted>
+textscan::Word marksOfText(textscan::Word word) {
+  textscan::Marks marks(word);
+  marks.below('\r' + 1);
+  if (kQuoted) marks.of('=');
+  return marks.marked();
+}
+
+/// Copies text up to the first character that means something in it, or to `stop`. There is room.
+template <bool kQuoted>
+const char* copyText(const char* in, const char* stop, char*& out) {
+  using textscan::kWordSize;
+  const auto isText = [](char c) { return c != '\n' && c != '\r' && !(kQuoted && c == '='); };
+  while (stop - in >= static_cast<long>(2 * kWordSize)) {
+    const textscan::Word first = textscan::load(in);
+    const textscan::Word second = textscan::load(in + kWordSize);
+    const textscan::Word firstMarks = marksOfText<kQuoted>(first);
+    const textscan::Word secondMarks = marksOfText<kQuoted>(second);
+    std::memcpy(out, in, 2 * kWordSize);
+    std::size_t size = 2 * kWordSize;
+    if (firstMarks != 0) {
+      size = textscan::firstMarked(firstMarks);
+    } else if (secondMarks != 0) {
+      size = kWordSize + textscan::firstMarked(secondMarks);
+    }
+    in += size;
+    out += size;
+    if (size == 2 * kWordSize) continue;
+    if (!isText(*in)) return in;
+    *out++ = *in++;
+  }
+  while (in < stop && isText(*in)) *out++ = *in++;
+  return in;
+}
+
 /// Whether a line that ends here goes on in the next one, as far as can be seen at once.
 bool isFold(const char* lineEnd, const char* end) {
   return end - lineEnd > 2 && lineEnd[1] != '\n' && isWhiteSpace(lineEnd[1]) && lineEnd[2] != '\n';
+}
+
+/// Behind a line break and the white space that continues the line, `in` itself where that isn't
+/// seen at once.
+const char* skipFold(const char* in, const char* end) {
+  const char* const lineEnd = *in == '\r' ? in + 1 : in;
+  return lineEnd < end && *lineEnd == '\n' && isFold(lineEnd, end) ? lineEnd + 2 : in;
+}
+
+/// Whether it is seen at once that the line doesn't go on: another one begins.
+bool isLastOfLine(const char* lineEnd, const char* end) {
+  return end - lineEnd > 1 && !isWhiteSpace(lineEnd[1]);
+}
+
+/// Behind a soft line break of quoted-printable text, `in` itself where there is none.
+const char* skipSoftBreak(const char* in, const char* end) {
+  const char* lineEnd = in + 1;
+  if (lineEnd < end && *lineEnd == '\r') ++lineEnd;
+  const bool isBreak = lineEnd < end && *lineEnd == '\n' && isLastOfLine(lineEnd, end);
+  return isBreak ? lineEnd + 1 : in;
 }
 
 }  // namespace
@@ -196,113 +274,191 @@ int CARDCAL_Parser::parse(const unsigned char* data, int len) {
   return vcardProcessCharacter('\n') && !m_state->outOfMemory ? 1 : 0;
 }
 
-/// Takes as many characters at once as need no look at each; gives what taking them one by one
-/// gives. Returns where the next one stands that needs a look, null when the reading fails.
+/// Takes as many characters at once as need no look at each, lines included that are of the usual
+/// shape; gives what taking them one by one gives. Returns where the next one stands that needs a
+/// look, null when the reading fails.
 const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
-  CARDCAL_State& s = *m_state;
-  switch (s.state) {
-    case kPropName:
-    case kParamIN:
-    case kParamIV:
-      return takeOrdinary(in, end, 1U << s.state);
-    case kPropData:
-      return takeData(in, end);
-    default:
-      return in;
-  }
+  const char* before = nullptr;
+  do {
+    before = in;
+    in = m_state->state == kPropData ? takeData(in, end) : takeNamePart(in, end);
+  } while (in != nullptr && in != before && in != end);
+  return in;
 }
 
-const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end, unsigned bit) {
+/// The name part, as far as its ":".
+inline const char* CARDCAL_Parser::takeNamePart(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
-  while (in < end && (kOrdinary[static_cast<unsigned char>(*in)] & bit) != 0) {
+  while (in < end) {
+    // Each character adds one to the line at most.
     if (!vcardReserve(1)) return nullptr;
-    const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
-    char* out = s.lineBuffer + s.lineLength;
-    while (in < stop && (kOrdinary[static_cast<unsigned char>(*in)] & bit) != 0) *out++ = *in++;
-    s.lineLength = static_cast<int>(out - s.lineBuffer);
+    in = takeOrdinary(in, in + std::min<long>(end - in, s.lineCapacity - s.lineLength));
+    if (in == nullptr || in == end) return in;
+    if (s.lineLength == s.lineCapacity) continue;
+    const bool ends = *in == ':' && (s.state == kPropName || s.state == kParamIN);
+    if (!ends) return in;
+    return vcardPropertyEnd() ? in + 1 : nullptr;
   }
   return in;
 }
 
-/// Data over many lines, as long as they are continued.
-const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
+/// Characters that are ordinary or only divide name, parameters and values. There is room for them.
+inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
+  const auto isOrdinary = [](char c, int state) {
+    return (kOrdinary[static_cast<unsigned char>(c)] & (1U << state)) != 0;
+  };
+  char* out = s.lineBuffer + s.lineLength;
+  int state = s.state;
+  while (in < end) {
+    if (state == kParamBN || state == kParamBV) {
+      if (!isOrdinary(*in, state)) break;
+      const int offset = static_cast<int>(out - s.lineBuffer);
+      const int done =
+          state == kParamBN ? vcardAddParameter(offset) : vcardSetParameterValue(offset);
+      if (!done) return nullptr;
+      ++state;
+      *out++ = *in++;
+    }
+    in = copyWordOfName(in, end, out);
+    while (in < end && isOrdinary(*in, state)) *out++ = *in++;
+    if (in == end) break;
+    if (*in == ';' && state != kParamIV) {
+      state = kParamBN;
+    } else if (*in == '=' && state == kParamIN) {
+      state = kParamBV;
+    } else {
+      break;
+    }
+    *out++ = '\0';
+    ++in;
+  }
+  s.state = state;
+  s.lineLength = static_cast<int>(out - s.lineBuffer);
+  return in;
+}
+
+/// Data over many lines, as long as they are continued, and the end of the last one.
+inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  if (s.qpEscape) return in;
   if (s.startOfData) {
     if (isWhiteSpace(*in)) return in;
     s.startOfData = 0;
   }
-  while (in < end && !s.qpEscape) {
-    if (s.encoding == kBase64) {
-      in = takeBase64(in, end);
-    } else if (s.encoding == kQuotedPrintable) {
-      in = takeOrdinary(in, end, kQuotedPrintableBit);
-    } else {
-      in = takePlainLine(in, end);
-    }
+  while (in < end) {
+    in = takeDataOfLine(in, end);
     if (in == nullptr || in == end) return in;
     if (*in == '\r') {
       ++in;
-    } else if (*in == '\n' && isFold(in, end)) {
-      if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
-      in += 2;
-    } else {
-      return in;
+      if (in == end || *in != '\n') continue;
     }
+    if (*in != '\n') return in;
+    if (isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
+    if (!isFold(in, end)) return in;
+    if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
+    in += 2;
   }
   return in;
 }
 
-/// The rest of a line without what has a meaning only in an encoding.
-const char* CARDCAL_Parser::takePlainLine(const char* in, const char* end) {
+inline const char* CARDCAL_Parser::takeDataOfLine(const char* in, const char* end) {
+  switch (m_state->encoding) {
+    case kBase64:
+      return takeBase64(in, end);
+    case kQuotedPrintable:
+      return takeQuotedPrintable(in, end);
+    default:
+      return takeText<false>(in, end);
+  }
+}
+
+/// What has no meaning of its own in plain data, or in quoted-printable ones, over continued lines.
+template <bool kQuoted>
+const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
-  const auto find = [](const char* from, const char* to, char c) {
-    const void* found = std::memchr(from, c, static_cast<std::size_t>(to - from));
-    return found == nullptr ? to : static_cast<const char*>(found);
-  };
-  const char* const lineEnd = find(in, end, '\n');
-  while (in < lineEnd) {
-    const char* const stop = find(in, lineEnd, '\r');
-    const int length = static_cast<int>(stop - in);
-    if (!vcardReserve(length)) return nullptr;
-    if (length > 0) {
-      std::memcpy(s.lineBuffer + s.lineLength, in, static_cast<std::size_t>(length));
-      s.lineLength += length;
+  while (in < end) {
+    if (!vcardReserve(1)) return nullptr;
+    const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
+    char* out = s.lineBuffer + s.lineLength;
+    for (;;) {
+      in = copyText<kQuoted>(in, stop, out);
+      const char* const next = in < stop ? skipFold(in, end) : in;
+      if (next == in) break;
+      *out++ = ' ';
+      in = next;
     }
-    in = std::min(stop + 1, lineEnd);
+    s.lineLength = static_cast<int>(out - s.lineBuffer);
+    if (in < stop) return in;
   }
   return in;
+}
+
+/// Quoted-printable data: escapes of two digits and soft line breaks included.
+const char* CARDCAL_Parser::takeQuotedPrintable(const char* in, const char* end) {
+  for (;;) {
+    in = takeText<true>(in, end);
+    if (in == nullptr || in == end || *in != '=') return in;
+    const bool isByte = end - in > 2 && hexDigit(in[1]) >= 0 && hexDigit(in[2]) >= 0;
+    const char* const next = isByte ? in + 3 : skipSoftBreak(in, end);
+    if (next == in) return in;
+    if (isByte && !vcardAddCharacterToCurrentLine(hexPair(in[1], in[2]))) return nullptr;
+    in = next;
+  }
 }
 
 /// Characters of the alphabet; padding and errors are looked at one by one.
 const char* CARDCAL_Parser::takeBase64(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
-  while (in < end) {
-    if (s.base64Count == 0 && end - in >= 4) {
-      const char* const before = in;
-      in = takeQuartets(in, end);
-      if (in == nullptr) return nullptr;
-      if (in != before) continue;
-    }
-    // A quartet that is full already was refused, and is again by who looks at it.
-    if (s.base64Count == 4 || kOrds[static_cast<unsigned char>(*in)] == kInvalidOrd) return in;
-    s.pending[s.base64Count++] = *in++;
-    if (s.base64Count == 4 && !decodeBase64Quartet()) return nullptr;
+  for (;;) {
+    if (s.base64Count == 0) in = takeQuartets(in, end);
+    if (in == nullptr) return nullptr;
+    in = gatherQuartet(in, end);
+    // A quartet that was refused is full, and is refused again.
+    if (s.base64Count < 4) return in;
+    if (!decodeBase64Quartet()) return nullptr;
   }
+}
+
+/// The rest of a quartet, which may stand in more than one line.
+const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
+  CARDCAL_State& s = *m_state;
+  int count = s.base64Count;
+  while (count < 4 && in < end) {
+    if (kOrds[static_cast<unsigned char>(*in)] != kInvalidOrd) {
+      s.pending[count++] = *in++;
+      continue;
+    }
+    const char* const next = skipFold(in, end);
+    if (next == in) break;
+    in = next;
+  }
+  s.base64Count = count;
   return in;
 }
 
 /// Whole quartets that stand together.
 const char* CARDCAL_Parser::takeQuartets(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
-  const int count = static_cast<int>(std::min<long>((end - in) / 4, kBase64Run));
-  if (!vcardReserve(count * 3 + 1)) return nullptr;
-  char* out = s.lineBuffer + s.lineLength;
-  for (const char* const stop = in + 4 * count; in < stop; in += 4) {
-    const std::uint32_t bits = quartetBits(in);
-    if ((bits & kInvalidQuartet) != 0) break;
-    out = putQuartet(out, bits);
-  }
-  s.lineLength = static_cast<int>(out - s.lineBuffer);
+  const char* stop = nullptr;
+  do {
+    const int count = static_cast<int>(std::min<long>((end - in) / 4, kBase64Run));
+    if (!vcardReserve(count * 3 + kQuartetRoom)) return nullptr;
+    stop = in + 4 * count;
+    char* out = s.lineBuffer + s.lineLength;
+    for (; stop - in >= 8; in += 8) {
+      const std::uint32_t first = quartetBits(in);
+      const std::uint32_t second = quartetBits(in + 4);
+      if (((first | second) & kInvalidQuartet) != 0) break;
+      out = putQuartets(out, first, second);
+    }
+    for (; in < stop; in += 4) {
+      const std::uint32_t bits = quartetBits(in);
+      if ((bits & kInvalidQuartet) != 0) break;
+      out = putQuartet(out, bits);
+    }
+    s.lineLength = static_cast<int>(out - s.lineBuffer);
+  } while (in == stop && end - in >= 4);
   return in;
 }
 
@@ -363,13 +519,15 @@ int CARDCAL_Parser::vcardResetCurrentLine() {
 }
 
 /// Makes room for this many bytes behind those in use.
-int CARDCAL_Parser::vcardReserve(int bytes) {
+inline int CARDCAL_Parser::vcardReserve(int bytes) {
+  return m_state->lineCapacity - m_state->lineLength >= bytes ? 1 : vcardGrow(bytes);
+}
+
+int CARDCAL_Parser::vcardGrow(int bytes) {
   CARDCAL_State& s = *m_state;
-  if (s.lineCapacity - s.lineLength >= bytes) return 1;
-  const int step = s.lineCapacity < kLargeLine ? kLineStep : s.lineCapacity;
   const long needed = long{s.lineLength} + bytes;
   const long capacity =
-      std::max(long{s.lineLength} + step, (needed + kLineStep - 1) / kLineStep * kLineStep);
+      std::max(long{s.lineCapacity} * 2, (needed + kLineStep - 1) / kLineStep * kLineStep);
   char* grown = nullptr;
   if (capacity <= std::numeric_limits<int>::max()) {
     grown = static_cast<char*>(std::realloc(s.lineBuffer, static_cast<std::size_t>(capacity)));
@@ -439,8 +597,9 @@ int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
   CARDCAL_State& s = *m_state;
   nameOffset = 0;
   if (s.evaluations++ > 0) return 1;
-  char* dot = std::strchr(s.lineBuffer, '.');
-  if (dot == nullptr) return 1;
+  char* dot = s.lineBuffer;
+  while (*dot != '.' && *dot != '\0') ++dot;
+  if (*dot == '\0') return 1;
   *dot = '\0';
   nameOffset = static_cast<int>(dot + 1 - s.lineBuffer);
   return groupHandler(s.lineBuffer);
@@ -629,6 +788,17 @@ int CARDCAL_Parser::processBase64(char c) {
 
 int CARDCAL_Parser::decodeBase64Quartet() {
   CARDCAL_State& s = *m_state;
+  const std::uint32_t bits = quartetBits(s.pending);
+  if ((bits & kInvalidQuartet) != 0) return decodePaddedQuartet();
+  if (!vcardReserve(kQuartetRoom)) return 0;
+  putQuartet(s.lineBuffer + s.lineLength, bits);
+  s.lineLength += 3;
+  return clearPending();
+}
+
+/// A quartet that ends in padding, or is none.
+int CARDCAL_Parser::decodePaddedQuartet() {
+  CARDCAL_State& s = *m_state;
   constexpr unsigned kInvalid = 255;
   const unsigned a = Base64ToOrd(s.pending[0]);
   const unsigned b = Base64ToOrd(s.pending[1]);
@@ -655,8 +825,12 @@ int CARDCAL_Parser::decodeBase64Quartet() {
     }
     if (!vcardAddCharacterToCurrentLine(static_cast<char>(((c & 3) << 6) | d))) return 0;
   }
-  std::memset(s.pending, 0, sizeof s.pending);
-  s.base64Count = 0;
+  return clearPending();
+}
+
+int CARDCAL_Parser::clearPending() {
+  std::memset(m_state->pending, 0, sizeof m_state->pending);
+  m_state->base64Count = 0;
   return 1;
 }
 

@@ -36,16 +36,22 @@ class CARDCAL_Parser {
 
  private:
   const char* takeRun(const char* in, const char* end);
-  const char* takeOrdinary(const char* in, const char* end, unsigned bit);
+  const char* takeNamePart(const char* in, const char* end);
+  const char* takeOrdinary(const char* in, const char* end);
   const char* takeData(const char* in, const char* end);
-  const char* takePlainLine(const char* in, const char* end);
+  const char* takeDataOfLine(const char* in, const char* end);
+  template <bool kQuoted>
+  const char* takeText(const char* in, const char* end);
+  const char* takeQuotedPrintable(const char* in, const char* end);
   const char* takeBase64(const char* in, const char* end);
   const char* takeQuartets(const char* in, const char* end);
+  const char* gatherQuartet(const char* in, const char* end);
   int parseByte(char c);
   int startLine(char c);
   int vcardResetCurrentLine();
   int vcardAddCharacterToCurrentLine(char c);
   int vcardReserve(int bytes);
+  int vcardGrow(int bytes);
   int vcardAddParameter(int nameOffset);
   int vcardSetParameterValue(int valueOffset);
   int vcardPropertyEnd();
@@ -62,6 +68,8 @@ class CARDCAL_Parser {
   int processQuotedPrintable(char c);
   int processBase64(char c);
   int decodeBase64Quartet();
+  int decodePaddedQuartet();
+  int clearPending();
   int processDataLineEnd();
   static unsigned char Base64ToOrd(char c);
 

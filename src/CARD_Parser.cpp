@@ -8,7 +8,9 @@
 #include <string_view>
 #include <utility>
 
+#include "TextScan.h"
 #include "Trace.h"
+#include "XmlWriter.h"
 
 namespace {
 
@@ -17,9 +19,25 @@ constexpr const char* kLogSource = "CARD_Parser";
 
 constexpr const char* kPhotoDirectory = "/data/images/";
 
-/// What an ordinary entry takes, and more than the texts around one: room made at once.
-constexpr std::size_t kEntrySize = 512;
-constexpr std::size_t kMessageFrame = 128;
+/// What an ordinary message takes beside the texts that may be long.
+constexpr std::size_t kMessageFrame = 640;
+
+namespace tag {
+constexpr XmlTag kSurname("Surname");
+constexpr XmlTag kFirstname("Firstname");
+constexpr XmlTag kOffice("Office");
+constexpr XmlTag kOffice2("Office2");
+constexpr XmlTag kMobile("Mobile");
+constexpr XmlTag kPrivate("Private");
+constexpr XmlTag kEmail("Email");
+constexpr XmlTag kAddress("Address");
+constexpr XmlTag kAddress2("Address2");
+constexpr XmlTag kCompany("Company");
+constexpr XmlTag kJobFunction("JobFunction");
+constexpr XmlTag kDefaultNumber("DefaultNumber");
+constexpr XmlTag kPicture("Picture");
+constexpr XmlTag kGroup("Group");
+}  // namespace tag
 
 enum PropertyKind {
   kIgnored,
@@ -70,79 +88,88 @@ constexpr std::array<PhotoType, 16> kPhotoTypes{{
     {"QTIME", "qt"},
 }};
 
-struct PropertyName {
-  const char* name;
-  PropertyKind kind;
-  bool isText;  ///< its data are in a character set
-};
-
-constexpr std::array<PropertyName, 8> kProperties{{
-    {"VERSION", kVersion, false},
-    {"N", kName, true},
-    {"FN", kFormattedName, true},
-    {"TEL", kTelephone, false},
-    {"EMAIL", kEmail, true},
-    {"TITLE", kTitle, true},
-    {"ORG", kOrganisation, true},
-    {"ADR", kAddress, true},
-}};
-
-struct PhoneParameter {
-  const char* name;
-  int flag;
-};
-
-constexpr std::array<PhoneParameter, 13> kPhoneParameters{{
-    {"VOICE", CARD_Parser::PHONE_VOICE},
-    {"WORK", CARD_Parser::PHONE_WORK},
-    {"HOME", CARD_Parser::PHONE_HOME},
-    {"CELL", CARD_Parser::PHONE_CELL},
-    {"PREF", CARD_Parser::PHONE_PREF},
-    {"FAX", CARD_Parser::PHONE_UNSUPPORTED},
-    {"MSG", CARD_Parser::PHONE_UNSUPPORTED},
-    {"PAGE", CARD_Parser::PHONE_UNSUPPORTED},
-    {"BBS", CARD_Parser::PHONE_UNSUPPORTED},
-    {"MODEM", CARD_Parser::PHONE_UNSUPPORTED},
-    {"CAR", CARD_Parser::PHONE_UNSUPPORTED},
-    {"ISDN", CARD_Parser::PHONE_UNSUPPORTED},
-    {"VIDEO", CARD_Parser::PHONE_UNSUPPORTED},
-}};
-
-int phoneFlag(const char* name) {
-  for (const PhoneParameter& parameter : kPhoneParameters) {
-    if (equalsIgnoringCase(name, parameter.name)) return parameter.flag;
+/// Whether the text is the word, which has capital letters only, whatever the text's case.
+template <std::size_t kSize>
+constexpr bool isWord(const char* text, const char (&word)[kSize]) {
+  constexpr int kLowerCase = 'a' - 'A';
+  for (std::size_t i = 0; i + 1 < kSize; ++i) {
+    if ((text[i] | kLowerCase) != (word[i] | kLowerCase)) return false;
   }
-  return 0;
+  return text[kSize - 1] == '\0';
+}
+
+constexpr char lowerCase(char letter) { return static_cast<char>(letter | ('a' - 'A')); }
+
+PropertyKind propertyKind(const char* name) {
+  switch (lowerCase(*name)) {
+    case 'a':
+      return isWord(name, "ADR") ? kAddress : kIgnored;
+    case 'b':
+      return isWord(name, "BEGIN") ? kBegin : kIgnored;
+    case 'e':
+      return isWord(name, "EMAIL") ? kEmail : isWord(name, "END") ? kEnd : kIgnored;
+    case 'f':
+      return isWord(name, "FN") ? kFormattedName : kIgnored;
+    case 'n':
+      return isWord(name, "N") ? kName : kIgnored;
+    case 'o':
+      return isWord(name, "ORG") ? kOrganisation : kIgnored;
+    case 'p':
+      return isWord(name, "PHOTO") ? kPhoto : kIgnored;
+    case 't':
+      return isWord(name, "TEL") ? kTelephone : isWord(name, "TITLE") ? kTitle : kIgnored;
+    case 'v':
+      return isWord(name, "VERSION") ? kVersion : kIgnored;
+    default:
+      return kIgnored;
+  }
+}
+
+/// Whether the property's data are in a character set.
+constexpr bool isText(int kind) {
+  return kind == kName || kind == kFormattedName || kind == kEmail || kind == kTitle ||
+         kind == kOrganisation || kind == kAddress;
+}
+
+/// What a parameter says about a telephone number, 0 for nothing.
+int phoneFlag(const char* name) {
+  constexpr int kUnsupported = CARD_Parser::PHONE_UNSUPPORTED;
+  switch (lowerCase(*name)) {
+    case 'b':
+      return isWord(name, "BBS") ? kUnsupported : 0;
+    case 'c':
+      return isWord(name, "CELL")  ? CARD_Parser::PHONE_CELL
+             : isWord(name, "CAR") ? kUnsupported
+                                   : 0;
+    case 'f':
+      return isWord(name, "FAX") ? kUnsupported : 0;
+    case 'h':
+      return isWord(name, "HOME") ? CARD_Parser::PHONE_HOME : 0;
+    case 'i':
+      return isWord(name, "ISDN") ? kUnsupported : 0;
+    case 'm':
+      return isWord(name, "MSG") || isWord(name, "MODEM") ? kUnsupported : 0;
+    case 'p':
+      return isWord(name, "PREF")   ? CARD_Parser::PHONE_PREF
+             : isWord(name, "PAGE") ? kUnsupported
+                                    : 0;
+    case 'v':
+      return isWord(name, "VOICE")   ? CARD_Parser::PHONE_VOICE
+             : isWord(name, "VIDEO") ? kUnsupported
+                                     : 0;
+    case 'w':
+      return isWord(name, "WORK") ? CARD_Parser::PHONE_WORK : 0;
+    default:
+      return 0;
+  }
 }
 
 const char* orNull(const char* text) { return text == nullptr ? "(null)" : text; }
 
-const char* entityOf(char c) {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '\'':
-      return "&apos;";
-    case '"':
-      return "&quot;";
-    default:
-      return nullptr;
-  }
-}
-
-void appendEscaped(std::string& out, std::string_view value) {
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    const char* entity = entityOf(value[i]);
-    if (entity == nullptr) continue;
-    out.append(value, begin, i - begin).append(entity);
-    begin = i + 1;
-  }
-  out.append(value, begin);
+/// The two lines of an element, whatever is in it.
+void traceProperty() {
+  TRACE_ENTRY("addProperty");
+  TRACE_EXIT("addProperty");
 }
 
 }  // namespace
@@ -181,17 +208,18 @@ int CARD_Parser::propHandler(const char* name, const char** params) {
     return 0;
   }
   TRACE("\tProperty name = [%s]", name);
-  if (equalsIgnoringCase(name, "BEGIN")) {
+  const PropertyKind kind = propertyKind(name);
+  if (kind == kBegin) {
     ++m_vcardDepth;
     m_propertyKind = kBegin;
-  } else if (equalsIgnoringCase(name, "END")) {
+  } else if (kind == kEnd) {
     --m_vcardDepth;
     m_propertyKind = kEnd;
   } else if (m_vcardDepth == 0) {
     TRACE("\tNo BEGIN specified");
     result = 0;
   } else if (m_vcardDepth == 1) {
-    result = propertyHandler1Level(name, params);
+    result = readProperty(kind, params);
   } else {
     TRACE("\tNo nested vCards supported!");
   }
@@ -200,27 +228,27 @@ int CARD_Parser::propHandler(const char* name, const char** params) {
 }
 
 int CARD_Parser::propertyHandler1Level(const char* name, const char** params) {
+  return readProperty(propertyKind(name), params);
+}
+
+/// A property of the card itself; `kind` is one of `PropertyKind`.
+int CARD_Parser::readProperty(int kind, const char** params) {
   TRACE_ENTRY("propertyHandler1Level");
   m_propertyKind = kIgnored;
   m_charset = CHARSET_NONE;
-  if (equalsIgnoringCase(name, "PHOTO")) {
+  if (kind == kPhoto) {
     TRACE("\tGET Photo Ext");
-    m_propertyKind = kPhoto;
     m_photoExt = getPhotoExt(params);
   }
-  for (const PropertyName& property : kProperties) {
-    if (!equalsIgnoringCase(name, property.name)) continue;
-    if (property.kind == kEmail && params[0] != nullptr &&
-        !equalsIgnoringCase(params[0], "INTERNET")) {
-      break;
-    }
-    m_propertyKind = property.kind;
-    if (property.kind == kTelephone) m_phoneKind = getPhoneKind(params);
-    if (property.isText) {
+  const bool isOtherMail =
+      kind == kEmail && params[0] != nullptr && !equalsIgnoringCase(params[0], "INTERNET");
+  if (kind != kBegin && kind != kEnd && !isOtherMail) {
+    m_propertyKind = kind;
+    if (kind == kTelephone) m_phoneKind = getPhoneKind(params);
+    if (isText(kind)) {
       m_charset = getCharset(params);
       TRACE("\tcharset: %d", m_charset);
     }
-    break;
   }
   TRACE_EXIT("propertyHandler1Level");
   return 1;
@@ -313,12 +341,11 @@ int CARD_Parser::handleProperty(const char* data, int len) {
 
 int CARD_Parser::handleName(const char* data) {
   TRACE("\tParsing NAME");
-  char* converted = data2Utf8(data, m_charset);
-  if (converted == nullptr) return 0;
-  const auto* text = reinterpret_cast<const unsigned char*>(converted);
-  if (m_surname.empty()) m_surname = getToken(text, 1, ';');
-  if (m_firstname.empty()) m_firstname = getToken(text, 2, ';');
-  std::free(converted);
+  Utf8Copy copy;
+  const auto* name = reinterpret_cast<const unsigned char*>(toUtf8(data, copy));
+  if (name == nullptr) return 0;
+  if (m_surname.empty()) m_surname = getToken(name, 1, ';');
+  if (m_firstname.empty()) m_firstname = getToken(name, 2, ';');
   return 1;
 }
 
@@ -336,10 +363,10 @@ int CARD_Parser::handleTelephone(const char* data) {
 /// A field that is kept with its first value. `log` is the line that shows it.
 int CARD_Parser::handleText(const char* data, std::string& field, const char* log) {
   if (!field.empty()) return 1;
-  char* converted = data2Utf8(data, m_charset);
-  if (converted == nullptr) return 0;
-  field = converted;
-  std::free(converted);
+  Utf8Copy copy;
+  const char* const text = toUtf8(data, copy);
+  if (text == nullptr) return 0;
+  field = text;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
   TRACE(log, field.c_str());
@@ -432,6 +459,19 @@ void CARD_Parser::handleDefault(std::string number, bool pref) {
 }
 
 // Character sets
+
+/// The text in UTF-8: `data` where they are that already, otherwise `copy`; null when they can't be
+/// converted. ASCII is the same in both character sets, and only copied to show the steps of the
+/// conversion where tracing is on.
+const char* CARD_Parser::toUtf8(const char* data, Utf8Copy& copy) {
+  const bool isKnown = m_charset == CHARSET_UTF8 || m_charset == CHARSET_ISO_8859_1;
+  if (isKnown && !loggingOnAppUni(kLogComponent, kLogTrace) &&
+      textscan::isAscii(data, std::strlen(data))) {
+    return data;
+  }
+  copy.reset(data2Utf8(data, m_charset));
+  return copy.get();
+}
 
 char* CARD_Parser::data2Utf8(const char* data, t_cardparser_charset charset) {
   TRACE_ENTRY("data2Utf8");
@@ -576,63 +616,66 @@ int CARD_Parser::handlePhoto(const char* data, int len) {
 
 std::string CARD_Parser::addProperty(std::string name, std::string value, std::string attributes,
                                      unsigned int maxLength, bool escape) {
-  std::string element;
-  appendProperty(element, name, value, attributes, maxLength, escape);
-  return element;
-}
-
-void CARD_Parser::appendProperty(std::string& out, std::string_view name, std::string_view value,
-                                 std::string_view attributes, unsigned int maxLength, bool escape) {
   TRACE_ENTRY("addProperty");
+  std::string element;
   if (!value.empty()) {
     const bool cut = maxLength != 0 && value.size() > maxLength;
     if (cut) value = value.substr(0, maxLength - 3);
-    out.append(1, '<').append(name);
-    if (!attributes.empty()) out.append(1, ' ').append(attributes);
-    out += '>';
+    element.append(1, '<').append(name);
+    if (!attributes.empty()) element.append(1, ' ').append(attributes);
+    element += '>';
     if (escape) {
-      appendEscaped(out, value);
+      XmlWriter xml(element);
+      xml.addEscaped(value);
+      xml.flush();
     } else {
-      out += value;
+      element += value;
     }
-    if (cut) out += "...";
-    out.append("</").append(name).append(1, '>');
+    if (cut) element += "...";
+    element.append("</").append(name).append(1, '>');
   }
   TRACE_EXIT("addProperty");
+  return element;
 }
 
 const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& encoding) {
   TRACE_ENTRY("getPhoneBookWriteMessage");
-  const std::string entry = buildEntry();
-  std::string content;
-  content.reserve(entry.size() + kMessageFrame);
-  appendProperty(content, "ReasonForMessage", "write_request", "", 0, false);
-  appendProperty(content, "Entry", entry, "", 0, false);
   m_message.clear();
-  m_message.reserve(content.size() + encoding.size() + kMessageFrame);
-  m_message.append("<?xml version=\"1.0\" encoding=\"").append(encoding).append("\"?>");
-  appendProperty(m_message, "Schema", content, "name=\"PhoneBook\"", 0, false);
+  m_message.reserve(kMessageFrame + encoding.size() + m_surname.size() + m_firstname.size() +
+                    m_email.size() + m_address.size() + m_address2.size() + m_company.size() +
+                    m_jobFunction.size());
+  XmlWriter xml(m_message);
+  xml.add("<?xml version=\"1.0\" encoding=\"");
+  xml.add(encoding);
+  xml.add(
+      "\"?><Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage><Entry>");
+  addEntry(xml);
+  xml.add("</Entry></Schema>");
+  xml.flush();
+  // Of what stands around the entry.
+  for (int part = 0; part < 3; ++part) traceProperty();
   TRACE_EXIT("getPhoneBookWriteMessage");
   return m_message;
 }
 
-std::string CARD_Parser::buildEntry() {
+void CARD_Parser::addEntry(XmlWriter& xml) {
+  const auto add = [&](const XmlTag& tag, std::string_view value) {
+    xml.addElement(tag, value);
+    traceProperty();
+  };
   const std::string& number = m_preferredNumber.empty() ? m_defaultNumber : m_preferredNumber;
-  std::string entry;
-  entry.reserve(kEntrySize);
-  appendProperty(entry, "Surname", m_surname, "", 0, true);
-  appendProperty(entry, "Firstname", m_firstname, "", 0, true);
-  appendProperty(entry, "Office", m_office, "", 0, true);
-  appendProperty(entry, "Office2", m_office2, "", 0, true);
-  appendProperty(entry, "Mobile", m_mobile, "", 0, true);
-  appendProperty(entry, "Private", m_private, "", 0, true);
-  appendProperty(entry, "Email", m_email, "", 0, true);
-  appendProperty(entry, "Address", m_address, "", 0, true);
-  appendProperty(entry, "Address2", m_address2, "", 0, true);
-  appendProperty(entry, "Company", m_company, "", 0, true);
-  appendProperty(entry, "JobFunction", m_jobFunction, "", 0, true);
-  appendProperty(entry, "DefaultNumber", number, "", 0, true);
-  if (!m_photoExt.empty()) appendProperty(entry, "Picture", getPhotoFilename(), "", 0, true);
-  appendProperty(entry, "Group", "0", "", 0, false);
-  return entry;
+  add(tag::kSurname, m_surname);
+  add(tag::kFirstname, m_firstname);
+  add(tag::kOffice, m_office);
+  add(tag::kOffice2, m_office2);
+  add(tag::kMobile, m_mobile);
+  add(tag::kPrivate, m_private);
+  add(tag::kEmail, m_email);
+  add(tag::kAddress, m_address);
+  add(tag::kAddress2, m_address2);
+  add(tag::kCompany, m_company);
+  add(tag::kJobFunction, m_jobFunction);
+  add(tag::kDefaultNumber, number);
+  if (!m_photoExt.empty()) add(tag::kPicture, getPhotoFilename());
+  add(tag::kGroup, "0");
 }

@@ -1,10 +1,13 @@
 #pragma once
 
+#include <cstdlib>
+#include <memory>
 #include <string>
-#include <string_view>
 
 #include "CARDCAL_Parser.h"
 #include "OBEXStorage.h"
+
+class XmlWriter;
 
 /// The character set of a text property. 0 is none: it was not determined.
 enum t_cardparser_charset {
@@ -87,15 +90,20 @@ class CARD_Parser : public CARDCAL_Parser {
                           unsigned int maxLength, bool escape);
 
  private:
+  struct FreeText {
+    void operator()(char* text) const { std::free(text); }
+  };
+  using Utf8Copy = std::unique_ptr<char, FreeText>;
+
+  int readProperty(int kind, const char** params);
   int handleProperty(const char* data, int len);
   int handleName(const char* data);
   int handleTelephone(const char* data);
   int handleText(const char* data, std::string& field, const char* log);
   int handlePhoto(const char* data, int len);
+  const char* toUtf8(const char* data, Utf8Copy& copy);
   char* copyUtf8(const char* data);
-  void appendProperty(std::string& out, std::string_view name, std::string_view value,
-                      std::string_view attributes, unsigned int maxLength, bool escape);
-  std::string buildEntry();
+  void addEntry(XmlWriter& xml);
 
   std::string m_message;
   int m_vcardDepth = 0;

@@ -67,21 +67,24 @@ void readCard(const std::string& lines) {
 /// Makes a text of which something is repeated so many times.
 using Text = std::function<std::string(std::size_t)>;
 
-/// Reads a text and one of eight times its repetitions. That may take 32 times as long (it would
-/// take 64 times as long if the time were quadratic), in at least one of several trials.
+/// Reads a text and one of 32 times its repetitions. That may take 256 times as long (it would take
+/// 1024 times as long if the time were quadratic), in at least one of several trials.
 void ExpectLinear(const Reading& read, const Text& text) {
   constexpr std::size_t kCount = 12500;
+  // A byte of a large text does cost more: its memory is had from the system anew each time.
+  constexpr std::size_t kGrowth = 32;
+  constexpr double kLargest = 8.0 * kGrowth;
   constexpr int kTrials = 10;
   const std::string small = text(kCount);
-  const std::string large = text(8 * kCount);
+  const std::string large = text(kGrowth * kCount);
   double ratio = 0;
   for (int trial = 0; trial < kTrials; ++trial) {
     const double least = std::min(
         {timeOf([&] { read(small); }), timeOf([&] { read(small); }), timeOf([&] { read(small); })});
     ratio = timeOf([&] { read(large); }) / least;
-    if (ratio < 32) return;
+    if (ratio < kLargest) return;
   }
-  ADD_FAILURE() << "eight times " << small.substr(0, 20) << "... took " << ratio
+  ADD_FAILURE() << kGrowth << " times " << small.substr(0, 20) << "... took " << ratio
                 << " times as long";
 }
 

@@ -1,0 +1,192 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "TextScan.h"
+
+/// An element's name with its brackets, made when the program is compiled.
+class XmlTag {
+ public:
+  /// The longest tag, brackets and slash included.
+  static constexpr std::size_t kMaxSize = 16;
+
+  /// `name` has 13 characters at most; a longer one doesn't compile.
+  consteval explicit XmlTag(std::string_view name)
+      : m_openSize(name.size() + 2), m_closeSize(name.size() + 3) {
+    fill(m_open, "<", name);
+    fill(m_close, "</", name);
+  }
+
+ private:
+  friend class XmlWriter;
+  using Text = std::array<char, kMaxSize>;
+
+  static consteval void fill(Text& text, std::string_view bracket, std::string_view name) {
+    std::size_t size = 0;
+    for (char c : bracket) text.at(size++) = c;
+    for (char c : name) text.at(size++) = c;
+    text.at(size) = '>';
+  }
+
+  Text m_open{};
+  Text m_close{};
+  std::size_t m_openSize;
+  std::size_t m_closeSize;
+};
+
+/// Appends XML to a text, which has all of it after `flush`. Time and memory grow linearly with
+/// what is written, whatever it is.
+///
+/// Threads: one writer belongs to one thread. The text is the caller's and isn't to be touched
+/// meanwhile. std::bad_alloc passes through.
+class XmlWriter {
+ public:
+  explicit XmlWriter(std::string& text) : m_text(text) {}
+  ~XmlWriter() = default;
+  XmlWriter(const XmlWriter&) = delete;
+  XmlWriter& operator=(const XmlWriter&) = delete;
+
+  /// The text as it stands.
+  void add(std::string_view text);
+  /// The text with the five special characters as their entities.
+  void addEscaped(std::string_view text);
+  /// An element with an escaped value, nothing for an empty value.
+  void addElement(const XmlTag& tag, std::string_view value);
+  /// Hands on what was collected.
+  void flush();
+
+ private:
+  /// What is collected before it goes to the text: most pieces are a few bytes long.
+  static constexpr std::size_t kRoom = 1024;
+
+  /// Where to write the next `bytes` bytes, `kRoom` at most.
+  char* makeRoom(std::size_t bytes) {
+    if (kRoom - m_size < bytes) flush();
+    return m_collected.data() + m_size;
+  }
+  void escapeEach(const char* in, std::size_t count);
+
+  std::string& m_text;
+  std::size_t m_size = 0;
+  std::array<char, kRoom> m_collected;
+};
+
+// Of the writer only.
+namespace xml_detail {
+
+/// So many characters are looked at together, and are mostly copied as they are.
+inline constexpr std::size_t kBlock = 64;
+inline constexpr std::size_t kLongestEntity = 6;
+
+/// What stands for a character: itself, or its entity. Eight bytes are copied whatever the size.
+struct Replacement {
+  std::array<char, 8> text;
+  std::uint8_t size;
+};
+
+inline constexpr std::array<Replacement, 256> kReplacements = [] {
+  std::array<Replacement, 256> all{};
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = {{static_cast<char>(i)}, 1};
+  const auto replace = [&](char c, std::string_view entity) {
+    Replacement& replacement = all[static_cast<unsigned char>(c)];
+    replacement.size = static_cast<std::uint8_t>(entity.size());
+    for (std::size_t i = 0; i < entity.size(); ++i) replacement.text[i] = entity[i];
+  };
+  replace('&', "&amp;");
+  replace('<', "&lt;");
+  replace('>', "&gt;");
+  replace('\'', "&apos;");
+  replace('"', "&quot;");
+  return all;
+}();
+
+/// Marks special characters; the five differ in pairs by one bit only.
+constexpr textscan::Word marksOfSpecial(textscan::Word word) {
+  // & and ', " and &, < and >
+  return textscan::Marks(word).of('\'', 1).of('&', 4).of('>', 2).marked();
+}
+
+/// Whether one of `kBlock` characters may be special: the neighbours of the special ones count,
+/// too. Without a branch in it, so that the compiler takes many of them in one instruction.
+inline bool mayHaveSpecial(const char* in) {
+  unsigned char found = 0;
+  for (std::size_t i = 0; i < kBlock; ++i) {
+    const auto c = static_cast<unsigned char>(in[i]);
+    const bool isQuote = static_cast<unsigned char>(c - '"') <= '\'' - '"';
+    const bool isBracket = static_cast<unsigned char>(c - '<') <= '>' - '<';
+    found = static_cast<unsigned char>(found | isQuote | isBracket);
+  }
+  return found != 0;
+}
+
+/// How many of the characters surely have none that is special, in whole blocks.
+inline std::size_t plainBlocks(std::string_view text) {
+  std::size_t plain = 0;
+  while (text.size() - plain >= kBlock && !mayHaveSpecial(text.data() + plain)) plain += kBlock;
+  return plain;
+}
+
+}  // namespace xml_detail
+
+inline void XmlWriter::flush() {
+  m_text.append(m_collected.data(), m_size);
+  m_size = 0;
+}
+
+inline void XmlWriter::add(std::string_view text) {
+  if (text.size() > kRoom) {
+    flush();
+    m_text.append(text);
+    return;
+  }
+  std::memcpy(makeRoom(text.size()), text.data(), text.size());
+  m_size += text.size();
+}
+
+/// Every character for itself.
+inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
+  char* out = makeRoom(count * xml_detail::kLongestEntity + sizeof(xml_detail::Replacement::text));
+  char* const begin = out;
+  for (const char* const end = in + count; in < end; ++in) {
+    const xml_detail::Replacement& replacement =
+        xml_detail::kReplacements[static_cast<unsigned char>(*in)];
+    std::memcpy(out, replacement.text.data(), sizeof replacement.text);
+    out += replacement.size;
+  }
+  m_size += static_cast<std::size_t>(out - begin);
+}
+
+inline void XmlWriter::addEscaped(std::string_view text) {
+  using textscan::kWordSize;
+  while (text.size() >= xml_detail::kBlock) {
+    const std::size_t plain = xml_detail::plainBlocks(text);
+    add(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (text.size() < xml_detail::kBlock) break;
+    escapeEach(text.data(), xml_detail::kBlock);
+    text.remove_prefix(xml_detail::kBlock);
+  }
+  for (; text.size() >= kWordSize; text.remove_prefix(kWordSize)) {
+    if (xml_detail::marksOfSpecial(textscan::load(text.data())) != 0) {
+      escapeEach(text.data(), kWordSize);
+      continue;
+    }
+    std::memcpy(makeRoom(kWordSize), text.data(), kWordSize);
+    m_size += kWordSize;
+  }
+  escapeEach(text.data(), text.size());
+}
+
+inline void XmlWriter::addElement(const XmlTag& tag, std::string_view value) {
+  if (value.empty()) return;
+  std::memcpy(makeRoom(XmlTag::kMaxSize), tag.m_open.data(), XmlTag::kMaxSize);
+  m_size += tag.m_openSize;
+  addEscaped(value);
+  std::memcpy(makeRoom(XmlTag::kMaxSize), tag.m_close.data(), XmlTag::kMaxSize);
+  m_size += tag.m_closeSize;
+}
