@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "OBEXServiceIfc.h"
+#include "TextWriter.h"
 #include "Trace.h"
 
 namespace {
@@ -16,28 +17,26 @@ namespace {
 constexpr const char* kLogComponent = "VCARD Parser";
 constexpr const char* kLogSource = "CARD_Creator";
 
-const std::string LINE_END = "\r\n";
-const std::string SEPARATOR = ";";
-const std::string DATA_SEPARATOR = ":";
-const std::string BASE64_ALPHABET =
+constexpr std::string_view kLineEnd = "\r\n";
+constexpr std::string_view kBase64Alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 /// The two characters of every 12 bits.
 using CharacterPairs = std::array<std::array<char, 2>, 4096>;
-const CharacterPairs BASE64_PAIRS = [] {
+constexpr CharacterPairs kBase64Pairs = [] {
   CharacterPairs pairs{};
   for (std::size_t bits = 0; bits < pairs.size(); ++bits) {
-    pairs[bits] = {BASE64_ALPHABET[bits >> 6], BASE64_ALPHABET[bits & 63U]};
+    pairs[bits] = {kBase64Alphabet[bits >> 6], kBase64Alphabet[bits & 63U]};
   }
   return pairs;
 }();
 
 void putCharacters(char* out, std::size_t bits) {
-  std::memcpy(out, BASE64_PAIRS[bits >> 12].data(), 2);
-  std::memcpy(out + 2, BASE64_PAIRS[bits & 4095U].data(), 2);
+  std::memcpy(out, kBase64Pairs[bits >> 12].data(), 2);
+  std::memcpy(out + 2, kBase64Pairs[bits & 4095U].data(), 2);
 }
 
-const std::string kPictureDirectory = "/data/images/";
+constexpr const char* kPictureDirectory = "/data/images/";
 constexpr std::size_t kMaxPicture = 102400;
 
 /// The descriptor to read a picture from. A folder, which is what a contact without a picture
@@ -51,19 +50,18 @@ int openPicture(const std::string& file) {
   return open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 }
 
-/// What stands around the values of a line, and more: room made at once.
-constexpr std::size_t kLineFrame = 64;
 /// What an ordinary card takes.
 constexpr std::size_t kCardSize = 512;
+/// What stands around a picture, and the end of the card.
+constexpr std::size_t kLineFrame = 64;
 
-/// The line of a text property, empty without a value.
-std::string textProperty(std::string_view name, const std::string& value) {
-  if (value.empty()) return {};
-  std::string line;
-  line.reserve(value.size() + kLineFrame);
-  line.append(name).append(SEPARATOR).append("CHARSET=UTF-8").append(DATA_SEPARATOR);
-  line.append(value).append(LINE_END);
-  return line;
+/// The line of a text property, nothing without a value.
+void writeText(TextWriter& out, std::string_view name, const std::string& value) {
+  if (value.empty()) return;
+  out.add(name);
+  out.add(";CHARSET=UTF-8:");
+  out.add(value);
+  out.add(kLineEnd);
 }
 
 constexpr std::size_t base64Size(std::size_t size) { return (size + 2) / 3 * 4; }
@@ -86,6 +84,127 @@ void appendBase64(std::string& text, const char* data, int length) {
   TRACE_EXIT("base64Encode");
 }
 
+// The steps of a card: what each operation of the creator gives, behind what is written already.
+
+// The blank behind the colon is what other telephones have always been sent.
+void writeProlog(TextWriter& out) {
+  TRACE_ENTRY("prolog");
+  TRACE_EXIT("prolog");
+  out.add("BEGIN:VCARD\r\nVERSION: 2.1\r\n");
+}
+
+void writeEpilog(TextWriter& out) {
+  TRACE_ENTRY("epilog");
+  TRACE_EXIT("epilog");
+  out.add("END:VCARD\r\n");
+}
+
+void writeName(TextWriter& out, const std::string& first, const std::string& last) {
+  TRACE_ENTRY("addName");
+  if (!first.empty() || !last.empty()) {
+    out.add("N;CHARSET=UTF-8:");
+    out.add(last);
+    out.add(";");
+    out.add(first);
+    out.add(";;;\r\n");
+  }
+  TRACE_EXIT("addName");
+}
+
+void writePhoneNumber(TextWriter& out, std::string_view type, const std::string& number,
+                      bool preferred) {
+  TRACE_ENTRY("addPhoneNumber");
+  if (!number.empty()) {
+    out.add("TEL;VOICE;");
+    out.add(type);
+    if (preferred) out.add(";PREF");
+    out.add(":");
+    out.add(number);
+    out.add(kLineEnd);
+  }
+  TRACE_EXIT("addPhoneNumber");
+}
+
+void writeOffice(TextWriter& out, const std::string& number, bool preferred) {
+  TRACE_ENTRY("addOffice");
+  writePhoneNumber(out, "WORK", number, preferred);
+  TRACE_EXIT("addOffice");
+}
+
+void writeMobile(TextWriter& out, const std::string& number, bool preferred) {
+  TRACE_ENTRY("addMobile");
+  writePhoneNumber(out, "CELL", number, preferred);
+  TRACE_EXIT("addMobile");
+}
+
+void writePrivate(TextWriter& out, const std::string& number, bool preferred) {
+  TRACE_ENTRY("addPrivate");
+  writePhoneNumber(out, "HOME", number, preferred);
+  TRACE_EXIT("addPrivate");
+}
+
+void writeAddress(TextWriter& out, const std::string& value) {
+  TRACE_ENTRY("addAddress");
+  TRACE_EXIT("addAddress");
+  writeText(out, "ADR", value);
+}
+
+void writeEmail(TextWriter& out, const std::string& value) {
+  TRACE_ENTRY("addEmail");
+  TRACE_EXIT("addEmail");
+  writeText(out, "EMAIL;INTERNET", value);
+}
+
+void writeCompany(TextWriter& out, const std::string& value) {
+  TRACE_ENTRY("addCompany");
+  TRACE_EXIT("addCompany");
+  writeText(out, "ORG", value);
+}
+
+void writeJobFunction(TextWriter& out, const std::string& value) {
+  TRACE_ENTRY("addJobFunction");
+  TRACE_EXIT("addJobFunction");
+  writeText(out, "TITLE", value);
+}
+
+/// A whole picture at once.
+void appendPicture(std::string& card, const std::string& path) {
+  TRACE_ENTRY("addPicture");
+  const bool isWhole = path.find(kPictureDirectory) != std::string::npos;
+  const std::string file = isWhole ? path : kPictureDirectory + path;
+  TRACE("\tFile to read: %s", file.c_str());
+  const int descriptor = openPicture(file);
+  if (descriptor == 0) {
+    LOG_ERROR("\tcannot open file");
+  } else {
+    // A file that could not be opened is told by the read, as one that is empty.
+    std::array<char, kMaxPicture> buffer;
+    const auto length =
+        descriptor < 0 ? -1 : static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
+    TRACE("\tfile length: %d\n", length);
+    if (length <= 0) {
+      LOG_ERROR("\terror during reading file.");
+    } else {
+      card.reserve(card.size() + base64Size(static_cast<std::size_t>(length)) + kLineFrame);
+      card += "PHOTO;ENCODING=BASE64;TYPE=JPEG:";
+      appendBase64(card, buffer.data(), length);
+      card.append(kLineEnd).append("\n");
+    }
+  }
+  if (descriptor >= 0) close(descriptor);
+  TRACE_EXIT("addPicture");
+}
+
+/// What one of these steps writes, as a text of its own.
+template <typename Step, typename... Values>
+std::string written(const Step& step, const Values&... values) {
+  std::string text;
+  TextWriter out(text);
+  step(out, values...);
+  out.flush();
+  return text;
+}
+
 }  // namespace
 
 CARD_Creator::CARD_Creator() {
@@ -102,134 +221,69 @@ std::string CARD_Creator::createVCard(const obex_phonebook_data_t& contact) {
   TRACE_ENTRY("createVCard");
   std::string card;
   card.reserve(kCardSize);
-  card += prolog();
-  card += addName(contact.firstname, contact.surname);
-  card += addOffice(contact.office, contact.defaultnumber == "Office");
-  card += addOffice(contact.office2, contact.defaultnumber == "Office2");
-  card += addMobile(contact.mobile, contact.defaultnumber == "Mobile");
-  card += addPrivate(contact.privatenumber, contact.defaultnumber == "Private");
-  card += addAddress(contact.address);
-  card += addAddress(contact.address2);
-  card += addEmail(contact.email);
-  card += addCompany(contact.company);
-  card += addJobFunction(contact.jobfunction);
-  const std::string picture = addPicture(contact.picture);
-  card.reserve(card.size() + picture.size() + kLineFrame);
-  card += picture;
-  card += epilog();
+  TextWriter out(card);
+  writeProlog(out);
+  writeName(out, contact.firstname, contact.surname);
+  writeOffice(out, contact.office, contact.defaultnumber == "Office");
+  writeOffice(out, contact.office2, contact.defaultnumber == "Office2");
+  writeMobile(out, contact.mobile, contact.defaultnumber == "Mobile");
+  writePrivate(out, contact.privatenumber, contact.defaultnumber == "Private");
+  writeAddress(out, contact.address);
+  writeAddress(out, contact.address2);
+  writeEmail(out, contact.email);
+  writeCompany(out, contact.company);
+  writeJobFunction(out, contact.jobfunction);
+  out.flush();
+  appendPicture(card, contact.picture);
+  writeEpilog(out);
+  out.flush();
   TRACE("\tvCard created: %s", card.c_str());
   TRACE_EXIT("createVCard");
   return card;
 }
 
-// The blank behind the colon is what other telephones have always been sent.
-std::string CARD_Creator::prolog() {
-  TRACE_ENTRY("prolog");
-  TRACE_EXIT("prolog");
-  return "BEGIN:VCARD" + LINE_END + "VERSION: 2.1" + LINE_END;
-}
+std::string CARD_Creator::prolog() { return written(writeProlog); }
 
-std::string CARD_Creator::epilog() {
-  TRACE_ENTRY("epilog");
-  TRACE_EXIT("epilog");
-  return "END:VCARD" + LINE_END;
-}
+std::string CARD_Creator::epilog() { return written(writeEpilog); }
 
 std::string CARD_Creator::addName(const std::string& first, const std::string& last) {
-  TRACE_ENTRY("addName");
-  std::string line;
-  if (!first.empty() || !last.empty()) {
-    line = textProperty("N", last + SEPARATOR + first + SEPARATOR + SEPARATOR + SEPARATOR);
-  }
-  TRACE_EXIT("addName");
-  return line;
+  return written(writeName, first, last);
 }
 
 std::string CARD_Creator::addPhoneNumber(const std::string& type, const std::string& number,
                                          bool preferred) {
-  TRACE_ENTRY("addPhoneNumber");
-  std::string line;
-  if (!number.empty()) {
-    line.reserve(type.size() + number.size() + kLineFrame);
-    line.append("TEL").append(SEPARATOR).append("VOICE").append(SEPARATOR).append(type);
-    if (preferred) line.append(SEPARATOR).append("PREF");
-    line.append(DATA_SEPARATOR).append(number).append(LINE_END);
-  }
-  TRACE_EXIT("addPhoneNumber");
-  return line;
+  return written(writePhoneNumber, type, number, preferred);
 }
 
 std::string CARD_Creator::addOffice(const std::string& number, bool preferred) {
-  TRACE_ENTRY("addOffice");
-  std::string line = addPhoneNumber("WORK", number, preferred);
-  TRACE_EXIT("addOffice");
-  return line;
+  return written(writeOffice, number, preferred);
 }
 
 std::string CARD_Creator::addMobile(const std::string& number, bool preferred) {
-  TRACE_ENTRY("addMobile");
-  std::string line = addPhoneNumber("CELL", number, preferred);
-  TRACE_EXIT("addMobile");
-  return line;
+  return written(writeMobile, number, preferred);
 }
 
 std::string CARD_Creator::addPrivate(const std::string& number, bool preferred) {
-  TRACE_ENTRY("addPrivate");
-  std::string line = addPhoneNumber("HOME", number, preferred);
-  TRACE_EXIT("addPrivate");
-  return line;
+  return written(writePrivate, number, preferred);
 }
 
 std::string CARD_Creator::addAddress(const std::string& value) {
-  TRACE_ENTRY("addAddress");
-  TRACE_EXIT("addAddress");
-  return textProperty("ADR", value);
+  return written(writeAddress, value);
 }
 
-std::string CARD_Creator::addEmail(const std::string& value) {
-  TRACE_ENTRY("addEmail");
-  TRACE_EXIT("addEmail");
-  return textProperty("EMAIL" + SEPARATOR + "INTERNET", value);
-}
+std::string CARD_Creator::addEmail(const std::string& value) { return written(writeEmail, value); }
 
 std::string CARD_Creator::addCompany(const std::string& value) {
-  TRACE_ENTRY("addCompany");
-  TRACE_EXIT("addCompany");
-  return textProperty("ORG", value);
+  return written(writeCompany, value);
 }
 
 std::string CARD_Creator::addJobFunction(const std::string& value) {
-  TRACE_ENTRY("addJobFunction");
-  TRACE_EXIT("addJobFunction");
-  return textProperty("TITLE", value);
+  return written(writeJobFunction, value);
 }
 
 std::string CARD_Creator::addPicture(const std::string& path) {
-  TRACE_ENTRY("addPicture");
-  const bool isWhole = path.find(kPictureDirectory) != std::string::npos;
-  const std::string file = isWhole ? path : kPictureDirectory + path;
   std::string property;
-  TRACE("\tFile to read: %s", file.c_str());
-  const int descriptor = openPicture(file);
-  if (descriptor == 0) {
-    LOG_ERROR("\tcannot open file");
-  } else {
-    // A file that could not be opened is told by the read, as one that is empty.
-    std::array<char, kMaxPicture> buffer;
-    const auto length =
-        descriptor < 0 ? -1 : static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
-    TRACE("\tfile length: %d\n", length);
-    if (length <= 0) {
-      LOG_ERROR("\terror during reading file.");
-    } else {
-      property.reserve(base64Size(static_cast<std::size_t>(length)) + kLineFrame);
-      property += "PHOTO;ENCODING=BASE64;TYPE=JPEG:";
-      appendBase64(property, buffer.data(), length);
-      property.append(LINE_END).append("\n");
-    }
-  }
-  if (descriptor >= 0) close(descriptor);
-  TRACE_EXIT("addPicture");
+  appendPicture(property, path);
   return property;
 }
 

@@ -625,9 +625,9 @@ std::string CARD_Parser::addProperty(std::string name, std::string value, std::s
     if (!attributes.empty()) element.append(1, ' ').append(attributes);
     element += '>';
     if (escape) {
-      XmlWriter xml(element);
-      xml.addEscaped(value);
-      xml.flush();
+      TextWriter out(element);
+      XmlWriter(out).addEscaped(value);
+      out.flush();
     } else {
       element += value;
     }
@@ -644,14 +644,15 @@ const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& enco
   m_message.reserve(kMessageFrame + encoding.size() + m_surname.size() + m_firstname.size() +
                     m_email.size() + m_address.size() + m_address2.size() + m_company.size() +
                     m_jobFunction.size());
-  XmlWriter xml(m_message);
+  TextWriter out(m_message);
+  XmlWriter xml(out);
   xml.add("<?xml version=\"1.0\" encoding=\"");
   xml.add(encoding);
   xml.add(
       "\"?><Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage><Entry>");
   addEntry(xml);
   xml.add("</Entry></Schema>");
-  xml.flush();
+  out.flush();
   // Of what stands around the entry.
   for (int part = 0; part < 3; ++part) traceProperty();
   TRACE_EXIT("getPhoneBookWriteMessage");

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 #include "TextScan.h"
+#include "TextWriter.h"
 
 /// An element's name with its brackets, made when the program is compiled.
 class XmlTag {
@@ -39,41 +39,25 @@ class XmlTag {
   std::size_t m_closeSize;
 };
 
-/// Appends XML to a text, which has all of it after `flush`. Time and memory grow linearly with
-/// what is written, whatever it is.
+/// Writes XML. Time and memory grow linearly with what is written, whatever it is.
 ///
-/// Threads: one writer belongs to one thread. The text is the caller's and isn't to be touched
-/// meanwhile. std::bad_alloc passes through.
+/// Threads: one writer belongs to one thread. What it writes to is the caller's. std::bad_alloc
+/// passes through.
 class XmlWriter {
  public:
-  explicit XmlWriter(std::string& text) : m_text(text) {}
-  ~XmlWriter() = default;
-  XmlWriter(const XmlWriter&) = delete;
-  XmlWriter& operator=(const XmlWriter&) = delete;
+  explicit XmlWriter(TextWriter& out) : m_out(out) {}
 
   /// The text as it stands.
-  void add(std::string_view text);
+  void add(std::string_view text) { m_out.add(text); }
   /// The text with the five special characters as their entities.
   void addEscaped(std::string_view text);
   /// An element with an escaped value, nothing for an empty value.
   void addElement(const XmlTag& tag, std::string_view value);
-  /// Hands on what was collected.
-  void flush();
 
  private:
-  /// What is collected before it goes to the text: most pieces are a few bytes long.
-  static constexpr std::size_t kRoom = 1024;
-
-  /// Where to write the next `bytes` bytes, `kRoom` at most.
-  char* makeRoom(std::size_t bytes) {
-    if (kRoom - m_size < bytes) flush();
-    return m_collected.data() + m_size;
-  }
   void escapeEach(const char* in, std::size_t count);
 
-  std::string& m_text;
-  std::size_t m_size = 0;
-  std::array<char, kRoom> m_collected;
+  TextWriter& m_out;
 };
 
 // Of the writer only.
@@ -133,24 +117,10 @@ inline std::size_t plainBlocks(std::string_view text) {
 
 }  // namespace xml_detail
 
-inline void XmlWriter::flush() {
-  m_text.append(m_collected.data(), m_size);
-  m_size = 0;
-}
-
-inline void XmlWriter::add(std::string_view text) {
-  if (text.size() > kRoom) {
-    flush();
-    m_text.append(text);
-    return;
-  }
-  std::memcpy(makeRoom(text.size()), text.data(), text.size());
-  m_size += text.size();
-}
-
 /// Every character for itself.
 inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
-  char* out = makeRoom(count * xml_detail::kLongestEntity + sizeof(xml_detail::Replacement::text));
+  char* out =
+      m_out.makeRoom(count * xml_detail::kLongestEntity + sizeof(xml_detail::Replacement::text));
   char* const begin = out;
   for (const char* const end = in + count; in < end; ++in) {
     const xml_detail::Replacement& replacement =
@@ -158,7 +128,7 @@ inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
     std::memcpy(out, replacement.text.data(), sizeof replacement.text);
     out += replacement.size;
   }
-  m_size += static_cast<std::size_t>(out - begin);
+  m_out.take(static_cast<std::size_t>(out - begin));
 }
 
 inline void XmlWriter::addEscaped(std::string_view text) {
@@ -176,17 +146,17 @@ inline void XmlWriter::addEscaped(std::string_view text) {
       escapeEach(text.data(), kWordSize);
       continue;
     }
-    std::memcpy(makeRoom(kWordSize), text.data(), kWordSize);
-    m_size += kWordSize;
+    std::memcpy(m_out.makeRoom(kWordSize), text.data(), kWordSize);
+    m_out.take(kWordSize);
   }
   escapeEach(text.data(), text.size());
 }
 
 inline void XmlWriter::addElement(const XmlTag& tag, std::string_view value) {
   if (value.empty()) return;
-  std::memcpy(makeRoom(XmlTag::kMaxSize), tag.m_open.data(), XmlTag::kMaxSize);
-  m_size += tag.m_openSize;
+  std::memcpy(m_out.makeRoom(XmlTag::kMaxSize), tag.m_open.data(), XmlTag::kMaxSize);
+  m_out.take(tag.m_openSize);
   addEscaped(value);
-  std::memcpy(makeRoom(XmlTag::kMaxSize), tag.m_close.data(), XmlTag::kMaxSize);
-  m_size += tag.m_closeSize;
+  std::memcpy(m_out.makeRoom(XmlTag::kMaxSize), tag.m_close.data(), XmlTag::kMaxSize);
+  m_out.take(tag.m_closeSize);
 }
