@@ -170,12 +170,14 @@ class PhoneTest(unittest.TestCase):
         self.addCleanup(process.end)
         return process
 
-    def start_phone(self, radio=True, options=()):
-        """Starts the host with receiving still off; returns when it has its name on the bus."""
+    def start_phone(self, radio=True, options=(), inside=()):
+        """Starts the host with receiving still off; returns when it has its name on the bus. `inside` is a command that runs
+        another, and must become it."""
         command = [BIN / "phone-host", "--bus", self.bus_address,
                    "--phonebook", f"sqlite3://{self.phonebook}", *options]
         if radio:
             command = self.on_radio(PHONE_ADDRESS) + command
+        command = [*inside, *command]
         self.phones_started += 1
         self.phone = self.start(f"phone-{self.phones_started}", command)
         self.addCleanup(self._check_phone_ends_well, self.phone)

@@ -1,0 +1,66 @@
+"""Disks for one phone alone, to be filled, taken away and given back while it runs."""
+
+import os
+import pathlib
+import subprocess
+
+
+def available():
+    return subprocess.run(["unshare", "--mount", "mount", "-t", "tmpfs", "none", "/mnt"], check=False,
+                          capture_output=True).returncode == 0
+
+
+def inside(script):
+    """A command that runs another with mounts of its own, made by lines of shell."""
+    return ["unshare", "--mount", "--propagation", "private", "sh", "-e", "-c", script + '\nexec "$@"', "sh"]
+
+
+def disk(folder, megabytes):
+    """The line that mounts an empty disk of that size."""
+    return f"mount -t tmpfs -o size={megabytes}m,mode=0755 none {folder}"
+
+
+class Disk:
+    """One of a running phone's disks, seen from outside."""
+
+    def __init__(self, process, folder):
+        self.folder = str(folder)
+        self.process_id = process.process.pid
+        self.path = pathlib.Path(f"/proc/{self.process_id}/root{self.folder}")
+
+    def fill(self):
+        # In pieces that get smaller, so that not a byte is left.
+        with open(self.path / "filler", "ab", buffering=0) as filler:
+            for size in (1 << 16, 1 << 12, 1):
+                self._fill_with(filler, bytes(size))
+
+    @staticmethod
+    def _fill_with(filler, piece):
+        try:
+            while filler.write(piece) == len(piece):
+                pass
+        except OSError:
+            pass
+
+    def make_room(self):
+        os.unlink(self.path / "filler")
+
+    def make_read_only(self):
+        """Refused while the phone has a file open for writing there."""
+        self._mount("-o", "remount,bind,ro", self.folder)
+
+    def make_writable(self):
+        self._mount("-o", "remount,bind,rw", self.folder)
+
+    def cover(self):
+        """Puts another disk in its place, an empty one that can't be written."""
+        self._mount("-t", "tmpfs", "-o", "ro", "none", self.folder)
+
+    def uncover(self):
+        self._run("umount", self.folder)
+
+    def _mount(self, *options):
+        self._run("mount", *options)
+
+    def _run(self, *command):
+        subprocess.run(["nsenter", f"--target={self.process_id}", "--mount", *command], check=True, capture_output=True)
