@@ -36,7 +36,7 @@ BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Config
 """
 
 
-def wait_for(condition, what, deadline=DEADLINE):
+def wait_for(condition, what, deadline=DEADLINE, pause=0.02):
     """Returns the first true result of `condition`; fails with `what` when the deadline passes."""
     end = time.monotonic() + deadline
     while True:
@@ -45,7 +45,7 @@ def wait_for(condition, what, deadline=DEADLINE):
             return result
         if time.monotonic() > end:
             raise AssertionError(f"waited {deadline:.0f} s in vain for {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
 
 
 class Process:
@@ -289,7 +289,7 @@ class PhoneTest(unittest.TestCase):
                 peer.close()
                 return None
 
-        return wait_for(attempt, "the phone to accept a link")
+        return wait_for(attempt, "the phone to accept a link", pause=0.002)
 
 
 def card(surname, *lines):

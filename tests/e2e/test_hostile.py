@@ -154,7 +154,7 @@ class HostilePeers(PhoneTest):
         self.assertEqual(self.surnames(), [])
 
     def test_thousand_links_in_a_row(self):
-        for _ in range(int(os.environ.get("PHONE_HOSTILE_LINKS", "200"))):
+        for _ in range(int(os.environ.get("PHONE_HOSTILE_LINKS", "1000"))):
             with self.link():
                 pass
 
