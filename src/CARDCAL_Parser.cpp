@@ -278,11 +278,12 @@ int CARDCAL_Parser::parse(const unsigned char* data, int len) {
 /// shape; gives what taking them one by one gives. Returns where the next one stands that needs a
 /// look, null when the reading fails.
 const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
-  const char* before = nullptr;
+  const CARDCAL_State& s = *m_state;
   do {
-    before = in;
-    in = m_state->state == kPropData ? takeData(in, end) : takeNamePart(in, end);
-  } while (in != nullptr && in != before && in != end);
+    if (s.state != kPropData) in = takeNamePart(in, end);
+    if (in == nullptr || in == end || s.state != kPropData) return in;
+    in = takeData(in, end);
+  } while (in != nullptr && in != end && s.state != kPropData);
   return in;
 }
 
@@ -545,7 +546,7 @@ int CARDCAL_Parser::vcardGrow(int bytes) {
   return 1;
 }
 
-int CARDCAL_Parser::vcardAddCharacterToCurrentLine(char c) {
+inline int CARDCAL_Parser::vcardAddCharacterToCurrentLine(char c) {
   if (!vcardReserve(1)) return 0;
   m_state->lineBuffer[m_state->lineLength++] = c;
   return 1;
@@ -575,11 +576,11 @@ int CARDCAL_Parser::vcardSetParameterValue(int valueOffset) {
   return 1;
 }
 
-int CARDCAL_Parser::vcardPropertyEnd() {
+inline int CARDCAL_Parser::vcardPropertyEnd() {
   CARDCAL_State& s = *m_state;
   if (!vcardAddCharacterToCurrentLine('\0')) return 0;
   int nameOffset = 0;
-  if (!vcardSplitGroup(nameOffset)) return 0;
+  if (s.evaluations++ == 0 && !vcardSplitGroup(nameOffset)) return 0;
   vcardReadEncoding();
   if (!vcardBuildParameterList()) return 0;
   if (!vcardAddParameter(0)) return 0;
@@ -593,10 +594,8 @@ int CARDCAL_Parser::vcardPropertyEnd() {
 /// Finds where the property's name begins, behind the group if there is one. The group is cut off
 /// by the first evaluation: a later one finds it as the name, and no dot that would have to be
 /// looked for again.
-int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
-  CARDCAL_State& s = *m_state;
-  nameOffset = 0;
-  if (s.evaluations++ > 0) return 1;
+inline int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
+  const CARDCAL_State& s = *m_state;
   char* dot = s.lineBuffer;
   while (*dot != '.' && *dot != '\0') ++dot;
   if (*dot == '\0') return 1;
@@ -607,7 +606,7 @@ int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
 
 /// Takes the encoding from the parameters that were not examined yet; the last one that names an
 /// encoding decides.
-void CARDCAL_Parser::vcardReadEncoding() {
+inline void CARDCAL_Parser::vcardReadEncoding() {
   CARDCAL_State& s = *m_state;
   for (int i = s.paramsExamined; i < s.paramCount; ++i) {
     const Parameter& param = s.params[i];
@@ -630,7 +629,7 @@ void CARDCAL_Parser::vcardReadEncoding() {
 
 /// Turns offsets into the list of pointers that handlers get. It ends where the first evaluation
 /// ended, and is made anew only where the buffer has moved since.
-int CARDCAL_Parser::vcardBuildParameterList() {
+inline int CARDCAL_Parser::vcardBuildParameterList() {
   CARDCAL_State& s = *m_state;
   if (s.evaluations > 1 && s.listBase == s.lineBuffer) return 1;
   int count = 0;
@@ -834,7 +833,7 @@ int CARDCAL_Parser::clearPending() {
   return 1;
 }
 
-int CARDCAL_Parser::processDataLineEnd() {
+inline int CARDCAL_Parser::processDataLineEnd() {
   CARDCAL_State& s = *m_state;
   while (s.encoding == kBase64 && s.base64Count > 0) {
     if (!vcardProcessCharacter('=')) {

@@ -61,6 +61,8 @@ inline bool isAscii(const char* text, std::size_t size) {
   Word seen = 0;
   std::size_t i = 0;
   for (; size - i >= kWordSize; i += kWordSize) seen |= load(text + i);
+  // The last word may have characters again that were seen already.
+  if (size >= kWordSize) return ((seen | load(text + size - kWordSize)) & kTopBits) == 0;
   for (; i < size; ++i) seen |= static_cast<unsigned char>(text[i]);
   return (seen & kTopBits) == 0;
 }

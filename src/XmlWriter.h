@@ -55,6 +55,7 @@ class XmlWriter {
   void addElement(const XmlTag& tag, std::string_view value);
 
  private:
+  std::size_t addPlainWords(std::string_view text);
   void escapeEach(const char* in, std::size_t count);
 
   TextWriter& m_out;
@@ -132,7 +133,6 @@ inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
 }
 
 inline void XmlWriter::addEscaped(std::string_view text) {
-  using textscan::kWordSize;
   while (text.size() >= xml_detail::kBlock) {
     const std::size_t plain = xml_detail::plainBlocks(text);
     add(text.substr(0, plain));
@@ -141,15 +141,32 @@ inline void XmlWriter::addEscaped(std::string_view text) {
     escapeEach(text.data(), xml_detail::kBlock);
     text.remove_prefix(xml_detail::kBlock);
   }
-  for (; text.size() >= kWordSize; text.remove_prefix(kWordSize)) {
-    if (xml_detail::marksOfSpecial(textscan::load(text.data())) != 0) {
-      escapeEach(text.data(), kWordSize);
-      continue;
-    }
-    std::memcpy(m_out.makeRoom(kWordSize), text.data(), kWordSize);
-    m_out.take(kWordSize);
+  const std::size_t plain = addPlainWords(text);
+  escapeEach(text.data() + plain, text.size() - plain);
+}
+
+/// Adds the beginning of a text that is shorter than a block, up to a word with a special
+/// character, and says how much that was.
+inline std::size_t XmlWriter::addPlainWords(std::string_view text) {
+  using textscan::kWordSize;
+  if (text.size() < kWordSize) return 0;
+  const auto isPlain = [&](std::size_t at) {
+    return xml_detail::marksOfSpecial(textscan::load(text.data() + at)) == 0;
+  };
+  char* const out = m_out.makeRoom(xml_detail::kBlock);
+  const std::size_t last = text.size() - kWordSize;
+  std::size_t plain = 0;
+  while (plain <= last && isPlain(plain)) {
+    std::memcpy(out + plain, text.data() + plain, kWordSize);
+    plain += kWordSize;
   }
-  escapeEach(text.data(), text.size());
+  // The last word may have characters again that are there already.
+  if (plain > last && plain < text.size() && isPlain(last)) {
+    std::memcpy(out + last, text.data() + last, kWordSize);
+    plain = text.size();
+  }
+  m_out.take(plain);
+  return plain;
 }
 
 inline void XmlWriter::addElement(const XmlTag& tag, std::string_view value) {
