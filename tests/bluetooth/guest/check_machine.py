@@ -1,0 +1,17 @@
+"""What everything else stands on."""
+
+from checks import check, expect
+from machine import ADDRESSES
+
+
+@check("two emulated controllers are up, and bluetoothd has both")
+def controllers(machine):
+    for name, address in ADDRESSES.items():
+        adapter = machine.bluez.adapter(name)
+        expect((str(adapter["Address"]), bool(adapter["Powered"])), (address, True), name)
+
+
+@check("the telephone listens on channel 4")
+def listens(machine):
+    status = machine.telephone.status()
+    expect((status["radio"], status["listening"], status["channel"]), ("ready", True, 4), "its status")

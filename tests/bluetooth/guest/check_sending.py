@@ -1,0 +1,53 @@
+"""Contacts that the telephone sends to the peer."""
+
+import base64
+import contextlib
+import json
+import pathlib
+
+from check_receiving import PHOTO
+from checks import check, expect
+from peer import PEER
+from receiver import CHANNEL, Receiver
+
+
+def vcard(surname, firstname, *lines):
+    """The card that the telephone sends for a contact."""
+    whole = ["BEGIN:VCARD", "VERSION: 2.1", f"N;CHARSET=UTF-8:{surname};{firstname};;;", *lines, "END:VCARD"]
+    return "".join(line if line.endswith("\n") else f"{line}\r\n" for line in whole).encode()
+
+
+def photo_line(data):
+    """It is ended twice: by CR LF and by LF."""
+    return "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64.b64encode(data).decode() + "\r\n\n"
+
+
+@contextlib.contextmanager
+def receiver(machine):
+    other = Receiver(machine)
+    other.start()
+    try:
+        yield other
+    finally:
+        other.stop()
+
+
+def contact_file(**contact):
+    path = pathlib.Path("/tmp/contact.json")
+    path.write_text(json.dumps(contact))
+    return str(path)
+
+
+def send(machine, *what, channel=CHANNEL, code=0):
+    machine.wait_for_no_link()
+    return machine.telephone.ctl("send", *what, "--to", PEER, "--channel", str(channel), code=code)
+
+
+@check("a contact with a photo arrives at the peer, equal byte for byte")
+def arrives(machine):
+    (pathlib.Path("/data/images") / "ida.jpg").write_bytes(PHOTO)
+    contact = contact_file(surname="Dahl", firstname="Ida", mobile="+47 2", defaultnumber="Mobile", picture="ida.jpg")
+    expected = vcard("Dahl", "Ida", "TEL;VOICE;CELL;PREF:+47 2", photo_line(PHOTO))
+    with receiver(machine) as other:
+        send(machine, "--json", contact)
+        expect(other.file("DahlIda.vcf", len(expected)), expected, "the card that the peer got")

@@ -1,0 +1,54 @@
+"""Runs the checks: main.py [--machine-only]. Their names and outcomes go to standard output, everything else to /log."""
+
+import pathlib
+import subprocess
+import sys
+import time
+import traceback
+
+from checks import CHECKS
+from machine import Machine
+
+# In the order in which they run.
+import check_machine  # noqa: F401
+import check_receiving  # noqa: F401
+import check_sending  # noqa: F401
+
+ONLY = pathlib.Path("/log/only").read_text().split()
+
+
+def say(text):
+    print(text, flush=True)
+
+
+def run(number, name, function, machine):
+    """True if it is ok."""
+    started = time.monotonic()
+    try:
+        function(machine)
+    except Exception:
+        say(f"not ok {number} - {name} ({time.monotonic() - started:.1f} s)")
+        say("".join("    # " + line + "\n" for line in traceback.format_exc().splitlines()).rstrip("\n"))
+        machine.recover()
+        return False
+    say(f"ok {number} - {name} ({time.monotonic() - started:.1f} s)")
+    return True
+
+
+def main():
+    machine = Machine(say)
+    machine.start()
+    if "--machine-only" in sys.argv:
+        say("The machine runs; its programs' output is in /log. python3 -i /checks/main.py is another one.")
+        subprocess.run(["sh", "-i"], env=machine.environment, check=False)
+        return 0
+    chosen = [(name, function) for name, function in CHECKS if not ONLY or any(word in name for word in ONLY)]
+    say(f"1..{len(chosen)}")
+    failed = [name for number, (name, function) in enumerate(chosen, 1) if not run(number, name, function, machine)]
+    machine.stop()
+    say(f"{len(chosen) - len(failed)} of {len(chosen)} checks are ok")
+    return 1 if failed or not chosen else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

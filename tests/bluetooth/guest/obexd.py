@@ -1,0 +1,63 @@
+"""obexd, which phones and desktops with BlueZ use: as the peer's receiver on channel 9, and as a client that pushes."""
+
+import pathlib
+
+import dbus
+from peer import PEER, TELEPHONE
+from phone import wait_for
+
+OPP = "00001105-0000-1000-8000-00805f9b34fb"
+SERVICE = "org.bluez.obex"
+CHANNEL = 9
+
+
+class Obexd:
+    def __init__(self, machine):
+        self.machine = machine
+        self.process = None
+        self.folder = pathlib.Path("/run/received")
+
+    def start_receiver(self):
+        """Takes every object into `folder`."""
+        self.folder.mkdir(exist_ok=True)
+        self._start("-a", "-r", self.folder)
+        wait_for(lambda: OPP in self.machine.bluez.adapter("hci1")["UUIDs"], "obexd's service record")
+
+    def start_client(self):
+        """Pushes only: publishes no record that could be taken for the telephone's."""
+        self._start("-P", "opp,ftp,irmc,pcsuite,syncevolution,mas")
+
+    def _start(self, *options):
+        self.process = self.machine.start_program("obexd", "/usr/libexec/bluetooth/obexd", "-n", *options)
+        bus = dbus.bus.BusConnection(self.machine.environment["DBUS_SESSION_BUS_ADDRESS"])
+        wait_for(lambda: bus.name_has_owner(SERVICE), "obexd on the session bus")
+        bus.close()
+
+    def stop(self):
+        if self.process is not None:
+            self.process.end()
+            self.process = None
+
+    def push(self, file):
+        """Finds the telephone's channel by its service record, as desktops do, and pushes a file. Returns how the transfer
+        ended: "complete" or "error". The session lives as long as the bus connection that made it."""
+        bus = dbus.bus.BusConnection(self.machine.environment["DBUS_SESSION_BUS_ADDRESS"])
+        try:
+            return self._push(bus, file)
+        finally:
+            bus.close()
+
+    @staticmethod
+    def _push(bus, file):
+        def call(path, interface, method, signature, *arguments):
+            return bus.call_blocking(SERVICE, path, interface, method, signature, arguments, timeout=120)
+
+        session = call("/org/bluez/obex", "org.bluez.obex.Client1", "CreateSession", "sa{sv}", TELEPHONE,
+                       {"Target": "opp", "Source": PEER})
+        transfer, _ = call(session, "org.bluez.obex.ObjectPush1", "SendFile", "s", str(file))
+
+        def status():
+            found = call(transfer, "org.freedesktop.DBus.Properties", "Get", "ss", "org.bluez.obex.Transfer1", "Status")
+            return str(found) if found in ("complete", "error") else None
+
+        return wait_for(status, "the transfer to end")

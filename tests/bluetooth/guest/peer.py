@@ -1,0 +1,79 @@
+"""The other phone, on the second controller, that pushes cards to the telephone."""
+
+import contextlib
+import socket
+
+import phone
+from checks import expect
+from phone import DEADLINE, wait_for
+
+TELEPHONE, PEER = "00:AA:01:00:00:00", "00:AA:01:01:00:01"
+CHANNEL = 4
+SUCCESS = 255  # obexput's word for it
+
+
+class Peer:
+    def __init__(self, machine):
+        self.machine = machine
+
+    def obexput(self, *files, code=SUCCESS):
+        """Pushes files with obexput. The link before has to be gone: while it is ending, a connect hangs for half a
+        minute."""
+        self.machine.wait_for_no_link()
+        result = self.machine.run_program("obexput", "-d", PEER, "-b", TELEPHONE, "-B", CHANNEL, "-U", "none", "-H", "-S",
+                                          "-p", *files)
+        expect(result.returncode, code, f"obexput's exit code ({result.stdout}{result.stderr})")
+
+    @contextlib.contextmanager
+    def link(self):
+        """A connected RFCOMM socket from the second controller to the telephone. Just after a link has ended, the
+        telephone opens its channel anew and is not there for a moment: then it is tried again."""
+        with contextlib.closing(wait_for(self.connect, "the telephone to accept a link")) as link:
+            link.settimeout(DEADLINE)
+            yield link
+
+    def push(self, name, text):
+        """Pushes one object on a link of its own; returns the telephone's answer."""
+        with self.link() as link:
+            link.sendall(phone.connect_packet())
+            expect(phone.receive_packet(link)[0], 0x20, "the answer to CONNECT")
+            return self.put(link, name, text.encode() if isinstance(text, str) else text)
+
+    def is_refused(self):
+        """Whether the telephone refuses a link at once."""
+        self.machine.wait_for_no_link()
+        try:
+            self._connect().close()
+            return False
+        except ConnectionRefusedError:
+            return True
+
+    def connect(self):
+        """A link, or None when there is none to be had just now. A connect hangs for half a minute while the link before is
+        just ending: it is given up after some seconds."""
+        try:
+            return self._connect(timeout=8)
+        except OSError:
+            return None
+
+    @staticmethod
+    def _connect(timeout=DEADLINE):
+        link = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_STREAM, socket.BTPROTO_RFCOMM)
+        try:
+            link.settimeout(timeout)
+            link.bind((PEER, 0))
+            link.connect((TELEPHONE, CHANNEL))
+            return link
+        except OSError:
+            link.close()
+            raise
+
+    @staticmethod
+    def put(link, name, body):
+        """Pushes an object on an open link; returns the answer that counts."""
+        for data in phone.put_packets(name, body):
+            link.sendall(data)
+            code, _ = phone.receive_packet(link)
+            if code != 0x10:
+                break
+        return code
