@@ -85,6 +85,7 @@ put_character_sets() {
 
 put_settings() {
   mkdir -p $image/etc/dbus-1 $image/usr/share/dbus-1/system.d $image/root $image/var/lib/bluetooth $image/run $image/tmp
+  ln -s ../run $image/var/run
   echo "root:x:0:0:root:/root:/bin/sh
 messagebus:x:100:100::/nonexistent:/usr/sbin/nologin
 nobody:x:65534:65534:nobody:/nonexistent:/usr/sbin/nologin" >$image/etc/passwd
