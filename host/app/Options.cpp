@@ -32,7 +32,7 @@ void describe(CLI::App& app, Options& options) {
       ->type_name("NAME")
       ->capture_default_str();
   app.add_option("--phonebook", options.connection,
-                 "Where the phonebook is, sqlite3://FILE "
+                 "Where the phonebook is, sqlite3://FILE or postgresql://USER@HOST:PORT/DATABASE "
                  "(default: obexphone/phonebook.db in the state folder)")
       ->type_name("CONNECTION");
   app.add_option("--bus", options.bus, "The message bus: session, system or a D-Bus address")

@@ -10,6 +10,7 @@
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
+#include "host/directory/WithoutSecrets.h"
 
 namespace host {
 namespace {

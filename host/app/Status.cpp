@@ -1,6 +1,5 @@
 #include "host/app/Status.h"
 
-#include <regex>
 #include <utility>
 
 #include "host/bus/Arguments.h"
@@ -47,14 +46,6 @@ std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read,
         makeVisible(secondsIn(arguments));
         return g_variant_ref_sink(g_variant_new_tuple(nullptr, 0));
       });
-}
-
-std::string withoutSecrets(const std::string& connection) {
-  static const std::regex option(
-      R"(((?:password|passwd|pwd|pass)\s*=\s*)('[^']*'?|"[^"]*"?|[^ ;&]*))", std::regex::icase);
-  static const std::regex authority(R"(^([^/]*//[^/@:\s]*:)[^/@\s]*@)");
-  const std::string blotted = std::regex_replace(connection, option, "$1***");
-  return std::regex_replace(blotted, authority, "$1***@");
 }
 
 }  // namespace host

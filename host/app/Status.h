@@ -15,7 +15,4 @@ namespace host {
 std::unique_ptr<BusObject> makeStatusObject(std::function<Method()> read,
                                             std::function<void(int seconds)> makeVisible);
 
-/// A connection string as it may be shown: a password in it is blotted out.
-std::string withoutSecrets(const std::string& connection);
-
 }  // namespace host

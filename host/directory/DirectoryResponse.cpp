@@ -68,8 +68,7 @@ void DirectoryResponse::add(const std::vector<std::string>& values) {
     appendValue(m_text, m_columns[i], values.at(i));
   m_text.append("</Entry>");
   if (m_text.size() + kXmlTail.size() <= kMaxBytes) return;
-  throw DirectoryRefusal(
-      "The answer would be larger than 60 MiB. Ask for fewer columns, or for one entry by its Id.");
+  throw DirectoryRefusal(kTooLarge);
 }
 
 std::string DirectoryResponse::finish() { return end(std::exchange(m_text, {})); }

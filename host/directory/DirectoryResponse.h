@@ -20,6 +20,8 @@ class DirectoryResponse {
  public:
   /// A bus message holds at most 64 MiB of bytes. One entry always fits.
   static constexpr std::size_t kMaxBytes = std::size_t{60} << 20;
+  static constexpr const char* kTooLarge =
+      "The answer would be larger than 60 MiB. Ask for fewer columns, or for one entry by its Id.";
 
   /// The request was not carried out, for this reason, a sentence for the user.
   static std::string failure(std::string_view reason);

@@ -111,6 +111,25 @@ bool EntryTable::remove(long long id) {
   return statement.get_affected_rows() > 0;
 }
 
+long long EntryTable::bytesOfMatching(const std::vector<Column>& columns,
+                                      const std::vector<ColumnValue>& match) {
+  std::vector<std::string> sizes = {"0"};
+  for (const Column column : columns) {
+    if (column != Column::Id) sizes.push_back("octet_length(" + sqlName(column) + ")");
+  }
+  long long bytes = 0;
+  Match wanted(m_backend, match);
+  soci::statement statement(m_session);
+  statement.exchange(soci::into(bytes));
+  wanted.bind(statement);
+  statement.alloc();
+  statement.prepare("SELECT COALESCE(SUM(" + joined(sizes, " + ") + "), 0) FROM entries" +
+                    wanted.condition());
+  statement.define_and_bind();
+  statement.execute(true);
+  return bytes;
+}
+
 EntryTable::Totals EntryTable::totals() {
   Totals totals;
   m_session << "SELECT COUNT(*), COALESCE(SUM(size), 0) FROM entries", soci::into(totals.entries),
@@ -126,46 +145,61 @@ long long EntryTable::bytesOf(const std::vector<std::string>& values) {
   return bytes;
 }
 
+EntryTable::Match::Match(const PhoneBookBackend& backend, const std::vector<ColumnValue>& values)
+    : m_backend(backend), m_values(values) {
+  for (ColumnValue& value : m_values) {
+    if (value.column == Column::Id) {
+      m_id = std::stoll(value.value);
+    } else {
+      value.value = backend.stored(value.value);
+    }
+  }
+}
+
+void EntryTable::Match::bind(soci::statement& statement) {
+  for (ColumnValue& value : m_values) {
+    if (value.column == Column::Id) {
+      statement.exchange(soci::use(m_id, sqlName(value.column)));
+    } else {
+      statement.exchange(soci::use(value.value, sqlName(value.column)));
+    }
+  }
+}
+
+std::string EntryTable::Match::condition() const {
+  std::vector<std::string> conditions;
+  conditions.reserve(m_values.size());
+  for (const ColumnValue& value : m_values) {
+    const std::string name = sqlName(value.column);
+    const bool id = value.column == Column::Id;
+    conditions.push_back(name + " = " + (id ? ":" + name : m_backend.parameter(name)));
+  }
+  return conditions.empty() ? "" : " WHERE " + joined(conditions, " AND ");
+}
+
 EntryTable::Query::Query(soci::session& session, const PhoneBookBackend& backend,
                          const std::vector<Column>& columns, const std::vector<ColumnValue>& match)
-    : m_backend(backend), m_columns(columns), m_values(columns.size()), m_statement(session) {
+    : m_backend(backend),
+      m_columns(columns),
+      m_values(columns.size()),
+      m_match(backend, match),
+      m_statement(session) {
   for (std::string& value : m_values) m_statement.exchange(soci::into(value));
-  m_wanted.reserve(match.size());
-  for (const ColumnValue& wanted : match) bind(wanted);
+  m_match.bind(m_statement);
   m_statement.alloc();
-  m_statement.prepare(textOf(columns, match));
+  m_statement.prepare(text());
   m_statement.define_and_bind();
   m_statement.execute();
 }
 
-void EntryTable::Query::bind(const ColumnValue& wanted) {
-  if (wanted.column == Column::Id) {
-    m_id = std::stoll(wanted.value);
-    m_statement.exchange(soci::use(m_id, sqlName(wanted.column)));
-  } else {
-    m_wanted.push_back(m_backend.stored(wanted.value));
-    m_statement.exchange(soci::use(m_wanted.back(), sqlName(wanted.column)));
-  }
-}
-
-std::string EntryTable::Query::textOf(const std::vector<Column>& columns,
-                                      const std::vector<ColumnValue>& match) const {
+std::string EntryTable::Query::text() const {
   std::vector<std::string> names;
-  names.reserve(columns.size());
-  for (const Column column : columns) {
+  names.reserve(m_columns.size());
+  for (const Column column : m_columns) {
     const bool id = column == Column::Id;
     names.push_back(id ? sqlName(column) : m_backend.selected(sqlName(column)));
   }
-  std::vector<std::string> conditions;
-  conditions.reserve(match.size());
-  for (const ColumnValue& wanted : match) {
-    const std::string name = sqlName(wanted.column);
-    const bool id = wanted.column == Column::Id;
-    conditions.push_back(name + " = " + (id ? ":" + name : m_backend.parameter(name)));
-  }
-  std::string text = "SELECT " + joined(names, ", ") + " FROM entries";
-  if (!conditions.empty()) text += " WHERE " + joined(conditions, " AND ");
-  return text + " ORDER BY id";
+  return "SELECT " + joined(names, ", ") + " FROM entries" + m_match.condition() + " ORDER BY id";
 }
 
 bool EntryTable::Query::next() {

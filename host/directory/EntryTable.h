@@ -20,6 +20,21 @@ class EntryTable {
  public:
   class Query;
 
+  /// Which entries are meant: those whose values equal all these, all without any. It has to stay
+  /// where it is while a statement runs that it was bound to.
+  class Match {
+   public:
+    Match(const PhoneBookBackend& backend, const std::vector<ColumnValue>& values);
+    void bind(soci::statement& statement);
+    /// With the word WHERE; empty without values.
+    std::string condition() const;
+
+   private:
+    const PhoneBookBackend& m_backend;
+    std::vector<ColumnValue> m_values;  ///< as they are stored
+    long long m_id = 0;
+  };
+
   /// What the whole table holds.
   struct Totals {
     long long entries = 0;
@@ -40,6 +55,9 @@ class EntryTable {
   std::vector<std::string> valuesOf(long long id);
   /// Replaces texts of an entry; `bytes` is what all its texts have together afterwards.
   void update(long long id, const std::vector<ColumnValue>& texts, long long bytes);
+  /// How many bytes these columns of the matching entries have together.
+  long long bytesOfMatching(const std::vector<Column>& columns,
+                            const std::vector<ColumnValue>& match);
   /// False when there is no entry of that Id.
   bool remove(long long id);
   Totals totals();
@@ -64,15 +82,12 @@ class EntryTable::Query {
   const std::vector<std::string>& values() const { return m_values; }
 
  private:
-  void bind(const ColumnValue& wanted);
-  std::string textOf(const std::vector<Column>& columns,
-                     const std::vector<ColumnValue>& match) const;
+  std::string text() const;
 
   const PhoneBookBackend& m_backend;
   const std::vector<Column> m_columns;
   std::vector<std::string> m_values;
-  std::vector<std::string> m_wanted;
-  long long m_id = 0;
+  Match m_match;
   soci::statement m_statement;
 };
 

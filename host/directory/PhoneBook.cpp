@@ -6,6 +6,7 @@
 
 #include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
+#include "host/directory/DirectoryResponse.h"
 
 namespace host {
 
@@ -29,6 +30,8 @@ bool matchesNothing(const std::vector<ColumnValue>& match) {
 
 template <typename Work>
 auto PhoneBook::guarded(const Work& work) {
+  const std::unique_ptr<PhoneBook, void (*)(PhoneBook*)> end(
+      this, [](PhoneBook* self) { self->m_watch.reset(); });
   try {
     try {
       return work();
@@ -36,29 +39,56 @@ auto PhoneBook::guarded(const Work& work) {
       throw m_backend->explain(error);
     }
   } catch (const PhoneBookError& problem) {
-    if (problem.kind() == Kind::Broken) m_broken = true;
+    if (problem.kind() == Kind::Broken || problem.kind() == Kind::Lost) m_broken = true;
     throw;
   }
 }
 
 // The database could wait by itself for most locks, but not for all: it gives up at once where two
-// change the kind of log, for one. So it never waits, and whatever failed is done anew as a whole.
+// change the kind of log, for one. So it never waits for long, and whatever failed is done anew as
+// a whole; after a lost connection once, which may be that of a server that has been started anew.
 template <typename Work>
 auto PhoneBook::whenFree(const Work& work) {
   const auto deadline = std::chrono::steady_clock::now() + m_options.busyTimeout;
+  bool mayReconnect = true;
   for (;;) {
     try {
       return guarded(work);
     } catch (const PhoneBookError& problem) {
       const bool late = std::chrono::steady_clock::now() >= deadline;
-      if (problem.kind() != Kind::Busy || late) throw;
+      const bool again = problem.kind() == Kind::Lost ? std::exchange(mayReconnect, false)
+                                                      : problem.kind() == Kind::Busy && !late;
+      if (!again) throw;
     }
     std::this_thread::sleep_for(kPause);
   }
 }
 
+template <typename Work>
+bool PhoneBook::change(const Work& work) {
+  const bool changed = whenFree([&] {
+    soci::transaction transaction(session());
+    m_backend->claim(*m_session);
+    EntryTable table(*m_session, *m_backend);
+    if (!work(table)) return false;
+    commit(transaction);
+    return true;
+  });
+  if (changed) m_backend->settle(*m_session);
+  return changed;
+}
+
+void PhoneBook::commit(soci::transaction& transaction) {
+  try {
+    transaction.commit();
+  } catch (const soci::soci_error& error) {
+    throw m_backend->explainCommit(error);
+  }
+}
+
 PhoneBook::PhoneBook(PhoneBookOptions options)
-    : m_options(std::move(options)), m_backend(PhoneBookBackend::create(m_options.connection)) {
+    : m_options(std::move(options)),
+      m_backend(PhoneBookBackend::create(m_options.connection, m_options.serverTimeout)) {
   whenFree([this] { session(); });
 }
 
@@ -71,6 +101,7 @@ void PhoneBook::read(const std::vector<Column>& columns, const std::vector<Colum
   // Once an entry has been handed over nothing may begin anew.
   bool more = whenFree([&] {
     query.reset();
+    checkAnswer(columns, match);
     query = std::make_unique<EntryTable::Query>(session(), *m_backend, columns, match);
     return query->next();
   });
@@ -80,43 +111,39 @@ void PhoneBook::read(const std::vector<Column>& columns, const std::vector<Colum
   }
 }
 
+// An answer that would be refused half way isn't fetched at all where it would be fetched as a
+// whole.
+void PhoneBook::checkAnswer(const std::vector<Column>& columns,
+                            const std::vector<ColumnValue>& match) {
+  soci::session& database = session();
+  if (!m_backend->readsAtOnce()) return;
+  const long long bytes = EntryTable(database, *m_backend).bytesOfMatching(columns, match);
+  if (static_cast<std::uint64_t>(bytes) > DirectoryResponse::kMaxBytes)
+    throw DirectoryRefusal(DirectoryResponse::kTooLarge);
+}
+
 long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
   std::vector<std::string> values(kAllColumns.size());
   for (const ColumnValue& value : entry) values.at(indexOf(value.column)) = value.value;
-  const long long id = whenFree([&] {
-    soci::transaction transaction(session());
-    EntryTable table(*m_session, *m_backend);
-    const long long given = table.insert(values);
+  long long id = 0;
+  change([&](EntryTable& table) {
+    id = table.insert(values);
     checkRoom(table);
-    transaction.commit();
-    return given;
+    return true;
   });
-  m_backend->settle(*m_session);
   return id;
 }
 
 bool PhoneBook::update(long long id, const std::vector<ColumnValue>& texts) {
-  const bool found = whenFree([&] {
-    soci::transaction transaction(session());
-    EntryTable table(*m_session, *m_backend);
-    if (!table.claim(id)) return false;
-    replace(table, id, texts);
-    transaction.commit();
-    return true;
+  return change([&](EntryTable& table) {
+    const bool there = table.claim(id);
+    if (there) replace(table, id, texts);
+    return there;
   });
-  if (found) m_backend->settle(*m_session);
-  return found;
 }
 
 bool PhoneBook::remove(long long id) {
-  const bool found = whenFree([&] {
-    soci::transaction transaction(session());
-    const bool there = EntryTable(*m_session, *m_backend).remove(id);
-    if (there) transaction.commit();
-    return there;
-  });
-  if (found) m_backend->settle(*m_session);
-  return found;
+  return change([&](EntryTable& table) { return table.remove(id); });
 }
 
 // A phonebook that is fuller than its limits, which may have been lowered, can still be made
@@ -134,8 +161,12 @@ void PhoneBook::replace(EntryTable& table, long long id, const std::vector<Colum
 }
 
 soci::session& PhoneBook::session() {
-  if (m_session && (m_broken || m_backend->hasMoved())) m_session.reset();
+  if (m_session && (m_broken || m_backend->hasMoved(*m_session))) {
+    m_watch.reset();
+    m_session.reset();
+  }
   if (!m_session) connect();
+  if (!m_watch) m_watch = m_backend->watch(*m_session);
   return *m_session;
 }
 
@@ -143,6 +174,7 @@ void PhoneBook::connect() {
   m_broken = true;
   m_session = std::make_unique<soci::session>();
   m_backend->connect(*m_session);
+  m_watch = m_backend->watch(*m_session);
   prepareTables();
   m_broken = false;
 }
@@ -152,11 +184,11 @@ void PhoneBook::prepareTables() {
   bool foreign = false;
   std::string table;
   {
-    soci::statement tables = (m_session->prepare_table_names(), soci::into(table));
+    soci::statement tables = (m_session->prepare << m_backend->tablesQuery(), soci::into(table));
     tables.execute();
     while (tables.fetch()) {
       known = known || table == "phonebook_version";
-      foreign = foreign || !table.starts_with("sqlite_");
+      foreign = true;
     }
   }
   if (!known && foreign)
@@ -169,6 +201,7 @@ void PhoneBook::prepareTables() {
 // Two processes may come here at a time with the same new file; the first statement makes one wait.
 void PhoneBook::createTables() {
   soci::transaction transaction(*m_session);
+  m_backend->claim(*m_session);
   *m_session << "CREATE TABLE IF NOT EXISTS phonebook_version (version INTEGER NOT NULL)";
   int rows = 0;
   *m_session << "SELECT COUNT(*) FROM phonebook_version", soci::into(rows);

@@ -2,18 +2,29 @@
 
 #include <string_view>
 
+#include "host/directory/PostgresBackend.h"
 #include "host/directory/SqliteBackend.h"
+#include "host/directory/WithoutSecrets.h"
 
 namespace host {
 
-std::unique_ptr<PhoneBookBackend> PhoneBookBackend::create(const std::string& connection) {
+std::unique_ptr<PhoneBookBackend> PhoneBookBackend::create(const std::string& connection,
+                                                           std::chrono::milliseconds patience) {
   constexpr std::string_view kSqlite = "sqlite3://";
   if (connection.starts_with(kSqlite) && connection.size() > kSqlite.size())
     return std::make_unique<SqliteBackend>(connection.substr(kSqlite.size()));
+  if (connection.starts_with("postgresql://"))
+    return std::make_unique<PostgresBackend>(connection, patience);
   throw PhoneBookError(PhoneBookError::Kind::Broken,
-                       "\"" + connection +
+                       "\"" + withoutSecrets(connection) +
                            "\" names no phonebook that can be opened; write "
-                           "sqlite3:///path/to/phonebook.db.");
+                           "sqlite3:///path/to/phonebook.db or "
+                           "postgresql://user@host/database.");
+}
+
+std::unique_ptr<SocketDeadline> PhoneBookBackend::watch(soci::session& session) const {
+  static_cast<void>(session);
+  return nullptr;
 }
 
 }  // namespace host

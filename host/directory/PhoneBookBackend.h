@@ -2,11 +2,13 @@
 
 #include <soci/soci.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/directory/PhoneBookError.h"
+#include "host/directory/SocketDeadline.h"
 
 namespace host {
 
@@ -16,23 +18,39 @@ namespace host {
 /// Threads: one object serves one thread at a time.
 class PhoneBookBackend {
  public:
-  /// The one place that knows which databases there are. `connection` is "sqlite3://PATH"; throws
-  /// PhoneBookError for any other.
-  static std::unique_ptr<PhoneBookBackend> create(const std::string& connection);
+  /// The one place that knows which databases there are. `connection` is "sqlite3://PATH" or
+  /// "postgresql://…"; throws PhoneBookError for any other. `patience` is how long a server may
+  /// take for an answer.
+  static std::unique_ptr<PhoneBookBackend> create(const std::string& connection,
+                                                  std::chrono::milliseconds patience);
   virtual ~PhoneBookBackend() = default;
 
   /// Opens the database, made when there is none, for reading and writing. The session must not be
-  /// connected yet. A lock of someone else isn't waited for, here and in any later statement: that
-  /// is the caller's affair. Throws PhoneBookError or soci::soci_error.
+  /// connected yet. A lock of someone else is waited for a moment at most, here and in any later
+  /// statement: that is the caller's affair. Throws PhoneBookError or soci::soci_error.
   virtual void connect(soci::session& session) = 0;
+  /// Ends what waits for too long on the connection, for as long as the result lives. Null where
+  /// nothing can wait.
+  virtual std::unique_ptr<SocketDeadline> watch(soci::session& session) const;
+  /// The first statement of each transaction that changes something: from here to its end no other
+  /// phone changes anything. Nothing where the first change itself sees to that.
+  virtual void claim(soci::session& session) const { static_cast<void>(session); }
   /// What is to be done after each commit that changed something. Nothing that goes wrong here
   /// undoes the commit, so no error is told.
   virtual void settle(soci::session& session) = 0;
   /// Whether what was opened last is no longer what the connection string names.
-  virtual bool hasMoved() const = 0;
+  virtual bool hasMoved(soci::session& session) const = 0;
   /// What an error of the database means. The error's own text is not for the user: it quotes the
   /// values.
   virtual PhoneBookError explain(const soci::soci_error& error) const = 0;
+  /// The same for an error of a commit, after which it may be unknown whether it was done.
+  virtual PhoneBookError explainCommit(const soci::soci_error& error) const {
+    return explain(error);
+  }
+  /// Whether everything that a SELECT gives is in memory before its first row can be looked at.
+  virtual bool readsAtOnce() const { return false; }
+  /// A SELECT for the names of the tables that are in the place of the phonebook's.
+  virtual std::string tablesQuery() const = 0;
   /// The SQL type of a number that the database gives to each new row and never gives again.
   virtual std::string idType() const = 0;
   // A text on its way to the database and back, for one whose client can't carry any byte there is:

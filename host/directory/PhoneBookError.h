@@ -10,9 +10,10 @@ namespace host {
 class PhoneBookError : public std::runtime_error {
  public:
   enum class Kind {
-    Busy,   ///< someone else has it locked: the same may work a moment later
-    Full,   ///< no room: reading still works
-    Broken  ///< the connection is of no use any more: open it anew
+    Busy,    ///< someone else has it locked: the same may work a moment later
+    Full,    ///< no room: reading still works
+    Broken,  ///< the connection is of no use any more: open it anew
+    Lost     ///< the same, and nothing of the call was done: it may be tried anew at once
   };
 
   PhoneBookError(Kind kind, const std::string& sentence)

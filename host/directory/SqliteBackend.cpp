@@ -72,10 +72,16 @@ void SqliteBackend::settle(soci::session& session) {
   }
 }
 
-bool SqliteBackend::hasMoved() const {
+bool SqliteBackend::hasMoved(soci::session& session) const {
+  static_cast<void>(session);
   struct stat status = {};
   if (::stat(m_path.c_str(), &status) != 0) return true;
   return status.st_dev != m_device || status.st_ino != m_inode;
+}
+
+std::string SqliteBackend::tablesQuery() const {
+  return "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite~_%' "
+         "ESCAPE '~'";
 }
 
 void SqliteBackend::prepareFolder() const {

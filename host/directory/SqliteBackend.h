@@ -19,8 +19,9 @@ class SqliteBackend : public PhoneBookBackend {
 
   void connect(soci::session& session) override;
   void settle(soci::session& session) override;
-  bool hasMoved() const override;
+  bool hasMoved(soci::session& session) const override;
   PhoneBookError explain(const soci::soci_error& error) const override;
+  std::string tablesQuery() const override;
   std::string idType() const override { return "INTEGER PRIMARY KEY AUTOINCREMENT"; }
   std::vector<std::string> indexes() const override {
     return {"entries_name ON entries (surname, firstname)", "entries_size ON entries (size)"};

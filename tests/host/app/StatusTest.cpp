@@ -1,4 +1,5 @@
 #include "host/app/Status.h"
+#include "host/directory/WithoutSecrets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -78,6 +79,10 @@ TEST(SecretsTest, aPasswordIsBlottedOut) {
   EXPECT_EQ(host::withoutSecrets("mysql://pass=secret"), "mysql://pass=***");
   EXPECT_EQ(host::withoutSecrets("x://PWD = 'two words' host=h"), "x://PWD = *** host=h");
   EXPECT_EQ(host::withoutSecrets("x://me:secret@db/book"), "x://me:***@db/book");
+  EXPECT_EQ(host::withoutSecrets("x://me:se/cr@t@db/book"), "x://me:***@db/book");
+  EXPECT_EQ(host::withoutSecrets("x:/me:secret@db"), "x:/me:***@db");
+  EXPECT_EQ(host::withoutSecrets("x://me:@db:1?sslpassword=secret&a=b"),
+            "x://me:***@db:1?sslpassword=***&a=b");
 }
 
 TEST(SecretsTest, everythingElseStays) {

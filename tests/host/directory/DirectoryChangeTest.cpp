@@ -1,6 +1,4 @@
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
-#include "tests/host/directory/Mounts.h"
 
 namespace test {
 namespace {
@@ -13,22 +11,6 @@ using ::testing::Not;
 /// Entries that are changed and deleted.
 class DirectoryChangeTest : public DirectoryTest {
  protected:
-  void ExpectUpdated(const std::string& id, const Values& texts) {
-    const DirectoryAnswer answer = Parsed(host::DirectoryClient::updateRequest(id, texts));
-    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Updated) << answer.reason;
-    EXPECT_EQ(answer.id, id);
-  }
-  void ExpectDeleted(const std::string& id) {
-    const DirectoryAnswer answer = Parsed(host::DirectoryClient::deleteRequest(id));
-    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Deleted) << answer.reason;
-    EXPECT_EQ(answer.id, id);
-  }
-  void ExpectNotUpdated(const std::string& id, const Values& texts, const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::updateRequest(id, texts), reason);
-  }
-  void ExpectNotDeleted(const std::string& id, const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::deleteRequest(id), reason);
-  }
   std::string Size(const std::string& id) { return Sql("SELECT size FROM entries WHERE id=" + id); }
   std::string Text(const std::string& id, Column column) {
     return std::string(Matching({{Column::Id, id}}).at(0).value(column));
@@ -81,15 +63,6 @@ TEST_F(DirectoryChangeTest, AHostileIdTouchesNoEntry) {
     ExpectNotUpdated(id, {{Column::Surname, "x"}}, "The Id is not a number");
   }
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
-}
-
-TEST_F(DirectoryChangeTest, NothingOfADeletedEntryStaysInTheFile) {
-  const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
-  StoreNamed("other");
-  ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
-  ExpectDeleted(id);
-  EXPECT_THAT(ReadFile(Path()), Not(HasSubstr("Zyzzogeton")));
-  EXPECT_THAT(ReadFile(Path() + "-wal"), Not(HasSubstr("Zyzzogeton")));
 }
 
 TEST_F(DirectoryChangeTest, AnUpdateReplacesTheNamedTextsAndNoOther) {
@@ -202,43 +175,6 @@ TEST_F(DirectoryChangeTest, ADoneChangeSaysNothingOfTheValues) {
   EXPECT_THAT(answer, Not(HasSubstr("Zyzzogeton")));
   EXPECT_THAT(answer, Not(HasSubstr("failure")));
   EXPECT_THAT(Ask(host::DirectoryClient::deleteRequest(id)), Not(HasSubstr("failure")));
-}
-
-TEST_F(DirectoryChangeTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold) {
-  LockedFile lock(Path());
-  const std::string id = Store({{Column::Surname, "Doe"}});
-  lock.Take("BEGIN IMMEDIATE");
-  ExpectNotDeleted(id, "is locked by another program");
-  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
-  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
-  lock.Release();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
-  ExpectDeleted(id);
-}
-
-TEST_F(DirectoryChangeTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
-  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
-  const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
-  Close();
-  disk.MakeReadOnly();
-  EXPECT_THAT(OpeningProblem(), HasSubstr("Read-only file system"));
-  disk.MakeWritable();
-  Open();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
-}
-
-TEST_F(DirectoryChangeTest, OnAFullDiskAnUpdateIsToldAndTheEntryStaysAsItWas) {
-  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
-  const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
-  disk.Fill();
-  const std::string big(std::size_t{1} << 20, 'x');
-  ExpectNotUpdated(id, {{Column::Surname, big}}, "is full");
-  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
-  disk.Empty();
-  ExpectUpdated(id, {{Column::Surname, big}});
-  EXPECT_THAT(Surnames(), ElementsAre(big));
 }
 
 TEST_F(DirectoryChangeTest, AnEntryThatSomeoneElseDeletedMeanwhileIsNotThere) {

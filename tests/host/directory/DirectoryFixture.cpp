@@ -6,8 +6,6 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "tests/host/directory/Database.h"
-
 namespace test {
 
 namespace {
@@ -66,10 +64,12 @@ void DirectoryTest::SetUp() {
   ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
   m_folder = pattern;
   std::filesystem::create_directory(Folder());
+  m_place = MakeBookPlace(Path());
 }
 
 void DirectoryTest::TearDown() {
   Close();
+  m_place.reset();
   std::error_code ignored;
   std::filesystem::remove_all(m_folder, ignored);
 }
@@ -137,6 +137,27 @@ void DirectoryTest::ExpectNotStored(const std::string& reason) {
   EXPECT_THAT(Ask(request), Not(HasSubstr("Zyzzogeton")));
 }
 
+void DirectoryTest::ExpectUpdated(const std::string& id, const Values& texts) {
+  const DirectoryAnswer answer = Parsed(host::DirectoryClient::updateRequest(id, texts));
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Updated) << answer.reason;
+  EXPECT_EQ(answer.id, id);
+}
+
+void DirectoryTest::ExpectDeleted(const std::string& id) {
+  const DirectoryAnswer answer = Parsed(host::DirectoryClient::deleteRequest(id));
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Deleted) << answer.reason;
+  EXPECT_EQ(answer.id, id);
+}
+
+void DirectoryTest::ExpectNotUpdated(const std::string& id, const Values& texts,
+                                     const std::string& reason) {
+  ExpectFailure(host::DirectoryClient::updateRequest(id, texts), reason);
+}
+
+void DirectoryTest::ExpectNotDeleted(const std::string& id, const std::string& reason) {
+  ExpectFailure(host::DirectoryClient::deleteRequest(id), reason);
+}
+
 std::string DirectoryTest::OpeningProblem() const { return OpeningProblem(Options()); }
 
 std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options) const {
@@ -148,7 +169,7 @@ std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options)
   return {};
 }
 
-std::string DirectoryTest::Sql(const std::string& sql) const { return Database(Path()).Run(sql); }
+std::string DirectoryTest::Sql(const std::string& sql) const { return m_place->Sql(sql); }
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

@@ -9,6 +9,7 @@
 
 #include "host/directory/DirectoryClient.h"
 #include "host/directory/DirectoryService.h"
+#include "tests/host/directory/BookPlace.h"
 
 namespace test {
 
@@ -30,7 +31,8 @@ std::string ChangeOf(const std::string& kind, const std::string& elements);
 /// A read request for the Surname and Firstname of what matches this text.
 std::string ReadOf(const std::string& elements);
 
-/// The Directory Service over a file in a folder of the test's own.
+/// The Directory Service over a database of the test's own, in a folder of its own where it is a
+/// file.
 class DirectoryTest : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -38,7 +40,7 @@ class DirectoryTest : public ::testing::Test {
 
   std::string Path() const { return m_folder + "/state/phonebook.db"; }
   std::string Folder() const { return m_folder + "/state"; }
-  std::string Connection() const { return "sqlite3://" + Path(); }
+  std::string Connection() const { return m_place->Connection(); }
   /// With a time-out that suits a test that expects to be locked out.
   host::PhoneBookOptions Options() const;
 
@@ -57,14 +59,20 @@ class DirectoryTest : public ::testing::Test {
   void ExpectFailure(const std::string& request, const std::string& reason);
   /// That an entry can't be written for a reason that holds this text, and no value is told.
   void ExpectNotStored(const std::string& reason);
+  /// That a change is done, and answered with its Id.
+  void ExpectUpdated(const std::string& id, const Values& texts);
+  void ExpectDeleted(const std::string& id);
+  void ExpectNotUpdated(const std::string& id, const Values& texts, const std::string& reason);
+  void ExpectNotDeleted(const std::string& id, const std::string& reason);
   /// What opening the file says; empty when it works.
   std::string OpeningProblem() const;
   std::string OpeningProblem(const host::PhoneBookOptions& options) const;
 
-  /// Runs SQL on the file with nothing of the program in between.
+  /// Runs SQL on the database with nothing of the program in between.
   std::string Sql(const std::string& sql) const;
 
   std::string m_folder;
+  std::unique_ptr<BookPlace> m_place;
   std::unique_ptr<host::DirectoryService> m_service;
 };
 

@@ -97,15 +97,5 @@ TEST_F(DirectoryValueTest, AnEntryTooLargeForAnAnswerIsRefused) {
       "larger than 8 MiB");
 }
 
-TEST_F(DirectoryValueTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
-  StoreNamed("a");
-  Sql("INSERT INTO entries (surname, office) VALUES (CAST(x'410042' AS TEXT), 12)");
-  Sql("INSERT INTO entries (surname) VALUES (x'43FF')");
-  EXPECT_THAT(Surnames(), ::testing::ElementsAre("a",
-                                                 "A\xEF\xBF\xBD"
-                                                 "B",
-                                                 "C\xFF"));
-}
-
 }  // namespace
 }  // namespace test

@@ -1,8 +1,5 @@
-#include <sys/stat.h>
-
 #include <set>
 
-#include "tests/host/directory/Database.h"
 #include "tests/host/directory/DirectoryFixture.h"
 
 namespace test {
@@ -90,37 +87,6 @@ TEST_F(DirectoryWriteTest, AllValuesTogetherAreBounded) {
                 "is full: its entries may have 1000 bytes");
   Store({{Column::Email, std::string(400, 'b')}});
   EXPECT_EQ(Surnames().size(), 2u);
-}
-
-TEST_F(DirectoryWriteTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
-  StoreNamed("private");
-  for (const char* suffix : {"", "-wal", "-shm"}) {
-    struct stat status = {};
-    ASSERT_EQ(::stat((Path() + suffix).c_str(), &status), 0) << suffix;
-    EXPECT_EQ(status.st_mode & 0777u, 0600u) << suffix;
-  }
-}
-
-TEST_F(DirectoryWriteTest, ACopyOfTheFileHasEveryEntryWithoutTheLog) {
-  for (const char* name : {"a", "b", "c"}) StoreNamed(name);
-  WriteFile(m_folder + "/copy.db", ReadFile(Path()));
-  EXPECT_EQ(Database(m_folder + "/copy.db").Run("SELECT surname FROM entries"), "abc");
-}
-
-TEST_F(DirectoryWriteTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
-  StoreNamed("before");
-  Database reader(Path());
-  reader.Run("BEGIN; SELECT COUNT(*) FROM entries");
-  StoreNamed("during");
-  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "before");
-  reader.Run("COMMIT");
-  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "beforeduring");
-}
-
-TEST_F(DirectoryWriteTest, TheLogIsWrittenAheadAndACommitIsOnTheDisk) {
-  StoreNamed("Doe");
-  EXPECT_EQ(Sql("PRAGMA journal_mode"), "wal");
-  EXPECT_EQ(Sql("SELECT surname FROM entries"), "Doe");
 }
 
 }  // namespace

@@ -1,0 +1,234 @@
+#include "host/directory/PostgresBackend.h"
+
+#include <libpq-fe.h>
+#include <poll.h>
+#include <soci/postgresql/soci-postgresql.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "host/directory/SocketDeadline.h"
+#include "host/directory/WithoutSecrets.h"
+
+namespace host {
+
+namespace {
+
+using Kind = PhoneBookError::Kind;
+
+// Of all programs that use locks of this kind in the database only phones know the number.
+constexpr const char* kClaim = "SELECT pg_advisory_xact_lock(7079771421)";
+// A lock is waited for in line for so long; then the caller decides.
+constexpr int kLockMilliseconds = 200;
+// The server gives up first, so that the connection stays.
+constexpr std::chrono::milliseconds kServersLead{1000};
+
+constexpr const char* kDigits = "0123456789abcdef";
+
+PGconn* connectionOf(soci::session& session) {
+  return static_cast<soci::postgresql_session_backend*>(session.get_backend())->conn_;
+}
+
+void ignoreNotice(void*, const char*) {}
+
+std::string stateOf(const soci::soci_error& error) {
+  const auto* const failed = dynamic_cast<const soci::postgresql_soci_error*>(&error);
+  return failed == nullptr ? "" : failed->sqlstate();
+}
+
+// Class 08 is the connection's; the others are a server that goes down, or isn't up yet.
+bool isLost(const std::string& state) {
+  return state.starts_with("08") || state == "57P01" || state == "57P02" || state == "57P03";
+}
+
+// One line, for what the client library says of a connection that it can't make: that holds no
+// password, and no value.
+std::string oneLine(std::string text) {
+  constexpr std::string_view kPreface = "Cannot establish connection to the database.";
+  if (text.starts_with(kPreface)) text.erase(0, kPreface.size());
+  std::string line;
+  for (const char c : text) {
+    const bool space = static_cast<unsigned char>(c) <= ' ';
+    if (!space) line.push_back(c);
+    if (space && !line.empty() && line.back() != ' ') line.push_back(' ');
+  }
+  while (!line.empty() && (line.back() == ' ' || line.back() == '.')) line.pop_back();
+  return line;
+}
+
+int valueOf(char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; }
+
+}  // namespace
+
+PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::milliseconds patience)
+    : m_patience(patience) {
+  readUri(uri);
+  const std::string host = m_options["host"];
+  const std::string port = m_options["port"];
+  // Most likely a password with an "@" or a slash that isn't escaped has come apart.
+  if (host.find('@') != std::string::npos || m_options["dbname"].find('@') != std::string::npos ||
+      port.find_first_not_of("0123456789,") != std::string::npos)
+    throw PhoneBookError(Kind::Broken, "\"" + withoutSecrets(uri) +
+                                           "\" names no server: write %40 for an \"@\" in a "
+                                           "password, %2F for a slash, %3A for a colon.");
+  m_name = "postgresql://" + (m_options["user"].empty() ? "" : m_options["user"] + "@") + host +
+           (port.empty() ? "" : ":" + port) + "/" + m_options["dbname"];
+  setDefaults();
+}
+
+void PostgresBackend::readUri(const std::string& uri) {
+  // The library's own complaint quotes the text, password included.
+  PQconninfoOption* const parsed = PQconninfoParse(uri.c_str(), nullptr);
+  if (parsed == nullptr)
+    throw PhoneBookError(Kind::Broken, "\"" + withoutSecrets(uri) +
+                                           "\" is no connection to PostgreSQL; write "
+                                           "postgresql://user@host:port/database.");
+  for (const PQconninfoOption* option = parsed; option->keyword != nullptr; ++option) {
+    if (option->val != nullptr) m_options[option->keyword] = option->val;
+  }
+  PQconninfoFree(parsed);
+}
+
+// So that a server that vanishes is noticed in bounded time. Whoever says otherwise knows why.
+void PostgresBackend::setDefaults() {
+  for (const auto& [name, value] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"connect_timeout", "5"},
+           {"keepalives_idle", "5"},
+           {"keepalives_interval", "2"},
+           {"keepalives_count", "3"},
+           {"tcp_user_timeout", "10000"},
+           {"fallback_application_name", "phone-host"}}) {
+    m_options.try_emplace(name, value);
+  }
+  // Nothing but ASCII travels, and errors are told by their codes.
+  m_options["client_encoding"] = "SQL_ASCII";
+}
+
+std::string PostgresBackend::connectionText() const {
+  std::string text;
+  for (const auto& [name, value] : m_options) {
+    if (value.empty()) continue;
+    text += (text.empty() ? "" : " ") + name + "='";
+    for (const char c : value) {
+      if (c == '\'' || c == '\\') text.push_back('\\');
+      text.push_back(c);
+    }
+    text.push_back('\'');
+  }
+  return text;
+}
+
+void PostgresBackend::connect(soci::session& session) {
+  try {
+    session.open(soci::postgresql, connectionText());
+  } catch (const soci::soci_error& error) {
+    throw problem(Kind::Broken, "can't be reached: " + oneLine(error.get_error_message()));
+  }
+  PQsetNoticeProcessor(connectionOf(session), ignoreNotice, nullptr);
+  configure(session);
+}
+
+void PostgresBackend::configure(soci::session& session) const {
+  session << "SET lock_timeout = " << kLockMilliseconds;
+  session << "SET statement_timeout = " << m_patience.count();
+  session << "SET idle_in_transaction_session_timeout = " << m_patience.count();
+  session << "SET default_transaction_isolation = 'read committed'";
+}
+
+std::unique_ptr<SocketDeadline> PostgresBackend::watch(soci::session& session) const {
+  return std::make_unique<SocketDeadline>(PQsocket(connectionOf(session)),
+                                          m_patience + kServersLead);
+}
+
+// One lock for all phones, so that none can fill the phonebook between a look at how full it is and
+// a commit. It is given in the order it was asked for, and ends with the transaction.
+void PostgresBackend::claim(soci::session& session) const { session << kClaim; }
+
+void PostgresBackend::settle(soci::session& session) { static_cast<void>(session); }
+
+// Nothing comes unasked from a server that stays: its end, or a word of farewell before.
+bool PostgresBackend::hasMoved(soci::session& session) const {
+  PGconn* const connection = connectionOf(session);
+  if (PQstatus(connection) != CONNECTION_OK) return true;
+  pollfd waiting{PQsocket(connection), POLLIN, 0};
+  if (::poll(&waiting, 1, 0) <= 0) return false;
+  if (PQconsumeInput(connection) == 0) return true;
+  return ::poll(&waiting, 1, 0) > 0;
+}
+
+PhoneBookError PostgresBackend::explain(const soci::soci_error& error) const {
+  static const std::map<std::string, std::pair<Kind, const char*>, std::less<>> kKnown = {
+      {"40001", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
+      {"40P01", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
+      {"55P03", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
+      {"57014", {Kind::Broken, "can't be used: its server did not answer in time"}},
+      {"53100", {Kind::Full, "has no room: the disk of its server is full"}},
+      {"53200", {Kind::Broken, "can't be used: its server has not enough memory"}},
+      {"25006", {Kind::Broken, "can't be written: its server is read-only"}},
+      {"42501", {Kind::Broken, "can't be used: its user has no permission there"}},
+      {"3F000", {Kind::Broken, "can't be used: the schema is missing"}},
+      {"42P01", {Kind::Broken, "can't be used: no such table"}},
+      {"42703", {Kind::Broken, "can't be used: a table lacks a column"}},
+      {"XX001", {Kind::Broken, "is damaged. Restore a copy of the database"}},
+      {"XX002", {Kind::Broken, "is damaged. Rebuild the indexes of the database"}}};
+  const std::string state = stateOf(error);
+  if (isLost(state))
+    return problem(Kind::Lost, "can't be reached: the connection to its server is lost");
+  const auto known = kKnown.find(state);
+  if (known != kKnown.end()) return problem(known->second.first, known->second.second);
+  return problem(Kind::Broken, "can't be used: its server reports the error " +
+                                   (state.empty() ? "\"unknown\"" : state));
+}
+
+PhoneBookError PostgresBackend::explainCommit(const soci::soci_error& error) const {
+  const std::string state = stateOf(error);
+  if (!state.empty() && !isLost(state)) return explain(error);
+  return problem(Kind::Broken,
+                 "can't be reached: the connection to its server broke at the last moment. It is "
+                 "unknown whether the change was stored; look before it is made again");
+}
+
+std::string PostgresBackend::tablesQuery() const {
+  return "SELECT CAST(tablename AS text) FROM pg_catalog.pg_tables WHERE schemaname = "
+         "current_schema()";
+}
+
+std::string PostgresBackend::stored(const std::string& text) const {
+  std::string digits;
+  digits.reserve(text.size() * 2);
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    digits.push_back(kDigits[byte >> 4]);
+    digits.push_back(kDigits[byte & 0xF]);
+  }
+  return digits;
+}
+
+std::string PostgresBackend::parameter(const std::string& name) const {
+  return "decode(:" + name + ", 'hex')";
+}
+
+std::string PostgresBackend::selected(const std::string& column) const {
+  return "encode(" + column + ", 'hex')";
+}
+
+void PostgresBackend::restore(std::string& value) const {
+  std::size_t bytes = 0;
+  for (std::size_t at = 0; at + 1 < value.size(); at += 2)
+    value[bytes++] = static_cast<char>(valueOf(value[at]) << 4 | valueOf(value[at + 1]));
+  value.resize(bytes);
+}
+
+// Of a hash: a text may be larger than an ordered index can hold.
+std::vector<std::string> PostgresBackend::indexes() const {
+  return {"entries_surname ON entries USING hash (surname)",
+          "entries_mobile ON entries USING hash (mobile)"};
+}
+
+PhoneBookError PostgresBackend::problem(Kind kind, const std::string& what) const {
+  return {kind, "The phonebook " + name() + " " + what + "."};
+}
+
+}  // namespace host

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace host {
+
+/// Ends a connection that is waited on for too long: when the object still lives after that time,
+/// its socket is shut down, so that whoever reads or writes there gets an error. For a client
+/// library that has no time-out of its own, where the other side may be frozen with its connections
+/// open.
+///
+/// The socket has to stay open for as long as the object lives. Threads: one of its own.
+class SocketDeadline {
+ public:
+  SocketDeadline(int socket, std::chrono::milliseconds patience);
+  ~SocketDeadline();
+  SocketDeadline(const SocketDeadline&) = delete;
+  SocketDeadline& operator=(const SocketDeadline&) = delete;
+
+ private:
+  void wait();
+
+  const int m_socket;
+  const std::chrono::steady_clock::time_point m_deadline;
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  bool m_done = false;  ///< Guarded by m_mutex.
+  std::thread m_thread;
+};
+
+}  // namespace host

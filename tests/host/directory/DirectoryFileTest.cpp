@@ -1,0 +1,106 @@
+#include <sys/stat.h>
+
+#include "tests/host/directory/Database.h"
+#include "tests/host/directory/DirectoryFixture.h"
+#include "tests/host/directory/LockedFile.h"
+#include "tests/host/directory/Mounts.h"
+
+namespace test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+/// A phonebook that is a file.
+class DirectoryFileTest : public DirectoryTest {};
+
+TEST_F(DirectoryFileTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
+  StoreNamed("private");
+  for (const char* suffix : {"", "-wal", "-shm"}) {
+    struct stat status = {};
+    ASSERT_EQ(::stat((Path() + suffix).c_str(), &status), 0) << suffix;
+    EXPECT_EQ(status.st_mode & 0777u, 0600u) << suffix;
+  }
+}
+
+TEST_F(DirectoryFileTest, ACopyOfTheFileHasEveryEntryWithoutTheLog) {
+  for (const char* name : {"a", "b", "c"}) StoreNamed(name);
+  WriteFile(m_folder + "/copy.db", ReadFile(Path()));
+  EXPECT_EQ(Database(m_folder + "/copy.db").Run("SELECT surname FROM entries"), "abc");
+}
+
+TEST_F(DirectoryFileTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
+  StoreNamed("before");
+  Database reader(Path());
+  reader.Run("BEGIN; SELECT COUNT(*) FROM entries");
+  StoreNamed("during");
+  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "before");
+  reader.Run("COMMIT");
+  EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "beforeduring");
+}
+
+TEST_F(DirectoryFileTest, TheLogIsWrittenAheadAndACommitIsOnTheDisk) {
+  StoreNamed("Doe");
+  EXPECT_EQ(Sql("PRAGMA journal_mode"), "wal");
+  EXPECT_EQ(Sql("SELECT surname FROM entries"), "Doe");
+}
+
+TEST_F(DirectoryFileTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
+  StoreNamed("a");
+  Sql("INSERT INTO entries (surname, office) VALUES (CAST(x'410042' AS TEXT), 12)");
+  Sql("INSERT INTO entries (surname) VALUES (x'43FF')");
+  EXPECT_THAT(Surnames(), ::testing::ElementsAre("a",
+                                                 "A\xEF\xBF\xBD"
+                                                 "B",
+                                                 "C\xFF"));
+}
+
+TEST_F(DirectoryFileTest, NothingOfADeletedEntryStaysInTheFile) {
+  const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
+  StoreNamed("other");
+  ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
+  ExpectDeleted(id);
+  EXPECT_THAT(ReadFile(Path()), Not(HasSubstr("Zyzzogeton")));
+  EXPECT_THAT(ReadFile(Path() + "-wal"), Not(HasSubstr("Zyzzogeton")));
+}
+
+TEST_F(DirectoryFileTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold) {
+  LockedFile lock(Path());
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  lock.Take("BEGIN IMMEDIATE");
+  ExpectNotDeleted(id, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+  lock.Release();
+  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectDeleted(id);
+}
+
+TEST_F(DirectoryFileTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  Close();
+  disk.MakeReadOnly();
+  EXPECT_THAT(OpeningProblem(), HasSubstr("Read-only file system"));
+  disk.MakeWritable();
+  Open();
+  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+}
+
+TEST_F(DirectoryFileTest, OnAFullDiskAnUpdateIsToldAndTheEntryStaysAsItWas) {
+  if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
+  const MemoryDisk disk(Folder(), 4 << 20);
+  const std::string id = Store({{Column::Surname, "Doe"}});
+  disk.Fill();
+  const std::string big(std::size_t{1} << 20, 'x');
+  ExpectNotUpdated(id, {{Column::Surname, big}}, "is full");
+  EXPECT_THAT(Surnames(), ElementsAre("Doe"));
+  disk.Empty();
+  ExpectUpdated(id, {{Column::Surname, big}});
+  EXPECT_THAT(Surnames(), ElementsAre(big));
+}
+
+}  // namespace
+}  // namespace test
