@@ -5,9 +5,10 @@ import contextlib
 import json
 import pathlib
 
-from check_receiving import PHOTO
+from check_receiving import PHOTO, expect_entry
 from checks import check, expect
-from peer import PEER
+from peer import PEER, TELEPHONE
+from phone import wait_for
 from receiver import CHANNEL, Receiver
 
 
@@ -51,3 +52,35 @@ def arrives(machine):
     with receiver(machine) as other:
         send(machine, "--json", contact)
         expect(other.file("DahlIda.vcf", len(expected)), expected, "the card that the peer got")
+
+
+@check("another telephone, on the second controller, pushes a card to this one")
+def from_another_telephone(machine):
+    before = machine.telephone.stored()
+    contact = contact_file(surname="Other", firstname="Ole", mobile="+47 5", defaultnumber="Mobile")
+    with other_telephone(machine) as bus:
+        machine.wait_for_no_link()
+        result = machine.run_program("phonectl", "--bus", bus, "send", "--json", contact, "--to", TELEPHONE,
+                                     "--channel", "4")
+        expect(result.returncode, 0, f"phonectl's exit code ({result.stderr})")
+    machine.telephone.wait_for_stored(1, before)
+    expect_entry(machine, {"Surname": "Other", "Firstname": "Ole", "Mobile": "+47 5", "DefaultNumber": "3"})
+
+
+@contextlib.contextmanager
+def other_telephone(machine):
+    """It has a bus of its own and only sends; where it connects to is not its own controller's address, so the kernel takes
+    the second one."""
+    bus = "unix:path=/run/other-bus"
+    daemon = machine.start_program("other-bus", "dbus-daemon", "--session", "--nofork", f"--address={bus}")
+    wait_for(pathlib.Path("/run/other-bus").exists, "the other telephone's bus")
+    host = machine.start_program("other-host", "phone-host", "--bus", bus, "--adapter", "hci1",
+                                 "--phonebook", "sqlite3:///run/other.db")
+    try:
+        host.wait_for_out("phone-host: ready")
+        yield bus
+        expect(host.stop(), 0, "the other phone-host's exit code")
+    finally:
+        host.end()
+        daemon.end()
+        pathlib.Path("/run/other-bus").unlink(missing_ok=True)

@@ -12,6 +12,7 @@ from machine import Machine
 # In the order in which they run.
 import check_machine  # noqa: F401
 import check_receiving  # noqa: F401
+import check_bluez  # noqa: F401
 import check_sending  # noqa: F401
 
 ONLY = pathlib.Path("/log/only").read_text().split()

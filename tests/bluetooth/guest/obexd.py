@@ -39,11 +39,11 @@ class Obexd:
             self.process = None
 
     def push(self, file):
-        """Finds the telephone's channel by its service record, as desktops do, and pushes a file. Returns how the transfer
-        ended: "complete" or "error". The session lives as long as the bus connection that made it."""
+        """Finds the telephone's channel by its service record, as desktops do, and pushes a file; waits until the transfer
+        has ended. The session lives as long as the bus connection that made it."""
         bus = dbus.bus.BusConnection(self.machine.environment["DBUS_SESSION_BUS_ADDRESS"])
         try:
-            return self._push(bus, file)
+            self._push(bus, file)
         finally:
             bus.close()
 
@@ -56,8 +56,11 @@ class Obexd:
                        {"Target": "opp", "Source": PEER})
         transfer, _ = call(session, "org.bluez.obex.ObjectPush1", "SendFile", "s", str(file))
 
-        def status():
-            found = call(transfer, "org.freedesktop.DBus.Properties", "Get", "ss", "org.bluez.obex.Transfer1", "Status")
-            return str(found) if found in ("complete", "error") else None
+        def has_ended():
+            try:
+                return call(transfer, "org.freedesktop.DBus.Properties", "Get", "ss", "org.bluez.obex.Transfer1",
+                            "Status") in ("complete", "error")
+            except dbus.DBusException as error:
+                return error.get_dbus_name() == "org.freedesktop.DBus.Error.UnknownObject"  # it goes soon after
 
-        return wait_for(status, "the transfer to end")
+        wait_for(has_ended, "the transfer to end")

@@ -48,6 +48,19 @@ class Peer:
         except ConnectionRefusedError:
             return True
 
+    def gets_in(self):
+        """Whether the telephone takes a link and answers on it."""
+        self.machine.wait_for_no_link()
+        link = self.connect()
+        if link is None:
+            return False
+        with contextlib.closing(link):
+            try:
+                link.sendall(phone.connect_packet())
+                return phone.receive_packet(link)[0] == 0x20
+            except ConnectionError:
+                return False
+
     def connect(self):
         """A link, or None when there is none to be had just now. A connect hangs for half a minute while the link before is
         just ending: it is given up after some seconds."""
