@@ -106,5 +106,19 @@ class ImagesDisk(Trouble):
         self.expect_photo("Berg")
 
 
+@unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
+class ImagesFolder(Trouble):
+    def test_folder_that_is_removed_while_the_phone_runs(self):
+        above = IMAGES.parent
+        self.begin(inside=mounts.inside(f"{mounts.disk(above, 24)}\nmkdir {IMAGES}"))
+        images = mounts.Disk(self.phone, above).path / IMAGES.name
+        images.rmdir()
+        self.expect_unreadable("Berg", *PICTURE)
+        self.expect_stored("Plain")
+        images.mkdir()
+        self.expect_stored("Berg", *PICTURE)
+        self.assertEqual((images / "photoBergTest.jpg").read_bytes(), b"ABC")
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -1,6 +1,7 @@
 """What befalls the phonebook's file: it is gone, replaced, damaged or no phonebook at all. The user is told of a card that
 could not be stored, and once the file is in order the same card can be pushed again."""
 
+import contextlib
 import shutil
 import sqlite3
 import unittest
@@ -75,6 +76,15 @@ class PhonebookFile(Trouble):
         self.remove_file()
         other.rename(self.phonebook)
         self.assertEqual(self.surnames(), ["Before"])
+        self.expect_stored("Berg")
+        self.assertEqual(self.surnames(), ["Before", "Berg"])
+
+    def test_file_that_is_locked_for_longer_than_the_phone_waits(self):
+        self.begin_with_an_entry()
+        with contextlib.closing(sqlite3.connect(self.phonebook, isolation_level=None)) as other:
+            other.execute("BEGIN IMMEDIATE")
+            self.expect_not_stored("Berg")
+            self.assertEqual(self.surnames(), ["Before"])
         self.expect_stored("Berg")
         self.assertEqual(self.surnames(), ["Before", "Berg"])
 
