@@ -16,6 +16,10 @@ class BlueZ:
     def call(self, path, interface, method, signature="", *arguments, timeout=120):
         return self.bus.call_blocking("org.bluez", path, interface, method, signature, arguments, timeout=timeout)
 
+    def reload_bus(self):
+        self.bus.call_blocking("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "ReloadConfig", "",
+                               ())
+
     def objects(self):
         """Path to interfaces; none while bluetoothd isn't there."""
         try:
@@ -36,7 +40,18 @@ class BlueZ:
         return self.adapters()[name]
 
     def set_adapter(self, name, key, value, signature=None):
-        self._set(f"/org/bluez/{name}", ADAPTER, key, value, signature)
+        """Waits while bluetoothd or the telephone is just at it."""
+        def is_set():
+            try:
+                if self.adapter(name)[key] != value:
+                    self._set(f"/org/bluez/{name}", ADAPTER, key, value, signature)
+                return self.adapter(name)[key] == value
+            except dbus.DBusException as error:
+                if error.get_dbus_name() in ("org.bluez.Error.Busy", "org.bluez.Error.InProgress"):
+                    return False
+                raise
+
+        wait_for(is_set, f"{key} of {name} to be {value}")
 
     def device(self, adapter, address):
         """What this adapter knows of a device, or None."""

@@ -95,4 +95,5 @@ def restarted(machine):
     machine.start_bluetoothd()
     machine.make_adapters_ready()
     expect_record(machine)
+    wait_for(lambda: machine.telephone.status()["bluetooth"] == "ready", "the telephone to say that Bluetooth is ready")
     expect_card_goes_through(machine, "Restarted")

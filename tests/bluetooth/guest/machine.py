@@ -100,8 +100,6 @@ class Machine:
             self.bluez.set_adapter(name, "Powered", True)
             self.bluez.set_adapter(name, "DiscoverableTimeout", 0, "u")
             self.bluez.set_adapter(name, "Discoverable", True)
-            wait_for(lambda name=name: self.bluez.adapter(name)["Powered"] and self.bluez.adapter(name)["Discoverable"],
-                     f"{name} to be on and visible")
 
     def bond(self):
         """Pairs the two controllers, once. Without a bond each link begins with a pairing, and the emulated controllers make
