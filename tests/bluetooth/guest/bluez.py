@@ -40,9 +40,11 @@ class BlueZ:
         return self.adapters()[name]
 
     def set_adapter(self, name, key, value, signature=None):
-        """Waits while bluetoothd or the telephone is just at it."""
+        """Waits for the adapter, and while bluetoothd or the telephone is just at it."""
         def is_set():
             try:
+                if name not in self.adapters():
+                    return False
                 if self.adapter(name)[key] != value:
                     self._set(f"/org/bluez/{name}", ADAPTER, key, value, signature)
                 return self.adapter(name)[key] == value
