@@ -1,7 +1,7 @@
 # Sourced by run: what the machine is made of comes from Debian's archive.
 
 # Installed here: they run here.
-installed=(qemu-system-x86 busybox-static cpio kmod xz-utils binutils python3 dbus-daemon obexftp openobex-apps)
+installed=(qemu-system-x86 busybox-static cpio kmod xz-utils zstd binutils python3 dbus-daemon obexftp openobex-apps)
 # Only unpacked, for the machine: nobody wants a Bluetooth daemon to start here.
 unpacked=(bluez bluez-test-tools bluez-obexd python3-dbus)
 
@@ -102,16 +102,21 @@ unpack_kernel() {
 }
 
 extract_vmlinux() {
-  local image=$tree/boot/vmlinuz-$kernel_version sectors offset size
+  local image=$tree/boot/vmlinuz-$kernel_version sectors offset size unpack
   # The boot header: how many sectors come before the code, and where in the code the compressed kernel is. Its last
   # four bytes are the size of the kernel.
   sectors=$(od -An -tu1 -j $((0x1f1)) -N 1 "$image")
   offset=$(od -An -tu4 -j $((0x248)) -N 4 "$image")
   size=$(od -An -tu4 -j $((0x24c)) -N 4 "$image")
   offset=$(((sectors + 1) * 512 + offset))
-  dd if="$image" iflag=skip_bytes,count_bytes skip=$offset count=$((size - 4)) bs=1M status=none |
-    xz -dc >$work/vmlinux ||
-    fail "$image holds no kernel that xz can unpack"
+  dd if="$image" iflag=skip_bytes,count_bytes skip=$offset count=$((size - 4)) bs=1M status=none >$work/compressed
+  case $(od -An -tx1 -N 4 $work/compressed | tr -d ' ') in
+    fd377a58) unpack=xz ;;
+    28b52ffd) unpack=zstd ;;
+    *) fail "$image holds a kernel that is compressed in an unknown way" ;;
+  esac
+  $unpack -dc <$work/compressed >$work/vmlinux
+  rm $work/compressed
 }
 
 unpack_packages() {
