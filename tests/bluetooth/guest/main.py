@@ -40,7 +40,7 @@ def main():
     machine = Machine(say)
     machine.start()
     if "--machine-only" in sys.argv:
-        say("The machine runs; its programs' output is in /log. python3 -i /checks/main.py is another one.")
+        say("The machine runs; its programs' output is in /log. Leave it with: exit")
         subprocess.run(["sh", "-i"], env=machine.environment, check=False)
         return 0
     chosen = [(name, function) for name, function in CHECKS if not ONLY or any(word in name for word in ONLY)]
