@@ -1,6 +1,5 @@
 #include "CARDCAL_Parser.h"
 
-#include <endian.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -10,7 +9,8 @@
 #include <cstring>
 #include <limits>
 
-#include "TextScan.h"
+#include "Base64Quartets.h"
+#include "CardText.h"
 #include "Trace.h"
 
 namespace {
@@ -18,6 +18,7 @@ namespace {
 constexpr const char* kLogComponent = "VCARD Parser";
 constexpr const char* kLogSource = "CARDCAL_Parser";
 
+// Of a parameter's name and of its value, the beginning comes before the inside.
 enum State { kPropName, kParamBN, kParamIN, kParamBV, kParamIV, kPropData };
 enum Encoding { kNoEncoding, kQuotedPrintable, kBase64, k8Bit };
 
@@ -39,9 +40,6 @@ struct Parameter {
   int name;
   int value;
 };
-
-/// What `isspace` accepts, whatever the locale of the process.
-constexpr bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 /// Whether a word with this first character may be "ENCODING" or one of the encodings: most aren't.
 constexpr bool mayBeEncoding(char first) {
@@ -65,55 +63,7 @@ constexpr char hexPair(char first, char second) {
   if (high >= 0) return static_cast<char>(low >= 0 ? high * 16 + low : high);
   if (low < 0) return 0;
   if (first == '-') return static_cast<char>(-low);
-  return static_cast<char>(first == '+' || isWhiteSpace(first) ? low : 0);
-}
-
-constexpr unsigned char kInvalidOrd = 255;
-constexpr std::uint32_t kInvalidQuartet = 1U << 31;
-
-/// The value of each character of the BASE64 alphabet.
-constexpr std::array<unsigned char, 256> kOrds = [] {
-  constexpr const char* kAlphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::array<unsigned char, 256> ords{};
-  ords.fill(kInvalidOrd);
-  for (unsigned char i = 0; i < 64; ++i) ords[static_cast<unsigned char>(kAlphabet[i])] = i;
-  return ords;
-}();
-
-/// What a character adds to the 24 bits of its quartet at each of the four places.
-using QuartetPlace = std::array<std::uint32_t, 256>;
-constexpr std::array<QuartetPlace, 4> kQuartet = [] {
-  std::array<QuartetPlace, 4> places{};
-  for (std::size_t place = 0; place < 4; ++place) {
-    for (std::size_t c = 0; c < 256; ++c) {
-      const std::uint32_t ord = kOrds[c];
-      places[place][c] = ord == kInvalidOrd ? kInvalidQuartet : ord << (18 - 6 * place);
-    }
-  }
-  return places;
-}();
-
-/// The 24 bits of a quartet of the alphabet; anything else has the bit `kInvalidQuartet`.
-std::uint32_t quartetBits(const char* in) {
-  const auto* c = reinterpret_cast<const unsigned char*>(in);
-  return kQuartet[0][c[0]] | kQuartet[1][c[1]] | kQuartet[2][c[2]] | kQuartet[3][c[3]];
-}
-
-/// Writes the bytes of one quartet, or of two, which are 24 bits each. There must be room for
-/// `kQuartetRoom` bytes, as some are written that don't count.
-constexpr int kQuartetRoom = 8;
-
-char* putQuartet(char* out, std::uint32_t bits) {
-  const std::uint32_t bytes = htobe32(bits << 8);
-  std::memcpy(out, &bytes, sizeof bytes);
-  return out + 3;
-}
-
-char* putQuartets(char* out, std::uint32_t first, std::uint32_t second) {
-  const std::uint64_t bytes = htobe64((std::uint64_t{first} << 24 | second) << 16);
-  std::memcpy(out, &bytes, sizeof bytes);
-  return out + 6;
+  return static_cast<char>(first == '+' || cardtext::isWhiteSpace(first) ? low : 0);
 }
 
 /// For each character, the states of the name part in which it is ordinary: it is appended to the
@@ -122,7 +72,7 @@ constexpr std::array<unsigned char, 256> kOrdinary = [] {
   std::array<unsigned char, 256> ordinary{};
   for (int i = 0; i < 256; ++i) {
     const char c = static_cast<char>(i);
-    if (isWhiteSpace(c) || c == ':') continue;
+    if (cardtext::isWhiteSpace(c) || c == ':') continue;
     unsigned states = 1U << kParamBN;
     if (c != ';') states |= 1U << kPropName | 1U << kParamBV;
     if (c != ';' && c != '=') states |= 1U << kParamIN;
@@ -131,82 +81,6 @@ constexpr std::array<unsigned char, 256> kOrdinary = [] {
   }
   return ordinary;
 }();
-
-/// Copies those of the next eight characters that are ordinary wherever in the name part they
-/// stand, up to the first other one. There is room for them.
-const char* copyWordOfName(const char* in, const char* end, char*& out) {
-  if (end - in < static_cast<long>(textscan::kWordSize)) return in;
-  const textscan::Word word = textscan::load(in);
-  // ":" and ";" differ in one bit.
-  const textscan::Word marks =
-      textscan::Marks(word).below('!').of(';', 1).of('=').of('\\').marked();
-  std::memcpy(out, in, sizeof word);
-  const std::size_t ordinary = textscan::firstMarked(marks);
-  out += ordinary;
-  return in + ordinary;
-}
-
-/// Marks line ends, carriage returns and a few rare control characters in text, and where it is
-/// quoted-printable, what begins an escape.
-template <bool kQuoted>
-textscan::Word marksOfText(textscan::Word word) {
-  textscan::Marks marks(word);
-  marks.below('\r' + 1);
-  if (kQuoted) marks.of('=');
-  return marks.marked();
-}
-
-/// Copies text up to the first character that means something in it, or to `stop`. There is room.
-template <bool kQuoted>
-const char* copyText(const char* in, const char* stop, char*& out) {
-  using textscan::kWordSize;
-  const auto isText = [](char c) { return c != '\n' && c != '\r' && !(kQuoted && c == '='); };
-  while (stop - in >= static_cast<long>(2 * kWordSize)) {
-    const textscan::Word first = textscan::load(in);
-    const textscan::Word second = textscan::load(in + kWordSize);
-    const textscan::Word firstMarks = marksOfText<kQuoted>(first);
-    const textscan::Word secondMarks = marksOfText<kQuoted>(second);
-    std::memcpy(out, in, 2 * kWordSize);
-    std::size_t size = 2 * kWordSize;
-    if (firstMarks != 0) {
-      size = textscan::firstMarked(firstMarks);
-    } else if (secondMarks != 0) {
-      size = kWordSize + textscan::firstMarked(secondMarks);
-    }
-    in += size;
-    out += size;
-    if (size == 2 * kWordSize) continue;
-    if (!isText(*in)) return in;
-    *out++ = *in++;
-  }
-  while (in < stop && isText(*in)) *out++ = *in++;
-  return in;
-}
-
-/// Whether a line that ends here goes on in the next one, as far as can be seen at once.
-bool isFold(const char* lineEnd, const char* end) {
-  return end - lineEnd > 2 && lineEnd[1] != '\n' && isWhiteSpace(lineEnd[1]) && lineEnd[2] != '\n';
-}
-
-/// Behind a line break and the white space that continues the line, `in` itself where that isn't
-/// seen at once.
-const char* skipFold(const char* in, const char* end) {
-  const char* const lineEnd = *in == '\r' ? in + 1 : in;
-  return lineEnd < end && *lineEnd == '\n' && isFold(lineEnd, end) ? lineEnd + 2 : in;
-}
-
-/// Whether it is seen at once that the line doesn't go on: another one begins.
-bool isLastOfLine(const char* lineEnd, const char* end) {
-  return end - lineEnd > 1 && !isWhiteSpace(lineEnd[1]);
-}
-
-/// Behind a soft line break of quoted-printable text, `in` itself where there is none.
-const char* skipSoftBreak(const char* in, const char* end) {
-  const char* lineEnd = in + 1;
-  if (lineEnd < end && *lineEnd == '\r') ++lineEnd;
-  const bool isBreak = lineEnd < end && *lineEnd == '\n' && isLastOfLine(lineEnd, end);
-  return isBreak ? lineEnd + 1 : in;
-}
 
 }  // namespace
 
@@ -318,10 +192,10 @@ inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end)
       const int done =
           state == kParamBN ? vcardAddParameter(offset) : vcardSetParameterValue(offset);
       if (!done) return nullptr;
-      ++state;
+      ++state;  // inside of it
       *out++ = *in++;
     }
-    in = copyWordOfName(in, end, out);
+    in = cardtext::copyWordOfName(in, end, out);
     while (in < end && isOrdinary(*in, state)) *out++ = *in++;
     if (in == end) break;
     if (*in == ';' && state != kParamIV) {
@@ -344,7 +218,7 @@ inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   if (s.qpEscape) return in;
   if (s.startOfData) {
-    if (isWhiteSpace(*in)) return in;
+    if (cardtext::isWhiteSpace(*in)) return in;
     s.startOfData = 0;
   }
   while (in < end) {
@@ -355,8 +229,8 @@ inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
       if (in == end || *in != '\n') continue;
     }
     if (*in != '\n') return in;
-    if (isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
-    if (!isFold(in, end)) return in;
+    if (cardtext::isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
+    if (!cardtext::isFold(in, end)) return in;
     if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
     in += 2;
   }
@@ -383,8 +257,8 @@ const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
     const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
     char* out = s.lineBuffer + s.lineLength;
     for (;;) {
-      in = copyText<kQuoted>(in, stop, out);
-      const char* const next = in < stop ? skipFold(in, end) : in;
+      in = cardtext::copyText<kQuoted>(in, stop, out);
+      const char* const next = in < stop ? cardtext::skipFold(in, end) : in;
       if (next == in) break;
       *out++ = ' ';
       in = next;
@@ -401,7 +275,7 @@ const char* CARDCAL_Parser::takeQuotedPrintable(const char* in, const char* end)
     in = takeText<true>(in, end);
     if (in == nullptr || in == end || *in != '=') return in;
     const bool isByte = end - in > 2 && hexDigit(in[1]) >= 0 && hexDigit(in[2]) >= 0;
-    const char* const next = isByte ? in + 3 : skipSoftBreak(in, end);
+    const char* const next = isByte ? in + 3 : cardtext::skipSoftBreak(in, end);
     if (next == in) return in;
     if (isByte && !vcardAddCharacterToCurrentLine(hexPair(in[1], in[2]))) return nullptr;
     in = next;
@@ -426,11 +300,11 @@ const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   int count = s.base64Count;
   while (count < 4 && in < end) {
-    if (kOrds[static_cast<unsigned char>(*in)] != kInvalidOrd) {
+    if (base64::kOrds[static_cast<unsigned char>(*in)] != base64::kInvalidOrd) {
       s.pending[count++] = *in++;
       continue;
     }
-    const char* const next = skipFold(in, end);
+    const char* const next = cardtext::skipFold(in, end);
     if (next == in) break;
     in = next;
   }
@@ -444,19 +318,19 @@ const char* CARDCAL_Parser::takeQuartets(const char* in, const char* end) {
   const char* stop = nullptr;
   do {
     const int count = static_cast<int>(std::min<long>((end - in) / 4, kBase64Run));
-    if (!vcardReserve(count * 3 + kQuartetRoom)) return nullptr;
+    if (!vcardReserve(count * 3 + base64::kQuartetRoom)) return nullptr;
     stop = in + 4 * count;
     char* out = s.lineBuffer + s.lineLength;
     for (; stop - in >= 8; in += 8) {
-      const std::uint32_t first = quartetBits(in);
-      const std::uint32_t second = quartetBits(in + 4);
-      if (((first | second) & kInvalidQuartet) != 0) break;
-      out = putQuartets(out, first, second);
+      const std::uint32_t first = base64::quartetBits(in);
+      const std::uint32_t second = base64::quartetBits(in + 4);
+      if (((first | second) & base64::kInvalidQuartet) != 0) break;
+      out = base64::putQuartets(out, first, second);
     }
     for (; in < stop; in += 4) {
-      const std::uint32_t bits = quartetBits(in);
-      if ((bits & kInvalidQuartet) != 0) break;
-      out = putQuartet(out, bits);
+      const std::uint32_t bits = base64::quartetBits(in);
+      if ((bits & base64::kInvalidQuartet) != 0) break;
+      out = base64::putQuartet(out, bits);
     }
     s.lineLength = static_cast<int>(out - s.lineBuffer);
   } while (in == stop && end - in >= 4);
@@ -476,7 +350,7 @@ int CARDCAL_Parser::parseByte(char c) {
         return 0;
       }
     }
-    if (!s.foldSeen && isWhiteSpace(c)) {
+    if (!s.foldSeen && cardtext::isWhiteSpace(c)) {
       s.foldSeen = 1;
       return 1;
     }
@@ -684,7 +558,7 @@ int CARDCAL_Parser::processCharacter_propName(char c) {
     m_state->state = kParamBN;
     return 1;
   }
-  if (isWhiteSpace(c)) return 1;
+  if (cardtext::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -693,7 +567,7 @@ int CARDCAL_Parser::processCharacter_paramBN(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (isWhiteSpace(c)) return 1;
+  if (cardtext::isWhiteSpace(c)) return 1;
   vcardAddParameter(m_state->lineLength);
   m_state->state = kParamIN;
   return vcardAddCharacterToCurrentLine(c);
@@ -705,7 +579,7 @@ int CARDCAL_Parser::processCharacter_paramIN(char c) {
     m_state->state = c == ';' ? kParamBN : kParamBV;
     return vcardAddCharacterToCurrentLine('\0');
   }
-  if (isWhiteSpace(c)) return 1;
+  if (cardtext::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -714,7 +588,7 @@ int CARDCAL_Parser::processCharacter_paramBV(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (isWhiteSpace(c)) return 1;
+  if (cardtext::isWhiteSpace(c)) return 1;
   if (!vcardSetParameterValue(m_state->lineLength)) return 0;
   m_state->state = kParamIV;
   return vcardAddCharacterToCurrentLine(c);
@@ -738,7 +612,7 @@ int CARDCAL_Parser::processCharacter_paramIV(char c) {
   }
   if (c == ';' || c == '\\') {
     s.escapeSeen = 0;
-  } else if (isWhiteSpace(c)) {
+  } else if (cardtext::isWhiteSpace(c)) {
     return 1;
   }
   return vcardAddCharacterToCurrentLine(c);
@@ -749,7 +623,7 @@ int CARDCAL_Parser::processCharacter_propData(char c) {
   if (c == '\n') return processDataLineEnd();
   if (c == '\r') return 1;
   if (s.startOfData) {
-    if (isWhiteSpace(c)) {
+    if (cardtext::isWhiteSpace(c)) {
       TRACE("\tParser: StartOfData");
       return 1;
     }
@@ -781,16 +655,16 @@ int CARDCAL_Parser::processQuotedPrintable(char c) {
 
 int CARDCAL_Parser::processBase64(char c) {
   CARDCAL_State& s = *m_state;
-  if (s.base64Count < 4 && !isWhiteSpace(c)) s.pending[s.base64Count++] = c;
+  if (s.base64Count < 4 && !cardtext::isWhiteSpace(c)) s.pending[s.base64Count++] = c;
   return s.base64Count < 4 ? 1 : decodeBase64Quartet();
 }
 
 int CARDCAL_Parser::decodeBase64Quartet() {
   CARDCAL_State& s = *m_state;
-  const std::uint32_t bits = quartetBits(s.pending);
-  if ((bits & kInvalidQuartet) != 0) return decodePaddedQuartet();
-  if (!vcardReserve(kQuartetRoom)) return 0;
-  putQuartet(s.lineBuffer + s.lineLength, bits);
+  const std::uint32_t bits = base64::quartetBits(s.pending);
+  if ((bits & base64::kInvalidQuartet) != 0) return decodePaddedQuartet();
+  if (!vcardReserve(base64::kQuartetRoom)) return 0;
+  base64::putQuartet(s.lineBuffer + s.lineLength, bits);
   s.lineLength += 3;
   return clearPending();
 }
@@ -862,4 +736,6 @@ inline int CARDCAL_Parser::processDataLineEnd() {
   return vcardResetCurrentLine();
 }
 
-unsigned char CARDCAL_Parser::Base64ToOrd(char c) { return kOrds[static_cast<unsigned char>(c)]; }
+unsigned char CARDCAL_Parser::Base64ToOrd(char c) {
+  return base64::kOrds[static_cast<unsigned char>(c)];
+}
