@@ -69,7 +69,7 @@ void describeBluetooth(CLI::App& app, Options& options) {
                  "What pushes of devices that aren't both paired and trusted meet with: ask or "
                  "refuse")
       ->type_name("WHAT")
-      ->transform(CLI::Transformer(forStrangers))
+      ->transform(CLI::CheckedTransformer(forStrangers))
       ->default_str("ask");
 }
 

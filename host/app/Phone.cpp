@@ -10,6 +10,7 @@
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
+#include "host/checks/ImagesFolder.h"
 #include "host/directory/WithoutSecrets.h"
 
 namespace host {
@@ -104,6 +105,7 @@ Method Phone::status() const {
   text("plugin", m_plugin.file());
   text("phonebook", withoutSecrets(m_options.connection));
   text("images", Storage::defaultRoot());
+  text("imagesProblem", imagesProblem(Storage::defaultRoot()));
   const std::vector<std::string> photos = m_mobility.recentFiles();
   text("lastPhoto", photos.empty() ? "" : photos.front());
   status.addIntParameter("photos", toInt(m_mobility.count()), Parameter::OUT);

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "host/bluetooth/BluezNames.h"
-#include "host/loader/HostLog.h"
 
 namespace host {
 namespace {

@@ -17,13 +17,16 @@ class Command {
 
   /// Whether the command line asked for it.
   [[nodiscard]] bool chosen() const { return m_app->parsed(); }
-  /// Does it. Returns the exit code, or throws Failure.
-  virtual int run(PhoneBus& bus) = 0;
+  /// Does it, with the phone on this bus. Returns the exit code, or throws Failure.
+  virtual int start(const BusPlace& place);
 
  protected:
   /// Adds the command to `parent`. `footer` stands at the end of its help.
   Command(CLI::App& parent, const std::string& name, const std::string& description,
           const std::string& footer);
+
+  /// The same, connected to the phone's bus.
+  virtual int run(PhoneBus& bus) = 0;
 
   CLI::App& app() { return *m_app; }
 

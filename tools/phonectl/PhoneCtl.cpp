@@ -13,6 +13,8 @@
 #include "tools/phonectl/BookListCommand.h"
 #include "tools/phonectl/BookShowCommand.h"
 #include "tools/phonectl/CancelCommand.h"
+#include "tools/phonectl/DevicesCommand.h"
+#include "tools/phonectl/DoctorCommand.h"
 #include "tools/phonectl/ReceiveCommand.h"
 #include "tools/phonectl/RejectCommand.h"
 #include "tools/phonectl/SendCommand.h"
@@ -52,10 +54,12 @@ PhoneCtl::PhoneCtl()
       "went away meanwhile, 130 or 143 left by Ctrl-C or SIGTERM.");
 
   add<StatusCommand>(m_app);
+  add<DoctorCommand>(m_app);
   add<ReceiveCommand>(m_app);
   add<WatchCommand>(m_app);
   add<AcceptCommand>(m_app);
   add<RejectCommand>(m_app);
+  add<DevicesCommand>(m_app);
   add<SendCommand>(m_app);
   add<CancelCommand>(m_app);
   CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook and change it");
@@ -90,9 +94,7 @@ int PhoneCtl::run(int argc, char** argv) {
 
 int PhoneCtl::runChosen() {
   for (const auto& command : m_commands) {
-    if (!command->chosen()) continue;
-    PhoneBus bus{BusPlace(m_bus)};
-    return command->run(bus);
+    if (command->chosen()) return command->start(BusPlace(m_bus));
   }
   std::cerr << "phonectl: say what to do; the commands stand in: phonectl --help" << std::endl;
   return kUsage;

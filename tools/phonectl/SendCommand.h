@@ -8,7 +8,7 @@
 
 namespace phonectl {
 
-/// `phonectl send CONTACT --to ADDRESS --channel N`: sends a contact to another device.
+/// `phonectl send CONTACT --to ADDRESS|NAME [--channel N]`: sends a contact to another device.
 class SendCommand : public Command {
  public:
   explicit SendCommand(CLI::App& parent);
@@ -17,9 +17,13 @@ class SendCommand : public Command {
  private:
   [[nodiscard]] contacts::Contact contact(PhoneBus& bus, const StopSignals& signals) const;
 
+  void findDestination(PhoneBus& bus, const StopSignals& signals);
+  [[nodiscard]] int findChannel(const StopSignals& signals) const;
+
   std::string m_which;
   std::string m_file;
   bool m_pending = false;
+  std::string m_device;  ///< address or name
   Destination m_destination{"", 0};
 };
 

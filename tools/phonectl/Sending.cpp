@@ -13,8 +13,8 @@ constexpr unsigned kEventPatienceMilliseconds = 5000;
 constexpr unsigned kOutcomePatienceMilliseconds = 1000;
 
 constexpr const char* kWhatNow =
-    "The contact still waits in the phone: phonectl send --pending --to ADDRESS --channel N sends "
-    "it, phonectl cancel drops it";
+    "The contact still waits in the phone: phonectl send --pending --to ADDRESS sends it, "
+    "phonectl cancel drops it";
 
 std::string notSent(const std::string& contact, const Destination& destination) {
   return shownContact(contact) + " was not sent to " + destination.shown() +

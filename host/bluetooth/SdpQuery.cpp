@@ -1,0 +1,220 @@
+#include "host/bluetooth/SdpQuery.h"
+
+#include <bluetooth/bluetooth.h>
+#include <bluetooth/l2cap.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <system_error>
+
+namespace host {
+namespace {
+
+constexpr std::uint16_t kServiceDiscovery = 1;  ///< its L2CAP port
+constexpr std::uint8_t kErrorResponse = 0x01;
+constexpr std::uint8_t kSearchRequest = 0x06;
+constexpr std::uint8_t kSearchResponse = 0x07;
+constexpr std::size_t kHead = 5;
+constexpr std::size_t kMaxPacket = 65535 + kHead;
+constexpr std::size_t kMaxContinuation = 16;
+constexpr std::size_t kMaxLists = 65536;
+/// Where bluetoothd answers local programs.
+constexpr const char* kLocalSocket = "/run/sdp";
+constexpr std::chrono::seconds kLocalPatience{5};
+/// A device that gives its answer in crumbs is not waited for.
+constexpr int kMaxPackets = 256;
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+bool readAddress(const std::string& text, bdaddr_t& address) {
+  unsigned bytes[6];
+  if (std::sscanf(text.c_str(), "%2x:%2x:%2x:%2x:%2x:%2x", &bytes[5], &bytes[4], &bytes[3],
+                  &bytes[2], &bytes[1], &bytes[0]) != 6)
+    return false;
+  std::copy(std::begin(bytes), std::end(bytes), std::begin(address.b));
+  return true;
+}
+
+sockaddr_l2 place(const bdaddr_t& address, std::uint16_t port) {
+  sockaddr_l2 place{};
+  place.l2_family = AF_BLUETOOTH;
+  place.l2_bdaddr = address;
+  place.l2_psm = htobs(port);
+  return place;
+}
+
+void append16(std::vector<std::uint8_t>& bytes, std::size_t number) {
+  bytes.push_back(static_cast<std::uint8_t>(number >> 8 & 0xFF));
+  bytes.push_back(static_cast<std::uint8_t>(number & 0xFF));
+}
+
+std::size_t read16(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+  return static_cast<std::size_t>(bytes[at]) << 8 | bytes[at + 1];
+}
+
+/// For the protocols and the name of every record of the class Object Push.
+std::vector<std::uint8_t> request(std::uint16_t transaction,
+                                  const std::vector<std::uint8_t>& continuation) {
+  constexpr std::uint8_t kQuestion[] = {0x35, 0x03, 0x19, 0x11, 0x05, 0xFF, 0xFF, 0x35,
+                                        0x06, 0x09, 0x00, 0x04, 0x09, 0x01, 0x00};
+  std::vector<std::uint8_t> packet{kSearchRequest};
+  append16(packet, transaction);
+  append16(packet, sizeof kQuestion + 1 + continuation.size());
+  packet.insert(packet.end(), std::begin(kQuestion), std::end(kQuestion));
+  packet.push_back(static_cast<std::uint8_t>(continuation.size()));
+  packet.insert(packet.end(), continuation.begin(), continuation.end());
+  return packet;
+}
+
+bool fail(SdpQuery::Answer& answer, const std::string& problem) {
+  answer.outcome = SdpQuery::Outcome::kUnreachable;
+  answer.problem = problem;
+  return false;
+}
+
+}  // namespace
+
+SdpQuery::SdpQuery() : m_cancel(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+SdpQuery::~SdpQuery() {
+  if (m_cancel >= 0) ::close(m_cancel);
+}
+
+void SdpQuery::cancel() {
+  if (m_cancel >= 0) eventfd_write(m_cancel, 1);
+}
+
+SdpQuery::Answer SdpQuery::ask(const std::string& address, const std::string& source,
+                               std::chrono::milliseconds patience) {
+  Answer answer;
+  const int socket =
+      ::socket(AF_BLUETOOTH, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, BTPROTO_L2CAP);
+  if (socket < 0) {
+    answer.outcome =
+        errno == EAFNOSUPPORT || errno == EPROTONOSUPPORT ? Outcome::kNoBluetooth : answer.outcome;
+    answer.problem = "there is no Bluetooth socket to be had: " + reasonOf(errno);
+    return answer;
+  }
+  m_deadline = Clock::now() + patience;
+  if (connect(socket, address, source, answer)) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(m_deadline - Clock::now());
+    answer = askOver(socket, left);
+  }
+  ::close(socket);
+  return answer;
+}
+
+bool SdpQuery::connect(int socket, const std::string& address, const std::string& source,
+                       Answer& answer) {
+  bdaddr_t to{};
+  bdaddr_t from{};
+  if (!readAddress(address, to)) return fail(answer, "\"" + address + "\" is no address");
+  if (!source.empty() && readAddress(source, from)) {
+    const sockaddr_l2 own = place(from, 0);
+    if (::bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0)
+      return fail(answer, "the adapter " + source + " can't be used: " + reasonOf(errno));
+  }
+  const sockaddr_l2 peer = place(to, kServiceDiscovery);
+  const int result = ::connect(socket, reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
+  if (result == 0) return true;
+  if (errno != EINPROGRESS && errno != EAGAIN) return fail(answer, reasonOf(errno));
+  if (!waitFor(socket, POLLOUT, answer)) return false;
+  int error = 0;
+  socklen_t size = sizeof error;
+  if (getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
+  return error == 0 || fail(answer, reasonOf(error));
+}
+
+SdpQuery::Answer SdpQuery::askLocal() {
+  Answer answer;
+  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un place{};
+  place.sun_family = AF_UNIX;
+  std::strncpy(place.sun_path, kLocalSocket, sizeof place.sun_path - 1);
+  if (socket < 0 || ::connect(socket, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0)
+    fail(answer, std::string(kLocalSocket) + ": " + reasonOf(errno));
+  else
+    answer = askOver(socket, kLocalPatience);
+  if (socket >= 0) ::close(socket);
+  return answer;
+}
+
+SdpQuery::Answer SdpQuery::askOver(int socket, std::chrono::milliseconds patience) {
+  m_deadline = Clock::now() + patience;
+  m_lists.clear();
+  m_continuation.clear();
+  Answer answer;
+  for (int i = 0; i < kMaxPackets; ++i) {
+    if (!exchange(socket, answer)) return answer;
+    if (!m_continuation.empty()) continue;
+    auto records = readSdpRecords(m_lists);
+    if (!records) {
+      fail(answer, "its answer can't be understood");
+      return answer;
+    }
+    answer.outcome = Outcome::kAnswered;
+    answer.records = std::move(*records);
+    return answer;
+  }
+  fail(answer, "its answer has no end");
+  return answer;
+}
+
+bool SdpQuery::exchange(int socket, Answer& answer) {
+  ++m_transaction;
+  const std::vector<std::uint8_t> question = request(m_transaction, m_continuation);
+  if (!waitFor(socket, POLLOUT, answer)) return false;
+  if (::send(socket, question.data(), question.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0)
+    return fail(answer, reasonOf(errno));
+  if (!waitFor(socket, POLLIN, answer)) return false;
+  std::vector<std::uint8_t> packet(kMaxPacket);
+  const ssize_t got = ::recv(socket, packet.data(), packet.size(), MSG_DONTWAIT);
+  if (got < 0) return fail(answer, reasonOf(errno));
+  packet.resize(static_cast<std::size_t>(got));
+  return take(packet, answer);
+}
+
+bool SdpQuery::take(const std::vector<std::uint8_t>& packet, Answer& answer) {
+  constexpr const char* kOdd = "its answer can't be understood";
+  if (packet.empty()) return fail(answer, "it has closed the link");
+  if (packet.size() < kHead || read16(packet, 1) != m_transaction ||
+      read16(packet, 3) != packet.size() - kHead)
+    return fail(answer, kOdd);
+  if (packet[0] == kErrorResponse) return fail(answer, "it refuses to tell of its services");
+  if (packet[0] != kSearchResponse || packet.size() < kHead + 3) return fail(answer, kOdd);
+  const std::size_t count = read16(packet, kHead);
+  const std::size_t begin = kHead + 2;
+  if (packet.size() < begin + count + 1) return fail(answer, kOdd);
+  const std::size_t state = packet[begin + count];
+  if (state > kMaxContinuation || packet.size() != begin + count + 1 + state)
+    return fail(answer, kOdd);
+  const auto at = [&](std::size_t offset) {
+    return packet.begin() + static_cast<std::ptrdiff_t>(offset);
+  };
+  m_lists.insert(m_lists.end(), at(begin), at(begin + count));
+  m_continuation.assign(at(begin + count + 1), packet.end());
+  return m_lists.size() <= kMaxLists || fail(answer, "its answer is too large");
+}
+
+bool SdpQuery::waitFor(int socket, short events, Answer& answer) {
+  while (true) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_deadline - Clock::now());
+    if (left.count() <= 0) return fail(answer, "it doesn't answer");
+    pollfd waiting[] = {{socket, events, 0}, {m_cancel, POLLIN, 0}};
+    const int ready = poll(waiting, 2, static_cast<int>(left.count()));
+    if (ready < 0 && errno != EINTR) return fail(answer, reasonOf(errno));
+    if (ready > 0 && waiting[1].revents != 0) return fail(answer, "it was given up");
+    if (ready > 0 && waiting[0].revents != 0) return true;
+  }
+}
+
+}  // namespace host

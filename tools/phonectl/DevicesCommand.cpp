@@ -1,0 +1,119 @@
+#include "tools/phonectl/DevicesCommand.h"
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+
+#include "tools/cards/CardJson.h"
+#include "tools/cards/CardText.h"
+#include "tools/cards/SafeText.h"
+#include "tools/phonectl/NearBluez.h"
+#include "tools/phonectl/Output.h"
+#include "tools/phonectl/StopSignals.h"
+#include "tools/phonectl/VisibleTime.h"
+
+namespace phonectl {
+
+namespace {
+
+constexpr int kUsualScan = 8;
+
+}  // namespace
+
+DevicesCommand::DevicesCommand(CLI::App& parent)
+    : Command(
+          parent, "devices", "List Bluetooth devices: address, name, trust, whether in reach",
+          "The list is of the devices that BlueZ knows and of those that a search finds, which\n"
+          "must be visible. Trust is \"trusted\" (paired and trusted), \"paired\", \"stranger\" "
+          "or\n\"blocked\"; `bluetoothctl pair ADDRESS` and `bluetoothctl trust ADDRESS` change "
+          "it.\nNo phone needs to run."),
+      m_scan(kUsualScan) {
+  app().add_flag("--json", m_json, "A JSON array, one object a device");
+  app()
+      .add_option("--scan", m_scan, "How long to search: 10s, 1m; 0 for not at all (default: 8s)")
+      ->type_name("TIME")
+      ->transform([](const std::string& text) {
+        const auto seconds = text == "0" ? std::optional<int>(0) : visibleTime(text);
+        if (!seconds || *seconds < 0)
+          throw CLI::ValidationError("--scan",
+                                     "\"" + text + "\" is no time such as 10s, and not 0");
+        return std::to_string(*seconds);
+      });
+}
+
+int DevicesCommand::start(const BusPlace&) {
+  const StopSignals signals;
+  NearBluez bluez(signals);
+  if (!bluez.ready()) throw Failure(kFailed, bluez.missing() + ". See: phonectl doctor");
+  const host::AdapterFacts* const adapter = bluez.objects().adapter("");
+  if (adapter == nullptr) {
+    std::cerr << "phonectl: there is no Bluetooth adapter; these are known from before"
+              << std::endl;
+  } else if (m_scan > 0) {
+    const std::string problem = bluez.scan(*adapter, m_scan);
+    if (!problem.empty())
+      std::cerr << "phonectl: can't search for devices: " << problem << std::endl;
+  }
+  const std::vector<Row> rows = rowsOf(bluez.objects());
+  if (m_json) {
+    printJson(rows);
+  } else {
+    print(rows);
+  }
+  return kDone;
+}
+
+int DevicesCommand::run(PhoneBus& bus) { return start(bus.place()); }
+
+std::vector<DevicesCommand::Row> DevicesCommand::rowsOf(const host::BluezObjects& objects) {
+  std::map<std::string, Row> rows;
+  for (const auto& [path, device] : objects.devices()) {
+    if (device.address.empty()) continue;
+    const host::Peer peer = host::PeerBook::peerOf(device);
+    const auto [entry, isNew] = rows.try_emplace(device.address);
+    Row& row = entry->second;
+    row.address = device.address;
+    row.peer = isNew ? peer : host::PeerBook::join(row.peer, peer);
+    row.trusted = (isNew || row.trusted) && device.trusted;
+    row.connected = row.connected || device.connected;
+    row.near = row.near || device.near || device.connected;
+  }
+  std::vector<Row> sorted;
+  for (const auto& [address, row] : rows) sorted.push_back(row);
+  std::stable_sort(sorted.begin(), sorted.end(),
+                   [](const Row& one, const Row& other) { return one.near > other.near; });
+  return sorted;
+}
+
+std::string DevicesCommand::trustOf(const Row& row) {
+  const bool onlyPaired = row.peer.standing == host::Peer::Standing::kStranger && row.peer.paired;
+  return onlyPaired ? "paired" : row.peer.word();
+}
+
+void DevicesCommand::print(const std::vector<Row>& rows) {
+  if (rows.empty()) std::cerr << "phonectl: no device is known, and none was found" << std::endl;
+  for (const Row& row : rows) {
+    const std::string name = cards::safeText(row.peer.name, cards::kMaxShown);
+    std::string trust = trustOf(row);
+    trust.resize(std::max<std::size_t>(trust.size(), 9), ' ');
+    printLine(row.address + "  " + trust + (row.near ? "near  " : "      ") +
+              (name.empty() ? "(no name)" : name));
+  }
+}
+
+void DevicesCommand::printJson(const std::vector<Row>& rows) {
+  nlohmann::ordered_json all = nlohmann::ordered_json::array();
+  for (const Row& row : rows) {
+    all.push_back({{"address", row.address},
+                   {"name", row.peer.name},
+                   {"trust", trustOf(row)},
+                   {"paired", row.peer.paired},
+                   {"trusted", row.trusted},
+                   {"blocked", row.peer.standing == host::Peer::Standing::kBlocked},
+                   {"connected", row.connected},
+                   {"near", row.near}});
+  }
+  printLine(cards::jsonLine(all));
+}
+
+}  // namespace phonectl

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "host/bluetooth/PeerBook.h"
+#include "tools/phonectl/Command.h"
+
+namespace phonectl {
+
+/// `phonectl devices`: the devices that BlueZ knows, and those in reach.
+class DevicesCommand : public Command {
+ public:
+  explicit DevicesCommand(CLI::App& parent);
+  /// Needs no phone.
+  int start(const BusPlace& place) override;
+
+ protected:
+  int run(PhoneBus& bus) override;
+
+ private:
+  /// A device, by its address, of all that adapters have met.
+  struct Row {
+    std::string address;
+    host::Peer peer;
+    bool trusted = false;
+    bool connected = false;
+    bool near = false;
+  };
+
+  static std::vector<Row> rowsOf(const host::BluezObjects& objects);
+  static std::string trustOf(const Row& row);
+  static void print(const std::vector<Row>& rows);
+  static void printJson(const std::vector<Row>& rows);
+
+  int m_scan;
+  bool m_json = false;
+};
+
+}  // namespace phonectl

@@ -1,0 +1,130 @@
+#include "tools/phonectl/NearBluez.h"
+
+#include <atomic>
+#include <map>
+#include <thread>
+
+#include "host/bluetooth/BluezNames.h"
+#include "tools/cards/CardText.h"
+#include "tools/cards/SafeText.h"
+#include "tools/phonectl/Failure.h"
+
+namespace phonectl {
+
+namespace {
+
+constexpr unsigned kPatienceMilliseconds = 10000;
+/// A device that is in reach answers within two or three seconds; the system looks for one for
+/// five.
+constexpr std::chrono::seconds kServicePatience{20};
+
+void throwIfLeft(const StopSignals& signals) {
+  if (signals.caught() != 0) throw Failure(kSignalled + signals.caught(), "left before the end");
+}
+
+bool equalNames(const std::string& one, const std::string& other) {
+  char* const folded = g_utf8_casefold(one.c_str(), -1);
+  char* const otherFolded = g_utf8_casefold(other.c_str(), -1);
+  const bool equal = g_strcmp0(folded, otherFolded) == 0;
+  g_free(folded);
+  g_free(otherFolded);
+  return equal;
+}
+
+std::string listed(const std::map<std::string, std::string>& addresses) {
+  std::string text;
+  for (const auto& [address, name] : addresses) text += (text.empty() ? "" : ", ") + address;
+  return text;
+}
+
+/// Runs the main loop until the condition holds or the time is over.
+bool runUntil(const StopSignals& signals, const std::function<bool()>& condition,
+              unsigned milliseconds) {
+  bool over = false;
+  // Whether a thread is done shows only when it is looked at.
+  constexpr unsigned kLookMilliseconds = 20;
+  unsigned waited = 0;
+  sigc::connection timer = Glib::signal_timeout().connect(
+      [&] {
+        waited += kLookMilliseconds;
+        over = waited >= milliseconds;
+        return true;
+      },
+      kLookMilliseconds);
+  while (!condition() && !over && signals.caught() == 0)
+    Glib::MainContext::get_default()->iteration(true);
+  timer.disconnect();
+  return condition();
+}
+
+}  // namespace
+
+NearBluez::NearBluez(const StopSignals& signals) : m_signals(signals) {
+  m_bluez.start([this] { m_told = true; });
+  waitUntil([this] { return m_told; }, kPatienceMilliseconds);
+}
+
+bool NearBluez::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
+  const bool holds = runUntil(m_signals, condition, milliseconds);
+  throwIfLeft(m_signals);
+  return holds;
+}
+
+std::string NearBluez::missing() const {
+  return m_told ? cards::safeText(m_bluez.missing()) : "BlueZ doesn't answer";
+}
+
+std::string NearBluez::scan(const host::AdapterFacts& adapter, int seconds) {
+  const std::string path = adapter.path;
+  std::string problem;
+  bool answered = false;
+  m_bluez.call(path, host::bluez::kAdapter, "StartDiscovery", nullptr,
+               [&](const host::Bluez::Reply& reply) {
+                 answered = true;
+                 if (!reply.body) problem = reply.text.empty() ? reply.error : reply.text;
+               });
+  if (!waitUntil([&] { return answered; }, kPatienceMilliseconds)) problem = "BlueZ doesn't answer";
+  if (!problem.empty()) return cards::safeText(problem);
+  // It ends with our connection, too.
+  waitUntil([] { return false; }, static_cast<unsigned>(seconds) * 1000);
+  m_bluez.call(path, host::bluez::kAdapter, "StopDiscovery", nullptr, nullptr);
+  return "";
+}
+
+std::string NearBluez::addressOf(const std::string& name) const {
+  std::map<std::string, std::string> paired;
+  std::map<std::string, std::string> all;
+  for (const auto& [path, device] : objects().devices()) {
+    if (device.address.empty() || !equalNames(device.name, name)) continue;
+    all[device.address] = device.name;
+    if (device.paired) paired[device.address] = device.name;
+  }
+  const auto& found = paired.empty() ? all : paired;
+  if (found.size() == 1) return found.begin()->first;
+  const std::string shown = cards::safeText(name, cards::kMaxShown);
+  if (found.empty())
+    throw Failure(kFailed, "no device is known by the name \"" + shown +
+                               "\". See: phonectl devices; an address works as well");
+  throw Failure(kFailed, "several devices call themselves \"" + shown +
+                             "\"; name one by its address: " + listed(found));
+}
+
+host::SdpQuery::Answer askServices(const StopSignals& signals, const std::string& address,
+                                   const std::string& source) {
+  host::SdpQuery query;
+  host::SdpQuery::Answer answer;
+  std::atomic<bool> done{false};
+  std::thread asking([&] {
+    answer = query.ask(address, source, kServicePatience);
+    done = true;
+  });
+  const auto end = std::chrono::duration_cast<std::chrono::milliseconds>(kServicePatience * 2);
+  if (!runUntil(
+          signals, [&] { return done.load(); }, static_cast<unsigned>(end.count())))
+    query.cancel();
+  asking.join();
+  throwIfLeft(signals);
+  return answer;
+}
+
+}  // namespace phonectl
