@@ -120,6 +120,7 @@ class Bluez:
                          for name, value in properties.items())
 
     def add_device(self, address, name, paired=False, trusted=False, blocked=False):
+        name = name.replace("'", "\\'")
         self.tell(f"add {self._path(address)} org.bluez.Device1 {{'Address': <'{address}'>, 'Alias': <'{name}'>, "
                   f"{self._properties(paired=paired, trusted=trusted, blocked=blocked)}}}")
 

@@ -158,10 +158,12 @@ int Doctor::channel() const {
 
 void Doctor::examineRadio() {
   m_use = host::probeChannel(channel(), {});
+  m_bluez.emplace(m_signals);
   const std::string missing = m_status ? m_status->missingRadio() : "";
   if (m_status && missing.empty() && !m_use.bluetooth) {
     // The telephone has what the machine hasn't.
     m_diagnosis.good("radio", "a virtual one: programs on the same virtual radio can push");
+    if (m_bluez->ready()) examineBluez();
     return;
   }
   const std::string problem =
@@ -172,7 +174,6 @@ void Doctor::examineRadio() {
     m_diagnosis.fault("radio", "no RFCOMM: " + problem,
                       "load the kernel's modules: sudo modprobe bluetooth; sudo modprobe rfcomm");
   }
-  m_bluez.emplace(m_signals);
   examineBluez();
 }
 
@@ -232,6 +233,7 @@ void Doctor::examineVisibility() {
 /// The telephone holds its channel on every adapter at once. Whoever holds it on one of them gets
 /// the links that come in there.
 void Doctor::examineChannel() {
+  if (!m_use.bluetooth) return;
   m_use = host::probeChannel(channel(), {m_adapter->address});
   const std::string number = std::to_string(channel());
   const bool taken = !m_use.takenAt.empty() || (m_use.takenForAll && !listening());
