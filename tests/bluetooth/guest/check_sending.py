@@ -54,14 +54,13 @@ def arrives(machine):
         expect(other.file("DahlIda.vcf", len(expected)), expected, "the card that the peer got")
 
 
-@check("another telephone, on the second controller, pushes a card to this one")
+@check("another telephone, on the second controller, finds the channel by SDP and pushes a card to this one")
 def from_another_telephone(machine):
     before = machine.telephone.stored()
     contact = contact_file(surname="Other", firstname="Ole", mobile="+47 5", defaultnumber="Mobile")
     with other_telephone(machine) as bus:
         machine.wait_for_no_link()
-        result = machine.run_program("phonectl", "--bus", bus, "send", "--json", contact, "--to", TELEPHONE,
-                                     "--channel", "4")
+        result = machine.run_program("phonectl", "--bus", bus, "send", "--json", contact, "--to", TELEPHONE)
         expect(result.returncode, 0, f"phonectl's exit code ({result.stderr})")
     machine.telephone.wait_for_stored(1, before)
     expect_entry(machine, {"Surname": "Other", "Firstname": "Ole", "Mobile": "+47 5", "DefaultNumber": "3"})

@@ -14,6 +14,7 @@ import check_machine  # noqa: F401
 import check_receiving  # noqa: F401
 import check_bluez  # noqa: F401
 import check_sending  # noqa: F401
+import check_doctor  # noqa: F401
 
 ONLY = pathlib.Path("/log/only").read_text().split()
 
