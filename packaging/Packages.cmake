@@ -1,11 +1,13 @@
 # Debian packages: cpack -G DEB, in a build whose prefix is /usr. One package for each component of the install rules.
+set(PHONE_MAINTAINER "The obexphone developers <packages@obexphone.org>" CACHE STRING
+  "Who answers for the Debian packages: a name, and an address in angle brackets")
 set(obexphone_packages obexphone obexphone-tools obexphone-radio)
 
 # What every package has in its documentation.
 configure_file(debian/changelog.in changelog @ONLY)
 add_custom_command(OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
   COMMAND gzip -9nc changelog > changelog.gz
-  DEPENDS debian/changelog.in VERBATIM)
+  DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/changelog VERBATIM)
 add_custom_target(package_changelog ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
 foreach(package IN LISTS obexphone_packages)
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
@@ -17,7 +19,7 @@ endforeach()
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME obexphone)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_CONTACT "The obexphone developers <obexphone@localhost>")
+set(CPACK_PACKAGE_CONTACT "${PHONE_MAINTAINER}")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -64,5 +66,4 @@ set(CPACK_DEBIAN_OBEXPHONE-RADIO_DESCRIPTION "business cards by Bluetooth, witho
 A virtual radio for programs that use Bluetooth RFCOMM, and a demonstration
 of the telephone on it.")
 
-set(CPACK_COMPONENT_OBEXPHONE_DESCRIPTION "")
 include(CPack)
