@@ -6,13 +6,16 @@
 // more to send it closes the link.
 //
 // Promised: the push ends, without waiting for a time-out; it succeeds or fails; what it sends are
-// whole, well-formed packets, in the order CONNECT, PUT, DISCONNECT; when it says that it succeeded
-// the whole card has gone out and every request was answered with success; traces change nothing.
+// whole, well-formed packets, in the order CONNECT, PUT, DISCONNECT; a CONNECT that was forbidden
+// is made once more without the name of a service, and no other request is repeated; when it says
+// that it succeeded the whole card has gone out and every request that counts was answered with
+// success; traces change nothing.
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -28,6 +31,8 @@ namespace {
 
 constexpr std::uint8_t kChannel = 9;
 constexpr int kSuccess = 0xA0;
+constexpr int kForbidden = 0xC3;
+constexpr std::uint8_t kWho = 0x4A;
 constexpr int kPatience = 5000;  // milliseconds; the sender's own is twice that
 
 /// Takes one link and plays its part on a thread of its own.
@@ -131,10 +136,38 @@ Push push(const std::string& card, std::string_view script) {
   return {error, std::move(receiver.received), std::move(receiver.sent)};
 }
 
+bool hasWho(std::string_view connect) {
+  const std::optional<Packet> packet = readPacket(connect, bytesBeforeHeaders(kConnect));
+  require(packet.has_value(), "a CONNECT is well formed");
+  return std::any_of(packet->headers.begin(), packet->headers.end(),
+                     [](const PacketHeader& header) { return header.identifier == kWho; });
+}
+
+/// The requests of a push and the answers to them.
+struct Exchange {
+  std::string_view received;
+  std::string_view sent;
+};
+
+/// What counts of a push: all of it, but for a first CONNECT that was forbidden.
+Exchange whatCounts(const Push& push) {
+  Exchange rest{push.received, push.sent};
+  const std::optional<std::string_view> connect = cutPacket(rest.received);
+  const std::optional<std::string_view> answer = cutPacket(rest.sent);
+  if (!connect || !answer) return {push.received, push.sent};
+  require(hasWho(*connect), "the first CONNECT names a service");
+  if (static_cast<std::uint8_t>((*answer)[0]) != kForbidden) return {push.received, push.sent};
+  std::string_view received = rest.received;
+  const std::optional<std::string_view> second = cutPacket(received);
+  require(!second || !hasWho(*second), "the second CONNECT names none");
+  return rest;
+}
+
 /// What the receiver understood of a push.
 struct Understood {
   std::string commands;  ///< a letter for each request
-  int ended = 0;         ///< requests of which the last packet came
+  int connects = 0;
+  int ended = 0;  ///< requests of which the last packet came
   std::string body;
 };
 
@@ -152,6 +185,7 @@ Understood understand(std::string_view received) {
     }
     const char letter = "cdp"[command];
     if (!understood.commands.ends_with(letter)) understood.commands += letter;
+    if (command == kConnect) ++understood.connects;
     if (packet->isFinal()) ++understood.ended;
   }
   return understood;
@@ -159,11 +193,9 @@ Understood understand(std::string_view received) {
 
 /// Whether every request was answered with success: of the answers to the packets of a PUT the
 /// last.
-bool areAllAnswersGood(const Push& push) {
-  std::string_view received = push.received;
-  std::string_view sent = push.sent;
-  while (const std::optional<std::string_view> request = cutPacket(received)) {
-    const std::optional<std::string_view> answer = cutPacket(sent);
+bool areAllAnswersGood(Exchange exchange) {
+  while (const std::optional<std::string_view> request = cutPacket(exchange.received)) {
+    const std::optional<std::string_view> answer = cutPacket(exchange.sent);
     if (!answer) return false;
     const bool final = ((*request)[0] & 0x80) != 0;
     const int code = static_cast<std::uint8_t>((*answer)[0]);
@@ -173,14 +205,16 @@ bool areAllAnswersGood(const Push& push) {
 }
 
 void check(const Push& push, const std::string& card) {
-  const Understood understood = understand(push.received);
+  const Exchange exchange = whatCounts(push);
+  const Understood understood = understand(exchange.received);
   require(std::string_view("cpd").starts_with(understood.commands), "requests come in their order");
+  require(understood.connects <= 1, "no other CONNECT is made again");
   require(card.starts_with(understood.body), "a body is a card from its beginning");
   if (push.error != 0) return;
   require(understood.commands == "cpd" && understood.ended == 3,
           "a push that succeeded was made to its end");
   require(understood.body == card, "a push that succeeded has sent the whole card");
-  require(areAllAnswersGood(push), "a push that succeeded was answered with success");
+  require(areAllAnswersGood(exchange), "a push that succeeded was answered with success");
 }
 
 }  // namespace

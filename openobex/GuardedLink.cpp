@@ -151,7 +151,15 @@ GuardedLink::Result GuardedLink::judge() {
   if (const char* reason = m_guard.check(m_packet.data(), m_packet.size())) return close(reason);
   m_received = m_packet[0] & ~kFinal;
   m_sent = -1;
-  return Result::kPacket;
+  return m_guard.side() == PacketGuard::Side::kClient ? repeatConnect() : Result::kPacket;
+}
+
+/// `kPacket` when there is nothing to repeat. All that was to be sent has gone out before anything
+/// was read.
+GuardedLink::Result GuardedLink::repeatConnect() {
+  m_output = m_retry.answered(m_received);
+  if (m_output.empty()) return Result::kPacket;
+  return judgeOutput() && sendNow() ? Result::kRepeated : Result::kClosed;
 }
 
 /// A peer that refuses CONNECT may leave out the rest of the answer, or fill it with zeros. The
@@ -203,6 +211,7 @@ bool GuardedLink::judgeOutput() {
     // The library forgets the bit with which every ABORT must go out.
     if (packet[0] == OBEX_CMD_ABORT) packet[0] |= kFinal;
     if (const char* reason = m_guard.sent(packet, length)) return fail(reason);
+    if (m_guard.side() == PacketGuard::Side::kClient) m_retry.sent(packet, length);
     m_sent = packet[0] & ~kFinal;
     m_judged += length;
   }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "openobex/ConnectRetry.h"
 #include "openobex/PacketGuard.h"
 #include "openobex/openobex.h"
 
@@ -17,6 +18,9 @@ namespace openobex {
 /// carried back. The library's own end never closes before the library does, so it never waits in
 /// reading or writing and is never told of a broken pipe.
 ///
+/// A CONNECT that `ConnectRetry` wants to be sent once more is sent by the link itself: the library
+/// never hears of the first answer and goes on waiting for the one that counts.
+///
 /// No call here waits longer than it says, whatever the peer does or doesn't do: what a peer
 /// doesn't take is kept until it does, and nothing more is read from it before.
 ///
@@ -25,9 +29,10 @@ namespace openobex {
 class GuardedLink {
  public:
   enum class Result {
-    kPacket,   ///< a packet is ready to be handed to the library
-    kTimeOut,  ///< none was whole in time
-    kClosed,   ///< the link has ended; `reason` tells why
+    kPacket,    ///< a packet is ready to be handed to the library
+    kRepeated,  ///< a packet came and was answered; the library has nothing to do
+    kTimeOut,   ///< none was whole in time
+    kClosed,    ///< the link has ended; `reason` tells why
   };
 
   /// `idleLimit` is how long a peer that came to us may take for one whole packet, or for taking an
@@ -55,6 +60,8 @@ class GuardedLink {
 
   /// A new request of ours begins.
   void beginRequest() { m_guard.beginRequest(); }
+  /// The request of ours that is in flight is given up.
+  void giveUpRequest() { m_retry.giveUp(); }
   [[nodiscard]] const PacketGuard& guard() const { return m_guard; }
   [[nodiscard]] const std::string& reason() const { return m_reason; }
   /// The code of the last packet that came in, without the final bit; -1 before the first.
@@ -76,10 +83,12 @@ class GuardedLink {
   bool readMore(std::size_t wanted, bool& ended);
   Result judge();
   void completeRefusedConnect();
+  Result repeatConnect();
   bool judgeOutput();
   bool sendNow();
 
   PacketGuard m_guard;
+  ConnectRetry m_retry;
   const std::chrono::milliseconds m_idleLimit;
   int m_radio = -1;
   int m_pair = -1;

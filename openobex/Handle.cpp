@@ -179,6 +179,8 @@ int Handle::receivePacket(std::chrono::milliseconds timeout) {
   switch (m_link->receive(timeout)) {
     case GuardedLink::Result::kTimeOut:
       return 0;
+    case GuardedLink::Result::kRepeated:
+      return 1;
     case GuardedLink::Result::kClosed:
       return broken(m_link->reason());
     case GuardedLink::Result::kPacket:
@@ -240,6 +242,7 @@ int Handle::request(obex_object* object) {
 
 int Handle::cancel(int nice) {
   if (m_broken) return -1;
+  if (m_link != nullptr) m_link->giveUpRequest();
   const int result = ::OBEX_CancelRequest(m_library, nice);
   // Without an ABORT the library drops the request, says so by LINKERR, and would not survive the
   // peer's late answer.

@@ -7,7 +7,6 @@ namespace openobex {
 namespace {
 
 constexpr int kFinal = 0x80;
-constexpr std::size_t kConnectHead = 7;
 constexpr std::size_t kSetPathHead = 5;
 /// The least that any peer must take. Told less than three bytes, the library counts below zero and
 /// writes into memory that it has freed; told little more, it sends empty packets for ever.
@@ -27,7 +26,7 @@ bool isSinglePacket(int command) {
 }
 
 std::size_t requestHead(int command) {
-  if (command == OBEX_CMD_CONNECT) return kConnectHead;
+  if (command == OBEX_CMD_CONNECT) return PacketGuard::kConnectHead;
   if (command == OBEX_CMD_SETPATH) return kSetPathHead;
   return PacketGuard::kHeadSize;
 }
@@ -50,6 +49,22 @@ bool isMistakenForBody(std::uint8_t identifier) {
 std::size_t PacketGuard::packetLength(const std::uint8_t* head) {
   const std::size_t length = readLength(head + 1);
   return length < kHeadSize ? 0 : length;
+}
+
+std::size_t PacketGuard::headerHead(std::uint8_t identifier) {
+  const int type = identifier & OBEX_HDR_TYPE_MASK;
+  return type == OBEX_HDR_TYPE_UINT8 || type == OBEX_HDR_TYPE_UINT32 ? 1 : 3;
+}
+
+std::size_t PacketGuard::headerLength(const std::uint8_t* header) {
+  switch (header[0] & OBEX_HDR_TYPE_MASK) {
+    case OBEX_HDR_TYPE_UINT8:
+      return 2;
+    case OBEX_HDR_TYPE_UINT32:
+      return 5;
+    default:
+      return readLength(header + 1);
+  }
 }
 
 const char* PacketGuard::check(const std::uint8_t* packet, std::size_t length) {
@@ -119,22 +134,10 @@ const char* PacketGuard::checkAnswer(const std::uint8_t* packet, std::size_t len
 const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t length) {
   while (length > 0) {
     const std::uint8_t identifier = headers[0];
-    std::size_t size = 0;
-    std::size_t head = 1;
-    switch (identifier & OBEX_HDR_TYPE_MASK) {
-      case OBEX_HDR_TYPE_UINT8:
-        size = 2;
-        break;
-      case OBEX_HDR_TYPE_UINT32:
-        size = 5;
-        break;
-      default:
-        head = 3;
-        if (length < head) return "a header that is cut off";
-        size = readLength(headers + 1);
-        if (size < head) return "a header that is shorter than its own head";
-        break;
-    }
+    const std::size_t head = headerHead(identifier);
+    if (length < head) return "a header that is cut off";
+    const std::size_t size = headerLength(headers);
+    if (size < head) return "a header that is shorter than its own head";
     if (size > length) return "a header that is longer than its packet";
     if (const char* reason = countHeader(identifier, headers + head, size - head)) return reason;
     headers += size;

@@ -17,6 +17,8 @@ namespace openobex {
 class PacketGuard {
  public:
   static constexpr std::size_t kHeadSize = 3;
+  /// What CONNECT and its answer have before their headers.
+  static constexpr std::size_t kConnectHead = 7;
   static constexpr std::size_t kMaxSize = 65535;
 
   enum class Side {
@@ -28,6 +30,11 @@ class PacketGuard {
 
   /// The length that a packet's first three bytes announce; 0 when it is none.
   static std::size_t packetLength(const std::uint8_t* head);
+
+  /// How many bytes of a header come before its value.
+  static std::size_t headerHead(std::uint8_t identifier);
+  /// The length that a header's `headerHead` first bytes announce, those included.
+  static std::size_t headerLength(const std::uint8_t* header);
 
   /// Judges one whole packet of the peer. Null when it may pass, otherwise the reason, for people.
   const char* check(const std::uint8_t* packet, std::size_t length);

@@ -81,7 +81,10 @@ int OBEX_ObjectGetNextHeader(void** handle, void** object, std::uint8_t* identif
 /// Sets the answers to the packets before the last one and to the last one.
 int OBEX_ObjectSetRsp(void** object, std::uint8_t response, std::uint8_t lastResponse);
 
-/// Starts a request. From then on the object is the library's, unless the result is negative.
+/// Starts a request. From then on the object is the library's, unless the result is negative. A
+/// CONNECT with a Who header that the peer answers with Forbidden is sent once more without it,
+/// once on a link, before the callback hears of an answer: it hears only that to the second, and
+/// each of the two may take as long as the caller waits in `OBEX_HandleInput`.
 int OBEX_Request(void** handle, void** object);
 /// Gives a request up. With `nice` an ABORT follows the peer's next answer; without it the link
 /// ends, and the callback hears `OBEX_EV_ABORT` and `OBEX_EV_LINKERR`.

@@ -7,6 +7,7 @@ import phone
 from phone import CONNECT, DISCONNECT, FINAL, PUT, packet, receive_packet
 
 SUCCESS, CONTINUE = 0x20, 0x10
+WHO = 0x4A
 CONNECT_FIELDS = bytes([0x10, 0, 0xFF, 0xFF])
 
 
@@ -19,6 +20,7 @@ class Receiver:
         self.behaviour = behaviour
         self.requests = []
         self.links = 0
+        self.ended = 0
         self._listener = socket.socket(socket.AF_BLUETOOTH, socket.SOCK_STREAM, socket.BTPROTO_RFCOMM)
         self._listener.bind((phone.PEER_ADDRESS, channel))
         self._listener.listen(1)
@@ -39,11 +41,16 @@ class Receiver:
                     self.behaviour(Link(peer, self.requests))
                 except OSError:
                     pass  # the phone has ended the link
+            self.ended += 1
 
     def close(self):
         self._listener.shutdown(socket.SHUT_RDWR)
         self._listener.close()
         self._thread.join(phone.DEADLINE)
+
+    def wait_for_end(self, links):
+        """Waits until so many links have been treated to their end."""
+        phone.wait_for(lambda: self.ended >= links, f"the end of link {links}")
 
     def objects(self):
         """The payloads of all PUT packets, joined."""
@@ -79,6 +86,18 @@ class Link:
             request = self.receive()
             self.answer(request, code if request[0] == refuse and request[1] else None)
             if request[0] == DISCONNECT:
+                return
+
+    def serve_the_nameless(self):
+        """As the desktops' receivers do: forbids all until a CONNECT has come that names no service."""
+        connected = False
+        while True:
+            request = self.receive()
+            command, final, payload = request
+            if command == CONNECT:
+                connected = WHO not in dict(headers(payload[4:]))
+            self.answer(request, None if connected else 0x43)
+            if command == DISCONNECT and final:
                 return
 
     def serve_until(self, command):
