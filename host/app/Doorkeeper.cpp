@@ -16,8 +16,13 @@ std::string shownPeer(const std::string& address, const Peer& peer) {
 }  // namespace
 
 Doorkeeper::Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, RadioStatus& status,
-                       OnListening onListening)
-    : m_policy(policy), m_peers(peers), m_status(status), m_onListening(std::move(onListening)) {}
+                       PushLedger& ledger, OnListening onListening, std::function<void()> onLinkEnd)
+    : m_policy(policy),
+      m_peers(peers),
+      m_status(status),
+      m_ledger(ledger),
+      m_onListening(std::move(onListening)),
+      m_onLinkEnd(std::move(onLinkEnd)) {}
 
 Doorkeeper::State Doorkeeper::state() const {
   const std::lock_guard lock(m_mutex);
@@ -44,9 +49,18 @@ bool Doorkeeper::linkAccepted(const std::string& address) {
   }
 }
 
+AdmissionPolicy::Decision Doorkeeper::enter(const std::string& address, const Peer& peer) {
+  AdmissionPolicy::Decision decision = m_policy.decide(peer);
+  // An acceptance stores all that waits: nothing of somebody else's may come in between.
+  if (decision.admitted && !m_ledger.admit(address, peer.name, decision.accepted))
+    decision = {false, false, "cards of a trusted device are just being stored; it may try again"};
+  if (!decision.admitted) m_ledger.refused(address, peer.name, decision.reason);
+  return decision;
+}
+
 bool Doorkeeper::decide(const std::string& address) {
   const Peer peer = m_peers.find(address);
-  const AdmissionPolicy::Decision decision = m_policy.decide(peer);
+  const AdmissionPolicy::Decision decision = enter(address, peer);
   const std::string sentence = shownPeer(address, peer) +
                                (decision.admitted ? " is let in: " : " is refused: ") +
                                decision.reason;
@@ -60,17 +74,23 @@ bool Doorkeeper::decide(const std::string& address) {
 
 void Doorkeeper::linkObject(const std::string& name, std::size_t size) {
   m_status.linkObject(name, size);
+  m_ledger.object(name, size);
 }
 
 void Doorkeeper::linkAnswered(int command, int response) {
   m_status.linkAnswered(command, response);
+  m_ledger.answered(command, response);
 }
 
 void Doorkeeper::linkClosed(const std::string& reason) {
   m_status.linkClosed(reason);
-  const std::lock_guard lock(m_mutex);
-  m_state.peerName.clear();
-  m_state.peerStanding.clear();
+  m_ledger.closed(reason);
+  {
+    const std::lock_guard lock(m_mutex);
+    m_state.peerName.clear();
+    m_state.peerStanding.clear();
+  }
+  m_onLinkEnd();
 }
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "framework/RadioLinkIfc.h"
+#include "host/app/PushLedger.h"
 #include "host/app/RadioStatus.h"
 #include "host/bluetooth/AdmissionPolicy.h"
 #include "host/bluetooth/PeerBook.h"
@@ -25,8 +26,9 @@ class Doorkeeper : public RadioLinkIfc {
   /// A server listens on this channel, 0 for none any more.
   using OnListening = std::function<void(int channel)>;
 
+  /// `onLinkEnd` is called when a device that was let in has gone.
   Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, RadioStatus& status,
-             OnListening onListening);
+             PushLedger& ledger, OnListening onListening, std::function<void()> onLinkEnd);
 
   [[nodiscard]] State state() const;
 
@@ -39,11 +41,14 @@ class Doorkeeper : public RadioLinkIfc {
 
  private:
   bool decide(const std::string& address);
+  AdmissionPolicy::Decision enter(const std::string& address, const Peer& peer);
 
   const AdmissionPolicy m_policy;
   const PeerBook& m_peers;
   RadioStatus& m_status;
+  PushLedger& m_ledger;
   const OnListening m_onListening;
+  const std::function<void()> m_onLinkEnd;
   mutable std::mutex m_mutex;
   State m_state;  ///< Guarded by m_mutex.
 };

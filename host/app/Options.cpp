@@ -71,6 +71,24 @@ void describeBluetooth(CLI::App& app, Options& options) {
       ->type_name("WHAT")
       ->transform(CLI::CheckedTransformer(forStrangers))
       ->default_str("ask");
+  const std::map<std::string, Policy::Trusted> forTrusted = {{"ask", Policy::Trusted::kAsk},
+                                                             {"accept", Policy::Trusted::kAccept}};
+  app.add_option("--trusted", options.policy.trusted,
+                 "What becomes of cards from devices that are paired and trusted: ask or accept")
+      ->type_name("WHAT")
+      ->transform(CLI::CheckedTransformer(forTrusted))
+      ->default_str("ask");
+}
+
+/// A telephone that nobody sits at.
+void describeHeadless(CLI::App& app, std::string& accept) {
+  app.add_option("--accept", accept,
+                 "trusted: cards of paired and trusted devices are stored without a question, and "
+                 "everybody else is refused; the same as --trusted accept --strangers refuse")
+      ->type_name("WHO")
+      ->check(CLI::IsMember({"trusted"}))
+      ->excludes("--strangers")
+      ->excludes("--trusted");
 }
 
 bool isServiceName(const std::string& name) {
@@ -92,8 +110,12 @@ bool readOptions(int argc, char** argv, Options& options, int& code) {
   app.footer(kFooter);
   describe(app, options);
   describeBluetooth(app, options);
+  std::string accept;
+  describeHeadless(app, accept);
   try {
     app.parse(argc, argv);
+    if (!accept.empty())
+      options.policy = {AdmissionPolicy::Strangers::kRefuse, AdmissionPolicy::Trusted::kAccept};
     if (!isServiceName(options.service))
       throw CLI::ValidationError("--service", "a name consists of letters and digits");
   } catch (const CLI::ParseError& error) {

@@ -7,11 +7,13 @@
 #include <vector>
 
 #include "framework/Storage.h"
+#include "host/app/JournalAnswer.h"
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
 #include "host/checks/ImagesFolder.h"
 #include "host/directory/WithoutSecrets.h"
+#include "host/loader/HostLog.h"
 
 namespace host {
 namespace {
@@ -30,21 +32,26 @@ Phone::Phone(const Options& options, MainLoop& loop)
     : m_options(options),
       m_names(options.service),
       m_directory(bookOptions(options.connection)),
+      m_journal(options.connection),
+      m_ledger([this](const JournalEntry& entry) { m_journal.put(entry); }),
+      m_tap(m_directory, m_ledger),
+      m_ownObserver(m_ledger),
       m_bluetooth(options.adapter),
-      m_door(options.policy, m_bluetooth.peers(), m_radio,
-             [this, &loop](int channel) {
-               loop.post([this, channel] { m_bluetooth.listening(channel); });
-             }),
+      m_door(
+          options.policy, m_bluetooth.peers(), m_radio, m_ledger,
+          [this, &loop](int channel) {
+            loop.post([this, channel] { m_bluetooth.listening(channel); });
+          },
+          [this] { acceptUnasked(); }),
       m_plugin(options.plugin, m_names),
       m_serviceObject(makeServiceObject(m_names, m_plugin.readIntrospection())),
       m_directoryObject(makeDirectoryObject(m_directory)),
-      m_statusObject(makeStatusObject([this] { return status(); },
-                                      [this](int seconds) { m_bluetooth.makeVisible(seconds); })),
+      m_statusObject(makeStatusObject(operations())),
       m_notifier(m_names),
       m_bus(loop, options.bus, m_names, m_queue, m_notifier, events()),
       m_observers(m_plugin, m_names, m_context, m_notifier, m_bus),
       m_thread(m_plugin, m_context, m_observers, m_queue, membersOf(*m_serviceObject)) {
-  m_context.addService("DirectoryServiceIfc", m_directory);
+  m_context.addService("DirectoryServiceIfc", m_tap);
   m_context.addService("MobilityServiceIfc", m_mobility);
   m_context.setProxySource(m_observers);
   for (BusObject* object : {m_serviceObject.get(), m_directoryObject.get(), m_statusObject.get()})
@@ -67,11 +74,53 @@ Bus::Events Phone::events() {
   return events;
 }
 
+PhoneOperations Phone::operations() {
+  PhoneOperations operations;
+  operations.status = [this] { return status(); };
+  operations.makeVisible = [this](int seconds) { m_bluetooth.makeVisible(seconds); };
+  operations.journal = [this](int limit) { return journalAnswer(m_journal.read(limit)); };
+  return operations;
+}
+
+FrameworkThread::Listener Phone::listener() {
+  FrameworkThread::Listener listener;
+  listener.before = [this](const std::string& message) {
+    if (message == cardmessage::kAccepted) m_ledger.accepting();
+    if (message == cardmessage::kRejected) m_ledger.rejecting();
+  };
+  listener.after = [this](const std::string& message) {
+    if (message == cardmessage::kAccepted) m_ledger.accepted();
+    if (message == cardmessage::kRejected) m_ledger.rejected();
+  };
+  return listener;
+}
+
+/// Hears of the cards as every observer does. A service without cards isn't asked.
+void Phone::takePartInCards() {
+  if (!m_thread.knows(cardmessage::kAccepted) || !m_thread.knows(cardmessage::kSubscribe)) return;
+  m_thread.tell(cardmessage::kSubscribe, [] { return true; });
+}
+
+/// A trusted device that has put all its cards has gone: they are stored as if the user had said
+/// so. When that can't be done now, the end of the link that is in the way brings it up again.
+void Phone::acceptUnasked() {
+  if (!m_ledger.wantsAcceptance()) return;
+  m_thread.tell(cardmessage::kAccepted, [this] {
+    const bool begun = m_ledger.beginAcceptance();
+    if (begun) HOST_LOG_ERROR("the cards that wait are stored: all are from trusted devices");
+    return begun;
+  });
+}
+
 void Phone::start() {
+  m_journal.start();
   m_directory.init(m_context);
   m_mobility.init(m_context);
   setRadioLink(&m_door);
+  m_observers.observeAs(m_ownObserver);
+  m_thread.listen(listener());
   m_thread.start();
+  takePartInCards();
   m_bus.open();
   m_bluetooth.start();
   const std::string radio = RadioStatus::describeRadio();
@@ -90,6 +139,8 @@ void Phone::stop() {
   m_thread.stop();
   setRadioLink(nullptr);
   m_bluetooth.stop();
+  m_ledger.end();
+  m_journal.stop();
   m_mobility.shutdown();
   m_bus.close();
   m_directory.shutdown();

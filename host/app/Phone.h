@@ -3,9 +3,13 @@
 #include <memory>
 
 #include "framework/Method.h"
+#include "host/app/DirectoryTap.h"
 #include "host/app/Doorkeeper.h"
 #include "host/app/Options.h"
+#include "host/app/OwnObserver.h"
+#include "host/app/PushLedger.h"
 #include "host/app/RadioStatus.h"
+#include "host/app/Status.h"
 #include "host/bluetooth/Bluetooth.h"
 #include "host/bus/Bus.h"
 #include "host/bus/FrameworkThread.h"
@@ -14,6 +18,7 @@
 #include "host/bus/Observers.h"
 #include "host/bus/WorkQueue.h"
 #include "host/directory/DirectoryService.h"
+#include "host/journal/Journal.h"
 #include "host/loader/PhoneContext.h"
 #include "host/loader/ServicePlugin.h"
 #include "host/mobility/MobilityService.h"
@@ -39,6 +44,10 @@ class Phone {
 
  private:
   Bus::Events events();
+  PhoneOperations operations();
+  FrameworkThread::Listener listener();
+  void takePartInCards();
+  void acceptUnasked();
   Method status() const;
   void addRadioStatus(Method& status) const;
   void addBluetoothStatus(Method& status) const;
@@ -49,6 +58,10 @@ class Phone {
   const ServiceNames m_names;
   DirectoryService m_directory;
   MobilityService m_mobility;
+  Journal m_journal;
+  PushLedger m_ledger;
+  DirectoryTap m_tap;
+  OwnObserver m_ownObserver;
   RadioStatus m_radio;
   Bluetooth m_bluetooth;
   Doorkeeper m_door;

@@ -7,7 +7,6 @@
 
 #include "framework/MessageSerializer.h"
 #include "host/bus/Arguments.h"
-#include "host/bus/CallResponse.h"
 #include "host/bus/Limits.h"
 #include "host/loader/HostLog.h"
 
@@ -130,18 +129,29 @@ std::optional<Method> FrameworkThread::hand(const Method& request, const std::st
   JsonMessageSerializer().encode(request, out);
   const std::string bytes = out.str();
   const auto answer = std::make_shared<CallResponse::Answer>();
-  setActivity(request.getName());
-  try {
-    m_invoker->handleMessage(m_service.get(), bytes.data(), static_cast<int>(bytes.size()),
-                             new CallResponse(caller, answer));
-  } catch (...) {
-    setActivity("");
-    throw;
-  }
-  setActivity("");
+  handOver(request.getName(), bytes, new CallResponse(caller, answer));
   answer->tooLate = true;
   if (!answer->given) return std::nullopt;
   return readReply(answer->bytes);
+}
+
+/// The response is the invoker's.
+void FrameworkThread::handOver(const std::string& name, const std::string& bytes,
+                               CallResponse* response) {
+  const auto finish = [&] {
+    setActivity("");
+    if (m_listener.after) m_listener.after(name);
+  };
+  if (m_listener.before) m_listener.before(name);
+  setActivity(name);
+  try {
+    m_invoker->handleMessage(m_service.get(), bytes.data(), static_cast<int>(bytes.size()),
+                             response);
+  } catch (...) {
+    finish();
+    throw;
+  }
+  finish();
 }
 
 std::optional<Method> FrameworkThread::readReply(const std::string& bytes) {
@@ -162,6 +172,16 @@ std::optional<bool> FrameworkThread::unsubscribe(const std::string& caller) {
     HOST_LOG_ERROR("the subscriptions of %s could not be ended: %s", caller.c_str(), error.what());
   }
   return std::nullopt;
+}
+
+void FrameworkThread::tell(const std::string& message, std::function<bool()> wanted) {
+  m_queue.push([this, message, wanted = std::move(wanted)] {
+    try {
+      if (wanted()) static_cast<void>(hand(Method(message, Method::REQUEST), Observers::kHost));
+    } catch (const std::exception& error) {
+      HOST_LOG_ERROR("%s failed: %s", message.c_str(), error.what());
+    }
+  });
 }
 
 void FrameworkThread::callerLeft(const std::string& caller) {

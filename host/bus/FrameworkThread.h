@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -9,10 +10,12 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "framework/Invoker.h"
 #include "framework/Method.h"
 #include "framework/Service.h"
+#include "host/bus/CallResponse.h"
 #include "host/bus/Observers.h"
 #include "host/bus/WorkQueue.h"
 #include "host/loader/PhoneContext.h"
@@ -33,6 +36,13 @@ class FrameworkThread {
     std::chrono::seconds since{0};
   };
 
+  /// Are told of every message before and after the invoker has it, on the framework thread, and
+  /// may be left empty.
+  struct Listener {
+    std::function<void(const std::string& message)> before;
+    std::function<void(const std::string& message)> after;
+  };
+
   /// `members` are the messages that the service's description names.
   FrameworkThread(const ServicePlugin& plugin, PhoneContext& context, Observers& observers,
                   WorkQueue& queue, std::set<std::string> members);
@@ -40,6 +50,13 @@ class FrameworkThread {
   ~FrameworkThread();
   FrameworkThread(const FrameworkThread&) = delete;
   FrameworkThread& operator=(const FrameworkThread&) = delete;
+
+  /// Before `start`.
+  void listen(Listener listener) { m_listener = std::move(listener); }
+  /// Whether the service has this message.
+  [[nodiscard]] bool knows(const std::string& message) const {
+    return m_members.count(message) != 0;
+  }
 
   /// Returns when the service runs; throws what kept it from it (std::runtime_error).
   void start();
@@ -49,6 +66,9 @@ class FrameworkThread {
 
   [[nodiscard]] Activity activity() const;
 
+  /// An errand for the queue: a message without parameters, in the name of the host itself, handed
+  /// over if `wanted` says so then.
+  void tell(const std::string& message, std::function<bool()> wanted);
   /// Errands for the queue: a process, or the whole bus, has gone.
   void callerLeft(const std::string& caller);
   void allCallersLeft();
@@ -62,6 +82,7 @@ class FrameworkThread {
   void deliver(ServiceCall& call);
   void answer(ServiceCall& call, const std::optional<Method>& reply);
   std::optional<Method> hand(const Method& request, const std::string& caller);
+  void handOver(const std::string& name, const std::string& bytes, CallResponse* response);
   std::optional<Method> readReply(const std::string& bytes);
   std::optional<bool> unsubscribe(const std::string& caller);
   void setActivity(const std::string& message);
@@ -71,6 +92,7 @@ class FrameworkThread {
   Observers& m_observers;
   WorkQueue& m_queue;
   const std::set<std::string> m_members;
+  Listener m_listener;
 
   // The framework thread's own:
   std::unique_ptr<Service> m_service;

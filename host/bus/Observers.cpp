@@ -13,7 +13,9 @@ Observers::Observers(const ServicePlugin& plugin, const ServiceNames& names, Con
     : m_plugin(plugin), m_names(names), m_context(context), m_notifier(notifier), m_watch(watch) {}
 
 Proxy* Observers::getProxy(const std::string& interfaceName, const std::string& address) {
-  if (interfaceName != m_names.observerIfc || !m_connection) return nullptr;
+  if (interfaceName != m_names.observerIfc) return nullptr;
+  if (address == kHost) return m_own != nullptr ? makeOwn() : nullptr;
+  if (!m_connection) return nullptr;
   const auto found = m_observers.find(address);
   if (found != m_observers.end()) {
     ++found->second.lookups;
@@ -31,6 +33,14 @@ Proxy* Observers::getProxy(const std::string& interfaceName, const std::string& 
     HOST_LOG_ERROR("%s can't be an observer: %s", address.c_str(), error.what());
     return nullptr;
   }
+}
+
+Proxy* Observers::makeOwn() {
+  if (m_ownProxy) return m_ownProxy.get();
+  m_ownProxy = m_plugin.createObserverProxy();
+  m_ownProxy->init(m_context);
+  m_ownProxy->initProxy(*m_own);
+  return m_ownProxy.get();
 }
 
 Proxy* Observers::make(const std::string& address) {
@@ -83,6 +93,7 @@ void Observers::allLeft(const Unsubscribe& unsubscribe) {
 }
 
 void Observers::clear() {
+  m_ownProxy.reset();
   m_observers.clear();
   m_kept.clear();
   m_count = 0;

@@ -11,6 +11,7 @@
 
 #include "framework/Context.h"
 #include "framework/Proxy.h"
+#include "framework/ProxyRequest.h"
 #include "host/bus/CallerWatch.h"
 #include "host/bus/Notifier.h"
 #include "host/bus/ObserverRequest.h"
@@ -32,6 +33,11 @@ class Observers : public ProxySource {
   /// All of these must outlive the object; the context is what the proxies are initialised with.
   Observers(const ServicePlugin& plugin, const ServiceNames& names, Context& context,
             Notifier& notifier, CallerWatch& watch);
+
+  /// The host itself as an observer, under the address `kHost`: what it is told goes to `request`,
+  /// which must outlive the object. It doesn't count as a process.
+  void observeAs(ProxyRequest& request) { m_own = &request; }
+  static constexpr const char* kHost = "host";
 
   /// The connection by which the callers of the present can be reached.
   void useConnection(const Notifier::Connection& connection) { m_connection = connection; }
@@ -60,6 +66,7 @@ class Observers : public ProxySource {
   };
 
   Proxy* make(const std::string& address);
+  Proxy* makeOwn();
   static bool endSubscriptions(const std::string& caller, const Observer& observer,
                                const Unsubscribe& unsubscribe);
 
@@ -69,6 +76,8 @@ class Observers : public ProxySource {
   Notifier& m_notifier;
   CallerWatch& m_watch;
   Notifier::Connection m_connection;
+  ProxyRequest* m_own = nullptr;
+  std::unique_ptr<Proxy> m_ownProxy;
   std::map<std::string, Observer> m_observers;
   std::vector<Observer> m_kept;
   std::atomic<std::size_t> m_count{0};

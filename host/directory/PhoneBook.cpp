@@ -188,7 +188,7 @@ void PhoneBook::prepareTables() {
     tables.execute();
     while (tables.fetch()) {
       known = known || table == "phonebook_version";
-      foreign = true;
+      foreign = foreign || table != kJournalTable;
     }
   }
   if (!known && foreign)

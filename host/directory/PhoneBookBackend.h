@@ -12,6 +12,9 @@
 
 namespace host {
 
+/// A table beside those of the phonebook, which its owner makes: see host/journal.
+inline constexpr const char* kJournalTable = "phonebook_journal";
+
 /// What differs between the databases that can hold a phonebook. All other SQL is understood by
 /// each of them.
 ///

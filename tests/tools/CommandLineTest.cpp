@@ -76,6 +76,7 @@ TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
                                             {"send"},
                                             {"cancel"},
                                             {"doctor"},
+                                            {"journal"},
                                             {"devices"},
                                             {"book", "list"},
                                             {"book", "show"},

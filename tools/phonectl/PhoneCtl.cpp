@@ -15,6 +15,7 @@
 #include "tools/phonectl/CancelCommand.h"
 #include "tools/phonectl/DevicesCommand.h"
 #include "tools/phonectl/DoctorCommand.h"
+#include "tools/phonectl/JournalCommand.h"
 #include "tools/phonectl/ReceiveCommand.h"
 #include "tools/phonectl/RejectCommand.h"
 #include "tools/phonectl/SendCommand.h"
@@ -62,6 +63,7 @@ PhoneCtl::PhoneCtl()
   add<DevicesCommand>(m_app);
   add<SendCommand>(m_app);
   add<CancelCommand>(m_app);
+  add<JournalCommand>(m_app);
   CLI::App* const book = m_app.add_subcommand("book", "Look into the phonebook and change it");
   book->require_subcommand(0, 1);
   add<BookListCommand>(*book);
