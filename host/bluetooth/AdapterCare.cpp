@@ -29,6 +29,8 @@ void AdapterCare::makeVisible(int seconds) {
   m_problem.clear();
   m_shown.clear();
   m_visible = seconds != 0;
+  // Who wants it visible wants it on, also if it was switched off since.
+  if (m_visible) m_caredFor.clear();
   m_until.reset();
   if (seconds > 0) {
     m_until = Clock::now() + std::chrono::seconds(seconds);

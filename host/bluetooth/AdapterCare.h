@@ -11,8 +11,9 @@
 namespace host {
 
 /// Looks after the adapter that cards come in by: switches it on when receiving begins and when it
-/// comes while receiving is on, and makes it visible for as long as the user asked. What the user
-/// does with the adapter afterwards stands: one that was switched off is not switched on again.
+/// comes while receiving is on, and makes it visible, for which it must be on, for as long as the
+/// user asked. What the user does with the adapter afterwards stands: one that was switched off is
+/// not switched on again.
 ///
 /// Threads: the main thread. `bluez` must outlive it.
 class AdapterCare {

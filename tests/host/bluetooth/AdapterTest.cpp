@@ -54,6 +54,17 @@ TEST_F(AdapterTest, StaysOffWhenTheUserSwitchedItOff) {
   EXPECT_FALSE(m_bluetooth.state().powered);
 }
 
+TEST_F(AdapterTest, ThatTheUserSwitchedOffIsSwitchedOnToBeVisible) {
+  begin();
+  m_bluetooth.listening(4);
+  m_bluez.addAdapter(kOff);
+  ASSERT_TRUE(becomesPowered());
+  m_bluez.changeAdapter("'Powered': <false>");
+  ASSERT_TRUE(runUntil([this] { return !m_bluetooth.state().powered; }));
+  m_bluetooth.makeVisible(600);
+  EXPECT_TRUE(becomesVisible());
+}
+
 TEST_F(AdapterTest, IsVisibleForAsLongAsAsked) {
   begin();
   m_bluez.addAdapter();
