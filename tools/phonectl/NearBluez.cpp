@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
+#include <optional>
 #include <thread>
 
 #include "host/bluetooth/BluezNames.h"
@@ -76,19 +78,22 @@ std::string NearBluez::missing() const {
 
 std::string NearBluez::scan(const host::AdapterFacts& adapter, int seconds) {
   const std::string path = adapter.path;
-  std::string problem;
-  bool answered = false;
-  m_bluez.call(path, host::bluez::kAdapter, "StartDiscovery", nullptr,
-               [&](const host::Bluez::Reply& reply) {
-                 answered = true;
-                 if (!reply.body) problem = reply.text.empty() ? reply.error : reply.text;
-               });
-  if (!waitUntil([&] { return answered; }, kPatienceMilliseconds)) problem = "BlueZ doesn't answer";
-  if (!problem.empty()) return cards::safeText(problem);
-  // It ends with our connection, too.
+  const std::string problem = ask(path, "StartDiscovery");
+  if (!problem.empty()) return problem;
   waitUntil([] { return false; }, static_cast<unsigned>(seconds) * 1000);
-  m_bluez.call(path, host::bluez::kAdapter, "StopDiscovery", nullptr, nullptr);
-  return "";
+  return ask(path, "StopDiscovery");
+}
+
+/// The answer may still come when nobody waits for it any more.
+std::string NearBluez::ask(const std::string& path, const char* method) {
+  const auto answer = std::make_shared<std::optional<std::string>>();
+  m_bluez.call(path, host::bluez::kAdapter, method, nullptr,
+               [answer](const host::Bluez::Reply& reply) {
+                 const std::string& why = reply.text.empty() ? reply.error : reply.text;
+                 *answer = reply.body ? std::string() : cards::safeText(why);
+               });
+  waitUntil([&] { return answer->has_value(); }, kPatienceMilliseconds);
+  return answer->value_or("BlueZ doesn't answer");
 }
 
 std::string NearBluez::addressOf(const std::string& name) const {
