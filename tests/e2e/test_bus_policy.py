@@ -97,18 +97,22 @@ class SystemBus(PhoneTest):
         self.expect_allowed(HOST, *take)
 
     def test_only_the_telephone_may_tell_observers_of_cards(self):
-        self.watch()
-        observer = wait_for(self.observer, "the observer to be on the bus")
+        watcher = self.watch()
+        observer = wait_for(lambda: self.unique_name(watcher.process.pid), "the observer to be on the bus")
         offer = (observer, "/org/obexphone/OBEXServiceObserver", "org.obexphone.OBEXServiceObserverIfc", "vCardAcceptEvent",
                  "a{sv}", "0")
         for user in (MEMBER, STRANGER):
             self.expect_refused(user, *offer)
 
-    def observer(self):
-        """The unique name of the newest program on the bus but the one that asks."""
+    def unique_name(self, process):
+        """The name that the bus gave to a program."""
         names = self.busctl("list", "--unique", "--no-legend", "--no-pager").splitlines()
-        found = [line.split()[0] for line in names if "phonectl" in line]
-        return found[0] if found else None
+        for name in (line.split()[0] for line in names):
+            code, text = self.call_as(HOST, "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
+                                      "GetConnectionUnixProcessID", "s", name)
+            if code == 0 and text.split() == ["u", str(process)]:
+                return name
+        return None
 
     def test_a_card_comes_in_is_offered_and_stored(self):
         self.receive_on()
