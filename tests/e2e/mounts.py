@@ -63,4 +63,4 @@ class Disk:
         self._run("mount", *options)
 
     def _run(self, *command):
-        subprocess.run(["nsenter", f"--target={self.process_id}", "--mount", *command], check=True, capture_output=True)
+        subprocess.run(["nsenter", f"--target={self.process_id}", "--mount", "--root", *command], check=True, capture_output=True)
