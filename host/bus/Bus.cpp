@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kDaemon = "org.freedesktop.DBus";
 constexpr const char* kDaemonPath = "/org/freedesktop/DBus";
 
-// Of the D-Bus specification: RequestName's flag and answer.
+// What the bus knows by number: a flag of RequestName, and its answer.
 constexpr guint32 kDoNotQueue = 4;
 constexpr guint32 kPrimaryOwner = 1;
 
