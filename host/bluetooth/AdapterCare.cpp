@@ -9,7 +9,10 @@
 namespace host {
 
 AdapterCare::AdapterCare(Bluez& bluez, std::string wanted)
-    : m_bluez(bluez), m_wanted(std::move(wanted)) {}
+    : m_bluez(bluez),
+      m_wanted(std::move(wanted)),
+      m_power(bluez, "Powered", &AdapterFacts::powered),
+      m_visibility(bluez, "Discoverable", &AdapterFacts::discoverable) {}
 
 AdapterCare::~AdapterCare() { m_end.disconnect(); }
 
@@ -26,7 +29,7 @@ void AdapterCare::receive(bool on) {
 
 void AdapterCare::makeVisible(int seconds) {
   m_end.disconnect();
-  m_problem.clear();
+  m_visibility.forget();
   m_shown.clear();
   m_visible = seconds != 0;
   // Who wants it visible wants it on, also if it was switched off since.
@@ -41,7 +44,8 @@ void AdapterCare::makeVisible(int seconds) {
         },
         static_cast<unsigned>(seconds));
   }
-  if (!m_visible && adapter() != nullptr) setDiscoverable(adapter()->path, false);
+  if (!m_visible && adapter() != nullptr)
+    m_visibility.turn(adapter()->path, false, "the adapter can't be made invisible");
   update();
 }
 
@@ -57,57 +61,49 @@ std::string AdapterCare::problem() const {
   if (adapter() == nullptr)
     return m_wanted.empty() ? "there is no Bluetooth adapter"
                             : "there is no Bluetooth adapter " + m_wanted;
-  return m_problem;
+  return m_power.problem().empty() ? m_visibility.problem() : m_power.problem();
 }
 
 void AdapterCare::update() {
-  if (m_generation != m_bluez.generation()) {
+  const AdapterFacts* const found = adapter();
+  if (found == nullptr || m_generation != m_bluez.generation()) {
+    // One that comes back is another one.
     m_generation = m_bluez.generation();
     m_caredFor.clear();
     m_shown.clear();
-    m_problem.clear();
+    m_power.forget();
+    m_visibility.forget();
   }
-  const AdapterFacts* const found = adapter();
-  if (found == nullptr) {
-    // One that comes back is another one.
-    m_caredFor.clear();
-    m_shown.clear();
-    return;
-  }
+  if (found == nullptr) return;
   const AdapterFacts adapter = *found;
+  m_power.update();
+  m_visibility.update();
+  if (!m_receiving && !m_visible) m_power.forget();
+  if (!adapter.powered) {
+    // It is shown when it is on again.
+    m_shown.clear();
+    m_visibility.forget();
+  }
   if ((m_receiving || m_visible) && m_caredFor != adapter.path) switchOn(adapter);
   if (m_visible && adapter.powered && m_shown != adapter.path) showAdapter(adapter);
 }
 
 void AdapterCare::switchOn(const AdapterFacts& adapter) {
   m_caredFor = adapter.path;
-  if (!adapter.powered) set(adapter.path, "Powered", g_variant_new_boolean(TRUE));
+  if (!adapter.powered) m_power.turn(adapter.path, true, "the adapter can't be switched on");
 }
 
 /// The adapter counts for itself, so that it does not stay visible should the telephone end.
 void AdapterCare::showAdapter(const AdapterFacts& adapter) {
   m_shown = adapter.path;
   const int seconds = std::max(secondsLeft(), 0);
-  set(adapter.path, "DiscoverableTimeout", g_variant_new_uint32(static_cast<guint32>(seconds)));
-  setDiscoverable(adapter.path, true);
-}
-
-void AdapterCare::setDiscoverable(const std::string& path, bool visible) {
-  set(path, "Discoverable", g_variant_new_boolean(visible ? TRUE : FALSE));
-}
-
-void AdapterCare::set(const std::string& path, const char* property, GVariant* value) {
-  m_bluez.set(path, bluez::kAdapter, property, value, [this, property](const Bluez::Reply& reply) {
-    if (!reply.body) failed(property, reply);
-  });
-}
-
-void AdapterCare::failed(const char* property, const Bluez::Reply& reply) {
-  const bool power = std::string(property) == "Powered";
-  m_problem = std::string(power ? "the adapter can't be switched on: "
-                                : "the adapter can't be made visible: ") +
-              (reply.text.empty() ? reply.error : reply.text);
-  HOST_LOG_ERROR("%s", m_problem.c_str());
+  m_bluez.set(adapter.path, bluez::kAdapter, "DiscoverableTimeout",
+              g_variant_new_uint32(static_cast<guint32>(seconds)), [](const Bluez::Reply& reply) {
+                if (!reply.body)
+                  HOST_LOG_ERROR("the adapter doesn't take how long it is to be visible: %s",
+                                 (reply.text.empty() ? reply.error : reply.text).c_str());
+              });
+  m_visibility.turn(adapter.path, true, "the adapter can't be made visible");
 }
 
 }  // namespace host

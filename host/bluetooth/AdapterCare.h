@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "host/bluetooth/AdapterSwitch.h"
 #include "host/bluetooth/Bluez.h"
 
 namespace host {
@@ -46,18 +47,16 @@ class AdapterCare {
 
   void switchOn(const AdapterFacts& adapter);
   void showAdapter(const AdapterFacts& adapter);
-  void setDiscoverable(const std::string& path, bool visible);
-  void set(const std::string& path, const char* property, GVariant* value);
-  void failed(const char* property, const Bluez::Reply& reply);
 
   Bluez& m_bluez;
   const std::string m_wanted;
+  AdapterSwitch m_power;
+  AdapterSwitch m_visibility;
   bool m_receiving = false;
   std::string m_caredFor;  ///< path of the adapter that was switched on, if it had to be
   std::string m_shown;     ///< path of the adapter that was made visible
   bool m_visible = false;  ///< asked for
   std::optional<Clock::time_point> m_until;  ///< none for ever
-  std::string m_problem;
   unsigned m_generation = 0;
   sigc::connection m_end;
 };

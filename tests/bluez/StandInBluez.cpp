@@ -86,9 +86,10 @@ void StandInBluez::carryOut(GDBusMessage* call) {
   std::printf("%s\n", line.c_str());
   const auto failing = m_failing.find(method);
   if (failing != m_failing.end()) {
-    send(g_dbus_message_new_method_error(call, failing->second.c_str(), "as the test %s", "wants"));
+    fail(call, failing->second, "as the test wants");
     return;
   }
+  if (method == "Set" && refuses(call)) return;
   if (method == "RegisterProfile") {
     m_profileOwner = orEmpty(g_dbus_message_get_sender(call));
     const char* profile = nullptr;
@@ -98,6 +99,20 @@ void StandInBluez::carryOut(GDBusMessage* call) {
   GDBusMessage* reply = g_dbus_message_new_method_reply(call);
   if (GVariant* result = answer(path, method, body)) g_dbus_message_set_body(reply, result);
   send(reply);
+}
+
+void StandInBluez::fail(GDBusMessage* call, const std::string& error, const std::string& text) {
+  send(g_dbus_message_new_method_error_literal(call, error.c_str(), text.c_str()));
+}
+
+bool StandInBluez::refuses(GDBusMessage* call) {
+  const char* property = nullptr;
+  g_variant_get(g_dbus_message_get_body(call), "(&s&sv)", nullptr, &property, nullptr);
+  const auto refusal = m_refusing.find(property);
+  if (refusal == m_refusing.end() || refusal->second.times <= 0) return false;
+  --refusal->second.times;
+  fail(call, refusal->second.error, refusal->second.text);
+  return true;
 }
 
 GVariant* StandInBluez::answer(const std::string& path, const std::string& method, GVariant* body) {
@@ -220,6 +235,15 @@ void StandInBluez::work(const std::string& method) {
   }
 }
 
+void StandInBluez::refuse(const std::string& property, const std::string& error,
+                          const std::string& rest) {
+  std::istringstream words(rest);
+  Refusal& refusal = m_refusing[property];
+  refusal.error = error;
+  words >> refusal.times >> std::ws;
+  std::getline(words, refusal.text);
+}
+
 void StandInBluez::release() {
   offerObjectPush(false);
   GDBusMessage* call = g_dbus_message_new_method_call(m_profileOwner.c_str(), m_profilePath.c_str(),
@@ -244,6 +268,8 @@ bool StandInBluez::command(const std::string& line) {
     change(first, second, rest);
   } else if (verb == "fail") {
     m_failing[first] = second;
+  } else if (verb == "refuse") {
+    refuse(first, second, rest);
   } else if (verb == "hold") {
     m_holding.insert(first);
   } else if (verb == "work") {

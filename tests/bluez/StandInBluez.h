@@ -27,6 +27,7 @@ class StandInBluez {
   ///     remove PATH INTERFACE
   ///     change PATH INTERFACE PROPERTIES
   ///     fail METHOD ERROR                   from now on
+  ///     refuse PROPERTY ERROR TIMES TEXT    so many attempts to set it
   ///     hold METHOD                         it isn't answered
   ///     work METHOD                         as in the beginning; what was held is answered now
   ///     release                             tells the registered profile that it is no more
@@ -37,10 +38,18 @@ class StandInBluez {
   using Properties = std::map<std::string, GVariant*>;
   using Object = std::map<std::string, Properties>;
 
+  struct Refusal {
+    std::string error;
+    std::string text;
+    int times;
+  };
+
   static GDBusMessage* filter(GDBusConnection* connection, GDBusMessage* message, gboolean incoming,
                               gpointer self);
   void serve(GDBusMessage* call);
   void carryOut(GDBusMessage* call);
+  void fail(GDBusMessage* call, const std::string& error, const std::string& text);
+  bool refuses(GDBusMessage* call);
   GVariant* answer(const std::string& path, const std::string& method, GVariant* body);
   void send(GDBusMessage* message);
   void signal(const std::string& path, const char* interface, const char* member, GVariant* body);
@@ -55,6 +64,7 @@ class StandInBluez {
   void remove(const std::string& path, const std::string& interface);
   void change(const std::string& path, const std::string& interface, const std::string& properties);
   void work(const std::string& method);
+  void refuse(const std::string& property, const std::string& error, const std::string& rest);
   void release();
 
   GDBusConnection* m_connection;
@@ -62,6 +72,7 @@ class StandInBluez {
   // Guarded by m_mutex:
   std::map<std::string, Object> m_objects;
   std::map<std::string, std::string> m_failing;
+  std::map<std::string, Refusal> m_refusing;  ///< by property
   std::set<std::string> m_holding;
   std::deque<GDBusMessage*> m_held;
   std::string m_profileOwner;

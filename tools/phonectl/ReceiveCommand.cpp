@@ -13,6 +13,8 @@ namespace {
 
 // A push server that has a radio listens within a moment of being switched on.
 constexpr unsigned kListenPatienceMilliseconds = 5000;
+// The phone tries for ten seconds where BlueZ is busy with the adapter.
+constexpr unsigned kVisiblePatienceMilliseconds = 15000;
 constexpr unsigned kAskAgainMilliseconds = 50;
 
 }  // namespace
@@ -96,7 +98,7 @@ void ReceiveCommand::makeVisible(PatientCall& patient) const {
   const auto settled = [&] {
     return status && (status->discoverable() || !status->visibleProblem().empty());
   };
-  for (unsigned waited = 0; !settled() && waited < kListenPatienceMilliseconds;
+  for (unsigned waited = 0; !settled() && waited < kVisiblePatienceMilliseconds;
        waited += kAskAgainMilliseconds) {
     if (status) patient.waitUntil([] { return false; }, kAskAgainMilliseconds);
     status.emplace(patient.run(PhoneStatus::question()));

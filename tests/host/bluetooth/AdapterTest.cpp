@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "host/bluetooth/Bluetooth.h"
 #include "tests/host/bluetooth/BluezFixture.h"
 
@@ -14,6 +16,27 @@ class AdapterTest : public test::BluezFixture {
   void begin() {
     m_bluez.start();
     m_bluetooth.start();
+  }
+  void beginReceiving() {
+    begin();
+    m_bluetooth.listening(4);
+  }
+  /// How often it was tried to switch it on.
+  int attempts() const {
+    return m_bluez.times("Set /org/bluez/hci0 ('org.bluez.Adapter1', 'Powered'");
+  }
+  long complaints() const {
+    const auto texts = m_log.texts(kLogError);
+    return std::count_if(texts.begin(), texts.end(), [](const std::string& text) {
+      return text.starts_with("the adapter can't");
+    });
+  }
+  bool isTriedAgain(int soFar) {
+    return runUntil([=, this] { return attempts() > soFar; }, std::chrono::seconds(5));
+  }
+  bool problemBecomes(const std::string& part) {
+    return runUntil(
+        [&] { return m_bluetooth.state().visibleProblem.find(part) != std::string::npos; });
   }
   bool becomesPowered() {
     return runUntil([this] { return m_bluetooth.state().powered; });
@@ -87,12 +110,10 @@ TEST_F(AdapterTest, ThatComesLaterIsVisibleForTheRest) {
 
 TEST_F(AdapterTest, ThatCannotBeMadeVisibleIsToldWithTheReason) {
   begin();
-  m_bluez.tell("fail Set org.bluez.Error.NotReady");
+  m_bluez.tell("fail Set org.bluez.Error.NotPermitted");
   m_bluez.addAdapter();
   m_bluetooth.makeVisible(host::AdapterCare::kForEver);
-  ASSERT_TRUE(runUntil([this] {
-    return m_bluetooth.state().visibleProblem.find("can't be made visible") != std::string::npos;
-  }));
+  ASSERT_TRUE(problemBecomes("can't be made visible: as the test wants"));
   EXPECT_EQ(m_bluetooth.state().visibleSeconds, host::AdapterCare::kForEver);
 }
 
@@ -102,4 +123,118 @@ TEST_F(AdapterTest, WhatIsOfOddTypesSwitchesNothing) {
   m_bluez.addAdapter("'Powered': <'yes'>, 'Discoverable': <[1, 2]>");
   EXPECT_TRUE(becomesPowered());
   EXPECT_FALSE(m_bluetooth.state().discoverable);
+}
+
+TEST_F(AdapterTest, ThatIsBusyIsTriedAgain) {
+  beginReceiving();
+  m_bluez.tell("refuse Powered org.bluez.Error.Busy 2");
+  m_bluez.addAdapter(kOff);
+  EXPECT_TRUE(becomesPowered());
+  EXPECT_EQ(attempts(), 3);
+  EXPECT_EQ(complaints(), 0);
+}
+
+TEST_F(AdapterTest, WhatIsInProgressOrNotReadyIsTriedAgain) {
+  begin();
+  m_bluez.tell("refuse Powered org.bluez.Error.InProgress 1");
+  m_bluez.tell("refuse Discoverable org.bluez.Error.NotReady 1");
+  m_bluez.addAdapter(kOff);
+  m_bluetooth.makeVisible(600);
+  EXPECT_TRUE(becomesVisible());
+  EXPECT_EQ(complaints(), 0);
+}
+
+TEST_F(AdapterTest, ThatTheKernelCallsBusyIsTriedAgain) {
+  beginReceiving();
+  m_bluez.tell("refuse Powered org.bluez.Error.Failed 1 Busy");
+  m_bluez.addAdapter(kOff);
+  EXPECT_TRUE(becomesPowered());
+}
+
+TEST_F(AdapterTest, OfARestartedBluezThatIsBusyIsSwitchedOn) {
+  beginReceiving();
+  m_bluez.addAdapter(kOff);
+  ASSERT_TRUE(becomesPowered());
+  m_bluez.kill();
+  ASSERT_TRUE(runUntil([this] { return m_bluetooth.state().adapter.empty(); }));
+  m_bluez.start();
+  m_bluez.tell("refuse Powered org.bluez.Error.Busy 1");
+  m_bluez.addAdapter(kOff);
+  EXPECT_TRUE(becomesPowered());
+}
+
+TEST_F(AdapterTest, ThatIsOnMeanwhileIsNotTriedAgain) {
+  beginReceiving();
+  m_bluez.tell("refuse Powered org.bluez.Error.Busy 1000");
+  m_bluez.addAdapter(kOff);
+  ASSERT_TRUE(isTriedAgain(0));
+  m_bluez.changeAdapter("'Powered': <true>");
+  ASSERT_TRUE(becomesPowered());
+  EXPECT_FALSE(isTriedAgain(attempts()));
+  EXPECT_EQ(complaints(), 0);
+}
+
+TEST_F(AdapterTest, IsNotTriedAgainWhenReceivingIsOff) {
+  beginReceiving();
+  m_bluez.tell("refuse Powered org.bluez.Error.Busy 1000");
+  m_bluez.addAdapter(kOff);
+  ASSERT_TRUE(isTriedAgain(0));
+  m_bluetooth.listening(0);
+  runUntil([] { return false; }, std::chrono::seconds(2));
+  EXPECT_FALSE(isTriedAgain(attempts()));
+}
+
+TEST_F(AdapterTest, ThatStaysBusyIsGivenUpWithOneLine) {
+  begin();
+  m_bluez.tell("refuse Powered org.bluez.Error.Busy 1000");
+  m_bluez.addAdapter(kOff);
+  const auto begun = std::chrono::steady_clock::now();
+  m_bluetooth.makeVisible(600);
+  ASSERT_TRUE(problemBecomes("the adapter can't be switched on: org.bluez.Error.Busy"));
+  EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(9));
+  EXPECT_FALSE(isTriedAgain(attempts()));
+  EXPECT_EQ(complaints(), 1);
+}
+
+TEST_F(AdapterTest, ThatIsBlockedIsToldAtOnce) {
+  begin();
+  m_bluez.tell("refuse Powered org.bluez.Error.Blocked 1000 Blocked through rfkill");
+  m_bluez.addAdapter(kOff);
+  m_bluetooth.makeVisible(600);
+  ASSERT_TRUE(problemBecomes("the adapter can't be switched on: Blocked through rfkill"));
+  EXPECT_EQ(attempts(), 1);
+}
+
+TEST_F(AdapterTest, WhatWasWrongIsForgottenWhenTheUserSwitchesItOn) {
+  begin();
+  m_bluez.tell("refuse Powered org.bluez.Error.Blocked 1000 Blocked through rfkill");
+  m_bluez.addAdapter(kOff);
+  m_bluetooth.makeVisible(600);
+  ASSERT_TRUE(problemBecomes("Blocked through rfkill"));
+  m_bluez.tell("hold Set");
+  m_bluez.changeAdapter("'Powered': <true>");
+  EXPECT_TRUE(runUntil([this] { return m_bluetooth.state().visibleProblem.empty(); }));
+  m_bluez.tell("work Set");
+  EXPECT_TRUE(becomesVisible());
+}
+
+TEST_F(AdapterTest, ThatIsOffForAWhileIsVisibleForTheRest) {
+  begin();
+  m_bluez.addAdapter();
+  m_bluetooth.makeVisible(600);
+  ASSERT_TRUE(becomesVisible());
+  m_bluez.changeAdapter("'Powered': <false>, 'Discoverable': <false>");
+  ASSERT_TRUE(becomesVisible(false));
+  m_bluez.changeAdapter("'Powered': <true>");
+  EXPECT_TRUE(becomesVisible());
+}
+
+TEST_F(AdapterTest, ThatIsBusyWhileItIsToBeHiddenIsHiddenAllTheSame) {
+  begin();
+  m_bluez.addAdapter();
+  m_bluetooth.makeVisible(600);
+  ASSERT_TRUE(becomesVisible());
+  m_bluez.tell("refuse Discoverable org.bluez.Error.Busy 1");
+  m_bluetooth.makeVisible(0);
+  EXPECT_TRUE(becomesVisible(false));
 }
