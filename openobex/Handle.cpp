@@ -222,6 +222,9 @@ int Handle::broken(std::string reason) {
 
 void Handle::endLink(std::string reason) {
   if (m_link == nullptr) return;
+  if (m_server && m_link->guard().command() == OBEX_CMD_PUT && m_link->guard().requestUnderWay())
+    tellObject();
+  m_objectTold = false;
   m_link.reset();
   if (!m_server) return;
   if (RadioLinkAccess link; link) link->linkClosed(reason);
@@ -317,15 +320,19 @@ void Handle::call(obex_object* object, int mode, int event, int command, int res
   currentHandle = outer;
 }
 
-void Handle::tellObject() const {
-  if (m_link == nullptr) return;
+void Handle::tellObject() {
+  if (m_link == nullptr || m_objectTold) return;
+  m_objectTold = true;
   const PacketGuard& guard = m_link->guard();
   if (RadioLinkAccess link; link) link->linkObject(guard.objectName(), guard.bodySize());
 }
 
 /// The answers that ask for the next packet are not told.
-void Handle::tellAnswer() const {
+void Handle::tellAnswer() {
   if (!m_server || m_link->lastSent() < 0 || m_link->lastSent() == OBEX_RSP_CONTINUE) return;
+  // One that is refused by its name was not told when its last packet came.
+  if (m_link->guard().command() == OBEX_CMD_PUT) tellObject();
+  m_objectTold = false;
   if (RadioLinkAccess link; link) link->linkAnswered(m_link->guard().command(), m_link->lastSent());
 }
 

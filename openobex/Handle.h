@@ -70,8 +70,8 @@ class Handle {
   int work();
   int broken(std::string reason);
   void endLink(std::string reason);
-  void tellObject() const;
-  void tellAnswer() const;
+  void tellObject();
+  void tellAnswer();
   bool forgetOpenBody(obex_object* object);
 
   obex_t* const m_library;
@@ -83,6 +83,7 @@ class Handle {
   bool m_broken = false;  ///< the library must not work again, and the callback knows
   bool m_muted = false;
   bool m_connectRefused = false;
+  bool m_objectTold = false;  ///< that of the request under way
   int m_response = 0;
   std::vector<obex_object*> m_openBodies;  ///< objects of ours whose body has no end yet
 };

@@ -50,6 +50,8 @@ class PacketGuard {
   /// The command of the request under way or just ended, without the final bit; -1 before the
   /// first.
   [[nodiscard]] int command() const { return m_command; }
+  /// Whether more packets of it are to come, and no answer has ended it.
+  [[nodiscard]] bool requestUnderWay() const { return !m_complete; }
   /// What was seen of the object so far: its name in UTF-8, and the bytes of its body.
   [[nodiscard]] const std::string& objectName() const { return m_name; }
   [[nodiscard]] std::size_t bodySize() const { return m_bodyBytes; }

@@ -118,9 +118,7 @@ void PushLedger::answered(int command, int response) {
   const std::lock_guard lock(m_mutex);
   if (!m_link) return;
   if (command == kDisconnect) m_link->used = true;
-  if (command != kPut) return;
-  // One that is refused before its end was not told.
-  if (!m_link->inFlight) m_link->inFlight = open(m_link->peer, m_link->name).number;
+  if (command != kPut || !m_link->inFlight) return;
   const long long number = *m_link->inFlight;
   m_link->used = true;
   write(number, &JournalEntry::link, wordsOf(response));

@@ -55,6 +55,7 @@ class Journal(PhoneTest):
         self.phonectl("reject")
         self.wait_for_outcomes(("taken", "no card: it can't be read"),
                                ("refused: its name is not that of a card", ""), ("taken", "rejected"))
+        self.assertEqual([entry["object"] for entry in self.journal()], ["odd.vcf", "photo.jpg", "card.vcf"])
 
     def test_a_push_that_breaks_off_has_a_line(self):
         self.start_phone()
@@ -62,9 +63,22 @@ class Journal(PhoneTest):
         with self.link() as peer:
             peer.sendall(phone.connect_packet())
             phone.receive_packet(peer)
+            packets = phone.put_packets("berg.vcf", b"x" * 70000)
+            peer.sendall(packets[0])
+            phone.receive_packet(peer)
+            peer.sendall(packets[1][:100])
+        wait_for(lambda: self.journal(), "a line")
+        self.assertIn("broken off: closed by the peer", self.journal()[0]["link"])
+        self.assertEqual(self.journal()[0]["object"], "berg.vcf")
+
+    def test_a_push_that_breaks_off_in_its_first_packet_has_a_line(self):
+        self.start_phone()
+        self.receive_on()
+        with self.link() as peer:
             peer.sendall(phone.put_packets("berg.vcf", b"x" * 70000)[0][:100])
         wait_for(lambda: self.journal(), "a line")
         self.assertIn("broken off: closed by the peer", self.journal()[0]["link"])
+        self.assertEqual(self.journal()[0]["object"], "")
 
     def test_cards_that_wait_when_the_telephone_ends_are_lost_and_told(self):
         self.start_phone()

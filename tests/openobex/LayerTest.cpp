@@ -449,6 +449,37 @@ TEST_F(ServerTest, TheHostHearsOfTheLink) {
   Open();
 }
 
+TEST_F(ServerTest, TheHostHearsTheNameOfWhatIsRefused) {
+  refuseAt = OBEX_EV_REQCHECK;
+  auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.jpg") + header(OBEX_HDR_BODY, "1234")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xCF);
+  refuseAt = kNoEvent;
+  peer->Send(packet(0x82, nameHeader("b.vcf") + header(OBEX_HDR_BODY_END, "56")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  peer->Close();
+  ASSERT_TRUE(WaitForEvent("LINKERR"));
+  Stop();
+  EXPECT_THAT(
+      radioLink.Told(),
+      ElementsAre("listening 4", "accepted 00:11:22:33:44:55", "object a.jpg 4", "answered 2 79",
+                  "object b.vcf 2", "answered 2 32", "closed: closed by the peer", "stopped"));
+  Open();
+}
+
+TEST_F(ServerTest, TheHostHearsTheNameOfWhatBreaksOff) {
+  auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "1234")));
+  EXPECT_EQ(peer->ReceiveCode(), 0x90);
+  peer->Close();
+  ASSERT_TRUE(WaitForEvent("LINKERR"));
+  Stop();
+  EXPECT_THAT(radioLink.Told(),
+              ElementsAre("listening 4", "accepted 00:11:22:33:44:55", "object a.vcf 4",
+                          "closed: closed by the peer", "stopped"));
+  Open();
+}
+
 TEST_F(ServerTest, APeerThatIsNotLetInIsNotRead) {
   radioLink.admits = false;
   const auto peer = Connect();

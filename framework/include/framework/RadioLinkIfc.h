@@ -22,9 +22,10 @@ class FRAMEWORK_API RadioLinkIfc {
   /// A peer has connected; `address` is its Bluetooth device address, "00:11:22:33:44:55". On false
   /// the link is closed before a byte of it is read.
   virtual bool linkAccepted(const std::string& address) = 0;
-  /// A peer pushes an object. Told once for each object, when its last packet is in, before it is
-  /// given to the service. `name` is the object's name in UTF-8, empty when it has none; `size`
-  /// counts the bytes of its body.
+  /// A peer pushes an object. Told once for each object: when its last packet is in, before it is
+  /// given to the service; or before that, when it is refused or its link ends. `name` is the
+  /// object's name in UTF-8, empty when it has told none; `size` counts the bytes of its body that
+  /// have come.
   virtual void linkObject(const std::string& name, std::size_t size) = 0;
   /// The answer to a request went out; `command` and `response` are OBEX codes without the final
   /// bit.

@@ -139,6 +139,7 @@ TEST_F(PushLedgerTest, ABatchThatFailedIsNotTakenForAnUnreadableCard) {
 
 TEST_F(PushLedgerTest, RefusedObjectsAreToldWithTheReason) {
   ASSERT_TRUE(enter(false));
+  m_ledger.object("photo.jpg", 3);
   m_ledger.answered(kPut, 0x4F);
   m_ledger.object("card.vcf", 3);
   m_ledger.answered(kPut, 0x43);
