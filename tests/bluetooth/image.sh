@@ -111,6 +111,8 @@ put_modules() {
     mkdir -p "$image/usr/$(dirname "$file")"
     cp "$tree/$file" "$image/usr/$file"
     [[ $file != *.xz ]] || xz -d "$image/usr/$file"
+    # Without their signatures, which the kernel would check one by one.
+    strip --strip-debug "$image/usr/${file%.xz}"
   done
   depmod -b $image/usr "$kernel_version"
   echo "${modules[@]}" >$image/etc/modules-in-order

@@ -7,9 +7,11 @@ them knows is the other.
 import collections
 import os
 import pathlib
+import shutil
 import subprocess
 import time
 
+import dbus
 import phone
 from bluez import BlueZ
 from obexd import Obexd
@@ -17,7 +19,9 @@ from peer import Peer
 from phone import Process, wait_for
 from telephone import Telephone
 
-LOG = pathlib.Path("/log")
+# Written there and then copied to SAVED: while the machine waits for a file of the host, its clock runs on.
+LOG = pathlib.Path("/run/log")
+SAVED = pathlib.Path("/log")
 SESSION_BUS = "unix:path=/run/session-bus"
 ADDRESSES = {"hci0": "00:AA:01:00:00:00", "hci1": "00:AA:01:01:00:01"}
 OTHERS = {"hci0": ADDRESSES["hci1"], "hci1": ADDRESSES["hci0"]}
@@ -25,10 +29,12 @@ OTHERS = {"hci0": ADDRESSES["hci1"], "hci1": ADDRESSES["hci0"]}
 
 class Machine:
     def __init__(self, say):
+        LOG.mkdir(exist_ok=True)
         self.say = say
         self.started = collections.Counter()
         self.environment = dict(os.environ, DBUS_SESSION_BUS_ADDRESS=SESSION_BUS, PHONE_BUS=SESSION_BUS,
                                 XDG_STATE_HOME="/run/state", PATH=f"{phone.BIN}:{os.environ['PATH']}")
+        self.bus = None
         self.bluez = BlueZ()
         self.bluetoothd = None
         self.controllers = None
@@ -39,18 +45,25 @@ class Machine:
 
     # Programs
 
-    def start_program(self, name, *command):
-        """Starts a program, whose output is then in /log."""
+    def start_program(self, name, *command, **options):
+        """Starts a program, whose output is then in the log folder."""
         self.started[name] += 1
-        return Process(LOG, f"{name}-{self.started[name]}", command, self.environment)
+        return Process(LOG, f"{name}-{self.started[name]}", command, self.environment, **options)
 
     def run_program(self, *command, deadline=120, **options):
-        """Runs a program to its end; its output is in /log, too."""
+        """Runs a program to its end; its output is in the log folder, too."""
         result = subprocess.run([str(word) for word in command], env=self.environment, timeout=deadline, check=False,
                                 capture_output=True, text=True, errors="replace", stdin=subprocess.DEVNULL, **options)
         with open(LOG / "commands.log", "a") as log:
             log.write(f"$ {' '.join(map(str, command))}\n{result.stdout}{result.stderr}(exit code {result.returncode})\n")
         return result
+
+    def save_logs(self):
+        """Has the host see what was written since the last time."""
+        for path in LOG.iterdir():
+            with open(path, "rb") as source, open(SAVED / path.name, "ab") as copy:
+                source.seek(copy.tell())
+                shutil.copyfileobj(source, copy)
 
     # The machine itself
 
@@ -83,7 +96,13 @@ class Machine:
         self.start_program("session-bus", "dbus-daemon", "--session", "--nofork", f"--address={SESSION_BUS}")
         wait_for(lambda: os.path.exists("/run/dbus/system_bus_socket") and os.path.exists("/run/session-bus"),
                  "both message buses")
+        self.bus = self.session_bus()
         self.bluez.connect()
+
+    @staticmethod
+    def session_bus():
+        """A connection of the caller's own."""
+        return dbus.bus.BusConnection(SESSION_BUS)
 
     def start_controllers(self):
         self.controllers = self.start_program("btvirt", "btvirt", "-l2")
@@ -132,4 +151,4 @@ class Machine:
 
     def wait_for_no_link(self):
         """A connect the other way hangs while the last link still lingers."""
-        wait_for(lambda: not self.links(), "the link between the controllers to end")
+        wait_for(lambda: not self.links(), "the link between the controllers to end", pause=0.1)

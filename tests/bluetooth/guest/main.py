@@ -28,20 +28,22 @@ def run(number, name, function, machine):
     started = time.monotonic()
     try:
         function(machine)
+        say(f"ok {number} - {name} ({time.monotonic() - started:.1f} s)")
+        return True
     except Exception:
         say(f"not ok {number} - {name} ({time.monotonic() - started:.1f} s)")
         say("".join("    # " + line + "\n" for line in traceback.format_exc().splitlines()).rstrip("\n"))
         machine.recover()
         return False
-    say(f"ok {number} - {name} ({time.monotonic() - started:.1f} s)")
-    return True
+    finally:
+        machine.save_logs()
 
 
-def main():
-    machine = Machine(say)
+def run_all(machine):
+    """The exit code."""
     machine.start()
     if "--machine-only" in sys.argv:
-        say("The machine runs; its programs' output is in /log. Leave it with: exit")
+        say("The machine runs; its programs' output is in /run/log. Leave it with: exit")
         subprocess.run(["sh", "-i"], env=machine.environment, check=False)
         return 0
     chosen = [(name, function) for name, function in CHECKS if not ONLY or any(word in name for word in ONLY)]
@@ -50,6 +52,14 @@ def main():
     machine.stop()
     say(f"{len(chosen) - len(failed)} of {len(chosen)} checks are ok")
     return 1 if failed or not chosen else 0
+
+
+def main():
+    machine = Machine(say)
+    try:
+        return run_all(machine)
+    finally:
+        machine.save_logs()
 
 
 if __name__ == "__main__":

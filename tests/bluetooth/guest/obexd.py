@@ -29,7 +29,7 @@ class Obexd:
 
     def _start(self, *options):
         self.process = self.machine.start_program("obexd", "/usr/libexec/bluetooth/obexd", "-n", *options)
-        bus = dbus.bus.BusConnection(self.machine.environment["DBUS_SESSION_BUS_ADDRESS"])
+        bus = self.machine.session_bus()
         wait_for(lambda: bus.name_has_owner(SERVICE), "obexd on the session bus")
         bus.close()
 
@@ -41,7 +41,7 @@ class Obexd:
     def push(self, file):
         """Finds the telephone's channel by its service record, as desktops do, and pushes a file; waits until the transfer
         has ended. The session lives as long as the bus connection that made it."""
-        bus = dbus.bus.BusConnection(self.machine.environment["DBUS_SESSION_BUS_ADDRESS"])
+        bus = self.machine.session_bus()
         try:
             self._push(bus, file)
         finally:

@@ -3,7 +3,7 @@
 import pathlib
 import subprocess
 
-from phone import Process, wait_for
+from phone import wait_for
 
 CHANNEL = 10
 
@@ -16,9 +16,8 @@ class Receiver:
 
     def start(self):
         self.folder.mkdir(exist_ok=True)
-        self.process = Process(pathlib.Path("/log"), "obex_test",
-                               ["sh", "-c", f"cd {self.folder} && exec obex_test -b {CHANNEL}"],
-                               self.machine.environment, stdin=subprocess.PIPE)
+        self.process = self.machine.start_program("obex_test", "sh", "-c", f"cd {self.folder} && exec obex_test -b {CHANNEL}",
+                                                  stdin=subprocess.PIPE)
         self.process.process.stdin.write(b"s\n")  # serve one link; at the end of its input it would leave
         self.process.process.stdin.flush()
         wait_for(lambda: self._is_listening(), "obex_test to listen")
