@@ -156,7 +156,9 @@ Method Phone::status() const {
   text("plugin", m_plugin.file());
   text("phonebook", withoutSecrets(m_options.connection));
   text("images", Storage::defaultRoot());
-  text("imagesProblem", imagesProblem(Storage::defaultRoot()));
+  const Problem images = imagesProblem(Storage::defaultRoot());
+  text("imagesProblem", images.text);
+  text("imagesRemedy", images.remedy);
   const std::vector<std::string> photos = m_mobility.recentFiles();
   text("lastPhoto", photos.empty() ? "" : photos.front());
   status.addIntParameter("photos", toInt(m_mobility.count()), Parameter::OUT);

@@ -2,11 +2,19 @@
 
 #include <string>
 
+#include "framework/Storage.h"
+#include "host/checks/Problem.h"
+
 namespace host {
 
-/// Why this process can't write a photo into the images folder at `root`, a sentence without an
-/// end; empty when it can. Nothing of the attempt stays. Any thread; it may take as long as the
-/// disk.
-std::string imagesProblem(const std::string& root);
+// Threads: one at a time. Both may take as long as the disk.
+
+/// Why this process can't write a photo into the images folder at `root`. Nothing of the attempt
+/// stays.
+Problem imagesProblem(const std::string& root);
+
+/// Whether there is as much beneath `root` as the telephone keeps there, so that no photo is stored
+/// any more. Whatever can't be looked at isn't counted.
+Problem imagesQuotaProblem(const std::string& root, const Storage::Limits& limits);
 
 }  // namespace host

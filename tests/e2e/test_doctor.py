@@ -14,18 +14,25 @@ import phone
 from phone import PhoneTest, wait_for
 
 
-class Doctor(PhoneTest):
+class DoctorTest(PhoneTest):
     def doctor(self, expect, *prefix):
         command = [*prefix, phone.BIN / "phonectl", "--bus", self.bus_address, "doctor", "--json"]
         result = self.run_program(command)
         self.assertEqual(result.returncode, expect, result.stdout + result.stderr)
-        return {finding["check"]: finding for finding in json.loads(result.stdout)}
+        findings = json.loads(result.stdout)
+        for finding in findings:
+            self.assertTrue(finding["text"], finding)
+            # What is a fault has a remedy, and nothing else has.
+            self.assertEqual("remedy" in finding, finding["known"] and not finding["ok"], finding)
+        return {finding["check"]: finding for finding in findings}
 
-    def assert_fault(self, finding, text):
+    def assert_fault(self, finding, text, remedy=""):
         self.assertFalse(finding["ok"])
         self.assertIn(text, finding["text"])
-        self.assertTrue(finding["remedy"])
+        self.assertIn(remedy, finding["remedy"])
 
+
+class Doctor(DoctorTest):
     def test_telephone_on_the_virtual_radio_is_well(self):
         self.start_phone()
         self.receive_on()
@@ -103,14 +110,45 @@ class Doctor(PhoneTest):
         other.end()
         (self.radio / "001122334455-04").unlink(missing_ok=True)
 
-    def test_images_folder_that_cannot_be_written_is_named(self):
-        if not mounts.available():
-            self.skipTest("this kernel gives no mounts of one's own")
-        inside = mounts.inside("mount -t tmpfs -o ro none /data/images")
-        self.assert_fault(self.doctor(1, *inside)["images"], "Read-only file system")
-
     def status(self, key):
         return json.loads(self.phonectl("status", "--json"))[key]
+
+
+@unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
+class Images(DoctorTest):
+    """Remedies for an images folder of which something else is wrong each time."""
+
+    def images_fault(self, script, *prefix):
+        return self.doctor(1, *mounts.inside(script), *prefix)["images"]
+
+    def test_disk_that_is_read_only_is_to_be_mounted_for_writing(self):
+        fault = self.images_fault("mount -t tmpfs -o ro none /data/images")
+        self.assert_fault(fault, "Read-only file system", "mount -o remount,rw")
+
+    def test_running_phone_tells_what_is_wrong_with_its_own_disk(self):
+        self.start_phone(inside=mounts.inside("mount -t tmpfs -o ro none /data/images"))
+        self.assert_fault(self.doctor(1)["images"], "Read-only file system", "mount -o remount,rw")
+
+    def test_missing_folder_is_to_be_made(self):
+        fault = self.images_fault("mount -t tmpfs none /data")
+        self.assert_fault(fault, "No such file", "mkdir -p /data/images")
+
+    def test_folder_of_somebody_else_is_to_be_given_to_the_user(self):
+        fault = self.images_fault("mount -t tmpfs -o uid=65534,mode=0755 none /data/images",
+                                  "setpriv", "--bounding-set=-dac_override")
+        self.assert_fault(fault, "Permission denied", "chown root /data/images")
+
+    def test_full_disk_is_to_be_emptied(self):
+        fault = self.images_fault(mounts.disk("/data/images", 10))
+        self.assert_fault(fault, "its disk is full", "make room")
+
+    def test_disk_without_room_for_another_file_is_to_be_emptied(self):
+        fault = self.images_fault("mount -t tmpfs -o nr_inodes=1 none /data/images")
+        self.assert_fault(fault, "No space left", "make room")
+
+    def test_as_many_files_as_the_phone_keeps_are_to_become_fewer(self):
+        fault = self.images_fault(mounts.disk("/data/images", 100) + "; (cd /data/images; seq 20000 | xargs touch)")
+        self.assert_fault(fault, "20000 files or 2048 MiB", "move photos")
 
 
 class Devices(PhoneTest):

@@ -103,15 +103,14 @@ void Doctor::examinePhonebook(PhoneBus& bus) {
 void Doctor::examineImages() {
   const std::string root =
       m_status ? m_status->imagesFolder() : std::string(Storage::defaultRoot());
-  const std::string problem =
-      m_status ? m_status->shown("imagesProblem") : cards::safeText(host::imagesProblem(root));
-  if (problem.empty()) {
-    m_diagnosis.good("images", cards::safeText(root) + " can be written");
+  host::Problem problem = m_status ? m_status->imagesProblem() : host::imagesProblem(root);
+  if (problem.none()) problem = host::imagesQuotaProblem(root, Storage::Limits());
+  if (problem.none()) {
+    m_diagnosis.good("images", cards::safeText(root) + " can be written" +
+                                   (m_status ? "" : " by the user who asks now"));
   } else {
-    m_diagnosis.fault("images", "photos can't be stored: " + problem,
-                      "make it a folder that phone-host's user may write, with room on its disk: "
-                      "sudo mkdir -p " +
-                          cards::safeText(root) + "; sudo chown USER " + cards::safeText(root));
+    m_diagnosis.fault("images", "photos can't be stored: " + cards::safeText(problem.text),
+                      cards::safeText(problem.remedy));
   }
 }
 

@@ -62,6 +62,11 @@ std::string PhoneStatus::imagesFolder() const {
   return m_values.text("images").value_or(kDefaultImagesFolder);
 }
 
+host::Problem PhoneStatus::imagesProblem() const {
+  return {m_values.text("imagesProblem").value_or(""),
+          m_values.text("imagesRemedy").value_or("see to it that phone-host can write there")};
+}
+
 std::string PhoneStatus::missingRadio() const {
   const std::string radio = m_values.text("radio").value_or(kRadioReady);
   return radio == kRadioReady ? "" : cards::safeText(radio);

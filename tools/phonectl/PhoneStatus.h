@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/checks/Problem.h"
 #include "tools/phonectl/Parameters.h"
 #include "tools/phonectl/PhoneBus.h"
 
@@ -21,6 +22,8 @@ class PhoneStatus {
   [[nodiscard]] bool listening() const { return m_values.boolean("listening").value_or(false); }
   /// Where the phone keeps photos.
   [[nodiscard]] std::string imagesFolder() const;
+  /// Why it can't write there, not safe to show.
+  [[nodiscard]] host::Problem imagesProblem() const;
   /// What is missing for the radio to work, a sentence that is safe to show; empty when nothing is.
   [[nodiscard]] std::string missingRadio() const;
   /// Whether other phones can find this one; if it was asked to be visible and isn't, why, a
