@@ -20,6 +20,7 @@
 #include <string>
 #include <thread>
 
+#include "framework/RadioLinkIfc.h"
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/Packets.h"
 #include "fuzz/support/ScratchRadio.h"
@@ -34,6 +35,23 @@ constexpr int kSuccess = 0xA0;
 constexpr int kForbidden = 0xC3;
 constexpr std::uint8_t kWho = 0x4A;
 constexpr int kPatience = 5000;  // milliseconds; the sender's own is twice that
+
+/// A host that has a forbidden CONNECT made again.
+class Host : public RadioLinkIfc {
+ public:
+  Host() { setRadioLink(this); }
+  ~Host() override { setRadioLink(nullptr); }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  void linkListening(int) override {}
+  void linkStopped() override {}
+  bool linkAccepted(const std::string&) override { return true; }
+  void linkObject(const std::string&, std::size_t) override {}
+  void linkAnswered(int, int) override {}
+  void linkClosed(const std::string&) override {}
+  bool linkForbidden() override { return true; }
+};
 
 /// Takes one link and plays its part on a thread of its own.
 class Receiver {
@@ -225,6 +243,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::uint64_t kTracedShare = 16;
   constexpr std::size_t kStep = 64;
   static const ScratchRadio radio;
+  static const Host host;
   if (size == 0) return 0;
   const std::string_view input = textOf(data, size);
   const std::string card =

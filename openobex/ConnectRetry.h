@@ -10,7 +10,8 @@ namespace openobex {
 /// that is wanted, and there are receivers that take cards from anyone who names none but know no
 /// name except their own: the desktops' receiver of objects answers Forbidden, and so to every PUT
 /// after it. To such an answer, and to no other refusal, the same CONNECT without Who is the next
-/// thing to send. A link has one second try, so a peer that refuses both is not asked again.
+/// thing to send, if the host wants it. A link has one second try, so a peer that refuses both is
+/// not asked again.
 ///
 /// Does no input or output. Threads: one object belongs to one link and its thread.
 class ConnectRetry {

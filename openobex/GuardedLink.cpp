@@ -10,6 +10,8 @@
 #include <array>
 #include <cerrno>
 
+#include "framework/RadioLinkIfc.h"
+
 namespace openobex {
 namespace {
 
@@ -36,6 +38,11 @@ bool makePair(int (&pair)[2]) {
     return false;
   }
   return true;
+}
+
+bool hostWantsSecondConnect() {
+  RadioLinkAccess link;
+  return link && link->linkForbidden();
 }
 
 }  // namespace
@@ -158,7 +165,10 @@ GuardedLink::Result GuardedLink::judge() {
 /// was read.
 GuardedLink::Result GuardedLink::repeatConnect() {
   m_output = m_retry.answered(m_received);
-  if (m_output.empty()) return Result::kPacket;
+  if (m_output.empty() || !hostWantsSecondConnect()) {
+    m_output.clear();
+    return Result::kPacket;
+  }
   return judgeOutput() && sendNow() ? Result::kRepeated : Result::kClosed;
 }
 

@@ -8,7 +8,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "OBEXServiceIfc.h"
 #include "TextWriter.h"
 #include "Trace.h"
 

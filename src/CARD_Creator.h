@@ -2,7 +2,7 @@
 
 #include <string>
 
-struct obex_phonebook_data_t;
+#include "OBEXServiceIfc.h"
 
 /// Turns a contact record into the text of a vCard 2.1. Joins text only: values are neither checked
 /// nor escaped, and lines are not folded, whatever a value holds.

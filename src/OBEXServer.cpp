@@ -312,18 +312,22 @@ void EventHandler::handlePutRequest(void** handle, void** object) {
 
 void EventHandler::parseBody(const unsigned char* body, int length) {
   TRACE_ENTRY("parseBody");
-  CARD_Parser parser(m_service);
-  if (parser.parse(body, length)) {
-    const std::string message = parser.getPhoneBookWriteMessage("utf-8");
-    TRACE("\t\n\nXML MESSAGE BEGIN\n%s\nXML MESSAGE END\n\n", message.c_str());
-    if (m_service != nullptr) {
-      TRACE("\tforwarding vCard...");
-      m_service->forwardVCard(message);
-      TRACE("\tdone.");
+  {
+    CARD_Parser parser(m_service);
+    if (parser.parse(body, length)) {
+      forward(parser.getPhoneBookWriteMessage("utf-8"));
+    } else {
+      // The service is set before the server's thread starts.
+      m_service->errorVCard("");
     }
-  } else {
-    // The service is set before the server's thread starts.
-    m_service->errorVCard("");
   }
   TRACE_EXIT("parseBody");
+}
+
+void EventHandler::forward(const std::string& message) {
+  TRACE("\t\n\nXML MESSAGE BEGIN\n%s\nXML MESSAGE END\n\n", message.c_str());
+  if (m_service == nullptr) return;
+  TRACE("\tforwarding vCard...");
+  m_service->forwardVCard(message);
+  TRACE("\tdone.");
 }

@@ -44,13 +44,14 @@ class OBEXServer : public Threadable {
   static void obexEventCallback(void** handle, void** object, int mode, int event, int obex_cmd,
                                 int obex_rsp);
 
+  /// Takes the events: OpenOBEX's plain function reaches it through here. Written by the
+  /// constructor and the destructor only, while no server thread runs.
+  static EventHandler* m_obexEventHandler;
+
  private:
   void** open(ServerLoopFlags& flags);
   bool registerServer(void** handle);
   void serve(void** handle);
-
-  /// Written by the constructor and the destructor only, while no server thread runs.
-  static EventHandler* m_obexEventHandler;
 
   std::atomic<bool> m_enabled;
   [[maybe_unused]] std::string m_text;
@@ -99,6 +100,7 @@ class EventHandler {
 
  private:
   void parseBody(const unsigned char* body, int length);
+  void forward(const std::string& message);
 
   HandlerTable m_handlers;
   [[maybe_unused]] OBEXServer* m_server;

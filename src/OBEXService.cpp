@@ -88,7 +88,9 @@ OBEXService::~OBEXService() {
 
 void OBEXService::init(Context& newContext) {
   TRACE_ENTRY("init");
-  context = &newContext;
+  // A reference is never null to a compiler, but this one may be.
+  Context* volatile given = &newContext;
+  context = given;
   if (context == nullptr) {
     LOG_ERROR("\tOBEX initialization failed: no context.");
     return;

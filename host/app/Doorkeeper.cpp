@@ -93,4 +93,8 @@ void Doorkeeper::linkClosed(const std::string& reason) {
   m_onLinkEnd();
 }
 
+/// The receivers that refuse the name are those of BlueZ's own obexd, so they are met where there
+/// is BlueZ. Elsewhere, a refusal is one.
+bool Doorkeeper::linkForbidden() { return m_peers.known(); }
+
 }  // namespace host

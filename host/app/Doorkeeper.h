@@ -38,6 +38,7 @@ class Doorkeeper : public RadioLinkIfc {
   void linkObject(const std::string& name, std::size_t size) override;
   void linkAnswered(int command, int response) override;
   void linkClosed(const std::string& reason) override;
+  bool linkForbidden() override;
 
  private:
   bool decide(const std::string& address);

@@ -79,6 +79,11 @@ void PeerBook::update(const BluezObjects& objects, bool known) {
   m_known = objects.complete();
 }
 
+bool PeerBook::known() const {
+  const std::lock_guard lock(m_mutex);
+  return m_known;
+}
+
 Peer PeerBook::find(const std::string& address) const {
   const std::string normal = normalAddress(address);
   const std::lock_guard lock(m_mutex);

@@ -34,6 +34,9 @@ class PeerBook {
   /// those whom it had blocked is known.
   void update(const BluezObjects& objects, bool known);
 
+  /// Whether BlueZ can be asked at present.
+  [[nodiscard]] bool known() const;
+
   /// A device that several adapters have met is as trusted as the least trusted of its entries.
   [[nodiscard]] Peer find(const std::string& address) const;
 

@@ -32,10 +32,21 @@ def commands(packets):
     return [code for before, code in zip([None] + codes, codes) if code != before]
 
 
+def named(packets):
+    """Of each CONNECT whether it names a service."""
+    return [WHO in dict(headers(payload[4:])) for code, _, payload in packets if code == CONNECT]
+
+
 class SendingTest(PhoneTest):
+    bluez = False
+
     def setUp(self):
         super().setUp()
+        if self.bluez:
+            self.start_bluez()
         self.start_phone()
+        if self.bluez:
+            self.wait_for_bluez()
 
     def give(self, **fields):
         """Hands a contact over; surname="Berg" is the parameter surnameParam."""
@@ -57,6 +68,32 @@ class SendingTest(PhoneTest):
         self.addCleanup(lambda: path.unlink(missing_ok=True))
         path.write_bytes(data)
         return path
+
+    def sent(self, behaviour=Link.serve, **contact):
+        """The packets of one successful push."""
+        receiver = Receiver(self, behaviour)
+        watcher = self.watch()
+        self.give(**contact)
+        self.send()
+        self.assertEqual(self.wait_for_outcome(watcher)[0]["event"], "sent")
+        return receiver.requests
+
+    def expect_failure(self, behaviour):
+        """Returns the packets of the push that failed."""
+        receiver = Receiver(self, behaviour)
+        watcher = self.watch()
+        self.give(surname="Berg", firstname="Anna")
+        self.send()
+        outcome = self.wait_for_outcome(watcher)[0]
+        self.assertEqual(outcome, {"event": "send-error", "contact": "Berg, Anna", "address": PEER_ADDRESS})
+        receiver.wait_for_end(1)
+        failed = list(receiver.requests)
+        receiver.behaviour = Link.serve
+        receiver.requests.clear()
+        self.send()
+        self.assertEqual(self.wait_for_outcome(watcher, 2)[1], {"event": "sent", "contact": "Berg, Anna"})
+        self.assertEqual(dict(headers(receiver.objects()))[BODY], vcard("Berg", "Anna"))
+        return failed
 
 
 class ToOthers(SendingTest):
@@ -90,21 +127,7 @@ class ToOthers(SendingTest):
         self.assertEqual((folder / "BergAnna.vcf").read_bytes(), expected)
 
 
-def named(packets):
-    """Of each CONNECT whether it names a service."""
-    return [WHO in dict(headers(payload[4:])) for code, _, payload in packets if code == CONNECT]
-
-
 class OnTheWire(SendingTest):
-    def sent(self, behaviour=Link.serve, **contact):
-        """The packets of one successful push."""
-        receiver = Receiver(self, behaviour)
-        watcher = self.watch()
-        self.give(**contact)
-        self.send()
-        self.assertEqual(self.wait_for_outcome(watcher)[0]["event"], "sent")
-        return receiver.requests
-
     def test_three_requests(self):
         requests = self.sent(surname="Berg", firstname="Anna")
         self.assertEqual(commands(requests), [CONNECT, PUT, DISCONNECT])
@@ -117,18 +140,6 @@ class OnTheWire(SendingTest):
             (LENGTH, len(body).to_bytes(4, "big")), (NAME, "BergAnna.vcf\0".encode("utf-16-be")),
             (TYPE, b"vCard"), (BODY, body), (END_OF_BODY, b"")])
         self.assertEqual(disconnect, b"")
-
-    def test_receiver_that_knows_no_name_but_its_own(self):
-        path = self.image("e2ewho.jpg", random.Random(3).randbytes(70000))
-        requests = self.sent(Link.serve_the_nameless, surname="Berg", firstname="Anna", picture=path.name)
-        self.assertEqual(named(requests), [True, False])
-        first, second, *rest = requests
-        self.assertEqual(second, (CONNECT, True, first[2][:4]))
-        self.assertEqual(commands(rest), [PUT, DISCONNECT])
-        puts = [headers(payload) for code, _, payload in rest if code == PUT]
-        body = b"".join(value for found in puts for identifier, value in found if identifier in (BODY, END_OF_BODY))
-        self.assertEqual(body, vcard("Berg", "Anna", photo_lines(path.read_bytes())))
-        self.assertEqual(dict(puts[0])[NAME], "BergAnna.vcf\0".encode("utf-16-be"))
 
     def test_large_card_goes_out_in_pieces(self):
         path = self.image("e2elarge.jpg", random.Random(1).randbytes(102400))
@@ -159,23 +170,6 @@ class OnTheWire(SendingTest):
 class ToUnhealthyOnes(SendingTest):
     """Whatever another phone does, the contact stays pending and goes to the next one."""
 
-    def expect_failure(self, behaviour):
-        """Returns the packets of the push that failed."""
-        receiver = Receiver(self, behaviour)
-        watcher = self.watch()
-        self.give(surname="Berg", firstname="Anna")
-        self.send()
-        outcome = self.wait_for_outcome(watcher)[0]
-        self.assertEqual(outcome, {"event": "send-error", "contact": "Berg, Anna", "address": PEER_ADDRESS})
-        receiver.wait_for_end(1)
-        failed = list(receiver.requests)
-        receiver.behaviour = Link.serve
-        receiver.requests.clear()
-        self.send()
-        self.assertEqual(self.wait_for_outcome(watcher, 2)[1], {"event": "sent", "contact": "Berg, Anna"})
-        self.assertEqual(dict(headers(receiver.objects()))[BODY], vcard("Berg", "Anna"))
-        return failed
-
     def test_nobody_listens(self):
         watcher = self.watch()
         self.give(surname="Berg")
@@ -196,9 +190,9 @@ class ToUnhealthyOnes(SendingTest):
         self.assertEqual(named(requests), [True])
         self.assertEqual(commands(requests), [CONNECT, PUT, DISCONNECT])
 
-    def test_connect_is_forbidden_with_a_name_and_without(self):
+    def test_connect_is_forbidden(self):
         requests = self.expect_failure(lambda link: link.serve(refuse=CONNECT, code=0x43))
-        self.assertEqual(named(requests), [True, False])
+        self.assertEqual(named(requests), [True])
         self.assertEqual(commands(requests), [CONNECT, PUT, DISCONNECT])
 
     def test_connect_is_refused_in_three_bytes(self):
@@ -208,30 +202,6 @@ class ToUnhealthyOnes(SendingTest):
             link.serve()
 
         self.assertEqual(named(self.expect_failure(behaviour)), [True])
-
-    def test_second_connect_is_refused_for_another_reason(self):
-        def behaviour(link):
-            link.answer(link.receive(), 0x43)
-            link.serve(refuse=CONNECT, code=0x53)
-
-        self.assertEqual(named(self.expect_failure(behaviour)), [True, False])
-
-    def test_it_dies_after_forbidding_the_name(self):
-        requests = self.expect_failure(lambda link: link.answer(link.receive(), 0x43))
-        self.assertEqual(named(requests), [True])
-
-    def test_it_dies_at_the_second_connect(self):
-        requests = self.expect_failure(lambda link: (link.answer(link.receive(), 0x43), link.receive()))
-        self.assertEqual(named(requests), [True, False])
-
-    def test_silence_after_forbidding_the_name(self):
-        def behaviour(link):
-            link.answer(link.receive(), 0x43)
-            link.receive()
-            link.peer.recv(1)
-
-        self.assertEqual(named(self.expect_failure(behaviour)), [True, False])
-        self.phone.wait_for_out("Timeout waiting for data. Aborting")
 
     def test_put_is_refused(self):
         self.expect_failure(lambda link: link.serve(refuse=PUT, code=0x4F))
@@ -299,6 +269,53 @@ class ToUnhealthyOnes(SendingTest):
             if outcomes[-1]["event"] == "sent":  # that was an answer
                 self.give(surname="Berg")
         print(f"seed {seed}")
+
+
+class ToThoseWhoForbidTheName(SendingTest):
+    """Where BlueZ runs, CONNECT is then made once more without the service's name."""
+
+    bluez = True
+
+    def test_receiver_that_knows_no_name_but_its_own(self):
+        path = self.image("e2ewho.jpg", random.Random(3).randbytes(70000))
+        requests = self.sent(Link.serve_the_nameless, surname="Berg", firstname="Anna", picture=path.name)
+        self.assertEqual(named(requests), [True, False])
+        first, second, *rest = requests
+        self.assertEqual(second, (CONNECT, True, first[2][:4]))
+        self.assertEqual(commands(rest), [PUT, DISCONNECT])
+        puts = [headers(payload) for code, _, payload in rest if code == PUT]
+        body = b"".join(value for found in puts for identifier, value in found if identifier in (BODY, END_OF_BODY))
+        self.assertEqual(body, vcard("Berg", "Anna", photo_lines(path.read_bytes())))
+        self.assertEqual(dict(puts[0])[NAME], "BergAnna.vcf\0".encode("utf-16-be"))
+
+    def test_connect_is_forbidden_with_a_name_and_without(self):
+        requests = self.expect_failure(lambda link: link.serve(refuse=CONNECT, code=0x43))
+        self.assertEqual(named(requests), [True, False])
+        self.assertEqual(commands(requests), [CONNECT, PUT, DISCONNECT])
+
+    def test_second_connect_is_refused_for_another_reason(self):
+        def behaviour(link):
+            link.answer(link.receive(), 0x43)
+            link.serve(refuse=CONNECT, code=0x53)
+
+        self.assertEqual(named(self.expect_failure(behaviour)), [True, False])
+
+    def test_it_dies_after_forbidding_the_name(self):
+        requests = self.expect_failure(lambda link: link.answer(link.receive(), 0x43))
+        self.assertEqual(named(requests), [True])
+
+    def test_it_dies_at_the_second_connect(self):
+        requests = self.expect_failure(lambda link: (link.answer(link.receive(), 0x43), link.receive()))
+        self.assertEqual(named(requests), [True, False])
+
+    def test_silence_after_forbidding_the_name(self):
+        def behaviour(link):
+            link.answer(link.receive(), 0x43)
+            link.receive()
+            link.peer.recv(1)
+
+        self.assertEqual(named(self.expect_failure(behaviour)), [True, False])
+        self.phone.wait_for_out("Timeout waiting for data. Aborting")
 
 
 class OverTheBus(SendingTest):

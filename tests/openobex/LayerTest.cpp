@@ -168,12 +168,14 @@ class RecordingRadioLink : public RadioLinkIfc {
     Add("answered " + std::to_string(command) + " " + std::to_string(response));
   }
   void linkClosed(const std::string& reason) override { Add("closed: " + reason); }
+  bool linkForbidden() override { return repeats; }
 
   std::vector<std::string> Told() {
     const std::lock_guard lock(m_mutex);
     return m_told;
   }
   std::atomic<bool> admits = true;
+  std::atomic<bool> repeats = true;
 
  private:
   void Add(const std::string& text) {
@@ -557,6 +559,7 @@ class ClientTest : public ::testing::Test {
   const std::string kSuccess = packet(0xA0, std::string("\x10\0\xFF\xFF", 4));
 
   Radio radio;
+  RecordingRadioLink radioLink;
   std::unique_ptr<Peer> peer;
   std::vector<std::string> events;
 
@@ -685,6 +688,24 @@ TEST_F(ClientTest, ALinkHasOneSecondConnect) {
   peer->Send(kForbidden);
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_THAT(events, ElementsAre("done 0 32", "done 0 67"));
+}
+
+TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNoSecondIsWanted) {
+  radioLink.repeats = false;
+  RequestByName();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
+  Request(NewObject(OBEX_CMD_DISCONNECT));
+  EXPECT_EQ(peer->Receive(), packet(0x81));
+}
+
+TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNobodyIsAsked) {
+  setRadioLink(nullptr);
+  RequestByName();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
 }
 
 TEST_F(ClientTest, AnotherRefusalOfAConnectWithANameIsHeardAtOnce) {

@@ -300,6 +300,16 @@ TEST_F(EventHandlerTest, WithoutAServiceACardIsReadAndGoesNowhere) {
   EXPECT_TRUE(log.has("<parseBody"));
 }
 
+TEST_F(EventHandlerTest, TheReaderGoesBeforeTheEndOfItsStep) {
+  LogRecorder log;
+  Push({nameHeader("a.vcf"), bodyHeader(kCard)});
+  std::vector<std::string> texts;
+  for (const RecordedLine& line : log.lines()) texts.push_back(line.text);
+  const auto end = std::find(texts.begin(), texts.end(), "<parseBody");
+  ASSERT_NE(end, texts.end());
+  EXPECT_EQ(*(end - 1), "<~CARD_Parser");
+}
+
 TEST_F(EventHandlerTest, APhotoGoesToTheServicesStorage) {
   // No storage takes a path that leaves the images folder: the card fails, and the service says
   // why.

@@ -33,6 +33,10 @@ class FRAMEWORK_API RadioLinkIfc {
   /// The link to the peer has ended, for this reason (a sentence fragment for people: "closed by
   /// the peer").
   virtual void linkClosed(const std::string& reason) = 0;
+  /// The receiver of a contact has answered CONNECT with Forbidden. On true this is taken to be
+  /// about the name of the wanted service in it, and CONNECT is made once more without; on false it
+  /// stands. Unlike the others, called from the thread that sends.
+  virtual bool linkForbidden() { return false; }
 
  protected:
   RadioLinkIfc() = default;
