@@ -189,6 +189,7 @@ void Phone::addBluetoothStatus(Method& status) const {
     status.addStringParameter(name, value, Parameter::OUT);
   };
   text("bluetooth", state.missing.empty() ? "ready" : state.missing);
+  text("bluez", state.bluez);
   text("adapter", state.adapter);
   text("adapterAddress", state.address);
   status.addBoolParameter("powered", state.powered, Parameter::OUT);
@@ -196,6 +197,7 @@ void Phone::addBluetoothStatus(Method& status) const {
   status.addIntParameter("visibleSeconds", state.visibleSeconds, Parameter::OUT);
   text("visibleProblem", state.visibleProblem);
   text("record", state.record);
+  status.addBoolParameter("recordDenied", state.recordDenied, Parameter::OUT);
   text("strangers", m_options.policy.strangersWord());
   text("trusted", m_options.policy.trustedWord());
   text("peerName", door.peerName);

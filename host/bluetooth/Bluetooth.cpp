@@ -74,11 +74,18 @@ std::string Bluetooth::recordState() const {
   return "published";
 }
 
+std::string Bluetooth::bluezState() const {
+  if (m_bluez.ready()) return "ready";
+  return m_bluez.denied() ? "denied" : "missing";
+}
+
 Bluetooth::State Bluetooth::state() const {
   State state;
   state.missing = missing();
+  state.bluez = bluezState();
   state.visibleSeconds = m_care.secondsLeft();
   state.record = recordState();
+  state.recordDenied = m_record.denied();
   const AdapterFacts* const adapter = m_care.adapter();
   if (adapter != nullptr) {
     state.adapter = adapter->shortName();

@@ -21,6 +21,7 @@ class Bluetooth {
   /// How things are, for status.
   struct State {
     std::string missing;  ///< what keeps phones from finding this one, empty for nothing
+    std::string bluez;    ///< "ready", "missing", or "denied" by the policy of the bus
     std::string adapter;  ///< "hci0", empty without one
     std::string address;
     bool powered = false;
@@ -28,6 +29,7 @@ class Bluetooth {
     int visibleSeconds = 0;      ///< see `AdapterCare::secondsLeft`
     std::string visibleProblem;  ///< empty when it is visible, or was not asked to be
     std::string record;          ///< "published", "off" or a sentence
+    bool recordDenied = false;   ///< by the policy of the bus
   };
 
   /// `adapter` names the one to use, empty for the first.
@@ -52,6 +54,7 @@ class Bluetooth {
   void changed();
   [[nodiscard]] std::string missing() const;
   [[nodiscard]] std::string recordState() const;
+  [[nodiscard]] std::string bluezState() const;
 
   Bluez m_bluez;
   RecordPublisher m_record;

@@ -126,12 +126,14 @@ void Bluez::disconnect() {
   m_owner.clear();
   m_objects.clear();
   m_ready = false;
+  m_denied = false;
   ++m_generation;
 }
 
 void Bluez::appeared(const std::string& owner) {
   m_owner = owner;
   m_ready = false;
+  m_denied = false;
   m_objects.clear();
   ++m_generation;
   readObjects();
@@ -140,6 +142,7 @@ void Bluez::appeared(const std::string& owner) {
 void Bluez::vanished() {
   m_owner.clear();
   m_ready = false;
+  m_denied = false;
   m_objects.clear();
   ++m_generation;
   m_missing = "BlueZ (bluetoothd) is not running: nothing owns org.bluez on the system bus";
@@ -155,6 +158,7 @@ void Bluez::readObjects() {
 
 void Bluez::objectsRead(const Reply& reply) {
   m_ready = reply.body && m_objects.reset(reply.body.get());
+  m_denied = reply.error == bluez::kAccessDenied;
   m_missing.clear();
   if (!m_ready)
     m_missing = "BlueZ doesn't tell of its adapters" +

@@ -41,6 +41,8 @@ class Bluez {
   [[nodiscard]] bool ready() const { return m_ready; }
   /// What is missing, a sentence without an end; empty when it is ready.
   [[nodiscard]] const std::string& missing() const { return m_missing; }
+  /// Whether it isn't, because the bus's policy keeps this program from it.
+  [[nodiscard]] bool denied() const { return m_denied; }
   [[nodiscard]] const BluezObjects& objects() const { return m_objects; }
   /// A number that changes when BlueZ was restarted, or the connection is another.
   [[nodiscard]] unsigned generation() const { return m_generation; }
@@ -78,6 +80,7 @@ class Bluez {
   std::string m_owner;  ///< BlueZ's unique name, empty when it isn't there
   BluezObjects m_objects;
   bool m_ready = false;
+  bool m_denied = false;
   std::string m_missing = "BlueZ has not been asked yet";
   unsigned m_generation = 0;
   unsigned m_attempts = 0;

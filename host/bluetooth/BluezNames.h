@@ -12,6 +12,9 @@ inline constexpr const char* kProfile = "org.bluez.Profile1";
 inline constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
 inline constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
 
+/// The error of a bus that doesn't let a call through.
+inline constexpr const char* kAccessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+
 /// OBEX Object Push, as an adapter lists it.
 inline constexpr const char* kObjectPush = "00001105-0000-1000-8000-00805f9b34fb";
 

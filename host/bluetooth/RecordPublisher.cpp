@@ -85,7 +85,10 @@ void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
     HOST_LOG_TRACE("BlueZ has taken the service record for channel %d", m_channel);
   } else {
     m_state = State::kNone;
-    m_problem = "BlueZ doesn't take it: " + (reply.text.empty() ? reply.error : reply.text);
+    m_denied = reply.error == bluez::kAccessDenied;
+    m_problem = (m_denied ? "the policy of the system bus keeps it from BlueZ: "
+                          : "BlueZ doesn't take it: ") +
+                (reply.text.empty() ? reply.error : reply.text);
     HOST_LOG_ERROR("the service record is not published: %s", m_problem.c_str());
     tryLater();
   }

@@ -30,6 +30,8 @@ class RecordPublisher {
   [[nodiscard]] int channel() const { return m_channel; }
   /// Why BlueZ didn't take it, a sentence without an end; empty when nothing is known to be wrong.
   [[nodiscard]] const std::string& problem() const { return m_problem; }
+  /// Whether that is the policy of the bus, which let nothing through to BlueZ.
+  [[nodiscard]] bool denied() const { return m_denied && !m_problem.empty(); }
 
  private:
   enum class State { kNone, kRegistering, kRegistered };
@@ -46,6 +48,7 @@ class RecordPublisher {
   int m_channel = 0;  ///< of the record that is registered, or on its way
   State m_state = State::kNone;
   std::string m_problem;
+  bool m_denied = false;
   unsigned m_generation = 0;  ///< BlueZ's, to which the state belongs
   unsigned m_attempts = 0;
   sigc::connection m_timer;

@@ -2,13 +2,14 @@
 
 #include <fcntl.h>
 #include <pwd.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <system_error>
+
+#include "host/checks/DiskRoom.h"
 
 namespace host {
 namespace {
@@ -23,11 +24,6 @@ std::string reasonOf(int error) { return std::generic_category().message(error);
 std::string userName() {
   const passwd* const user = getpwuid(geteuid());  // NOLINT(concurrency-mt-unsafe): one thread.
   return user != nullptr ? user->pw_name : std::to_string(geteuid());
-}
-
-std::string makeRoomAt(const std::string& root) {
-  return "make room on the disk of " + root + "; how full it is says: df -h " + root + "; df -i " +
-         root;
 }
 
 std::string remedyFor(int error, const std::string& root) {
@@ -48,7 +44,7 @@ std::string remedyFor(int error, const std::string& root) {
              "systemd service, ReadWritePaths= must name it";
     case ENOSPC:
     case EDQUOT:
-      return makeRoomAt(root);
+      return diskRoomRemedy(root);
     default:
       return "see to it that user " + userName() + " can write files in " + root;
   }
@@ -66,12 +62,6 @@ std::uint64_t sizeOf(const fs::directory_entry& file) {
   return gone ? 0 : size;
 }
 
-bool isFull(const std::string& root) {
-  struct statvfs disk = {};
-  if (::statvfs(root.c_str(), &disk) != 0) return false;
-  return disk.f_bavail * disk.f_frsize < Storage::Limits().freeBytes + kPhotoBytes;
-}
-
 }  // namespace
 
 Problem imagesProblem(const std::string& root) {
@@ -85,8 +75,7 @@ Problem imagesProblem(const std::string& root) {
   } else {
     return problemOf(errno, root);
   }
-  if (isFull(root)) return {root + ": its disk is full", makeRoomAt(root)};
-  return {};
+  return diskRoomProblem(root, Storage::Limits().freeBytes + kPhotoBytes);
 }
 
 Problem imagesQuotaProblem(const std::string& root, const Storage::Limits& limits) {

@@ -9,6 +9,9 @@
 
 namespace host {
 
+/// Why an entry can't be changed or deleted that isn't there.
+inline constexpr const char* kUnknownId = "The phonebook has no entry of that Id.";
+
 /// An entry as an answer gave it: the columns that were asked for, in that order.
 struct DirectoryEntry {
   std::vector<ColumnValue> values;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "framework/Logging.h"
+#include "host/directory/DirectoryClient.h"
 #include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryResponse.h"
 
@@ -18,9 +19,7 @@ void logProblem(const std::exception& problem) {
   logAppUni("Directory Service", "DirectoryService", kLogError, __LINE__, "%s", problem.what());
 }
 
-[[noreturn]] void refuseUnknown() {
-  throw DirectoryRefusal("The phonebook has no entry of that Id.");
-}
+[[noreturn]] void refuseUnknown() { throw DirectoryRefusal(kUnknownId); }
 
 }  // namespace
 

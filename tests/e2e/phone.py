@@ -32,7 +32,7 @@ BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Config
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>session</type><listen>unix:path={path}</listen><auth>EXTERNAL</auth>
 <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
-<allow own="*"/></policy></busconfig>
+<allow own="*"/>{rules}</policy></busconfig>
 """
 
 
@@ -158,9 +158,9 @@ class PhoneTest(unittest.TestCase):
         result = self._outcome.result
         return any(test is self for test, _ in result.failures + result.errors)
 
-    def _start_bus(self, name="bus"):
+    def _start_bus(self, name="bus", rules=""):
         config = self.folder / f"{name}.conf"
-        config.write_text(BUS_CONFIG.format(path=self.folder / name))
+        config.write_text(BUS_CONFIG.format(path=self.folder / name, rules=rules))
         bus = self.start(name, ["dbus-daemon", f"--config-file={config}", "--nofork", "--print-address"])
         bus.wait_for_out("unix:")
 
@@ -185,9 +185,9 @@ class PhoneTest(unittest.TestCase):
         self.phone.wait_for_out("phone-host: ready")
         return self.phone
 
-    def start_bluez(self, adapter=True):
-        """A system bus with a program in BlueZ's place, which has one adapter."""
-        self._start_bus("system-bus")
+    def start_bluez(self, adapter=True, rules=""):
+        """A system bus, with these rules in its policy, and a program in BlueZ's place, which has one adapter."""
+        self._start_bus("system-bus", rules)
         process = self.start("bluez", [BIN / "standin-bluez", self.environment["DBUS_SYSTEM_BUS_ADDRESS"]],
                              stdin=subprocess.PIPE)
         process.wait_for_out("standin-bluez: ready")

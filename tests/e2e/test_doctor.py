@@ -4,8 +4,10 @@ The telephone is on the virtual radio here, which needs no BlueZ. What the docto
 is one; here it is where the machine has no RFCOMM at all, or only the virtual one.
 """
 
+import contextlib
 import json
 import pathlib
+import sqlite3
 import subprocess
 import unittest
 
@@ -24,12 +26,30 @@ class DoctorTest(PhoneTest):
             self.assertTrue(finding["text"], finding)
             # What is a fault has a remedy, and nothing else has.
             self.assertEqual("remedy" in finding, finding["known"] and not finding["ok"], finding)
+            # Nothing is said twice.
+            self.assertNotIn(finding.get("remedy", "-" * 9).split(": ")[-1], finding["text"])
         return {finding["check"]: finding for finding in findings}
 
     def assert_fault(self, finding, text, remedy=""):
         self.assertFalse(finding["ok"])
         self.assertIn(text, finding["text"])
         self.assertIn(remedy, finding["remedy"])
+
+    def start_with_adapter(self, discoverable=True, options=(), rules=""):
+        """A telephone that receives, and a program in BlueZ's place."""
+        bluez = self.start_bluez(adapter=False, rules=rules)
+        bluez.tell("add /org/bluez/hci0 org.bluez.Adapter1 {'Address': <'00:11:22:33:44:55'>, 'Alias': <'phone'>, "
+                   "'UUIDs': <@as []>, 'Powered': <true>, "
+                   f"'Discoverable': <{'true' if discoverable else 'false'}>}}")
+        self.start_phone(options=options)
+        self.receive_on()
+        return bluez
+
+    def wait_for_status(self, key, part):
+        wait_for(lambda: part in self.status(key), f"{key} to say {part}")
+
+    def status(self, key):
+        return json.loads(self.phonectl("status", "--json"))[key]
 
 
 class Doctor(DoctorTest):
@@ -44,8 +64,18 @@ class Doctor(DoctorTest):
 
     def test_host_that_does_not_run_is_named(self):
         findings = self.doctor(1)
-        self.assert_fault(findings["phone"], "the phone isn't running")
-        self.assertIn("phone-host", findings["phone"]["remedy"])
+        self.assertEqual(findings["phone"]["text"], f"the phone isn't running on the bus at {self.bus_address}")
+        self.assertEqual(findings["phone"]["remedy"], f"start it with: phone-host --bus {self.bus_address}")
+
+    def test_bus_that_is_not_there_is_named(self):
+        self.bus_address = f"unix:path={self.folder}/nowhere"
+        self.assert_fault(self.doctor(1)["phone"], "can't reach the bus at", "--bus or PHONE_BUS")
+
+    def test_bus_that_keeps_the_user_from_the_phone_is_named(self):
+        self._start_bus("strict-bus", '<deny send_destination="org.obexphone.Phone"/>')
+        self.bus_address = f"unix:path={self.folder}/strict-bus"
+        self.start_phone()
+        self.assert_fault(self.doctor(1)["phone"], "doesn't let you talk to the phone", "policy")
 
     def test_receiving_that_is_off_is_named(self):
         self.start_phone()
@@ -60,29 +90,20 @@ class Doctor(DoctorTest):
         self.assert_fault(findings["bluez"], "BlueZ can't be asked")
         self.assertFalse(findings["adapter"]["known"])
 
-    def adapter_findings(self, properties):
-        """A telephone with a program in BlueZ's place, which has an adapter if it has properties."""
-        bluez = self.start_bluez(adapter=False)
-        if properties:
-            bluez.tell("add /org/bluez/hci0 org.bluez.Adapter1 {'Address': <'00:11:22:33:44:55'>, "
-                       f"'Alias': <'phone'>, 'UUIDs': <@as []>, {properties}}}")
-        self.start_phone()
-        return bluez
-
     def test_missing_adapter_is_named(self):
-        self.adapter_findings("")
+        self.start_bluez(adapter=False)
+        self.start_phone()
         self.assert_fault(self.doctor(1)["adapter"], "there is no Bluetooth adapter")
 
     def test_adapter_that_is_off_is_named(self):
-        bluez = self.adapter_findings("'Powered': <true>, 'Discoverable': <true>")
-        self.receive_on()
+        bluez = self.start_with_adapter()
+        self.wait_for_bluez()
         bluez.tell("change /org/bluez/hci0 org.bluez.Adapter1 {'Powered': <false>}")
         self.assert_fault(self.doctor(1)["power"], "switched off")
 
     def test_adapter_that_is_not_visible_is_named(self):
-        self.adapter_findings("'Powered': <true>, 'Discoverable': <false>")
-        self.receive_on()
-        wait_for(lambda: self.status("record") == "published", "the record")
+        self.start_with_adapter(discoverable=False)
+        self.wait_for_status("record", "published")
         findings = self.doctor(1)
         self.assert_fault(findings["visibility"], "not visible")
         self.assertTrue(findings["record"]["ok"], findings["record"])
@@ -92,14 +113,65 @@ class Doctor(DoctorTest):
         self.assertTrue(findings["record"]["ok"])
 
     def test_missing_record_is_named(self):
-        bluez = self.adapter_findings("'Powered': <true>, 'Discoverable': <true>")
+        bluez = self.start_bluez()
         bluez.tell("fail RegisterProfile org.bluez.Error.NotPermitted")
+        self.start_phone()
         self.receive_on()
-        wait_for(lambda: "doesn't take it" in self.status("record"), "the refusal")
-        self.assert_fault(self.doctor(1)["record"], "BlueZ doesn't take it")
+        self.wait_for_status("record", "doesn't take it")
+        self.assert_fault(self.doctor(1)["record"], "BlueZ doesn't take it", "restart bluetoothd")
+
+    def test_bus_that_keeps_the_record_from_bluez_is_named(self):
+        self.start_with_adapter(rules='<deny send_destination="org.bluez" send_interface="org.bluez.ProfileManager1"/>')
+        self.wait_for_status("record", "Rejected send message")
+        findings = self.doctor(1)
+        self.assert_fault(findings["record"], "the policy of the system bus keeps it from BlueZ", "send to org.bluez")
+        self.assertNotIn("restart bluetoothd", findings["record"]["remedy"])
+        self.assertTrue(findings["bluez"]["ok"])
+
+    def test_bus_that_keeps_everybody_from_bluez_is_named(self):
+        self.start_bluez(rules='<deny send_destination="org.bluez" send_interface="org.freedesktop.DBus.ObjectManager"/>')
+        self.start_phone(radio=False)  # on the virtual radio it wouldn't matter
+        self.assert_fault(self.doctor(1)["bluez"], "Rejected send message", "let the user who asks send to org.bluez")
+
+    def test_bus_that_keeps_the_phone_alone_from_bluez_is_named(self):
+        bluez = self.start_bluez()
+        bluez.tell("fail GetManagedObjects org.freedesktop.DBus.Error.AccessDenied")
+        self.start_phone()
+        self.wait_for_status("bluez", "denied")
+        bluez.tell("work GetManagedObjects")
+        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "let the phone's user send to org.bluez")
+
+    def test_bluez_that_the_phone_cannot_ask_is_named(self):
+        bluez = self.start_bluez()
+        bluez.tell("fail GetManagedObjects org.bluez.Error.Failed")
+        self.start_phone()
+        self.wait_for_status("bluetooth", "doesn't tell of its adapters")
+        bluez.tell("work GetManagedObjects")
+        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "start phone-host anew")
+
+    def test_adapter_that_the_phone_alone_misses_is_named(self):
+        self.start_with_adapter(options=("--adapter", "hci1"))
+        self.wait_for_status("bluez", "ready")
+        fault = self.doctor(1)["adapter"]
+        self.assert_fault(fault, "there is no Bluetooth adapter hci1", "--adapter hci0")
+
+    def test_visibility_that_is_refused_is_told_with_the_reason(self):
+        bluez = self.start_with_adapter(discoverable=False)
+        bluez.tell("refuse Discoverable org.bluez.Error.Failed 1000 no luck today")
+        self.phonectl("receive", "on", "--visible", "1m", expect=1)
+        self.assert_fault(self.doctor(1)["visibility"], "no luck today")
+
+    def test_phonebook_that_is_locked_is_named(self):
+        self.start_phone()
+        self.receive_on()
+        with contextlib.closing(sqlite3.connect(self.phonebook, isolation_level=None)) as book:
+            book.execute("BEGIN IMMEDIATE")
+            self.assert_fault(self.doctor(1)["phonebook"], "is locked by another program", "mend what it says")
+        self.assertIn("can be read and written", self.doctor(0)["phonebook"]["text"])
 
     def test_channel_of_another_program_is_named(self):
-        self.adapter_findings("'Powered': <true>, 'Discoverable': <true>")
+        self.start_bluez()
+        self.start_phone()
         other = self.start("other", self.on_radio(phone.PHONE_ADDRESS) + ["obex_test", "-b", "4"],
                            stdin=subprocess.PIPE)
         other.process.stdin.write(b"s\n")
@@ -110,8 +182,66 @@ class Doctor(DoctorTest):
         other.end()
         (self.radio / "001122334455-04").unlink(missing_ok=True)
 
-    def status(self, key):
-        return json.loads(self.phonectl("status", "--json"))[key]
+
+class Policy(DoctorTest):
+    """Whether anybody could come in who may: the exit code is 0 only then."""
+
+    def examine(self, expect, *options, discoverable=True, **device):
+        bluez = self.start_with_adapter(discoverable, options)
+        if device:
+            bluez.add_device(phone.PEER_ADDRESS, "Anna", **device)
+        self.wait_for_status("record", "published")
+        return self.doctor(expect)
+
+    def test_everybody_is_let_in_and_finds_the_phone(self):
+        self.assertIn("everybody", self.examine(0)["policy"]["text"])
+
+    def test_paired_device_alone_is_not_everybody(self):
+        findings = self.examine(1, discoverable=False, paired=True)
+        self.assert_fault(findings["visibility"], "phones that aren't paired with this one can't find it", "--visible")
+
+    def test_trusted_device_needs_no_visibility_where_nobody_else_is_let_in(self):
+        findings = self.examine(0, "--strangers", "refuse", discoverable=False, paired=True, trusted=True)
+        self.assertIn("only phones that are paired", findings["visibility"]["text"])
+
+    def test_nobody_is_trusted(self):
+        findings = self.examine(1, "--accept", "trusted", paired=True)
+        self.assert_fault(findings["policy"], "there is none", "bluetoothctl trust")
+
+    def test_trust_without_a_pairing_is_none(self):
+        self.assert_fault(self.examine(1, "--accept", "trusted", trusted=True)["policy"], "there is none")
+
+    def test_trusted_device_that_is_blocked_is_none(self):
+        findings = self.examine(1, "--strangers", "refuse", paired=True, trusted=True, blocked=True)
+        self.assert_fault(findings["policy"], "there is none")
+
+    def test_strangers_come_in_where_trusted_ones_are_accepted(self):
+        self.assertIn("everybody", self.examine(0, "--trusted", "accept")["policy"]["text"])
+
+    def test_nobody_is_let_in_without_bluez(self):
+        bluez = self.start_with_adapter(options=("--accept", "trusted"))
+        bluez.process.end()
+        self.wait_for_status("bluez", "missing")
+        self.assert_fault(self.doctor(1)["policy"], "everybody is refused", "mend BlueZ")
+
+    def test_without_a_policy_cards_come_in_without_bluez(self):
+        bluez = self.start_with_adapter()
+        bluez.process.end()
+        self.wait_for_status("bluez", "missing")
+        self.doctor(0)  # on this virtual radio
+
+
+@unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
+class Phonebook(DoctorTest):
+    def test_full_disk_below_a_running_phone_is_named(self):
+        folder = self.folder / "disk"
+        folder.mkdir()
+        self.phonebook = folder / "phonebook.db"
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "none", folder], check=True)
+        self.addCleanup(subprocess.run, ["umount", "--lazy", folder], check=True)
+        self.start_phone()
+        (folder / "filler").write_bytes(bytes(1_500_000))
+        self.assert_fault(self.doctor(1)["phonebook"], "its disk is full", "make room")
 
 
 @unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")

@@ -27,8 +27,8 @@ std::string BusPlace::address() const {
   if (found == nullptr) {
     const std::string reason = cards::safeText(error->message);
     g_error_free(error);
-    throw Failure(kNotRunning, "there is no " + m_text + " bus here (" + reason +
-                                   "). Name the phone's bus with --bus or PHONE_BUS");
+    throw Failure(kNotRunning, "there is no " + m_text + " bus here (" + reason + ")",
+                  "name the phone's bus with --bus or PHONE_BUS");
   }
   std::string address = found;
   g_free(found);

@@ -20,6 +20,8 @@ class NearBluez {
   explicit NearBluez(const StopSignals& signals);
 
   [[nodiscard]] bool ready() const { return m_bluez.ready(); }
+  /// Whether it isn't, because the bus's policy keeps this program from it.
+  [[nodiscard]] bool denied() const { return m_bluez.denied(); }
   /// What is missing, a sentence without an end, safe to show.
   [[nodiscard]] std::string missing() const;
   [[nodiscard]] const host::BluezObjects& objects() const { return m_bluez.objects(); }

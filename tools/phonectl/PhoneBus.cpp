@@ -30,7 +30,8 @@ PhoneBus::PhoneBus(const BusPlace& place) : m_place(place) {
   try {
     m_connection = Gio::DBus::Connection::create_for_address_sync(address, flags);
   } catch (const Glib::Error& error) {
-    throw Failure(kNotRunning, "can't reach " + place.shown() + ": " + sentenceOf(error));
+    throw Failure(kNotRunning, "can't reach " + place.shown() + ": " + sentenceOf(error),
+                  "name the phone's bus with --bus or PHONE_BUS");
   }
   // GIO has it ignored now. A reader that leaves ends this program as it does any other.
   std::signal(SIGPIPE, SIG_DFL);
@@ -81,12 +82,12 @@ std::string PhoneBus::phoneOwner() const {
 }
 
 Failure PhoneBus::notRunning() const {
-  return {kNotRunning, "the phone isn't running on " + m_place.shown() +
-                           ". Start it with: phone-host" + m_place.option()};
+  return {kNotRunning, "the phone isn't running on " + m_place.shown(),
+          "start it with: phone-host" + m_place.option()};
 }
 
 Failure PhoneBus::busLost() const {
-  return {kLost, "the connection to " + m_place.shown() + " is gone"};
+  return {kLost, "the connection to " + m_place.shown() + " is gone", "ask again when it is back"};
 }
 
 Failure PhoneBus::failureOf(const Glib::Error& error) const {
@@ -98,18 +99,20 @@ Failure PhoneBus::failureOf(const Glib::Error& error) const {
     return busLost();
   }
   if (is(error, G_DBUS_ERROR_NO_REPLY)) {
-    return {kLost, "the phone went away before it answered; see its log for the reason"};
+    return {kLost, "the phone went away before it answered", "see its log for the reason"};
   }
   if (error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT) || is(error, G_DBUS_ERROR_TIMEOUT)) {
-    return {kFailed, "the phone doesn't answer. If it is stopped or hangs, restart phone-host"};
+    return {kFailed, "the phone doesn't answer", "if it is stopped or hangs, restart phone-host"};
   }
   if (is(error, G_DBUS_ERROR_ACCESS_DENIED)) {
-    return {kFailed, m_place.shown() + " doesn't let you talk to the phone: " + sentenceOf(error)};
+    return {kFailed, m_place.shown() + " doesn't let you talk to the phone: " + sentenceOf(error),
+            "the bus's policy has to allow it; that of the system's phone allows root and the "
+            "members of the group obexphone"};
   }
   if (is(error, G_DBUS_ERROR_UNKNOWN_METHOD) || is(error, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
       is(error, G_DBUS_ERROR_UNKNOWN_INTERFACE)) {
-    return {kFailed, "this phone doesn't know that request (" + sentenceOf(error) +
-                         "): phonectl and phone-host should be of the same version"};
+    return {kFailed, "this phone doesn't know that request (" + sentenceOf(error) + ")",
+            "use phonectl and phone-host of the same version"};
   }
   return {kFailed, "the phone refused: " + sentenceOf(error)};
 }

@@ -32,6 +32,12 @@ class PhoneStatus {
     return m_values.boolean("discoverable").value_or(false);
   }
   [[nodiscard]] std::string visibleProblem() const { return shown("visibleProblem"); }
+  /// Whether it has heard of BlueZ who is paired, trusted and blocked.
+  [[nodiscard]] bool knowsPeers() const { return shown("bluez") == "ready"; }
+  /// Whether the policy of the system bus keeps it from publishing its service record.
+  [[nodiscard]] bool recordDenied() const {
+    return m_values.boolean("recordDenied").value_or(false);
+  }
   /// A text of that name, safe to show; empty when there is none.
   [[nodiscard]] std::string shown(const std::string& name) const;
   [[nodiscard]] int channel() const {

@@ -44,6 +44,10 @@ std::string valueOf(const cards::Card& card, host::Column column) {
   return "";
 }
 
+[[noreturn]] void refuse(const std::string& reason) {
+  throw Failure(kFailed, "the phonebook refused: " + cards::safeText(reason));
+}
+
 cards::Card cardOf(const host::DirectoryEntry& entry) {
   cards::Card card;
   for (const host::ColumnValue& value : entry.values) {
@@ -118,19 +122,28 @@ std::vector<cards::Card> Phonebook::read(const std::string& request) {
   return cards;
 }
 
+void Phonebook::tryWriting() {
+  // Ids begin with 1, as this phonebook gives them.
+  if (!withId("0").empty()) return;
+  const host::DirectoryAnswer answer =
+      answerTo(host::DirectoryClient::updateRequest("0", {{host::Column::Surname, "-"}}));
+  if (answer.reason != host::kUnknownId) refuse(answer.reason);
+}
+
 host::DirectoryAnswer Phonebook::ask(const std::string& request) {
+  host::DirectoryAnswer answer = answerTo(request);
+  if (answer.kind == host::DirectoryAnswer::Kind::Failure) refuse(answer.reason);
+  return answer;
+}
+
+host::DirectoryAnswer Phonebook::answerTo(const std::string& request) {
   const Glib::VariantContainerBase answer =
       m_patient.run({kDirectory, "handleRequest", bytes(request)});
-  host::DirectoryAnswer understood;
   try {
-    understood = host::DirectoryClient::parseAnswer(firstText(answer));
+    return host::DirectoryClient::parseAnswer(firstText(answer));
   } catch (const std::runtime_error& error) {
     throw Failure(kFailed, error.what());
   }
-  if (understood.kind == host::DirectoryAnswer::Kind::Failure) {
-    throw Failure(kFailed, "the phonebook refused: " + cards::safeText(understood.reason));
-  }
-  return understood;
 }
 
 }  // namespace phonectl

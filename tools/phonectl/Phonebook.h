@@ -34,10 +34,14 @@ class Phonebook {
   /// Replaces these texts of an entry.
   void update(const std::string& id, const std::vector<host::ColumnValue>& texts);
   void remove(const std::string& id);
+  /// Throws Failure when it can't be read, or not written: what is tried is to change an entry that
+  /// isn't there.
+  void tryWriting();
 
  private:
   std::vector<cards::Card> read(const std::string& request);
   host::DirectoryAnswer ask(const std::string& request);
+  host::DirectoryAnswer answerTo(const std::string& request);
 
   PatientCall m_patient;
 };

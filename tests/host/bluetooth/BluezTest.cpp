@@ -88,6 +88,16 @@ TEST_F(BluezTest, ABluezThatAnswersLateKeepsNobodyWaiting) {
   EXPECT_TRUE(becomesReady());
 }
 
+TEST_F(BluezTest, ThatTheBusKeepsFromUsIsTold) {
+  m_bluez.start();
+  m_bluez.tell("fail GetManagedObjects org.freedesktop.DBus.Error.AccessDenied");
+  begin();
+  ASSERT_TRUE(runUntil([this] { return m_client.denied(); }));
+  EXPECT_FALSE(m_client.ready());
+  m_bluez.kill();
+  EXPECT_TRUE(runUntil([this] { return !m_client.denied(); }));
+}
+
 TEST_F(BluezTest, AnAnswerAfterTheEndIsNotWanted) {
   m_bluez.start();
   begin();

@@ -73,6 +73,19 @@ TEST_F(RecordTest, ThatIsRefusedIsToldAndTriedAgain) {
   EXPECT_TRUE(recordBecomes("published")) << record();
 }
 
+TEST_F(RecordTest, ThatTheBusKeepsFromBluezIsToldAsSuch) {
+  m_bluez.start();
+  m_bluez.tell("fail RegisterProfile org.freedesktop.DBus.Error.AccessDenied");
+  m_bluez.addAdapter();
+  begin();
+  m_bluetooth.listening(4);
+  ASSERT_TRUE(recordBecomes("the policy of the system bus keeps it from BlueZ: as the test wants"));
+  EXPECT_TRUE(m_bluetooth.state().recordDenied);
+  m_bluez.tell("work RegisterProfile");
+  ASSERT_TRUE(recordBecomes("published")) << record();
+  EXPECT_FALSE(m_bluetooth.state().recordDenied);
+}
+
 TEST_F(RecordTest, IsNotTriedWithoutAPause) {
   m_bluez.start();
   m_bluez.tell("fail RegisterProfile org.bluez.Error.AlreadyExists");
