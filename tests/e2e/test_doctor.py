@@ -299,8 +299,15 @@ class Devices(PhoneTest):
     def test_devices_in_reach_are_searched_for(self):
         bluez = self.start_bluez()
         self.phonectl("devices", "--scan", "1s")
-        self.assertIn("StartDiscovery /org/bluez/hci0", bluez.process.out())
+        self.assertRegex(bluez.process.out(), "(?s)SetDiscoveryFilter /org/bluez/hci0 .*'Transport': <'bredr'>.*"
+                                              "StartDiscovery /org/bluez/hci0")
         wait_for(lambda: "StopDiscovery" in bluez.process.out(), "the end of the search")
+
+    def test_devices_are_searched_for_where_a_search_can_not_be_confined(self):
+        bluez = self.start_bluez()
+        bluez.tell("fail SetDiscoveryFilter org.bluez.Error.NotSupported")
+        self.phonectl("devices", "--scan", "1s")
+        self.assertIn("StartDiscovery /org/bluez/hci0", bluez.process.out())
 
     def test_without_bluez_the_reason_is_told(self):
         result = self.run_program([phone.BIN / "phonectl", "devices"])

@@ -39,6 +39,14 @@ std::string listed(const std::map<std::string, std::string>& addresses) {
   return text;
 }
 
+/// A filter for a search.
+GVariant* classicOnly() {
+  GVariantBuilder filter;
+  g_variant_builder_init(&filter, G_VARIANT_TYPE_VARDICT);
+  g_variant_builder_add(&filter, "{sv}", "Transport", g_variant_new_string("bredr"));
+  return g_variant_new("(a{sv})", &filter);
+}
+
 /// Runs the main loop until the condition holds or the time is over.
 bool runUntil(const StopSignals& signals, const std::function<bool()>& condition,
               unsigned milliseconds) {
@@ -78,16 +86,19 @@ std::string NearBluez::missing() const {
 
 std::string NearBluez::scan(const host::AdapterFacts& adapter, int seconds) {
   const std::string path = adapter.path;
-  const std::string problem = ask(path, "StartDiscovery");
+  // Without this, adapters that know both begin with five seconds of a search for low energy
+  // devices, which take no cards. A BlueZ that refuses it searches all the same.
+  static_cast<void>(ask(path, "SetDiscoveryFilter", classicOnly()));
+  const std::string problem = ask(path, "StartDiscovery", nullptr);
   if (!problem.empty()) return problem;
   waitUntil([] { return false; }, static_cast<unsigned>(seconds) * 1000);
-  return ask(path, "StopDiscovery");
+  return ask(path, "StopDiscovery", nullptr);
 }
 
 /// The answer may still come when nobody waits for it any more.
-std::string NearBluez::ask(const std::string& path, const char* method) {
+std::string NearBluez::ask(const std::string& path, const char* method, GVariant* arguments) {
   const auto answer = std::make_shared<std::optional<std::string>>();
-  m_bluez.call(path, host::bluez::kAdapter, method, nullptr,
+  m_bluez.call(path, host::bluez::kAdapter, method, arguments,
                [answer](const host::Bluez::Reply& reply) {
                  const std::string& why = reply.text.empty() ? reply.error : reply.text;
                  *answer = reply.body ? std::string() : cards::safeText(why);

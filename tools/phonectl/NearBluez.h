@@ -35,7 +35,7 @@ class NearBluez {
   [[nodiscard]] std::string addressOf(const std::string& name) const;
 
  private:
-  std::string ask(const std::string& path, const char* method);
+  std::string ask(const std::string& path, const char* method, GVariant* arguments);
   bool waitUntil(const std::function<bool()>& condition, unsigned milliseconds);
 
   const StopSignals& m_signals;
