@@ -1,9 +1,11 @@
 """BlueZ as its users see it: the objects of org.bluez on the system bus."""
 
 import dbus
-from phone import wait_for
+from checks import wait_for
 
 ADAPTER, DEVICE, PROPERTIES = "org.bluez.Adapter1", "org.bluez.Device1", "org.freedesktop.DBus.Properties"
+
+OPP = "00001105-0000-1000-8000-00805f9b34fb"
 
 
 class BlueZ:
@@ -54,6 +56,10 @@ class BlueZ:
                 raise
 
         wait_for(is_set, f"{key} of {name} to be {value}")
+
+    def offers_push(self):
+        """Whether there is any service record for Object Push: bluetoothd shows the same ones by both adapters."""
+        return any(OPP in adapter["UUIDs"] for adapter in self.adapters().values())
 
     def device(self, adapter, address):
         """What this adapter knows of a device, or None."""

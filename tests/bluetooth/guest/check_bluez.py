@@ -1,12 +1,13 @@
 """What other phones see of the telephone, and whom it lets in."""
 
 import contextlib
+import json
 import pathlib
 
-from check_receiving import expect_card_goes_through, expect_entry
-from checks import check, expect, expect_in
+from check_receiving import expect_card_goes_through, expect_entry, push_half
+from checks import check, expect, expect_in, wait_for
 from peer import PEER, TELEPHONE
-from phone import card, wait_for
+from phone import card
 
 CHANNEL_LINE = "Channel: 4"
 
@@ -77,16 +78,12 @@ def blocked(machine):
 
 @check("where strangers are refused, an untrusted device is closed out before a byte is read, and a trusted one gets in")
 def strangers_refused(machine):
-    machine.telephone.stop()
-    machine.telephone.start("--strangers", "refuse")
-    expect(machine.peer.gets_in(), False, "the untrusted device gets in")
-    said = machine.telephone.status()["lastDecision"]
-    expect_in("is refused: paired, but not trusted", said, "the last decision")
-    machine.wait_for_no_link()
-    with device(machine, "Trusted"):
-        expect_card_goes_through(machine, "Trusted")
-    machine.telephone.stop()
-    machine.telephone.start()
+    with machine.telephone.restarted("--strangers", "refuse"):
+        expect(machine.peer.gets_in(), False, "the untrusted device gets in")
+        said = machine.telephone.status()["lastDecision"]
+        expect_in("is refused: paired, but not trusted", said, "the last decision")
+        with device(machine, "Trusted"):
+            expect_card_goes_through(machine, "Trusted")
 
 
 @check("after bluetoothd was restarted the record is there again, and cards come in")
@@ -97,3 +94,61 @@ def restarted(machine):
     expect_record(machine)
     wait_for(lambda: machine.telephone.status()["bluetooth"] == "ready", "the telephone to say that Bluetooth is ready")
     expect_card_goes_through(machine, "Restarted")
+    expect("org.bluez.Error" in machine.telephone.host.err(), False, "an error of BlueZ is in the log")
+
+
+@check("a controller that goes away in mid-transfer and comes back has the record again, and cards come in")
+def controller_returns(machine):
+    book = machine.telephone.book()
+    with machine.peer.link() as link:
+        push_half(link)
+        machine.controllers.stop()
+        wait_for(lambda: not machine.telephone.status()["peer"], "the telephone to see that the peer has gone")
+    wait_for(lambda: not machine.telephone.status()["adapter"], "the telephone to see that its adapter has gone")
+    machine.start_controllers()
+    machine.make_adapters_ready()
+    expect_record(machine)
+    expect(machine.telephone.book(), book, "the phonebook")
+    expect_card_goes_through(machine, "Returned")
+
+
+@check("the adapter is visible for as long as was asked, and no longer")
+def visible(machine):
+    machine.bluez.set_adapter("hci0", "Discoverable", False)
+    machine.telephone.ctl("receive", "on", "--visible", "3s")
+    expect_visible_for(machine, 3)
+    machine.make_adapters_ready()
+
+
+@check("the adapter is not visible for longer than was asked when the telephone is killed meanwhile")
+def visible_when_killed(machine):
+    machine.bluez.set_adapter("hci0", "Discoverable", False)
+    machine.telephone.ctl("receive", "on", "--visible", "3s")
+    machine.telephone.end()
+    expect_visible_for(machine, 3)
+    machine.telephone.start()
+    machine.make_adapters_ready()
+
+
+def expect_visible_for(machine, seconds):
+    """It is so now, and then it isn't."""
+    adapter = machine.bluez.adapter("hci0")
+    expect((bool(adapter["Discoverable"]), int(adapter["DiscoverableTimeout"])), (True, seconds), "visible, and for how long")
+    wait_for(lambda: not machine.bluez.adapter("hci0")["Discoverable"], "the adapter to be no longer visible")
+
+
+def listed(machine, *options):
+    """What `phonectl devices` says of the peer."""
+    found = json.loads(machine.telephone.ctl("devices", "--json", *options))
+    return next(device for device in found if device["address"] == PEER)
+
+
+@check("the list of devices tells of the peer that it is paired, then that it is trusted, and that a search has found it")
+def devices(machine):
+    known = {"address": PEER, "name": "BlueZ 5.66", "trust": "paired", "paired": True, "trusted": False, "blocked": False,
+             "connected": False, "near": False}
+    machine.wait_for_no_link()
+    expect(listed(machine, "--scan", "0"), known, "the peer")
+    with device(machine, "Trusted"):
+        expect(listed(machine, "--scan", "0"), known | {"trust": "trusted", "trusted": True}, "the trusted peer")
+    expect(listed(machine, "--scan", "2s"), known | {"near": True}, "the peer, after a search")

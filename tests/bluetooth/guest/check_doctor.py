@@ -5,8 +5,8 @@ import json
 import pathlib
 import socket
 
-from checks import check, expect
-from phone import IMAGES, wait_for
+from checks import check, expect, wait_for
+from phone import IMAGES
 
 
 def examine(machine):

@@ -1,5 +1,7 @@
 """What everything else stands on."""
 
+import json
+
 from checks import check, expect
 from machine import ADDRESSES
 
@@ -13,5 +15,5 @@ def controllers(machine):
 
 @check("the telephone listens on channel 4")
 def listens(machine):
-    status = machine.telephone.status()
+    status = json.loads(machine.telephone.ctl("status", "--json"))
     expect((status["radio"], status["listening"], status["channel"]), ("ready", True, 4), "its status")

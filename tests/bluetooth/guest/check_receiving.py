@@ -1,12 +1,13 @@
 """Cards that the peer pushes to the telephone."""
 
 import base64
+import json
 import pathlib
 import random
 
 import phone
-from checks import check, expect
-from phone import IMAGES, card, wait_for
+from checks import check, expect, wait_for
+from phone import IMAGES, card
 
 CARDS = phone.DATA / "demo"
 PHOTO = (CARDS / "portrait.jpg").read_bytes()
@@ -43,6 +44,8 @@ def obexput(machine):
     expect_entry(machine, ANNA)
     expect_entry(machine, JOSE)
     expect((IMAGES / "photoBergAnna.jpg").read_bytes(), PHOTO, "the photo")
+    listed = json.loads(machine.telephone.ctl("book", "list", "--json"))
+    expect(listed, machine.telephone.book(), "what phonectl lists of the phonebook")
 
 
 @check("a photo of 60000 bytes comes through in many packets, equal byte for byte")
@@ -73,10 +76,10 @@ def refused(machine):
 @check("nobody gets in while receiving is off, and everybody when it is on again")
 def receiving_off(machine):
     book = machine.telephone.book()
-    machine.telephone.receive_off()
+    machine.telephone.ctl("receive", "off")
     expect(machine.peer.is_refused(), True, "a link is refused")
     expect(machine.telephone.book(), book, "the phonebook")
-    machine.telephone.receive_on()
+    machine.telephone.ctl("receive", "on")
     machine.wait_for_no_link()
     expect_card_goes_through(machine, "Again")
 

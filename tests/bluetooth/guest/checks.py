@@ -1,4 +1,6 @@
-"""The list of all checks, and what they compare with."""
+"""The list of all checks, what they compare with, and how they wait."""
+
+import phone
 
 CHECKS = []
 
@@ -19,3 +21,8 @@ def expect(value, expected, what):
 def expect_in(part, whole, what):
     if part not in whole:
         raise AssertionError(f"{what}: expected {part!r} in {whole!r}")
+
+
+def wait_for(condition, what, pause=0.1):
+    """Returns the first true result of `condition`. Looking costs time in this machine, and waiting doesn't."""
+    return phone.wait_for(condition, what, pause=pause)

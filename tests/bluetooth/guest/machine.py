@@ -14,9 +14,10 @@ import time
 import dbus
 import phone
 from bluez import BlueZ
+from checks import wait_for
 from obexd import Obexd
 from peer import Peer
-from phone import Process, wait_for
+from phone import Process
 from telephone import Telephone
 
 # Written there and then copied to SAVED: while the machine waits for a file of the host, its clock runs on.
@@ -151,4 +152,4 @@ class Machine:
 
     def wait_for_no_link(self):
         """A connect the other way hangs while the last link still lingers."""
-        wait_for(lambda: not self.links(), "the link between the controllers to end", pause=0.1)
+        wait_for(lambda: not self.links(), "the link between the controllers to end")

@@ -14,9 +14,12 @@ import check_machine  # noqa: F401
 import check_receiving  # noqa: F401
 import check_bluez  # noqa: F401
 import check_sending  # noqa: F401
+import check_obexd  # noqa: F401
+import check_journal  # noqa: F401
+import check_hostile  # noqa: F401
 import check_doctor  # noqa: F401
 
-ONLY = pathlib.Path("/log/only").read_text().split()
+ONLY = [words for words in pathlib.Path("/log/only").read_text().splitlines() if words]
 
 
 def say(text):

@@ -1,12 +1,10 @@
 """obexd, which phones and desktops with BlueZ use: as the peer's receiver on channel 9, and as a client that pushes."""
 
-import pathlib
-
 import dbus
+from checks import wait_for
 from peer import PEER, TELEPHONE
-from phone import wait_for
+from receiver import FOLDER
 
-OPP = "00001105-0000-1000-8000-00805f9b34fb"
 SERVICE = "org.bluez.obex"
 CHANNEL = 9
 
@@ -15,13 +13,12 @@ class Obexd:
     def __init__(self, machine):
         self.machine = machine
         self.process = None
-        self.folder = pathlib.Path("/run/received")
 
-    def start_receiver(self):
-        """Takes every object into `folder`."""
-        self.folder.mkdir(exist_ok=True)
-        self._start("-a", "-r", self.folder)
-        wait_for(lambda: OPP in self.machine.bluez.adapter("hci1")["UUIDs"], "obexd's service record")
+    def start_receiver(self, takes=True):
+        """Takes every object into `receiver.FOLDER`, or refuses every one, as there is nobody to ask."""
+        FOLDER.mkdir(exist_ok=True)
+        self._start(*(["-a"] if takes else []), "-r", FOLDER)
+        wait_for(self.machine.bluez.offers_push, "obexd's service record")
 
     def start_client(self):
         """Pushes only: publishes no record that could be taken for the telephone's."""

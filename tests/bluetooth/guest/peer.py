@@ -4,8 +4,8 @@ import contextlib
 import socket
 
 import phone
-from checks import expect
-from phone import DEADLINE, wait_for
+from checks import expect, wait_for
+from phone import DEADLINE
 
 TELEPHONE, PEER = "00:AA:01:00:00:00", "00:AA:01:01:00:01"
 CHANNEL = 4

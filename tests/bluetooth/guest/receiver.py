@@ -3,20 +3,28 @@
 import pathlib
 import subprocess
 
-from phone import wait_for
+from checks import wait_for
+
 
 CHANNEL = 10
+FOLDER = pathlib.Path("/run/received")
+
+
+def received(name, size):
+    """What the other phone has put into a file, once that is so large."""
+    path = FOLDER / name
+    wait_for(lambda: path.exists() and path.stat().st_size >= size, f"{size} bytes in {name}")
+    return path.read_bytes()
 
 
 class Receiver:
     def __init__(self, machine):
         self.machine = machine
         self.process = None
-        self.folder = pathlib.Path("/run/received")
 
     def start(self):
-        self.folder.mkdir(exist_ok=True)
-        self.process = self.machine.start_program("obex_test", "sh", "-c", f"cd {self.folder} && exec obex_test -b {CHANNEL}",
+        FOLDER.mkdir(exist_ok=True)
+        self.process = self.machine.start_program("obex_test", "sh", "-c", f"cd {FOLDER} && exec obex_test -b {CHANNEL}",
                                                   stdin=subprocess.PIPE)
         self.process.process.stdin.write(b"s\n")  # serve one link; at the end of its input it would leave
         self.process.process.stdin.flush()
@@ -24,12 +32,6 @@ class Receiver:
 
     def stop(self):
         self.process.end()
-
-    def file(self, name, size):
-        """What it has put into a file, once that is so large."""
-        path = self.folder / name
-        wait_for(lambda: path.exists() and path.stat().st_size >= size, f"{size} bytes in {name}")
-        return path.read_bytes()
 
     @staticmethod
     def _is_listening():

@@ -1,0 +1,47 @@
+"""Peers that mean no good, or are broken."""
+
+import random
+
+import phone
+from check_receiving import expect_card_goes_through
+from checks import check, expect, wait_for
+
+
+@check("a peer that sends garbage is put out, and a card goes through after it")
+def garbage(machine):
+    book = machine.telephone.book()
+    for data in (b"\xff" * 300, b"\x00" * 300, random.Random(2).randbytes(5000)):
+        with machine.peer.link() as link:
+            send_all(link, data)
+            expect(phone.is_closed_by_phone(link), True, "the telephone closes the link")
+    expect(machine.telephone.book(), book, "the phonebook")
+    expect_card_goes_through(machine, "Garbage")
+
+
+def send_all(link, data):
+    """As far as it is taken: the link may be closed before all of it has gone out."""
+    try:
+        link.sendall(data)
+    except ConnectionError:
+        pass
+
+
+@check("a peer that leaves after half the head of a packet does no harm")
+def half_head(machine):
+    book = machine.telephone.book()
+    for data in (b"\x80", phone.connect_packet()[:2], phone.connect_packet()[:5]):
+        with machine.peer.link() as link:
+            link.sendall(data)
+    expect(machine.telephone.book(), book, "the phonebook")
+    expect_card_goes_through(machine, "Half")
+
+
+@check("a peer that says nothing more in mid-packet is put out in the end, and the next one gets in")
+def silent(machine):
+    with machine.peer.link() as link:
+        link.sendall(phone.connect_packet()[:5])
+        link.settimeout(None)
+        expect(phone.is_closed_by_phone(link), True, "the telephone closes the link")
+    wait_for(lambda: machine.telephone.status()["lastLinkEnd"] == "the peer said nothing for too long",
+             "the telephone to say why the link has ended")
+    expect_card_goes_through(machine, "Silent")

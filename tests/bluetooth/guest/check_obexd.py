@@ -1,0 +1,94 @@
+"""Contacts for obexd, the receiver of desktops with BlueZ, whose channel the telephone has to find."""
+
+import contextlib
+import pathlib
+
+from check_receiving import PHOTO, expect_card_goes_through
+from check_sending import contact_file, photo_line, send, vcard
+from checks import check, expect, expect_in, wait_for
+from obexd import CHANNEL
+from peer import PEER
+from receiver import received
+
+
+@contextlib.contextmanager
+def obexd(machine, **options):
+    """obexd at the peer. Both controllers belong to one bluetoothd, which would show the telephone's own service record as the
+    peer's, too: it has none while receiving is off."""
+    machine.telephone.receive_off()
+    wait_for(lambda: not machine.bluez.offers_push(), "the telephone's service record to go")
+    machine.obexd.start_receiver(**options)
+    try:
+        yield
+    finally:
+        machine.obexd.stop()
+        wait_for(lambda: not machine.bluez.offers_push(), "obexd's service record to go")
+        machine.telephone.receive_on()
+        wait_for(lambda: machine.telephone.status()["record"] == "published", "the telephone's service record")
+
+
+@contextlib.contextmanager
+def alias(machine, name):
+    """The telephone's adapter knows the peer by this name."""
+    machine.bluez.set_device("hci0", PEER, "Alias", name)
+    try:
+        yield
+    finally:
+        machine.bluez.set_device("hci0", PEER, "Alias", "")
+
+
+def expect_not_sent(said, where):
+    expect_in(f"was not sent to {where}", said, "what phonectl says")
+    expect_in("The contact still waits in the phone", said, "what phonectl says")
+
+
+@check("obexd gets a contact with a photo on the channel that its service record names, equal byte for byte")
+def by_address(machine):
+    (pathlib.Path("/data/images") / "nora.jpg").write_bytes(PHOTO)
+    contact = contact_file(surname="Moe", firstname="Nora", mobile="+47 6", defaultnumber="Mobile", picture="nora.jpg")
+    expected = vcard("Moe", "Nora", "TEL;VOICE;CELL;PREF:+47 6", photo_line(PHOTO))
+    with obexd(machine):
+        expect_in(f"{PEER}, channel {CHANNEL}", send(machine, "--json", contact), "what phonectl says")
+        expect(received("MoeNora.vcf", len(expected)), expected, "the card that obexd got")
+
+
+@check("a contact out of the phonebook goes to the device of that name")
+def by_name(machine):
+    expect_card_goes_through(machine, "Named")
+    expected = vcard("Named", "Test", "TEL;VOICE;CELL;PREF:+47 1")
+    with obexd(machine), alias(machine, "Nora's phone"):
+        expect_in(f"{PEER}, channel {CHANNEL}", send(machine, "Named", to="nora's phone"), "what phonectl says")
+        expect(received("NamedTest.vcf", len(expected)), expected, "the card that obexd got")
+
+
+@check("a contact that obexd refuses stays pending, and goes out when obexd takes it")
+def refused(machine):
+    contact = contact_file(surname="Lie", firstname="Pia", mobile="+47 7", defaultnumber="Mobile")
+    expected = vcard("Lie", "Pia", "TEL;VOICE;CELL;PREF:+47 7")
+    with obexd(machine, takes=False):
+        expect_not_sent(send(machine, "--json", contact, code=1), f"{PEER}, channel {CHANNEL}")
+    with obexd(machine):
+        send(machine, "--pending")
+        expect(received("LiePia.vcf", len(expected)), expected, "the card that obexd got")
+
+
+@check("a contact for a channel that nobody listens on is not sent, and the telephone is as well as before")
+def nobody_listens(machine):
+    contact = contact_file(surname="Nobody", firstname="Listens")
+    expect_not_sent(send(machine, "--json", contact, channel=11, code=1), f"{PEER}, channel 11")
+    machine.telephone.ctl("cancel")
+    expect_card_goes_through(machine, "Listens")
+
+
+@check("a contact for a device that is off is not sent, with and without its channel, and the telephone is as well as before")
+def device_off(machine):
+    contact = contact_file(surname="Device", firstname="Off")
+    machine.wait_for_no_link()
+    machine.bluez.set_adapter("hci1", "Powered", False)
+    said = send(machine, "--json", contact, code=1)
+    expect_in(f"{PEER} could not be asked for its channel", said, "what phonectl says")
+    expect_in("Is it switched on and in reach?", said, "what phonectl says")
+    expect_not_sent(send(machine, "--json", contact, channel=CHANNEL, code=1), f"{PEER}, channel {CHANNEL}")
+    machine.telephone.ctl("cancel")
+    machine.make_adapters_ready()
+    expect_card_goes_through(machine, "Off")
