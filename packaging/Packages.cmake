@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_DEPENDS
   "default-dbus-system-bus | dbus-system-bus, systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
 set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_RECOMMENDS "bluez, obexphone-tools")
-set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_CONTROL_EXTRA "${scripts}/postinst;${scripts}/prerm;${scripts}/postrm")
+set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_CONTROL_EXTRA "${scripts}/postinst;${scripts}/prerm;${scripts}/postrm;${scripts}/conffiles")
 set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_OBEXPHONE_DESCRIPTION "business cards by Bluetooth, for a Linux telephone
 Any phone nearby pushes a card (OBEX Object Push), somebody says yes, and it

@@ -81,7 +81,9 @@ void describeBluetooth(CLI::App& app, Options& options) {
 }
 
 /// A telephone that nobody sits at.
-void describeHeadless(CLI::App& app, std::string& accept) {
+void describeHeadless(CLI::App& app, Options& options, std::string& accept) {
+  app.add_flag("--receive", options.receive,
+               "Receive from the start on, as after `phonectl receive on`");
   app.add_option("--accept", accept,
                  "trusted: cards of paired and trusted devices are stored without a question, and "
                  "everybody else is refused; the same as --trusted accept --strangers refuse")
@@ -111,7 +113,7 @@ bool readOptions(int argc, char** argv, Options& options, int& code) {
   describe(app, options);
   describeBluetooth(app, options);
   std::string accept;
-  describeHeadless(app, accept);
+  describeHeadless(app, options, accept);
   try {
     app.parse(argc, argv);
     if (!accept.empty())

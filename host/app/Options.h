@@ -20,6 +20,7 @@ struct Options {
   std::size_t logFiles = 0;    ///< how many there may be, it and those moved aside
   std::string adapter;         ///< the Bluetooth adapter to use, empty for the first
   AdmissionPolicy policy;
+  bool receive = false;  ///< from the start on
 };
 
 /// Reads the command line. When that is all there is to do (--help, --version, a mistake), says so

@@ -98,14 +98,22 @@ FrameworkThread::Listener Phone::listener() {
 /// Hears of the cards as every observer does. A service without cards isn't asked.
 void Phone::takePartInCards() {
   if (!m_thread.knows(cardmessage::kAccepted) || !m_thread.knows(cardmessage::kSubscribe)) return;
-  m_thread.tell(cardmessage::kSubscribe, [] { return true; });
+  m_thread.tell(Method(cardmessage::kSubscribe, Method::REQUEST), [] { return true; });
+}
+
+/// As if the user had switched it on.
+void Phone::receiveUnasked() {
+  if (!m_options.receive) return;
+  Method enable("obexEnableEvent", Method::REQUEST);
+  enable.addBoolParameter("obexEnableParam", true, Parameter::IN);
+  m_thread.tell(enable, [] { return true; });
 }
 
 /// A trusted device that has put all its cards has gone: they are stored as if the user had said
 /// so. When that can't be done now, the end of the link that is in the way brings it up again.
 void Phone::acceptUnasked() {
   if (!m_ledger.wantsAcceptance()) return;
-  m_thread.tell(cardmessage::kAccepted, [this] {
+  m_thread.tell(Method(cardmessage::kAccepted, Method::REQUEST), [this] {
     const bool begun = m_ledger.beginAcceptance();
     if (begun) HOST_LOG_ERROR("the cards that wait are stored: all are from trusted devices");
     return begun;
@@ -123,6 +131,7 @@ void Phone::start() {
   takePartInCards();
   m_bus.open();
   m_bluetooth.start();
+  receiveUnasked();
   const std::string radio = RadioStatus::describeRadio();
   if (radio != "ready")
     std::fprintf(stderr, "phone-host: %s; cards can be neither received nor sent\n", radio.c_str());

@@ -47,6 +47,7 @@ class Phone {
   PhoneOperations operations();
   FrameworkThread::Listener listener();
   void takePartInCards();
+  void receiveUnasked();
   void acceptUnasked();
   Method status() const;
   void addRadioStatus(Method& status) const;

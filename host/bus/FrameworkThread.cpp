@@ -174,12 +174,12 @@ std::optional<bool> FrameworkThread::unsubscribe(const std::string& caller) {
   return std::nullopt;
 }
 
-void FrameworkThread::tell(const std::string& message, std::function<bool()> wanted) {
+void FrameworkThread::tell(const Method& message, std::function<bool()> wanted) {
   m_queue.push([this, message, wanted = std::move(wanted)] {
     try {
-      if (wanted()) static_cast<void>(hand(Method(message, Method::REQUEST), Observers::kHost));
+      if (wanted()) static_cast<void>(hand(message, Observers::kHost));
     } catch (const std::exception& error) {
-      HOST_LOG_ERROR("%s failed: %s", message.c_str(), error.what());
+      HOST_LOG_ERROR("%s failed: %s", message.getName().c_str(), error.what());
     }
   });
 }

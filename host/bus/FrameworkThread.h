@@ -66,9 +66,9 @@ class FrameworkThread {
 
   [[nodiscard]] Activity activity() const;
 
-  /// An errand for the queue: a message without parameters, in the name of the host itself, handed
-  /// over if `wanted` says so then.
-  void tell(const std::string& message, std::function<bool()> wanted);
+  /// An errand for the queue: a message in the name of the host itself, handed over if `wanted`
+  /// says so then.
+  void tell(const Method& message, std::function<bool()> wanted);
   /// Errands for the queue: a process, or the whole bus, has gone.
   void callerLeft(const std::string& caller);
   void allCallersLeft();

@@ -100,6 +100,15 @@ class Policy(PhoneTest):
         self.assertIn("other phones can't find this one: BlueZ can't be asked", result.stderr)
         self.assertIn("Receiving is on.", result.stdout)
 
+    def test_phone_that_nobody_sits_at_receives_from_the_start_and_stores_what_trusted_devices_push(self):
+        bluez = self.start_bluez()
+        bluez.add_device(phone.PEER_ADDRESS, "Anna", paired=True, trusted=True)
+        self.start_phone(options=["--receive", "--accept", "trusted"])
+        self.phone.wait_for_out("OBEX SERVER IS RUNNING")
+        self.wait_for_bluez()
+        wait_for(self.try_push, "the trusted device to be let in")
+        wait_for(lambda: self.surnames() == ["Berg"], "the card to be stored")
+
     def test_policy_of_an_odd_word_is_a_mistake(self):
         result = self.run_program([phone.BIN / "phone-host", "--strangers", "welcome"])
         self.assertEqual(result.returncode, 2)
