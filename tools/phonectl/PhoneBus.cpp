@@ -107,7 +107,7 @@ Failure PhoneBus::failureOf(const Glib::Error& error) const {
   if (is(error, G_DBUS_ERROR_ACCESS_DENIED)) {
     return {kFailed, m_place.shown() + " doesn't let you talk to the phone: " + sentenceOf(error),
             "the bus's policy has to allow it; that of the system's phone allows root and the "
-            "members of the group obexphone"};
+            "group obexphone: sudo adduser NAME obexphone, and log in anew"};
   }
   if (is(error, G_DBUS_ERROR_UNKNOWN_METHOD) || is(error, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
       is(error, G_DBUS_ERROR_UNKNOWN_INTERFACE)) {
