@@ -88,11 +88,11 @@ download_programs() {
   fail "these could not be downloaded: ${unpacked[*]}"
 }
 
-# Of the kernel only what the machine may need: the rest are hundreds of megabytes.
+# Of the kernel only what this machine, and that of tests/system, may need: the rest are hundreds of megabytes.
 unpack_kernel() {
-  local folder patterns=('./boot/vmlinuz-*' './lib/modules/*/modules.*')
-  for folder in arch/x86/crypto crypto drivers/bluetooth drivers/virtio fs/9p fs/fscache fs/netfs lib net/9p \
-    net/bluetooth net/rfkill; do
+  local folder patterns=('./boot/vmlinuz-*' './lib/modules/*/modules.*' './lib/modules/*/kernel/fs/mbcache.ko*')
+  for folder in arch/x86/crypto crypto drivers/block drivers/bluetooth drivers/virtio fs/9p fs/ext4 fs/fscache fs/jbd2 \
+    fs/netfs lib net/9p net/bluetooth net/rfkill; do
     patterns+=("./lib/modules/*/kernel/$folder/*")
   done
   # A pattern that matches nothing is all right: folders have moved between versions.
