@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/directory/BookTables.h"
 #include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "host/directory/DirectoryResponse.h"
@@ -14,7 +15,6 @@ namespace {
 
 using Kind = PhoneBookError::Kind;
 
-constexpr int kVersion = 1;
 // Between two attempts to get a lock.
 constexpr std::chrono::milliseconds kPause{5};
 
@@ -180,48 +180,9 @@ void PhoneBook::connect() {
 }
 
 void PhoneBook::prepareTables() {
-  bool known = false;
-  bool foreign = false;
-  std::string table;
-  {
-    soci::statement tables = (m_session->prepare << m_backend->tablesQuery(), soci::into(table));
-    tables.execute();
-    while (tables.fetch()) {
-      known = known || table == "phonebook_version";
-      foreign = foreign || table != kJournalTable;
-    }
-  }
-  if (!known && foreign)
-    throw PhoneBookError(Kind::Broken, "The database " + m_backend->name() +
-                                           " is not a phonebook: it holds other tables.");
-  if (!known) createTables();
-  checkVersion();
-}
-
-// Two processes may come here at a time with the same new file; the first statement makes one wait.
-void PhoneBook::createTables() {
-  soci::transaction transaction(*m_session);
-  m_backend->claim(*m_session);
-  *m_session << "CREATE TABLE IF NOT EXISTS phonebook_version (version INTEGER NOT NULL)";
-  int rows = 0;
-  *m_session << "SELECT COUNT(*) FROM phonebook_version", soci::into(rows);
-  if (rows == 0) {
-    EntryTable(*m_session, *m_backend).create();
-    *m_session << "INSERT INTO phonebook_version (version) VALUES (:version)",
-        soci::use(kVersion, "version");
-  }
-  transaction.commit();
-}
-
-void PhoneBook::checkVersion() {
-  int version = 0;
-  *m_session << "SELECT version FROM phonebook_version", soci::into(version);
-  if (version == kVersion) return;
-  const std::string what =
-      version > kVersion
-          ? "was made by a newer version of this program. Update this one, or use another file."
-          : "says nothing of a version that this program knows.";
-  throw PhoneBookError(Kind::Broken, "The phonebook " + m_backend->name() + " " + what);
+  BookTables tables(*m_session, *m_backend);
+  if (!tables.exist()) tables.create();
+  tables.checkVersion();
 }
 
 // Asked after the insertion: a transaction that begins with a change has the lock from its first

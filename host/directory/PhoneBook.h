@@ -78,8 +78,6 @@ class PhoneBook {
   void commit(soci::transaction& transaction);
 
   void prepareTables();
-  void createTables();
-  void checkVersion();
   void replace(EntryTable& table, long long id, const std::vector<ColumnValue>& texts);
   void checkAnswer(const std::vector<Column>& columns, const std::vector<ColumnValue>& match);
   void checkRoom(EntryTable& table) const;

@@ -32,6 +32,9 @@ class PhoneBookBackend {
   /// connected yet. A lock of someone else is waited for a moment at most, here and in any later
   /// statement: that is the caller's affair. Throws PhoneBookError or soci::soci_error.
   virtual void connect(soci::session& session) = 0;
+  /// Opens the database for reading only; nothing is made, and nothing changed. False when there is
+  /// none, but one could be made. Throws as `connect`, also where that would fail.
+  virtual bool connectToLook(soci::session& session) = 0;
   /// Ends what waits for too long on the connection, for as long as the result lives. Null where
   /// nothing can wait.
   virtual std::unique_ptr<SocketDeadline> watch(soci::session& session) const;

@@ -130,6 +130,12 @@ void PostgresBackend::connect(soci::session& session) {
   configure(session);
 }
 
+bool PostgresBackend::connectToLook(soci::session& session) {
+  connect(session);
+  session << "SET default_transaction_read_only = on";
+  return true;
+}
+
 void PostgresBackend::configure(soci::session& session) const {
   session << "SET lock_timeout = " << kLockMilliseconds;
   session << "SET statement_timeout = " << m_patience.count();

@@ -22,6 +22,7 @@ class PostgresBackend : public PhoneBookBackend {
   PostgresBackend(const std::string& uri, std::chrono::milliseconds patience);
 
   void connect(soci::session& session) override;
+  bool connectToLook(soci::session& session) override;
   std::unique_ptr<SocketDeadline> watch(soci::session& session) const override;
   void claim(soci::session& session) const override;
   void settle(soci::session& session) override;

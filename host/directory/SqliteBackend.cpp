@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 
 namespace host {
@@ -25,20 +27,46 @@ void syncFolder(const fs::path& folder) {
   ::close(descriptor);
 }
 
-void makeFolders(const fs::path& folder) {
+bool isThere(const fs::path& path) {
+  struct stat status = {};
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+PhoneBookError cannotMake(const fs::path& folder) {
+  return {Kind::Broken,
+          "The phonebook's folder " + folder.string() + " can't be made: " + reasonOf(errno) + "."};
+}
+
+/// The folder itself, or the one above it that is there.
+fs::path existingFolder(const fs::path& folder) {
   struct stat status = {};
   if (::stat(folder.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) return;
+    if (S_ISDIR(status.st_mode)) return folder;
     errno = ENOTDIR;
   }
   if (errno != ENOENT || !folder.has_relative_path())
     throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
                                            " can't be reached: " + reasonOf(errno) + ".");
+  return existingFolder(folder.parent_path());
+}
+
+void makeFolders(const fs::path& folder) {
+  if (existingFolder(folder) == folder) return;
   makeFolders(folder.parent_path());
-  if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST)
-    throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
-                                           " can't be made: " + reasonOf(errno) + ".");
+  if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) throw cannotMake(folder);
   syncFolder(folder.parent_path());
+}
+
+/// A path within a URI.
+std::string escaped(const std::string& path) {
+  std::string text;
+  for (const char c : path) {
+    const auto byte = static_cast<unsigned char>(c);
+    char code[4];
+    std::snprintf(code, sizeof code, "%%%02X", byte);
+    text += std::isalnum(byte) != 0 || c == '/' ? std::string(1, c) : code;
+  }
+  return text;
 }
 
 int resultOf(const soci::soci_error& error) {
@@ -52,7 +80,9 @@ int resultOf(const soci::soci_error& error) {
 SqliteBackend::SqliteBackend(const std::string& path) : m_path(fs::absolute(path)) {}
 
 void SqliteBackend::connect(soci::session& session) {
-  prepareFolder();
+  checkName();
+  makeFolders(m_path.parent_path());
+  checkPlace();
   openFile(session);
   configure(session);
   checkContents(session);
@@ -60,6 +90,20 @@ void SqliteBackend::connect(soci::session& session) {
   if (::stat(m_path.c_str(), &status) != 0) throw broken("vanished while it was opened");
   m_device = status.st_dev;
   m_inode = status.st_ino;
+}
+
+bool SqliteBackend::connectToLook(soci::session& session) {
+  checkName();
+  const fs::path folder = existingFolder(m_path.parent_path());
+  if (folder != m_path.parent_path()) {
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) throw cannotMake(m_path.parent_path());
+    return false;
+  }
+  checkPlace();
+  if (!isThere(m_path)) return false;
+  openFileToLook(session);
+  checkContents(session);
+  return true;
 }
 
 // Entries that stand in the log only would be missing in a copy of the file, and a log that is left
@@ -84,10 +128,12 @@ std::string SqliteBackend::tablesQuery() const {
          "ESCAPE '~'";
 }
 
-void SqliteBackend::prepareFolder() const {
-  const std::string text = m_path.string();
-  if (text.find('"') != std::string::npos) throw broken("has a quotation mark in its path");
-  makeFolders(m_path.parent_path());
+void SqliteBackend::checkName() const {
+  if (m_path.string().find('"') != std::string::npos)
+    throw broken("has a quotation mark in its path");
+}
+
+void SqliteBackend::checkPlace() const {
   // The log is made beside the file, so that a file that may be written isn't enough.
   if (::access(m_path.parent_path().c_str(), W_OK | X_OK) != 0)
     throw broken("can't be written: its folder says \"" + reasonOf(errno) + "\"");
@@ -102,14 +148,23 @@ void SqliteBackend::prepareFolder() const {
 void SqliteBackend::openFile(soci::session& session) const {
   // The file must not be opened by hand: closing it would take away every lock that another
   // connection of this process has on it.
-  struct stat status = {};
-  const bool isNew = ::stat(m_path.c_str(), &status) != 0;
+  const bool isNew = !isThere(m_path);
   session.open(soci::sqlite3, "db=\"" + m_path.string() + "\"");
   if (!isNew) return;
   // Still empty. The log and the index of the log get the mode of the file.
   if (::chmod(m_path.c_str(), S_IRUSR | S_IWUSR) != 0)
     throw broken("can't be made private: " + reasonOf(errno));
   syncFolder(m_path.parent_path());
+}
+
+// A reader of a database that has a log makes files of its own beside it when they aren't there. So
+// where nobody has it open, and there is no log, it is taken for one that never changes.
+void SqliteBackend::openFileToLook(soci::session& session) const {
+  const bool inUse = isThere(m_path.string() + "-wal");
+  session.open(soci::sqlite3, "db=\"file:" + escaped(m_path.string()) +
+                                  (inUse ? "?mode=ro" : "?immutable=1") + "\" readonly=1");
+  session << "PRAGMA trusted_schema = OFF";
+  session << "PRAGMA cell_size_check = ON";
 }
 
 void SqliteBackend::configure(soci::session& session) const {

@@ -18,6 +18,7 @@ class SqliteBackend : public PhoneBookBackend {
   explicit SqliteBackend(const std::string& path);
 
   void connect(soci::session& session) override;
+  bool connectToLook(soci::session& session) override;
   void settle(soci::session& session) override;
   bool hasMoved(soci::session& session) const override;
   PhoneBookError explain(const soci::soci_error& error) const override;
@@ -29,8 +30,10 @@ class SqliteBackend : public PhoneBookBackend {
   std::string name() const override { return m_path.string(); }
 
  private:
-  void prepareFolder() const;
+  void checkName() const;
+  void checkPlace() const;
   void openFile(soci::session& session) const;
+  void openFileToLook(soci::session& session) const;
   void configure(soci::session& session) const;
   void checkContents(soci::session& session) const;
   PhoneBookError broken(const std::string& what) const;

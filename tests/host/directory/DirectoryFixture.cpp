@@ -169,6 +169,14 @@ std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options)
   return {};
 }
 
+std::string DirectoryTest::Look() const {
+  try {
+    return host::lookAtPhoneBook(Options()) == host::PhoneBookState::kThere ? "there" : "missing";
+  } catch (const host::PhoneBookError& problem) {
+    return problem.what();
+  }
+}
+
 std::string DirectoryTest::Sql(const std::string& sql) const { return m_place->Sql(sql); }
 
 std::string ReadFile(const std::string& path) {

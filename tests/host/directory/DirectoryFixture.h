@@ -9,6 +9,7 @@
 
 #include "host/directory/DirectoryClient.h"
 #include "host/directory/DirectoryService.h"
+#include "host/directory/PhoneBookLook.h"
 #include "tests/host/directory/BookPlace.h"
 
 namespace test {
@@ -67,6 +68,8 @@ class DirectoryTest : public ::testing::Test {
   /// What opening the file says; empty when it works.
   std::string OpeningProblem() const;
   std::string OpeningProblem(const host::PhoneBookOptions& options) const;
+  /// What a look at it says: "there", "missing", or why it can't be opened.
+  std::string Look() const;
 
   /// Runs SQL on the database with nothing of the program in between.
   std::string Sql(const std::string& sql) const;

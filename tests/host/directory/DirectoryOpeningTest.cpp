@@ -16,11 +16,18 @@ using ::testing::HasSubstr;
 
 class DirectoryOpeningTest : public DirectoryTest {
  protected:
+  /// And a look at it says the same.
   void ExpectNotOpened(const std::string& reason) const {
+    const std::string seen = Look();
+    EXPECT_EQ(seen, ExpectNotOpenedNow(reason));
+  }
+  /// Nobody else is in the way, and there is room, when it is looked at only.
+  std::string ExpectNotOpenedNow(const std::string& reason) const {
     const std::string problem = OpeningProblem();
     EXPECT_THAT(problem, HasSubstr(reason));
     EXPECT_THAT(problem, HasSubstr(m_folder));
     EXPECT_EQ(problem.back(), '.');
+    return problem;
   }
   void ExpectNotOpenedAs(const std::string& connection, const std::string& reason) const {
     host::PhoneBookOptions options = Options();
@@ -200,7 +207,7 @@ TEST_F(DirectoryOpeningTest, AFullDiskIsNoticed) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   disk.Fill();
-  ExpectNotOpened("disk");
+  ExpectNotOpenedNow("disk");
   disk.Empty();
   EXPECT_EQ(OpeningProblem(), "");
 }
@@ -209,7 +216,7 @@ TEST_F(DirectoryOpeningTest, AFileLockedByAnotherProgramIsNoticed) {
   MakePhonebook();
   LockedFile lock(Path());
   lock.Take("PRAGMA journal_mode = DELETE; BEGIN EXCLUSIVE");
-  ExpectNotOpened("is locked by another program");
+  ExpectNotOpenedNow("is locked by another program");
 }
 
 TEST_F(DirectoryOpeningTest, ALockThatIsGivenUpInTimeIsWaitedFor) {

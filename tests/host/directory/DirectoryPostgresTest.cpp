@@ -185,6 +185,15 @@ TEST_F(DirectoryPostgresTest, ADatabaseOfAnotherProgramIsNotTouched) {
   EXPECT_EQ(Sql("SELECT COUNT(*) FROM pg_tables WHERE schemaname = 'public'"), "1");
 }
 
+TEST_F(DirectoryPostgresTest, ALookMakesNothing) {
+  EXPECT_EQ(Look(), "missing");
+  EXPECT_EQ(Sql("SELECT COUNT(*) FROM pg_tables WHERE schemaname = 'public'"), "0");
+  StoreNamed("Doe");
+  EXPECT_EQ(Look(), "there");
+  Sql("UPDATE phonebook_version SET version = 2");
+  EXPECT_THAT(Look(), HasSubstr("newer version"));
+}
+
 TEST_F(DirectoryPostgresTest, ASchemaOfItsOwnBesideOthersIsEnough) {
   Sql("CREATE TABLE orders (n INTEGER); CREATE SCHEMA phone");
   EXPECT_EQ(OpeningProblemAt(Connection() + "&options=-csearch_path%3Dphone"), "");

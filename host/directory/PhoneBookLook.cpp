@@ -1,0 +1,22 @@
+#include "host/directory/PhoneBookLook.h"
+
+#include "host/directory/BookTables.h"
+
+namespace host {
+
+PhoneBookState lookAtPhoneBook(const PhoneBookOptions& options) {
+  const auto backend = PhoneBookBackend::create(options.connection, options.serverTimeout);
+  try {
+    soci::session session;
+    if (!backend->connectToLook(session)) return PhoneBookState::kMissing;
+    const auto watch = backend->watch(session);
+    BookTables tables(session, *backend);
+    if (!tables.exist()) return PhoneBookState::kMissing;
+    tables.checkVersion();
+    return PhoneBookState::kThere;
+  } catch (const soci::soci_error& error) {
+    throw backend->explain(error);
+  }
+}
+
+}  // namespace host
