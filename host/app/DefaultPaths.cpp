@@ -1,13 +1,11 @@
 #include "host/app/DefaultPaths.h"
 
 #include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -65,16 +63,7 @@ std::string defaultPlugin(const std::string& service) {
 }
 
 std::string defaultConnection() {
-  const fs::path state = stateHome();
-  const fs::path folder = state / "obexphone";
-  std::error_code error;
-  fs::create_directories(state, error);
-  // Whom its user knows is nobody else's affair.
-  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
-    throw std::runtime_error(
-        "the folder of the phonebook, " + folder.string() +
-        ", can't be made: " + std::error_code(errno, std::generic_category()).message());
-  return "sqlite3://" + (folder / "phonebook.db").string();
+  return "sqlite3://" + (stateHome() / "obexphone" / "phonebook.db").string();
 }
 
 }  // namespace host

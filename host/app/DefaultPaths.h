@@ -8,8 +8,8 @@ namespace host {
 /// Throws std::runtime_error when it is in neither place.
 std::string defaultPlugin(const std::string& service);
 
-/// The connection of the phonebook in the user's state folder (XDG_STATE_HOME), which is made when
-/// it is missing. Throws std::runtime_error when there is no home or it can't be made.
+/// The connection of the phonebook in the user's state folder (XDG_STATE_HOME), which need not be
+/// there yet. Throws std::runtime_error when there is no home.
 std::string defaultConnection();
 
 }  // namespace host

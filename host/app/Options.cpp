@@ -22,9 +22,13 @@ constexpr const char* kFooter =
     "\nThe telephone runs until SIGTERM, SIGINT or SIGHUP. It prints \"phone-host: ready ...\" on "
     "standard output when others can reach it.\n\n"
     "Exit codes: 0 stopped on request; 1 it could not start; 2 the command line is wrong; "
-    "3 stopped on request, but the service did not end within 4 seconds.\n";
+    "3 stopped on request, but the service did not end within 4 seconds. With --check: 0 it could "
+    "start; 1 it could not.\n";
 
 void describe(CLI::App& app, Options& options) {
+  app.add_flag("--check", options.check,
+               "Only tell whether the phone could start with these options: load the service's "
+               "library, look at the phonebook and the images folder, change nothing");
   app.add_option("--plugin", options.plugin,
                  "The service's library (default: the one built or installed with this program)")
       ->type_name("FILE");
@@ -124,9 +128,12 @@ bool readOptions(int argc, char** argv, Options& options, int& code) {
     code = app.exit(error) == 0 ? kExitStopped : kExitUsage;
     return false;
   }
+  return true;
+}
+
+void fillDefaults(Options& options) {
   if (options.plugin.empty()) options.plugin = defaultPlugin(options.service);
   if (options.connection.empty()) options.connection = defaultConnection();
-  return true;
 }
 
 }  // namespace host

@@ -8,11 +8,12 @@
 
 namespace host {
 
-/// What the user asked for on the command line, defaults filled in.
+/// What the user asked for on the command line.
 struct Options {
+  bool check = false;      ///< only tell whether the phone could start
   std::string service;     ///< the service's name
-  std::string plugin;      ///< path of its library
-  std::string connection;  ///< of the phonebook
+  std::string plugin;      ///< path of its library, empty for the default one
+  std::string connection;  ///< of the phonebook, empty for the default one
   std::string bus;
   int logLevel = 0;
   std::string logFile;         ///< empty for standard error
@@ -24,8 +25,10 @@ struct Options {
 };
 
 /// Reads the command line. When that is all there is to do (--help, --version, a mistake), says so
-/// to the user, puts the exit code into `code` and returns false. Throws std::runtime_error when a
-/// default can't be found out.
+/// to the user, puts the exit code into `code` and returns false.
 bool readOptions(int argc, char** argv, Options& options, int& code);
+
+/// Fills in what was left to the default. Throws std::runtime_error when that can't be found out.
+void fillDefaults(Options& options);
 
 }  // namespace host

@@ -10,6 +10,7 @@
 #include "host/app/Options.h"
 #include "host/app/Phone.h"
 #include "host/app/ProcessSetup.h"
+#include "host/app/StartCheck.h"
 #include "host/app/StopSignals.h"
 #include "host/bus/MainLoop.h"
 
@@ -61,6 +62,8 @@ int run(int argc, char** argv) {
     int code = kExitStopped;
     if (!readOptions(argc, argv, options, code)) return code;
     Gio::init();
+    if (options.check) return StartCheck(options).run() ? kExitStopped : kExitNoStart;
+    fillDefaults(options);
     return runPhone(options);
   } catch (const std::exception& error) {
     say(error);

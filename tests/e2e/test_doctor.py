@@ -7,6 +7,7 @@ is one; here it is where the machine has no RFCOMM at all, or only the virtual o
 import contextlib
 import json
 import pathlib
+import shutil
 import sqlite3
 import subprocess
 import unittest
@@ -16,9 +17,14 @@ import phone
 from phone import PhoneTest, wait_for
 
 
+TEST_PLUGINS = phone.BUILD / "tests" / "host" / "plugin" / "lib"
+
+
 class DoctorTest(PhoneTest):
+    phonectl_program = phone.BIN / "phonectl"
+
     def doctor(self, expect, *prefix):
-        command = [*prefix, phone.BIN / "phonectl", "--bus", self.bus_address, "doctor", "--json"]
+        command = [*prefix, self.phonectl_program, "--bus", self.bus_address, "doctor", "--json"]
         result = self.run_program(command)
         self.assertEqual(result.returncode, expect, result.stdout + result.stderr)
         findings = json.loads(result.stdout)
@@ -181,6 +187,98 @@ class Doctor(DoctorTest):
         self.assert_fault(self.doctor(1, *self.on_radio(phone.PHONE_ADDRESS))["channel"], "channel 4 is taken by another program")
         other.end()
         (self.radio / "001122334455-04").unlink(missing_ok=True)
+
+
+class NotRunning(DoctorTest):
+    """What the doctor finds out by itself while the phone doesn't run."""
+
+    def setUp(self):
+        super().setUp()
+        self.default_book = self.folder / "state" / "obexphone" / "phonebook.db"
+
+    def make_book(self):
+        """A phonebook in the default place, closed."""
+        self.default_book.parent.mkdir(parents=True)
+        self.phonebook = self.default_book
+        self.start_phone()
+        self.phonectl("book", "add", "--surname", "Berg")
+        self.phone.stop()
+
+    def copy_programs(self):
+        """phone-host and phonectl in a place of their own, where the plug-in would be in "lib"; returns that."""
+        (self.folder / "bin").mkdir()
+        for program in ("phone-host", "phonectl"):
+            shutil.copy(phone.BIN / program, self.folder / "bin")
+        self.phonectl_program = self.folder / "bin" / "phonectl"
+        lib = self.folder / "lib"
+        lib.mkdir()
+        return lib
+
+    def seen(self):
+        return {path: (path.stat().st_mtime_ns, path.is_file() and path.read_bytes())
+                for path in (self.folder / "state", *sorted((self.folder / "state").rglob("*")))}
+
+    def test_defaults_are_looked_at_and_nothing_is_made(self):
+        findings = self.doctor(1)
+        self.assertRegex(findings["plug-in"]["text"], "^the default one, /.*/libobexservice.so, can be loaded$")
+        self.assertEqual(findings["phonebook"]["text"],
+                         f"the default one, sqlite3://{self.default_book}, is not there yet, and can be made")
+        self.assertTrue(findings["plug-in"]["ok"] and findings["phonebook"]["ok"])
+        self.assertFalse((self.folder / "state").exists())
+
+    def test_phonebook_is_looked_at_and_stays_as_it_is(self):
+        self.make_book()
+        before = self.seen()
+        finding = self.doctor(1)["phonebook"]
+        self.assertEqual(finding["text"], f"the default one, sqlite3://{self.default_book}, can be opened")
+        self.assertEqual(self.seen(), before)
+
+    def test_damaged_phonebook_is_named(self):
+        self.make_book()
+        self.default_book.write_bytes(self.default_book.read_bytes()[:5000])
+        self.assert_fault(self.doctor(1)["phonebook"], "the default one: The phonebook", "name another")
+
+    def test_folder_that_cannot_be_made_is_named(self):
+        (self.folder / "state").write_text("a file")
+        self.assert_fault(self.doctor(1)["phonebook"], "can't be reached: Not a directory", "name another")
+
+    @unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
+    def test_phonebook_on_a_full_disk_is_named(self):
+        (self.folder / "state").mkdir()
+        findings = self.doctor(1, *mounts.inside(
+            f"mount -t tmpfs -o size=64k none {self.folder}/state"))
+        self.assert_fault(findings["phonebook"], "has no room", "make room")
+
+    def test_plug_in_that_is_missing_is_named(self):
+        self.copy_programs()
+        self.assert_fault(self.doctor(1)["plug-in"], "libobexservice.so is neither in", "build or install")
+
+    def test_plug_in_that_is_no_library_is_named(self):
+        (self.copy_programs() / "libobexservice.so").write_text("no library")
+        self.assert_fault(self.doctor(1)["plug-in"], "can't be loaded", "build or install")
+
+    def test_plug_in_of_another_service_is_named(self):
+        shutil.copy(TEST_PLUGINS / "libechoservice.so", self.copy_programs() / "libobexservice.so")
+        self.assert_fault(self.doctor(1)["plug-in"], "no entry point createOBEXService", "build or install")
+
+    def test_plug_in_that_crashes_takes_nothing_with_it(self):
+        shutil.copy(TEST_PLUGINS / "libcrashingservice.so", self.copy_programs() / "libobexservice.so")
+        findings = self.doctor(1)
+        self.assert_fault(findings["plug-in"], "said nothing: ", "phone-host --check")
+        self.assertTrue(findings["phonebook"]["ok"])
+
+    def test_plug_in_that_hangs_is_given_up(self):
+        shutil.copy(TEST_PLUGINS / "libhangingservice.so", self.copy_programs() / "libobexservice.so")
+        findings = self.doctor(1)
+        self.assert_fault(findings["plug-in"], "it did not end", "phone-host --check")
+        self.assertTrue(findings["phonebook"]["ok"])
+
+    def test_missing_phone_host_is_named(self):
+        self.copy_programs()
+        (self.folder / "bin" / "phone-host").unlink()
+        findings = self.doctor(1)
+        self.assert_fault(findings["plug-in"], "there is no ", "package obexphone")
+        self.assertFalse(findings["phonebook"]["known"])
 
 
 class Policy(DoctorTest):

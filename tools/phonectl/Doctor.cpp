@@ -4,6 +4,7 @@
 #include "host/checks/ImagesFolder.h"
 #include "host/checks/PhonebookDisk.h"
 #include "tools/cards/SafeText.h"
+#include "tools/phonectl/HostCheck.h"
 #include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/Phonebook.h"
 #include "tools/phonectl/RadioExam.h"
@@ -53,8 +54,7 @@ void Doctor::askPhone(const BusPlace& place) {
     m_status.reset();
     m_diagnosis.fault("phone", failure.sentence(),
                       failure.remedy().empty() ? "see the log of phone-host" : failure.remedy());
-    m_diagnosis.unknown("plug-in", "not known: the phone loads it when it starts");
-    m_diagnosis.unknown("phonebook", "not known: the phone opens it when it starts");
+    HostCheck(m_signals).examine(m_diagnosis);
   }
 }
 

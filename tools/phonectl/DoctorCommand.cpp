@@ -12,8 +12,11 @@ DoctorCommand::DoctorCommand(CLI::App& parent)
           parent, "doctor", "Find out what keeps cards of other phones from arriving",
           "One line for each thing that a push needs, and what to do where it is missing: \"ok\","
           "\n\"FAULT\", or \"?\" when another fault keeps it from being found out. The exit code "
-          "is 0\nonly if a card would arrive, otherwise 1. With --json, an array of objects with "
-          "\"check\",\n\"ok\", \"known\", \"text\" and \"remedy\".") {
+          "is 0\nonly if a card would arrive, from everybody who may push, otherwise 1. While the "
+          "phone doesn't\nrun, the plug-in and the phonebook that it would take by itself are "
+          "looked "
+          "at; nothing is\nchanged. With --json, an array of objects with \"check\", \"ok\", "
+          "\"known\", \"text\" and\n\"remedy\".") {
   app().add_flag("--json", m_json, "A JSON array, one object a check");
 }
 

@@ -10,6 +10,7 @@
 #include "tools/cards/CardText.h"
 #include "tools/cards/SafeText.h"
 #include "tools/phonectl/Failure.h"
+#include "tools/phonectl/Waiting.h"
 
 namespace phonectl {
 
@@ -19,10 +20,6 @@ constexpr unsigned kPatienceMilliseconds = 10000;
 /// A device that is in reach answers within two or three seconds; the system looks for one for
 /// five.
 constexpr std::chrono::seconds kServicePatience{20};
-
-void throwIfLeft(const StopSignals& signals) {
-  if (signals.caught() != 0) throw Failure(kSignalled + signals.caught(), "left before the end");
-}
 
 bool equalNames(const std::string& one, const std::string& other) {
   char* const folded = g_utf8_casefold(one.c_str(), -1);
@@ -45,26 +42,6 @@ GVariant* classicOnly() {
   g_variant_builder_init(&filter, G_VARIANT_TYPE_VARDICT);
   g_variant_builder_add(&filter, "{sv}", "Transport", g_variant_new_string("bredr"));
   return g_variant_new("(a{sv})", &filter);
-}
-
-/// Runs the main loop until the condition holds or the time is over.
-bool runUntil(const StopSignals& signals, const std::function<bool()>& condition,
-              unsigned milliseconds) {
-  bool over = false;
-  // Whether a thread is done shows only when it is looked at.
-  constexpr unsigned kLookMilliseconds = 20;
-  unsigned waited = 0;
-  sigc::connection timer = Glib::signal_timeout().connect(
-      [&] {
-        waited += kLookMilliseconds;
-        over = waited >= milliseconds;
-        return true;
-      },
-      kLookMilliseconds);
-  while (!condition() && !over && signals.caught() == 0)
-    Glib::MainContext::get_default()->iteration(true);
-  timer.disconnect();
-  return condition();
 }
 
 }  // namespace

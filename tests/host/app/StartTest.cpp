@@ -233,6 +233,65 @@ TEST_F(StartTest, aStateFolderThatCannotBeMadeIsTold) {
   EXPECT_THAT(host->err(), HasSubstr("/dev/null/state/obexphone"));
 }
 
+TEST_F(StartTest, aCheckTellsOfTheDefaultsAndMakesNothing) {
+  const std::string state = folder().file("state");
+  const Finished check = run({"--check"}, {{"XDG_STATE_HOME", state}});
+  EXPECT_EQ(check.exitCode, 0) << check.out << check.err;
+  EXPECT_THAT(check.out, HasSubstr("ok: phonebook: the default one, sqlite3://" + state +
+                                   "/obexphone/phonebook.db, is not there yet, and can be made\n"));
+  EXPECT_THAT(check.out, HasSubstr("ok: plug-in: the default one, "));
+  EXPECT_THAT(check.out, HasSubstr("ok: images: /data/images can be written\n"));
+  EXPECT_FALSE(std::filesystem::exists(state));
+}
+
+TEST_F(StartTest, aCheckTellsOfWhatWasNamed) {
+  startHost();
+  stopHost();
+  const Finished check = run(
+      {"--check", "--phonebook", phonebook(), "--plugin", ECHO_PLUGIN, "--service", "EchoService"});
+  EXPECT_EQ(check.exitCode, 0) << check.out << check.err;
+  EXPECT_THAT(check.out, HasSubstr("ok: phonebook: " + phonebook() + " can be opened\n"));
+  EXPECT_THAT(check.out,
+              HasSubstr(std::string("ok: plug-in: ") + ECHO_PLUGIN + " can be loaded\n"));
+}
+
+TEST_F(StartTest, aCheckTellsOfEverythingThatIsWrong) {
+  const Finished check =
+      run({"--check", "--plugin", "/nowhere/x.so", "--phonebook", "sqlite3:///dev/null/book.db"});
+  EXPECT_EQ(check.exitCode, 1);
+  EXPECT_THAT(check.out, HasSubstr("FAULT: phonebook: The phonebook's folder /dev/null can't"));
+  EXPECT_THAT(check.out, HasSubstr("remedy: phonebook: "));
+  EXPECT_THAT(check.out,
+              HasSubstr("FAULT: plug-in: there is no service plug-in at /nowhere/x.so\n"));
+  EXPECT_THAT(check.out, HasSubstr("remedy: plug-in: "));
+}
+
+TEST_F(StartTest, aCheckFindsAPluginWithoutItsEntryPointsOrDescription) {
+  const std::string half = std::string(TEST_PLUGINS) + "/libhalfservice.so";
+  EXPECT_THAT(run({"--check", "--plugin", half, "--service", "HalfService"}).out,
+              HasSubstr("it has no entry point createHalfServiceObserverProxy"));
+  const test::TestFolder plugin;
+  std::filesystem::copy_file(ECHO_PLUGIN, plugin.file("libechoservice.so"));
+  EXPECT_THAT(
+      run({"--check", "--plugin", plugin.file("libechoservice.so"), "--service", "EchoService"})
+          .out,
+      HasSubstr("FAULT: plug-in: the description of the service's bus interface"));
+}
+
+TEST_F(StartTest, aCheckHasSaidTheRestWhenAPluginEndsIt) {
+  const std::string plugin = std::string(TEST_PLUGINS) + "/libcrashingservice.so";
+  const Finished check =
+      run({"--check", "--phonebook", phonebook(), "--plugin", plugin, "--service", "Crashing"});
+  EXPECT_NE(check.exitCode, 0);
+  EXPECT_THAT(check.out, HasSubstr("ok: phonebook: "));
+  EXPECT_THAT(check.out, Not(HasSubstr("plug-in")));
+}
+
+TEST_F(StartTest, aCheckIsALineForEachThingWhateverItsName) {
+  const Finished check = run({"--check", "--plugin", "/nowhere/\n\x1b[2Jok: plug-in: fine"});
+  EXPECT_THAT(check.out, HasSubstr("no service plug-in at /nowhere/  [2Jok: plug-in: fine\n"));
+}
+
 TEST_F(StartTest, aSecondTelephoneMaySharePhonebook) {
   startHost();
   const test::TestFolder other;
