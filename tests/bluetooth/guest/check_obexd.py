@@ -1,14 +1,15 @@
 """Contacts for obexd, the receiver of desktops with BlueZ, whose channel the telephone has to find."""
 
 import contextlib
-import pathlib
+import random
 
 from check_receiving import PHOTO, expect_card_goes_through
 from check_sending import contact_file, photo_line, send, vcard
 from checks import check, expect, expect_in, wait_for
 from obexd import CHANNEL
 from peer import PEER
-from receiver import received
+from phone import DEADLINE, IMAGES
+from receiver import FOLDER, received
 
 
 @contextlib.contextmanager
@@ -44,7 +45,7 @@ def expect_not_sent(said, where):
 
 @check("obexd gets a contact with a photo on the channel that its service record names, equal byte for byte")
 def by_address(machine):
-    (pathlib.Path("/data/images") / "nora.jpg").write_bytes(PHOTO)
+    (IMAGES / "nora.jpg").write_bytes(PHOTO)
     contact = contact_file(surname="Moe", firstname="Nora", mobile="+47 6", defaultnumber="Mobile", picture="nora.jpg")
     expected = vcard("Moe", "Nora", "TEL;VOICE;CELL;PREF:+47 6", photo_line(PHOTO))
     with obexd(machine):
@@ -70,6 +71,23 @@ def refused(machine):
     with obexd(machine):
         send(machine, "--pending")
         expect(received("LiePia.vcf", len(expected)), expected, "the card that obexd got")
+
+
+@check("a contact for a device that goes off in mid-transfer is told as not sent, and the telephone is as well as before")
+def vanishes(machine):
+    (IMAGES / "roy.jpg").write_bytes(random.Random(3).randbytes(600000))
+    contact = contact_file(surname="Vik", firstname="Roy", picture="roy.jpg")
+    part = FOLDER / "VikRoy.vcf"
+    with obexd(machine):
+        machine.wait_for_no_link()
+        sending = machine.start_program("send", "phonectl", "send", "--json", contact, "--to", PEER)
+        wait_for(lambda: part.exists() and part.stat().st_size > 0, "a part of the card")
+        machine.bluez.set_adapter("hci1", "Powered", False)
+        expect(sending.process.wait(DEADLINE), 1, "phonectl's exit code")
+        expect_not_sent(sending.err(), f"{PEER}, channel {CHANNEL}")
+        machine.make_adapters_ready()
+    machine.telephone.ctl("cancel")
+    expect_card_goes_through(machine, "Away")
 
 
 @check("a contact for a channel that nobody listens on is not sent, and the telephone is as well as before")

@@ -8,6 +8,7 @@ import pathlib
 from check_receiving import PHOTO, expect_entry
 from checks import check, expect, wait_for
 from peer import PEER, TELEPHONE
+from phone import IMAGES
 from receiver import CHANNEL, Receiver, received
 
 
@@ -47,7 +48,7 @@ def send(machine, *what, to=PEER, channel=None, code=0):
 
 @check("a contact with a photo arrives at the peer, equal byte for byte")
 def arrives(machine):
-    (pathlib.Path("/data/images") / "ida.jpg").write_bytes(PHOTO)
+    (IMAGES / "ida.jpg").write_bytes(PHOTO)
     contact = contact_file(surname="Dahl", firstname="Ida", mobile="+47 2", defaultnumber="Mobile", picture="ida.jpg")
     expected = vcard("Dahl", "Ida", "TEL;VOICE;CELL;PREF:+47 2", photo_line(PHOTO))
     with receiver(machine):
