@@ -99,7 +99,7 @@ def channel_taken(machine):
         thief.listen(1)
         machine.telephone.ctl("receive", "on")
         expect_fault(machine, "channel")
-    wait_for(lambda: machine.telephone.status()["listening"], "the telephone to listen on its channel")
+    machine.telephone.wait_for_listening()
     expect_healthy(machine)
 
 

@@ -60,7 +60,7 @@ def lines(machine):
 
 @check("a telephone that nobody sits at closes out who isn't trusted, stores cards of who is, and its journal tells of both")
 def nobody_sits_at(machine):
-    with machine.telephone.restarted("--accept", "trusted", watched=False):
+    with machine.telephone.restarted("--accept", "trusted", "--receive", watched=False):
         journal = Journal(machine)
         expect(machine.peer.gets_in(), False, "the untrusted device gets in")
         journal.expect_lines(NOT_LET_IN)

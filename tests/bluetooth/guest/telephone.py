@@ -19,7 +19,7 @@ class Telephone:
         self.watcher = None
 
     def start(self, *options, watched=True):
-        """Starts the host with receiving on, and, if it is watched, someone who accepts every card."""
+        """Starts the host with receiving on, be it by `--receive`, and, if it is watched, someone who accepts every card."""
         self.host = self.machine.start_program("phone-host", phone.BIN / "phone-host", *options)
         self.host.wait_for_out("phone-host: ready")
         self.watcher = None
@@ -27,7 +27,9 @@ class Telephone:
             self.watcher = self.machine.start_program("watch", phone.BIN / "phonectl", "watch", "--json", "--accept")
             self.watcher.wait_for_out('"watching"')
         wait_for(lambda: self.status()["bluetooth"] == "ready", "the telephone to know what BlueZ has")
-        self.receive_on()
+        if "--receive" not in options:
+            self._receive(True)
+        self.wait_for_listening()
 
     def stop(self):
         """Ends it as an administrator does."""
@@ -60,6 +62,9 @@ class Telephone:
 
     def receive_on(self):
         self._receive(True)
+        self.wait_for_listening()
+
+    def wait_for_listening(self):
         wait_for(lambda: self.status()["listening"], "the telephone to listen")
 
     def receive_off(self):
