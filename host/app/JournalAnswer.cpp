@@ -19,6 +19,7 @@ GVariant* journalAnswer(const std::vector<JournalEntry>& entries) {
   for (const JournalEntry& entry : entries) {
     g_variant_builder_open(&all, G_VARIANT_TYPE_VARDICT);
     g_variant_builder_add(&all, "{sv}", "time", g_variant_new_int64(entry.time));
+    g_variant_builder_add(&all, "{sv}", "phone", toVariant(entry.phone));
     g_variant_builder_add(&all, "{sv}", "peer", toVariant(entry.peer));
     g_variant_builder_add(&all, "{sv}", "peerName", toVariant(entry.peerName));
     g_variant_builder_add(&all, "{sv}", "object", toVariant(entry.object));

@@ -8,6 +8,7 @@ namespace host {
 /// What became of one push. All texts are as they came and not safe to show. A plain value.
 struct JournalEntry {
   long long number = 0;   ///< within this run of the telephone, from 1
+  std::string phone;      ///< which telephone's it is, "user@host"; where it was read only
   std::int64_t time = 0;  ///< when it was heard of, in milliseconds since 1970
   std::string peer;       ///< the device's address, empty when it was gone already
   std::string peerName;

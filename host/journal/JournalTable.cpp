@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include "host/journal/RunName.h"
+
 namespace host {
 namespace {
 
@@ -65,10 +67,14 @@ void JournalTable::open() {
   const std::string text = " " + m_backend->textType() + " NOT NULL DEFAULT ''";
   std::string columns;
   for (const auto& [name, member] : kTexts) columns += std::string(", ") + name + text;
+  // Two telephones that make it at the very same moment would be in each other's way.
+  soci::transaction transaction(*m_session);
+  m_backend->claim(*m_session);
   *m_session << "CREATE TABLE IF NOT EXISTS " << kJournalTable << " (id " << m_backend->idType()
              << ", run" << text
              << ", number BIGINT NOT NULL, time BIGINT NOT NULL, size BIGINT NOT "
              << "NULL" << columns << ")";
+  transaction.commit();
 }
 
 void JournalTable::write(const std::vector<JournalEntry>& entries) {
@@ -132,11 +138,12 @@ std::vector<JournalEntry> JournalTable::read(int limit) {
   guarded([&] {
     JournalEntry entry;
     long long time = 0;
-    std::string names = "number, time, size";
+    std::string names = "number, time, size, " + m_backend->selected("run");
     soci::statement statement(*m_session);
     statement.exchange(soci::into(entry.number));
     statement.exchange(soci::into(time));
     statement.exchange(soci::into(entry.size));
+    statement.exchange(soci::into(entry.phone));
     for (const auto& [name, member] : kTexts) {
       statement.exchange(soci::into(entry.*member));
       names += ", " + m_backend->selected(name);
@@ -150,6 +157,8 @@ std::vector<JournalEntry> JournalTable::read(int limit) {
     while (statement.fetch()) {
       JournalEntry whole = entry;
       whole.time = time;
+      m_backend->restore(whole.phone);
+      whole.phone = phoneOfRun(whole.phone);
       for (const auto& [name, member] : kTexts) m_backend->restore(whole.*member);
       entries.push_back(std::move(whole));
     }

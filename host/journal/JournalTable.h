@@ -26,7 +26,7 @@ class JournalTable {
 
   /// Adds these entries, or replaces those of the same numbers.
   void write(const std::vector<JournalEntry>& entries);
-  /// The newest entries, of all runs, the newest first.
+  /// The newest entries, of all runs of all telephones, the newest first.
   std::vector<JournalEntry> read(int limit);
 
   /// The runs that have entries which still wait for an answer.

@@ -1,5 +1,7 @@
 #include "host/journal/RunName.h"
 
+#include <pwd.h>
+#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -29,14 +31,36 @@ std::string beginOf(const std::string& process) {
   return words ? word : "";
 }
 
+/// What tells a run from all others.
 std::string nameOf(const std::string& process) {
   return firstLineOf("/etc/machine-id") + "/" + firstLineOf("/proc/sys/kernel/random/boot_id") +
          "/" + process + "/" + beginOf(process);
 }
 
+std::string thisPhone() {
+  const passwd* const user = getpwuid(geteuid());  // NOLINT(concurrency-mt-unsafe): one thread.
+  utsname machine = {};
+  ::uname(&machine);
+  return (user != nullptr ? user->pw_name : std::to_string(geteuid())) + "@" + machine.nodename;
+}
+
+/// Where the name ends that tells it from others.
+std::size_t endOfName(const std::string& run) {
+  constexpr int kParts = 4;
+  std::size_t end = run.find('/');
+  for (int part = 1; part < kParts && end != std::string::npos; ++part)
+    end = run.find('/', end + 1);
+  return end;
+}
+
 }  // namespace
 
-std::string nameOfThisRun() { return nameOf(std::to_string(getpid())); }
+std::string nameOfThisRun() { return nameOf(std::to_string(getpid())) + "/" + thisPhone(); }
+
+std::string phoneOfRun(const std::string& run) {
+  const std::size_t end = endOfName(run);
+  return end == std::string::npos ? "" : run.substr(end + 1);
+}
 
 bool hasEnded(const std::string& run) {
   std::istringstream parts(run);
@@ -48,7 +72,7 @@ bool hasEnded(const std::string& run) {
   std::getline(parts, process, '/');
   if (machine != firstLineOf("/etc/machine-id")) return false;
   if (process.empty() || process.find_first_not_of("0123456789") != std::string::npos) return false;
-  return run != nameOf(process);
+  return run.substr(0, endOfName(run)) != nameOf(process);
 }
 
 }  // namespace host

@@ -15,6 +15,13 @@ def inside(script):
     return ["unshare", "--mount", "--propagation", "private", "sh", "-e", "-c", script + '\nexec "$@"', "sh"]
 
 
+def with_host_name(name):
+    """A command that runs another on a host of that name, where the kernel allows it."""
+    if not available():
+        return []
+    return ["unshare", "--uts", "sh", "-e", "-c", f'echo {name} >/proc/sys/kernel/hostname\nexec "$@"', "sh"]
+
+
 def disk(folder, megabytes):
     """The line that mounts an empty disk of that size."""
     return f"mount -t tmpfs -o size={megabytes}m,mode=0755 none {folder}"

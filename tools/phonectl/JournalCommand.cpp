@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <set>
 
 #include "tools/cards/CardJson.h"
 #include "tools/cards/CardText.h"
@@ -27,12 +28,23 @@ std::string shown(const Parameters& entry, const char* name) {
   return cards::safeText(entry.text(name).value_or(""), cards::kMaxShown);
 }
 
-std::string lineOf(const Parameters& entry) {
+/// Where telephones share a phonebook they share its journal, too.
+bool ofSeveralPhones(const std::vector<Parameters>& entries) {
+  std::set<std::string> phones;
+  for (const Parameters& entry : entries) phones.insert(shown(entry, "phone"));
+  phones.erase("");
+  return phones.size() > 1;
+}
+
+std::string lineOf(const Parameters& entry, bool withPhone) {
+  const std::string phone = shown(entry, "phone");
   const std::string peer = shown(entry, "peer");
   const std::string name = shown(entry, "peerName");
   const std::string object = shown(entry, "object");
   const std::string book = shown(entry, "phonebook");
-  std::string line = timeOf(entry, "%Y-%m-%d %H:%M:%S") + "  " + (peer.empty() ? "?" : peer);
+  std::string line = timeOf(entry, "%Y-%m-%d %H:%M:%S") + "  ";
+  if (withPhone) line += (phone.empty() ? "?" : phone) + "  ";
+  line += peer.empty() ? "?" : peer;
   if (!name.empty()) line += " (" + name + ")";
   if (!object.empty() || entry.number("size").value_or(0) != 0)
     line += "  " + (object.empty() ? "(no name)" : object) + ", " +
@@ -72,7 +84,9 @@ JournalCommand::JournalCommand(CLI::App& parent)
           "  no card: …     it can't be read as a card\n"
           "  lost: …        the phone ended while it waited\n"
           "  not known      an answer was given, and its outcome can't be told from others\n"
-          "The last 10000 are kept, in the phonebook's database."),
+          "The last 10000 are kept, in the phonebook's database. Where several phones share that, "
+          "the\n"
+          "lines of all are shown, each with USER@HOST of its phone behind the time."),
       m_last(kUsual) {
   app()
       .add_option("--last", m_last, "How many lines")
@@ -81,7 +95,7 @@ JournalCommand::JournalCommand(CLI::App& parent)
       ->type_name("N");
   app().add_flag(
       "--json", m_json,
-      "A JSON array of objects with time, peer, peerName, object, size, link, phonebook");
+      "A JSON array of objects with time, phone, peer, peerName, object, size, link, phonebook");
 }
 
 int JournalCommand::run(PhoneBus& bus) {
@@ -100,7 +114,8 @@ int JournalCommand::run(PhoneBus& bus) {
 
 void JournalCommand::print(const std::vector<Parameters>& entries) {
   if (entries.empty()) std::cerr << "phonectl: nothing was pushed so far" << std::endl;
-  for (const Parameters& entry : entries) printLine(lineOf(entry));
+  const bool withPhone = ofSeveralPhones(entries);
+  for (const Parameters& entry : entries) printLine(lineOf(entry, withPhone));
 }
 
 void JournalCommand::printJson(const std::vector<Parameters>& entries) {
@@ -108,6 +123,7 @@ void JournalCommand::printJson(const std::vector<Parameters>& entries) {
   for (const Parameters& entry : entries) {
     const auto text = [&](const char* name) { return entry.text(name).value_or(""); };
     all.push_back({{"time", timeOf(entry, "%Y-%m-%dT%H:%M:%S%:z")},
+                   {"phone", text("phone")},
                    {"peer", text("peer")},
                    {"peerName", text("peerName")},
                    {"object", text("object")},

@@ -1,6 +1,7 @@
 #include "host/journal/RunName.h"
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,7 +37,9 @@ TEST(RunName, ThisRunHasNotEnded) {
 TEST(RunName, ARunWhoseProcessIsGoneHas) { EXPECT_TRUE(host::hasEnded(nameOfAnEndedRun())); }
 
 TEST(RunName, AnotherProcessOfTheSameNumberIsAnotherRun) {
-  std::string earlier = host::nameOfThisRun();
+  const std::string run = host::nameOfThisRun();
+  std::string earlier = run.substr(0, run.size() - host::phoneOfRun(run).size() - 1);
+  EXPECT_FALSE(host::hasEnded(earlier));
   earlier.back() = earlier.back() == '1' ? '2' : '1';
   EXPECT_TRUE(host::hasEnded(earlier));
 }
@@ -44,4 +47,13 @@ TEST(RunName, AnotherProcessOfTheSameNumberIsAnotherRun) {
 TEST(RunName, OfOtherMachinesNothingIsKnown) {
   EXPECT_FALSE(host::hasEnded("another machine/boot/1/2"));
   EXPECT_FALSE(host::hasEnded(""));
+}
+
+TEST(RunName, TellsWhoseItIs) {
+  char host[256] = "";
+  ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
+  EXPECT_EQ(host::phoneOfRun(host::nameOfThisRun()),
+            std::string(::getpwuid(::geteuid())->pw_name) + "@" + host);
+  EXPECT_EQ(host::phoneOfRun("machine/boot/1/2"), "");
+  EXPECT_EQ(host::phoneOfRun(""), "");
 }
