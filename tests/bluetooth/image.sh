@@ -94,7 +94,7 @@ messagebus:x:100:
 bluetooth:x:101:
 nogroup:x:65534:" >$image/etc/group
   echo 0123456789abcdef0123456789abcdef >$image/etc/machine-id
-  cp /usr/share/dbus-1/s*.conf $image/usr/share/dbus-1/
+  cp /usr/share/dbus-1/{session,system}.conf $image/usr/share/dbus-1/
   cp -r $tree/etc/bluetooth $image/etc/
   cp $tree/etc/dbus-1/system.d/bluetooth.conf $image/usr/share/dbus-1/system.d/
 }

@@ -1,7 +1,8 @@
 # Sourced by run: what the machine is made of comes from Debian's archive.
 
 # Installed here: they run here.
-installed=(qemu-system-x86 busybox-static cpio kmod xz-utils zstd binutils python3 dbus-daemon obexftp openobex-apps)
+installed=(qemu-system-x86 busybox-static cpio kmod xz-utils zstd binutils python3 dbus-daemon dbus-system-bus-common obexftp
+  openobex-apps)
 # Only unpacked, for the machine: nobody wants a Bluetooth daemon to start here.
 unpacked=(bluez bluez-test-tools bluez-obexd python3-dbus)
 
