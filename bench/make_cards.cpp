@@ -9,7 +9,7 @@
 #include "bench/support/Cards.h"
 #include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "tools/contacts/ContactJson.h"
+#include "cards/ContactJson.h"
 
 namespace {
 

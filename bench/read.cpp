@@ -6,8 +6,8 @@
 
 #include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
+#include "cards/DiscardedPictures.h"
 #include "src/CARD_Parser.h"
-#include "tools/contacts/DiscardedPictures.h"
 
 namespace {
 

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <string>
 
+#include "cards/PhoneBookMessage.h"
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchFolder.h"
 #include "fuzz/support/Tracing.h"
@@ -19,7 +20,6 @@
 #include "src/CARD_Parser.h"
 #include "src/OBEXServiceIfc.h"
 #include "tests/src/RecordingStorage.h"
-#include "tools/cards/PhoneBookMessage.h"
 
 namespace fuzz {
 namespace {

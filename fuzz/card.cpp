@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "cards/CardJson.h"
+#include "cards/PhoneBookMessage.h"
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
 #include "fuzz/support/Tracing.h"
@@ -19,8 +21,6 @@
 #include "src/CARD_Parser.h"
 #include "tests/src/PlainCardReader.h"
 #include "tests/src/RecordingStorage.h"
-#include "tools/cards/CardJson.h"
-#include "tools/cards/PhoneBookMessage.h"
 
 namespace fuzz {
 namespace {

@@ -11,12 +11,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "cards/CardJson.h"
+#include "cards/CardText.h"
+#include "cards/Contact.h"
+#include "cards/ContactJson.h"
 #include "fuzz/support/Contract.h"
 #include "src/CARD_Creator.h"
-#include "tools/cards/CardJson.h"
-#include "tools/cards/CardText.h"
-#include "tools/contacts/Contact.h"
-#include "tools/contacts/ContactJson.h"
 
 namespace fuzz {
 namespace {

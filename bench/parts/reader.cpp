@@ -4,8 +4,8 @@
 
 #include "bench/parts/Sizes.h"
 #include "bench/support/Cards.h"
+#include "cards/DiscardedPictures.h"
 #include "src/CARD_Parser.h"
-#include "tools/contacts/DiscardedPictures.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "tools/contacts/Contact.h"
+#include "cards/Contact.h"
 
 namespace bench {
 

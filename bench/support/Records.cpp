@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "bench/support/Folder.h"
-#include "tools/contacts/ContactJson.h"
+#include "cards/ContactJson.h"
 
 namespace bench {
 

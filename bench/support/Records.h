@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/contacts/Contact.h"
+#include "cards/Contact.h"
 
 namespace bench {
 

@@ -7,13 +7,13 @@
 #include <vector>
 
 #include "framework/Storage.h"
-#include "host/app/JournalAnswer.h"
+#include "host/app/ImagesFolder.h"
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
-#include "host/checks/ImagesFolder.h"
 #include "host/directory/WithoutSecrets.h"
 #include "host/loader/HostLog.h"
+#include "host/push/JournalAnswer.h"
 
 namespace host {
 namespace {

@@ -3,12 +3,7 @@
 #include <memory>
 
 #include "framework/Method.h"
-#include "host/app/DirectoryTap.h"
-#include "host/app/Doorkeeper.h"
 #include "host/app/Options.h"
-#include "host/app/OwnObserver.h"
-#include "host/app/PushLedger.h"
-#include "host/app/RadioStatus.h"
 #include "host/app/Status.h"
 #include "host/bluetooth/Bluetooth.h"
 #include "host/bus/Bus.h"
@@ -18,10 +13,15 @@
 #include "host/bus/Observers.h"
 #include "host/bus/WorkQueue.h"
 #include "host/directory/DirectoryService.h"
-#include "host/journal/Journal.h"
+#include "host/loader/MobilityService.h"
 #include "host/loader/PhoneContext.h"
 #include "host/loader/ServicePlugin.h"
-#include "host/mobility/MobilityService.h"
+#include "host/push/DirectoryTap.h"
+#include "host/push/Doorkeeper.h"
+#include "host/push/Journal.h"
+#include "host/push/OwnObserver.h"
+#include "host/push/PushLedger.h"
+#include "host/push/RadioStatus.h"
 
 namespace host {
 

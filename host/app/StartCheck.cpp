@@ -5,9 +5,9 @@
 
 #include "framework/Storage.h"
 #include "host/app/DefaultPaths.h"
+#include "host/app/ImagesFolder.h"
+#include "host/app/PhonebookDisk.h"
 #include "host/bus/ServiceObject.h"
-#include "host/checks/ImagesFolder.h"
-#include "host/checks/PhonebookDisk.h"
 #include "host/directory/PhoneBookLook.h"
 #include "host/directory/WithoutSecrets.h"
 #include "host/loader/ServicePlugin.h"

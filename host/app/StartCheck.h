@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/app/Options.h"
-#include "host/checks/Problem.h"
+#include "host/app/Problem.h"
 
 namespace host {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "dbus/Values.h"
 #include "host/bluetooth/BluezObjects.h"
-#include "host/bluetooth/Values.h"
 
 namespace host {
 

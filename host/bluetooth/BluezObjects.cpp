@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "dbus/Values.h"
 #include "host/bluetooth/BluezNames.h"
-#include "host/bluetooth/Values.h"
 
 namespace host {
 namespace {

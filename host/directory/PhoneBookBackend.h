@@ -12,7 +12,7 @@
 
 namespace host {
 
-/// A table beside those of the phonebook, which its owner makes: see host/journal.
+/// A table beside those of the phonebook, which its owner makes: see host/push.
 inline constexpr const char* kJournalTable = "phonebook_journal";
 
 /// What differs between the databases that can hold a phonebook. All other SQL is understood by

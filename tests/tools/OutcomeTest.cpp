@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 
 namespace {
 

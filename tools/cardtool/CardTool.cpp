@@ -2,10 +2,10 @@
 
 #include <iostream>
 
+#include "cards/InputFile.h"
 #include "tools/cardtool/Failure.h"
 #include "tools/cardtool/ReadCommand.h"
 #include "tools/cardtool/WriteCommand.h"
-#include "tools/contacts/InputFile.h"
 
 namespace cardtool {
 

@@ -4,8 +4,8 @@
 #include <limits>
 #include <system_error>
 
+#include "cards/SafeText.h"
 #include "framework/Storage.h"
-#include "tools/cards/SafeText.h"
 #include "tools/cardtool/Failure.h"
 
 namespace cardtool {

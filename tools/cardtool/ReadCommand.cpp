@@ -5,13 +5,13 @@
 #include <iostream>
 #include <optional>
 
-#include "tools/cards/PhoneBookMessage.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardReading.h"
+#include "cards/DiscardedPictures.h"
+#include "cards/InputFile.h"
+#include "cards/PhoneBookMessage.h"
+#include "cards/SafeText.h"
 #include "tools/cardtool/Failure.h"
 #include "tools/cardtool/PictureFolder.h"
-#include "tools/contacts/CardReading.h"
-#include "tools/contacts/DiscardedPictures.h"
-#include "tools/contacts/InputFile.h"
 
 namespace cardtool {
 

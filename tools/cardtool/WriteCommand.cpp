@@ -5,11 +5,11 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "tools/cards/SafeText.h"
+#include "cards/ContactJson.h"
+#include "cards/InputFile.h"
+#include "cards/SafeText.h"
+#include "cards/SentCard.h"
 #include "tools/cardtool/Failure.h"
-#include "tools/contacts/ContactJson.h"
-#include "tools/contacts/InputFile.h"
-#include "tools/contacts/SentCard.h"
 
 namespace cardtool {
 

@@ -3,7 +3,7 @@
 #include <iostream>
 #include <optional>
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 #include "tools/phonectl/Outcome.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/PatientCall.h"

@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "tools/cards/CardText.h"
+#include "cards/CardText.h"
 #include "tools/phonectl/ContactFile.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Phonebook.h"

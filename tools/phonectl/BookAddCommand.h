@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "tools/cards/Card.h"
-#include "tools/contacts/Contact.h"
+#include "cards/Card.h"
+#include "cards/Contact.h"
 #include "tools/phonectl/Command.h"
 
 namespace phonectl {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <iostream>
 
-#include "tools/cards/CardJson.h"
-#include "tools/cards/CardText.h"
+#include "cards/CardJson.h"
+#include "cards/CardText.h"
 #include "tools/phonectl/CardTable.h"
 #include "tools/phonectl/EntryId.h"
 #include "tools/phonectl/Output.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 #include "tools/phonectl/Command.h"
 #include "tools/phonectl/Phonebook.h"
 

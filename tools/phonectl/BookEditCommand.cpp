@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "tools/cards/CardText.h"
+#include "cards/CardText.h"
 #include "tools/phonectl/EntryId.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Phonebook.h"

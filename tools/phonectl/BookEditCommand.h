@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "cards/Contact.h"
 #include "host/directory/DirectoryClient.h"
-#include "tools/contacts/Contact.h"
 #include "tools/phonectl/Command.h"
 
 namespace phonectl {

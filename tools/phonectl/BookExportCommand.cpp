@@ -4,8 +4,8 @@
 
 #include <optional>
 
-#include "tools/cards/SafeText.h"
-#include "tools/contacts/SentCard.h"
+#include "cards/SafeText.h"
+#include "cards/SentCard.h"
 #include "tools/phonectl/CardExport.h"
 #include "tools/phonectl/EntryId.h"
 #include "tools/phonectl/NewFile.h"

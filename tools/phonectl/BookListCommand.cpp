@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 #include "tools/phonectl/CardTable.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Phonebook.h"

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 #include "tools/phonectl/Command.h"
 
 namespace phonectl {

@@ -1,9 +1,9 @@
 #include "tools/phonectl/BookShowCommand.h"
 
-#include "tools/cards/CardJson.h"
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
-#include "tools/contacts/ContactJson.h"
+#include "cards/CardJson.h"
+#include "cards/CardText.h"
+#include "cards/ContactJson.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/PhoneStatus.h"
 #include "tools/phonectl/Phonebook.h"

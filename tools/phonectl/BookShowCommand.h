@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 #include "tools/phonectl/Command.h"
 #include "tools/phonectl/PhoneBus.h"
 #include "tools/phonectl/StopSignals.h"

@@ -2,7 +2,7 @@
 
 #include <giomm.h>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Failure.h"
 
 namespace phonectl {

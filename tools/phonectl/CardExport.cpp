@@ -3,14 +3,14 @@
 #include <optional>
 #include <stdexcept>
 
-#include "tools/cards/CardCutter.h"
-#include "tools/cards/CardText.h"
-#include "tools/cards/PhoneBookMessage.h"
-#include "tools/cards/SafeText.h"
-#include "tools/contacts/CardReading.h"
-#include "tools/contacts/Contact.h"
-#include "tools/contacts/DiscardedPictures.h"
-#include "tools/contacts/SentCard.h"
+#include "cards/CardCutter.h"
+#include "cards/CardReading.h"
+#include "cards/CardText.h"
+#include "cards/Contact.h"
+#include "cards/DiscardedPictures.h"
+#include "cards/PhoneBookMessage.h"
+#include "cards/SafeText.h"
+#include "cards/SentCard.h"
 
 namespace phonectl {
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 #include "tools/phonectl/Phonebook.h"
 #include "tools/phonectl/ProgressBar.h"
 

@@ -4,10 +4,10 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "tools/cards/CardText.h"
-#include "tools/cards/PhoneBookMessage.h"
-#include "tools/contacts/CardReading.h"
-#include "tools/contacts/InputFile.h"
+#include "cards/CardReading.h"
+#include "cards/CardText.h"
+#include "cards/InputFile.h"
+#include "cards/PhoneBookMessage.h"
 
 namespace phonectl {
 

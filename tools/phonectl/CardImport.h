@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "tools/cards/CardCutter.h"
-#include "tools/contacts/ImagesFolder.h"
+#include "cards/CardCutter.h"
+#include "cards/ImagesFolder.h"
 #include "tools/phonectl/Phonebook.h"
 #include "tools/phonectl/ProgressBar.h"
 

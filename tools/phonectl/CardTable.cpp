@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 
 namespace phonectl {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 
 namespace phonectl {
 

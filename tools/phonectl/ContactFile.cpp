@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-#include "tools/contacts/ContactJson.h"
-#include "tools/contacts/InputFile.h"
+#include "cards/ContactJson.h"
+#include "cards/InputFile.h"
 #include "tools/phonectl/Failure.h"
 
 namespace phonectl {

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
-#include "tools/contacts/Contact.h"
+#include "cards/Contact.h"
 
 namespace phonectl {
 

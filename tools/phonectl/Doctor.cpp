@@ -1,9 +1,9 @@
 #include "tools/phonectl/Doctor.h"
 
+#include "cards/SafeText.h"
 #include "framework/Storage.h"
-#include "host/checks/ImagesFolder.h"
-#include "host/checks/PhonebookDisk.h"
-#include "tools/cards/SafeText.h"
+#include "host/app/ImagesFolder.h"
+#include "host/app/PhonebookDisk.h"
 #include "tools/phonectl/HostCheck.h"
 #include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/Phonebook.h"

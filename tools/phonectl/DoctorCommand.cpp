@@ -1,6 +1,6 @@
 #include "tools/phonectl/DoctorCommand.h"
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 #include "tools/phonectl/Doctor.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/StopSignals.h"

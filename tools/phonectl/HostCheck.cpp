@@ -6,7 +6,7 @@
 #include <memory>
 #include <sstream>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Failure.h"
 #include "tools/phonectl/Waiting.h"
 

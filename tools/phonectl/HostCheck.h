@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "host/checks/Problem.h"
+#include "host/app/Problem.h"
 #include "tools/phonectl/Diagnosis.h"
 #include "tools/phonectl/StopSignals.h"
 

@@ -4,9 +4,9 @@
 #include <iostream>
 #include <set>
 
-#include "tools/cards/CardJson.h"
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardJson.h"
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/PatientCall.h"
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <thread>
 
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 #include "host/bluetooth/BluezNames.h"
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
 #include "tools/phonectl/Failure.h"
 #include "tools/phonectl/Waiting.h"
 

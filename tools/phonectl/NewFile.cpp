@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Failure.h"
 
 namespace phonectl {

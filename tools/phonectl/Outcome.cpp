@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-#include "tools/cards/CardJson.h"
-#include "tools/cards/CardText.h"
-#include "tools/cards/PhoneBookMessage.h"
+#include "cards/CardJson.h"
+#include "cards/CardText.h"
+#include "cards/PhoneBookMessage.h"
 
 namespace phonectl {
 

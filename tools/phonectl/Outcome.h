@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/cards/Card.h"
+#include "cards/Card.h"
 
 namespace phonectl {
 

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 
 namespace phonectl {
 

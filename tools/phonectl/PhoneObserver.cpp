@@ -1,6 +1,6 @@
 #include "tools/phonectl/PhoneObserver.h"
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 
 namespace phonectl {
 

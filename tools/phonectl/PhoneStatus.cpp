@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 
 namespace phonectl {
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <stdexcept>
 
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/CardSearch.h"
 #include "tools/phonectl/CardTable.h"
 #include "tools/phonectl/EntryId.h"

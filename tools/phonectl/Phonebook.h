@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "cards/Card.h"
 #include "host/directory/DirectoryClient.h"
-#include "tools/cards/Card.h"
 #include "tools/phonectl/PatientCall.h"
 
 namespace phonectl {

@@ -1,7 +1,7 @@
 #include "tools/phonectl/RadioExam.h"
 
+#include "cards/SafeText.h"
 #include "host/bluetooth/ServiceRecord.h"
-#include "tools/cards/SafeText.h"
 
 namespace phonectl {
 

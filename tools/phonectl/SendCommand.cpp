@@ -6,7 +6,7 @@
 #include <charconv>
 #include <iostream>
 
-#include "tools/cards/SafeText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/ContactFile.h"
 #include "tools/phonectl/NearBluez.h"
 #include "tools/phonectl/Output.h"

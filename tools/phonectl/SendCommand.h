@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tools/contacts/Contact.h"
+#include "cards/Contact.h"
 #include "tools/phonectl/Command.h"
 #include "tools/phonectl/Sending.h"
 

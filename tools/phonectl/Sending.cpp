@@ -1,7 +1,7 @@
 #include "tools/phonectl/Sending.h"
 
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/SendProgress.h"
 
 namespace phonectl {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/contacts/Contact.h"
+#include "cards/Contact.h"
 #include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/PhoneEvents.h"
 #include "tools/phonectl/PhoneObserver.h"

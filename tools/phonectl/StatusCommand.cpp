@@ -1,6 +1,6 @@
 #include "tools/phonectl/StatusCommand.h"
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/PhoneStatus.h"

@@ -1,6 +1,6 @@
 #include "tools/phonectl/WatchJson.h"
 
-#include "tools/cards/CardJson.h"
+#include "cards/CardJson.h"
 #include "tools/phonectl/Output.h"
 
 namespace phonectl {

@@ -1,7 +1,7 @@
 #include "tools/phonectl/WatchText.h"
 
-#include "tools/cards/CardText.h"
-#include "tools/cards/SafeText.h"
+#include "cards/CardText.h"
+#include "cards/SafeText.h"
 #include "tools/phonectl/Output.h"
 
 namespace phonectl {

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/app/RadioStatus.h"
+#include "host/push/RadioStatus.h"
 #include "tests/host/support/HostFixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/bluetooth/Values.h"
+#include "dbus/Values.h"
 
 namespace {
 

@@ -1,0 +1,137 @@
+#include "host/push/Journal.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+
+#include "host/loader/HostLog.h"
+#include "host/push/RunName.h"
+
+namespace host {
+namespace {
+
+/// Between two attempts to write to a database that refuses.
+constexpr std::chrono::seconds kPause{2};
+/// How often a lock of somebody else is tried, for somebody who waits for an answer.
+constexpr int kReadAttempts = 200;
+constexpr std::chrono::milliseconds kReadPause{10};
+
+}  // namespace
+
+Journal::Journal(const std::string& connection, const Limits& limits)
+    : m_limits(limits), m_table(connection, nameOfThisRun(), limits.rows) {}
+
+Journal::~Journal() { stop(); }
+
+void Journal::start() {
+  m_thread = std::thread([this] { run(); });
+}
+
+void Journal::stop() {
+  {
+    const std::lock_guard lock(m_mutex);
+    m_stopping = true;
+    m_changed.notify_all();
+  }
+  if (m_thread.joinable()) m_thread.join();
+}
+
+void Journal::put(const JournalEntry& entry) {
+  try {
+    const std::lock_guard lock(m_mutex);
+    const auto same =
+        std::find_if(m_waiting.begin(), m_waiting.end(),
+                     [&](const JournalEntry& waiting) { return waiting.number == entry.number; });
+    if (same != m_waiting.end()) {
+      *same = entry;
+    } else {
+      m_waiting.push_back(entry);
+    }
+    if (m_waiting.size() > m_limits.waiting) {
+      m_waiting.pop_front();
+      ++m_dropped;
+    }
+    m_changed.notify_all();
+  } catch (const std::exception& error) {
+    HOST_LOG_ERROR("the journal has no line for %s of %s: %s", entry.object.c_str(),
+                   entry.peer.c_str(), error.what());
+  }
+}
+
+void Journal::run() {
+  std::unique_lock lock(m_mutex);
+  bool settled = false;
+  while (true) {
+    m_changed.wait(lock, [&] { return m_stopping || !m_waiting.empty() || !settled; });
+    const bool last = m_stopping;
+    lock.unlock();
+    settled = settle();
+    lock.lock();
+    if (last) break;
+    if (!settled) m_changed.wait_for(lock, kPause, [this] { return m_stopping; });
+  }
+  if (!m_waiting.empty())
+    HOST_LOG_ERROR("the journal ends without its last %zu lines", m_waiting.size());
+}
+
+bool Journal::settle() {
+  const std::lock_guard table(m_tableMutex);
+  try {
+    settleOldRuns();
+    while (writeWaiting()) continue;
+    m_complaint.clear();
+    return true;
+  } catch (const PhoneBookError& error) {
+    // A lock of somebody else is soon gone.
+    if (error.kind() != PhoneBookError::Kind::Busy) complain(error.what());
+  } catch (const std::exception& error) {
+    complain(error.what());
+  }
+  return false;
+}
+
+void Journal::complain(const std::string& reason) {
+  if (reason == m_complaint) return;
+  m_complaint = reason;
+  HOST_LOG_ERROR("the journal can't be written: %s", reason.c_str());
+}
+
+void Journal::settleOldRuns() {
+  if (m_oldRunsSettled) return;
+  for (const std::string& run : m_table.waitingRuns())
+    if (hasEnded(run)) m_table.giveUp(run);
+  m_oldRunsSettled = true;
+}
+
+/// False when there was nothing. What is written stays in the queue until it is, so that an entry
+/// that is put meanwhile replaces it there or comes after it.
+bool Journal::writeWaiting() {
+  std::vector<JournalEntry> entries;
+  {
+    const std::lock_guard lock(m_mutex);
+    entries.assign(m_waiting.begin(), m_waiting.end());
+    if (m_dropped != 0)
+      HOST_LOG_ERROR("the journal lost %zu lines: its database could not be written", m_dropped);
+    m_dropped = 0;
+  }
+  if (entries.empty()) return false;
+  m_table.write(entries);
+  const std::lock_guard lock(m_mutex);
+  for (const JournalEntry& written : entries) std::erase(m_waiting, written);
+  return true;
+}
+
+std::vector<JournalEntry> Journal::read(int limit) {
+  for (int attempt = 1;; ++attempt) {
+    try {
+      const std::lock_guard table(m_tableMutex);
+      while (writeWaiting()) continue;
+      return m_table.read(limit);
+    } catch (const PhoneBookError& error) {
+      if (error.kind() != PhoneBookError::Kind::Busy || attempt == kReadAttempts) throw;
+    }
+    std::this_thread::sleep_for(kReadPause);
+  }
+}
+
+}  // namespace host

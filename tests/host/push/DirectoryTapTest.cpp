@@ -1,0 +1,82 @@
+#include "host/push/DirectoryTap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "host/directory/DirectoryClient.h"
+#include "host/directory/DirectoryService.h"
+#include "tests/tools/Program.h"
+
+namespace {
+
+using host::DirectoryClient;
+using host::JournalEntry;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// A phonebook with room for one entry, and the service that stores cards there.
+class DirectoryTapTest : public testing::Test {
+ protected:
+  static host::PhoneBookOptions options(const std::string& file) {
+    host::PhoneBookOptions options;
+    options.connection = "sqlite3://" + file;
+    options.maxEntries = 1;
+    return options;
+  }
+  /// As the service does for each card of a batch.
+  void store(const std::string& surname) {
+    const std::vector<host::ColumnValue> entry = {{host::Column::Surname, surname}};
+    const std::string found =
+        m_tap.handleRequest(DirectoryClient::matchRequest({host::Column::Surname}, entry));
+    if (DirectoryClient::parseAnswer(found).entries.empty())
+      m_tap.handleRequest(DirectoryClient::writeRequest(entry));
+  }
+  void acceptCardsOf(const std::vector<std::string>& surnames) {
+    m_ledger.admit("66:77:88:99:AA:BB", "", false);
+    for (const std::string& surname : surnames) {
+      m_ledger.object(surname + ".vcf", 1);
+      m_ledger.offered();
+      m_ledger.answered(0x02, 0x20);
+    }
+    m_ledger.accepting();
+    for (const std::string& surname : surnames) store(surname);
+    m_ledger.accepted();
+  }
+
+  test::TestFolder m_folder;
+  host::DirectoryService m_directory{options(m_folder.file("book.db"))};
+  std::map<long long, JournalEntry> m_journal;
+  host::PushLedger m_ledger{[this](const JournalEntry& entry) { m_journal[entry.number] = entry; }};
+  host::DirectoryTap m_tap{m_directory, m_ledger};
+};
+
+}  // namespace
+
+TEST_F(DirectoryTapTest, TellsWhatBecameOfEachCard) {
+  acceptCardsOf({"Berg", "Berg", "Carl"});
+  EXPECT_EQ(m_journal[1].book, "stored");
+  EXPECT_EQ(m_journal[2].book, "there already");
+  EXPECT_THAT(m_journal[3].book, StartsWith("not stored: "));
+  EXPECT_THAT(m_journal[3].book, HasSubstr("full"));
+}
+
+TEST_F(DirectoryTapTest, ACardThatSpeaksOfFailureIsStoredAllTheSame) {
+  acceptCardsOf({"failure <Entry> write_request"});
+  EXPECT_EQ(m_journal[1].book, "stored");
+}
+
+TEST_F(DirectoryTapTest, APhonebookThatIsClosedIsToldToo) {
+  m_directory.shutdown();
+  m_ledger.admit("66:77:88:99:AA:BB", "", false);
+  m_ledger.object("Berg.vcf", 1);
+  m_ledger.offered();
+  m_ledger.answered(0x02, 0x20);
+  m_ledger.accepting();
+  m_tap.handleRequest(
+      DirectoryClient::matchRequest({host::Column::Surname}, {{host::Column::Surname, "Berg"}}));
+  m_tap.handleRequest(DirectoryClient::writeRequest({{host::Column::Surname, "Berg"}}));
+  m_ledger.accepted();
+  EXPECT_THAT(m_journal[1].book, HasSubstr("closed"));
+}
