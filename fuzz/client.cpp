@@ -34,7 +34,7 @@ constexpr std::uint8_t kChannel = 9;
 constexpr int kSuccess = 0xA0;
 constexpr int kForbidden = 0xC3;
 constexpr std::uint8_t kWho = 0x4A;
-constexpr int kPatience = 5000;  // milliseconds; the sender's own is twice that
+constexpr int kTimeout = 5000;  // milliseconds; the sender's own is twice that
 
 /// A host that has a forbidden CONNECT made again.
 class Host : public RadioLinkIfc {
@@ -85,7 +85,7 @@ class Receiver {
 
   void receive() {
     pollfd waiting{m_listener, POLLIN, 0};
-    require(::poll(&waiting, 1, kPatience) == 1, "a push begins with a link");
+    require(::poll(&waiting, 1, kTimeout) == 1, "a push begins with a link");
     const int link = ::accept(m_listener, nullptr, nullptr);
     require(link >= 0, "the link is accepted");
     while (takeRequest(link) && answer(link)) {
@@ -97,7 +97,7 @@ class Receiver {
   bool takeRequest(int link) {
     while (countPackets(received) <= countPackets(sent)) {
       pollfd waiting{link, POLLIN, 0};
-      require(::poll(&waiting, 1, kPatience) == 1, "a push never leaves its receiver waiting");
+      require(::poll(&waiting, 1, kTimeout) == 1, "a push never leaves its receiver waiting");
       char buffer[16384];
       const ssize_t got = ::recv(link, buffer, sizeof buffer, 0);
       if (got <= 0) return false;
@@ -148,7 +148,7 @@ Push push(const std::string& card, std::string_view script) {
   sender.run();
   const auto took = std::chrono::steady_clock::now() - begin;
   receiver.finish();
-  require(took < std::chrono::milliseconds(kPatience), "a push to someone who answers ends soon");
+  require(took < std::chrono::milliseconds(kTimeout), "a push to someone who answers ends soon");
   const int error = sender.getError();
   require(error == 0 || error == 1, "a push succeeds or fails");
   return {error, std::move(receiver.received), std::move(receiver.sent)};

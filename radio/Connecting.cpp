@@ -42,19 +42,19 @@ int reach(int fd, const Place& place) {
 
 }  // namespace
 
-int connectTo(int fd, Mark mark, const sockaddr* address, socklen_t length) {
+int connectTo(int fd, SocketState state, const sockaddr* address, socklen_t length) {
   Place place;
   const int read = readAddress(address, length, true, &place);
   if (read != 0) return read;
-  if (mark.state != State::kOpen && mark.state != State::kBound) return -EBADFD;
-  mark.state = State::kClosed;
-  mark.anyAddress = false;
-  const int closed = writeMark(fd, mark);
+  if (state.state != State::kOpen && state.state != State::kBound) return -EBADFD;
+  state.state = State::kClosed;
+  state.anyAddress = false;
+  const int closed = writeState(fd, state);
   if (closed != 0) return closed;
   const int reached = reach(fd, place);
   if (reached != 0) return reached;
-  mark.state = State::kConnected;
-  const int marked = writeMark(fd, mark);
+  state.state = State::kConnected;
+  const int marked = writeState(fd, state);
   if (marked != 0) return marked;
   // A radio never connects at once; who asked not to wait is told to look later.
   return (kernel::getFlags(fd) & O_NONBLOCK) != 0 ? -EINPROGRESS : 0;

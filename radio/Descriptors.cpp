@@ -14,9 +14,9 @@ bool inRange(int fd) { return fd >= 0 && fd < kRemembered; }
 
 }  // namespace
 
-bool isRadio(int fd, Mark* mark) {
+bool isRadio(int fd, SocketState* state) {
   if (inRange(fd) && g_foreign[fd].load(std::memory_order_relaxed)) return false;
-  if (readMark(fd, mark)) return true;
+  if (readState(fd, state)) return true;
   if (inRange(fd)) g_foreign[fd].store(true, std::memory_order_relaxed);
   return false;
 }

@@ -7,11 +7,11 @@
 /// forgotten whenever a number may begin to stand for a radio socket. Safe in every thread, across
 /// fork and vfork and in signal handlers; errno is kept.
 
-#include "radio/Mark.h"
+#include "radio/SocketState.h"
 
 namespace radio {
 
-bool isRadio(int fd, Mark* mark);
+bool isRadio(int fd, SocketState* state);
 
 /// The number stands, or may stand, for something else from now on.
 void forget(int fd);

@@ -26,12 +26,12 @@ void pauseBetweenTries() {
 
 }  // namespace
 
-FolderLock::FolderLock(int folder, Patience patience) {
+FolderLock::FolderLock(int folder, Patience timeout) {
   m_fd = kernel::call(SYS_openat, folder, "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   m_error = m_fd < 0 ? m_fd : -EAGAIN;
   if (m_fd < 0) return;
   tryOnce();
-  const int tries = patience == Patience::kWait ? kTries : 0;
+  const int tries = timeout == Patience::kWait ? kTries : 0;
   for (int i = 0; m_error == -EAGAIN && i < tries; ++i) {
     pauseBetweenTries();
     tryOnce();

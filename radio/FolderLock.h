@@ -14,7 +14,7 @@ class FolderLock {
   /// To wait ends with -EBUSY after ten seconds: whoever holds the lock so long was stopped.
   enum class Patience { kWait, kTryOnce };
 
-  FolderLock(int folder, Patience patience);
+  FolderLock(int folder, Patience timeout);
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;

@@ -8,10 +8,10 @@
 #include <cstdarg>
 
 #include "radio/Descriptors.h"
+#include "radio/ListenerCleanup.h"
 #include "radio/Next.h"
 #include "radio/Options.h"
 #include "radio/Rfcomm.h"
-#include "radio/Tidying.h"
 #include "radio/Transfer.h"
 
 #define RADIO_EXPORT extern "C" __attribute__((visibility("default")))
@@ -40,7 +40,7 @@ int passFcntl(Next& next, int fd, int command, void* argument) {
 template <typename Replace>
 int replaceNumber(int oldNumber, int number, Replace replace) {
   if (oldNumber == number) return replace();
-  const Tidying tidying(number);
+  const ListenerCleanup tidying(number);
   const int result = replace();
   if (result < 0) return result;
   forget(number);
@@ -54,7 +54,7 @@ int replaceNumber(int oldNumber, int number, Replace replace) {
 using radio::afterReceiving;
 using radio::answer;
 using radio::isRadio;
-using radio::Mark;
+using radio::SocketState;
 namespace next = radio::next;
 
 // Setting up.
@@ -65,65 +65,65 @@ RADIO_EXPORT int socket(int domain, int type, int protocol) noexcept {
 }
 
 RADIO_EXPORT int bind(int fd, const sockaddr* address, socklen_t length) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::bindSocket(fd, mark, address, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::bindSocket(fd, state, address, length));
   return next::bind(fd, address, length);
 }
 
 RADIO_EXPORT int listen(int fd, int backlog) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::listenOn(fd, mark, backlog));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::listenOn(fd, state, backlog));
   return next::listen(fd, backlog);
 }
 
 RADIO_EXPORT int accept(int fd, sockaddr* address, socklen_t* length) {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::acceptLink(fd, mark, address, length, 0));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::acceptLink(fd, state, address, length, 0));
   return next::accept(fd, address, length);
 }
 
 RADIO_EXPORT int accept4(int fd, sockaddr* address, socklen_t* length, int flags) {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::acceptLink(fd, mark, address, length, flags));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::acceptLink(fd, state, address, length, flags));
   return next::accept4(fd, address, length, flags);
 }
 
 RADIO_EXPORT int connect(int fd, const sockaddr* address, socklen_t length) {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::connectTo(fd, mark, address, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::connectTo(fd, state, address, length));
   return next::connect(fd, address, length);
 }
 
 RADIO_EXPORT int shutdown(int fd, int how) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::shutDownLink(fd, mark));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::shutDownLink(fd, state));
   return next::shutdown(fd, how);
 }
 
 // Names and options.
 
 RADIO_EXPORT int getsockname(int fd, sockaddr* address, socklen_t* length) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::localName(fd, mark, address, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::localName(fd, state, address, length));
   return next::getsockname(fd, address, length);
 }
 
 RADIO_EXPORT int getpeername(int fd, sockaddr* address, socklen_t* length) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::peerName(fd, mark, address, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::peerName(fd, state, address, length));
   return next::getpeername(fd, address, length);
 }
 
 RADIO_EXPORT int getsockopt(int fd, int level, int name, void* value, socklen_t* length) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::getOption(fd, mark, level, name, value, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::getOption(fd, state, level, name, value, length));
   return next::getsockopt(fd, level, name, value, length);
 }
 
 RADIO_EXPORT int setsockopt(int fd, int level, int name, const void* value,
                             socklen_t length) noexcept {
-  Mark mark;
-  if (isRadio(fd, &mark)) return answer(radio::setOption(fd, mark, level, name, value, length));
+  SocketState state;
+  if (isRadio(fd, &state)) return answer(radio::setOption(fd, state, level, name, value, length));
   return next::setsockopt(fd, level, name, value, length);
 }
 
@@ -202,7 +202,7 @@ RADIO_EXPORT int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) 
 // Descriptors.
 
 RADIO_EXPORT int close(int fd) {
-  const radio::Tidying tidying(fd);
+  const radio::ListenerCleanup tidying(fd);
   radio::forget(fd);
   const int result = next::close(fd);
   tidying.finish();

@@ -42,8 +42,8 @@ bool hasName(int fd) {
 
 // A listener that was shut down by another thread meanwhile.
 int acceptError(int fd, int error) {
-  Mark mark;
-  const bool shutDown = error == EINVAL && readMark(fd, &mark) && mark.state == State::kShutDown;
+  SocketState state;
+  const bool shutDown = error == EINVAL && readState(fd, &state) && state.state == State::kShutDown;
   return shutDown ? -EBADFD : -error;
 }
 
@@ -59,45 +59,45 @@ bool readCaller(int fd, Place* caller) {
 
 }  // namespace
 
-int bindSocket(int fd, Mark mark, const sockaddr* address, socklen_t length) {
+int bindSocket(int fd, SocketState state, const sockaddr* address, socklen_t length) {
   Place place;
   const int read = readAddress(address, length, false, &place);
   if (read != 0) return read;
-  if (mark.state != State::kOpen) return -EBADFD;
+  if (state.state != State::kOpen) return -EBADFD;
   if (place.channel > kLastChannel) return -EINVAL;
   bdaddr_t own = {};
   if (readOwnAddress(&own) != OwnAddress::kGood) return -EADDRNOTAVAIL;
-  mark.anyAddress = isAny(place.address);
-  if (!mark.anyAddress && !sameAddress(place.address, own)) return -EADDRNOTAVAIL;
+  state.anyAddress = isAny(place.address);
+  if (!state.anyAddress && !sameAddress(place.address, own)) return -EADDRNOTAVAIL;
   place.address = own;
   const int bound = place.channel == 0 ? 0 : bindTo(fd, place);
   if (bound != 0) return bound;
-  mark.state = State::kBound;
-  return writeMark(fd, mark);
+  state.state = State::kBound;
+  return writeState(fd, state);
 }
 
-int listenOn(int fd, Mark mark, int backlog) {
-  if (mark.state != State::kBound) return -EBADFD;
+int listenOn(int fd, SocketState state, int backlog) {
+  if (state.state != State::kBound) return -EBADFD;
   const int named = hasName(fd) ? 0 : bindToFreeChannel(fd);
   if (named != 0) return named;
   const int listening = kernel::listen(fd, backlog);
   if (listening != 0) return listening;
-  mark.state = State::kListening;
-  return writeMark(fd, mark);
+  state.state = State::kListening;
+  return writeState(fd, state);
 }
 
-int acceptLink(int fd, const Mark& mark, sockaddr* address, socklen_t* length, int flags) {
-  if (mark.state != State::kListening) return -EBADFD;
+int acceptLink(int fd, const SocketState& state, sockaddr* address, socklen_t* length, int flags) {
+  if (state.state != State::kListening) return -EBADFD;
   for (;;) {
     const int link = next::accept4(fd, nullptr, nullptr, flags);
     if (link < 0) return acceptError(fd, errno);
     forget(link);
     Place caller;
-    Mark accepted = mark;
+    SocketState accepted = state;
     accepted.state = State::kAccepted;
     accepted.anyAddress = false;
     const bool known = readCaller(link, &caller);
-    const int error = known ? writeMark(link, accepted) : 0;
+    const int error = known ? writeState(link, accepted) : 0;
     if (known && error == 0) {
       const int written = writeAddress(caller, address, length);
       if (written == 0) return link;

@@ -18,7 +18,7 @@ bool isHungUp(int fd) {
   return poll(&wait, 1, 0) == 1 && (wait.revents & POLLHUP) != 0;
 }
 
-int readLink(int fd, const Mark& mark, Place* local, Place* peer) {
+int readLink(int fd, const SocketState& state, Place* local, Place* peer) {
   Name name;
   const int localNamed = localNameOf(fd, &name);
   if (localNamed != 0) return localNamed;
@@ -27,7 +27,7 @@ int readLink(int fd, const Mark& mark, Place* local, Place* peer) {
   if (peerNamed != 0) return peerNamed;
   if (!readPlace(name, peer)) return -ENOTCONN;
   // A connecting socket may have been bound to a channel of its own, which means nothing now.
-  if (mark.state == State::kConnected || local->channel == 0) {
+  if (state.state == State::kConnected || local->channel == 0) {
     local->channel = peer->channel;
   } else {
     peer->channel = local->channel;
@@ -37,28 +37,28 @@ int readLink(int fd, const Mark& mark, Place* local, Place* peer) {
 
 }  // namespace
 
-int localName(int fd, const Mark& mark, sockaddr* address, socklen_t* length) {
+int localName(int fd, const SocketState& state, sockaddr* address, socklen_t* length) {
   Place local;
   Place peer;
   Name name;
-  const bool linked = isLinked(mark) || mark.state == State::kShutDown;
-  if (linked && readLink(fd, mark, &local, &peer) == 0) {
+  const bool linked = isLinked(state) || state.state == State::kShutDown;
+  if (linked && readLink(fd, state, &local, &peer) == 0) {
     return writeAddress(local, address, length);
   }
-  const bool bound = mark.state != State::kOpen;
+  const bool bound = state.state != State::kOpen;
   if (localNameOf(fd, &name) != 0 || !readPlace(name, &local)) {
     local = Place{};
     if (bound) static_cast<void>(readOwnAddress(&local.address));
   }
-  if (mark.anyAddress) local.address = bdaddr_t{};
+  if (state.anyAddress) local.address = bdaddr_t{};
   return writeAddress(local, address, length);
 }
 
-int peerName(int fd, const Mark& mark, sockaddr* address, socklen_t* length) {
-  if (!isLinked(mark) || isHungUp(fd)) return -ENOTCONN;
+int peerName(int fd, const SocketState& state, sockaddr* address, socklen_t* length) {
+  if (!isLinked(state) || isHungUp(fd)) return -ENOTCONN;
   Place local;
   Place peer;
-  const int read = readLink(fd, mark, &local, &peer);
+  const int read = readLink(fd, state, &local, &peer);
   return read != 0 ? read : writeAddress(peer, address, length);
 }
 

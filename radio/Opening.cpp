@@ -45,7 +45,7 @@ int openSocket(int type) {
   const int fd = kernel::socket(AF_UNIX, type, 0);
   if (fd < 0) return fd;
   forget(fd);
-  const int marked = writeMark(fd, Mark{});
+  const int marked = writeState(fd, SocketState{});
   if (marked == 0) return fd;
   kernel::close(fd);
   return marked;
@@ -53,10 +53,10 @@ int openSocket(int type) {
 
 // RFCOMM knows no half-closed links: whatever side is named, the whole link ends. A listener gives
 // up its channel.
-int shutDownLink(int fd, Mark mark) {
-  const bool listened = mark.state == State::kListening;
-  mark.state = State::kShutDown;
-  const int marked = writeMark(fd, mark);
+int shutDownLink(int fd, SocketState state) {
+  const bool listened = state.state == State::kListening;
+  state.state = State::kShutDown;
+  const int marked = writeState(fd, state);
   if (marked != 0) return marked;
   Name name;
   Place place;

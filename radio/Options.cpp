@@ -32,51 +32,51 @@ int take(const void* value, socklen_t length, Value* result) {
   return 0;
 }
 
-uint32_t linkMode(const Mark& mark) {
-  uint32_t mode = mark.master ? RFCOMM_LM_MASTER : 0;
-  if (mark.security >= BT_SECURITY_LOW) mode |= RFCOMM_LM_AUTH;
-  if (mark.security >= BT_SECURITY_MEDIUM) mode |= RFCOMM_LM_ENCRYPT;
-  if (mark.security >= BT_SECURITY_HIGH) mode |= RFCOMM_LM_SECURE;
+uint32_t linkMode(const SocketState& state) {
+  uint32_t mode = state.master ? RFCOMM_LM_MASTER : 0;
+  if (state.security >= BT_SECURITY_LOW) mode |= RFCOMM_LM_AUTH;
+  if (state.security >= BT_SECURITY_MEDIUM) mode |= RFCOMM_LM_ENCRYPT;
+  if (state.security >= BT_SECURITY_HIGH) mode |= RFCOMM_LM_SECURE;
   return mode;
 }
 
-int setLinkMode(int fd, Mark mark, const void* value, socklen_t length) {
+int setLinkMode(int fd, SocketState state, const void* value, socklen_t length) {
   uint32_t mode = 0;
   const int taken = take(value, length, &mode);
   if (taken != 0) return taken;
   if ((mode & kLinkModeFips) != 0) return -EINVAL;
-  if ((mode & RFCOMM_LM_AUTH) != 0) mark.security = BT_SECURITY_LOW;
-  if ((mode & RFCOMM_LM_ENCRYPT) != 0) mark.security = BT_SECURITY_MEDIUM;
-  if ((mode & RFCOMM_LM_SECURE) != 0) mark.security = BT_SECURITY_HIGH;
-  mark.master = (mode & RFCOMM_LM_MASTER) != 0;
-  return writeMark(fd, mark);
+  if ((mode & RFCOMM_LM_AUTH) != 0) state.security = BT_SECURITY_LOW;
+  if ((mode & RFCOMM_LM_ENCRYPT) != 0) state.security = BT_SECURITY_MEDIUM;
+  if ((mode & RFCOMM_LM_SECURE) != 0) state.security = BT_SECURITY_HIGH;
+  state.master = (mode & RFCOMM_LM_MASTER) != 0;
+  return writeState(fd, state);
 }
 
-int setSecurity(int fd, Mark mark, const void* value, socklen_t length) {
+int setSecurity(int fd, SocketState state, const void* value, socklen_t length) {
   bt_security wish = {};
   wish.level = BT_SECURITY_LOW;
   if (value == nullptr) return -EFAULT;
   std::memcpy(&wish, value, std::min<size_t>(length, sizeof wish));
   if (wish.level > BT_SECURITY_HIGH) return -EINVAL;
-  mark.security = wish.level;
-  return writeMark(fd, mark);
+  state.security = wish.level;
+  return writeState(fd, state);
 }
 
-int getRfcommOption(const Mark& mark, int name, void* value, socklen_t* length) {
-  if (name == RFCOMM_LM) return give(linkMode(mark), value, length);
+int getRfcommOption(const SocketState& state, int name, void* value, socklen_t* length) {
+  if (name == RFCOMM_LM) return give(linkMode(state), value, length);
   if (name != RFCOMM_CONNINFO) return -ENOPROTOOPT;
-  if (!isLinked(mark)) return -ENOTCONN;
+  if (!isLinked(state)) return -ENOTCONN;
   rfcomm_conninfo info;
   std::memset(&info, 0, sizeof info);  // the padding too
   info.hci_handle = 1;
   return give(info, value, length);
 }
 
-int getBluetoothOption(const Mark& mark, int name, void* value, socklen_t* length) {
+int getBluetoothOption(const SocketState& state, int name, void* value, socklen_t* length) {
   if (name == BT_DEFER_SETUP) return give(uint32_t{0}, value, length);
   if (name != BT_SECURITY) return -ENOPROTOOPT;
   bt_security security = {};
-  security.level = mark.security;
+  security.level = state.security;
   return give(security, value, length);
 }
 
@@ -89,19 +89,20 @@ int getSocketOption(int fd, int name, void* value, socklen_t* length) {
 
 }  // namespace
 
-int getOption(int fd, const Mark& mark, int level, int name, void* value, socklen_t* length) {
+int getOption(int fd, const SocketState& state, int level, int name, void* value,
+              socklen_t* length) {
   if (level == SOL_SOCKET) return getSocketOption(fd, name, value, length);
-  if (level == SOL_RFCOMM) return getRfcommOption(mark, name, value, length);
-  if (level == SOL_BLUETOOTH) return getBluetoothOption(mark, name, value, length);
+  if (level == SOL_RFCOMM) return getRfcommOption(state, name, value, length);
+  if (level == SOL_BLUETOOTH) return getBluetoothOption(state, name, value, length);
   return -ENOPROTOOPT;
 }
 
-int setOption(int fd, Mark mark, int level, int name, const void* value, socklen_t length) {
-  // The mark lives in this option.
+int setOption(int fd, SocketState state, int level, int name, const void* value, socklen_t length) {
+  // The state lives in this option.
   if (level == SOL_SOCKET && name == SO_MAX_PACING_RATE) return 0;
   if (level == SOL_SOCKET) return kernel::setSockOpt(fd, level, name, value, length);
-  if (level == SOL_RFCOMM && name == RFCOMM_LM) return setLinkMode(fd, mark, value, length);
-  if (level == SOL_BLUETOOTH && name == BT_SECURITY) return setSecurity(fd, mark, value, length);
+  if (level == SOL_RFCOMM && name == RFCOMM_LM) return setLinkMode(fd, state, value, length);
+  if (level == SOL_BLUETOOTH && name == BT_SECURITY) return setSecurity(fd, state, value, length);
   return -ENOPROTOOPT;
 }
 

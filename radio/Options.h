@@ -5,11 +5,12 @@
 
 #include <sys/socket.h>
 
-#include "radio/Mark.h"
+#include "radio/SocketState.h"
 
 namespace radio {
 
-int getOption(int fd, const Mark& mark, int level, int name, void* value, socklen_t* length);
-int setOption(int fd, Mark mark, int level, int name, const void* value, socklen_t length);
+int getOption(int fd, const SocketState& state, int level, int name, void* value,
+              socklen_t* length);
+int setOption(int fd, SocketState state, int level, int name, const void* value, socklen_t length);
 
 }  // namespace radio

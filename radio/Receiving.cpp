@@ -27,21 +27,21 @@ void forgetReceived(msghdr* message) {
 ssize_t afterReceiving(int fd, ssize_t got, bool wanted) {
   if (got > 0 || (got == 0 && !wanted)) return got;
   if (got < 0 && errno != EINVAL) return got;
-  Mark mark;
-  if (!isRadio(fd, &mark)) return got;
+  SocketState state;
+  if (!isRadio(fd, &state)) return got;
   if (got < 0) {
-    if (!isLinked(mark)) errno = ENOTCONN;
+    if (!isLinked(state)) errno = ENOTCONN;
     return got;
   }
-  if (mark.state == State::kShutDown) return 0;
+  if (state.state == State::kShutDown) return 0;
   errno = ECONNRESET;
   return -1;
 }
 
 ssize_t receiveFrom(int fd, void* buffer, size_t size, int flags, sockaddr* address,
                     socklen_t* length) {
-  Mark mark;
-  if (address == nullptr || length == nullptr || !isRadio(fd, &mark)) {
+  SocketState state;
+  if (address == nullptr || length == nullptr || !isRadio(fd, &state)) {
     return afterReceiving(fd, next::recvfrom(fd, buffer, size, flags, address, length), size > 0);
   }
   const ssize_t got = afterReceiving(fd, next::recv(fd, buffer, size, flags), size > 0);
@@ -50,8 +50,8 @@ ssize_t receiveFrom(int fd, void* buffer, size_t size, int flags, sockaddr* addr
 }
 
 ssize_t receiveMessage(int fd, msghdr* message, int flags) {
-  Mark mark;
-  const bool named = message != nullptr && message->msg_name != nullptr && isRadio(fd, &mark);
+  SocketState state;
+  const bool named = message != nullptr && message->msg_name != nullptr && isRadio(fd, &state);
   void* const name = named ? message->msg_name : nullptr;
   if (named) {
     message->msg_name = nullptr;
@@ -70,8 +70,8 @@ int receiveMessages(int fd, mmsghdr* messages, unsigned count, int flags, timesp
   if (got <= 0) return static_cast<int>(afterReceiving(fd, got, false));
   int whole = 0;
   while (whole < got && messages[whole].msg_len > 0) ++whole;
-  Mark mark;
-  if (whole == got || !isRadio(fd, &mark)) return got;
+  SocketState state;
+  if (whole == got || !isRadio(fd, &state)) return got;
   return whole > 0 ? whole : static_cast<int>(afterReceiving(fd, 0, true));
 }
 

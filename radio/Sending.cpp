@@ -10,9 +10,9 @@ namespace {
 // What a call that sent on a radio socket must answer.
 template <typename Result>
 Result afterSending(int fd, Result sent) {
-  Mark mark;
-  if (sent >= 0 || errno != EPIPE || !readMark(fd, &mark)) return sent;
-  if (mark.state != State::kShutDown) errno = ECONNRESET;
+  SocketState state;
+  if (sent >= 0 || errno != EPIPE || !readState(fd, &state)) return sent;
+  if (state.state != State::kShutDown) errno = ECONNRESET;
   return sent;
 }
 
@@ -25,14 +25,14 @@ bool isUrgent(int flags) {
 }  // namespace
 
 ssize_t writeData(int fd, const void* data, size_t size) {
-  Mark mark;
-  if (!isRadio(fd, &mark)) return next::write(fd, data, size);
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::write(fd, data, size);
   return afterSending(fd, next::send(fd, data, size, MSG_NOSIGNAL));
 }
 
 ssize_t writeVector(int fd, const iovec* parts, int count) {
-  Mark mark;
-  if (count < 0 || !isRadio(fd, &mark)) return next::writev(fd, parts, count);
+  SocketState state;
+  if (count < 0 || !isRadio(fd, &state)) return next::writev(fd, parts, count);
   msghdr message = {};
   message.msg_iov = const_cast<iovec*>(parts);
   message.msg_iovlen = static_cast<size_t>(count);
@@ -40,8 +40,8 @@ ssize_t writeVector(int fd, const iovec* parts, int count) {
 }
 
 ssize_t sendData(int fd, const void* data, size_t size, int flags) {
-  Mark mark;
-  if (!isRadio(fd, &mark)) return next::send(fd, data, size, flags);
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::send(fd, data, size, flags);
   if (isUrgent(flags)) return -1;
   return afterSending(fd, next::send(fd, data, size, flags | MSG_NOSIGNAL));
 }
@@ -49,14 +49,14 @@ ssize_t sendData(int fd, const void* data, size_t size, int flags) {
 // RFCOMM pays no attention to an address given with the data.
 ssize_t sendDataTo(int fd, const void* data, size_t size, int flags, const sockaddr* address,
                    socklen_t length) {
-  Mark mark;
-  if (!isRadio(fd, &mark)) return next::sendto(fd, data, size, flags, address, length);
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::sendto(fd, data, size, flags, address, length);
   return sendData(fd, data, size, flags);
 }
 
 ssize_t sendMessage(int fd, const msghdr* message, int flags) {
-  Mark mark;
-  if (message == nullptr || !isRadio(fd, &mark)) return next::sendmsg(fd, message, flags);
+  SocketState state;
+  if (message == nullptr || !isRadio(fd, &state)) return next::sendmsg(fd, message, flags);
   if (isUrgent(flags)) return -1;
   msghdr unnamed = *message;
   unnamed.msg_name = nullptr;
@@ -65,8 +65,8 @@ ssize_t sendMessage(int fd, const msghdr* message, int flags) {
 }
 
 int sendMessages(int fd, mmsghdr* messages, unsigned count, int flags) {
-  Mark mark;
-  if (!isRadio(fd, &mark)) return next::sendmmsg(fd, messages, count, flags);
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::sendmmsg(fd, messages, count, flags);
   if (isUrgent(flags)) return -1;
   return afterSending(fd, next::sendmmsg(fd, messages, count, flags | MSG_NOSIGNAL));
 }

@@ -13,7 +13,7 @@ namespace framework_detail {
 void StorageLock::acquire() {
   using Clock = std::chrono::steady_clock;
   constexpr std::chrono::milliseconds longestPause{10};
-  const Clock::time_point deadline = Clock::now() + m_patience;
+  const Clock::time_point deadline = Clock::now() + m_timeout;
   std::chrono::milliseconds pause{1};
   while (::flock(m_root, LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;

@@ -15,11 +15,11 @@ class StorageLock {
  public:
   /// How long to wait for another writer, which holds the lock for moments only. A process that is
   /// stopped, or that means ill, must not stop the telephone for ever.
-  static constexpr std::chrono::milliseconds kPatience{30000};
+  static constexpr std::chrono::milliseconds kTimeout{30000};
 
   /// `root` and `usage` stay the caller's.
-  StorageLock(int root, StorageUsage& usage, std::chrono::milliseconds patience = kPatience)
-      : m_root(root), m_usage(usage), m_patience(patience) {}
+  StorageLock(int root, StorageUsage& usage, std::chrono::milliseconds timeout = kTimeout)
+      : m_root(root), m_usage(usage), m_timeout(timeout) {}
   ~StorageLock() { release(); }
   StorageLock(const StorageLock&) = delete;
   StorageLock& operator=(const StorageLock&) = delete;
@@ -32,7 +32,7 @@ class StorageLock {
  private:
   const int m_root;
   StorageUsage& m_usage;
-  const std::chrono::milliseconds m_patience;
+  const std::chrono::milliseconds m_timeout;
   bool m_held = false;
 };
 

@@ -11,7 +11,7 @@
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
-#include "host/directory/WithoutSecrets.h"
+#include "host/directory/RedactPassword.h"
 #include "host/loader/HostLog.h"
 #include "host/push/JournalAnswer.h"
 
@@ -37,7 +37,7 @@ Phone::Phone(const Options& options, MainLoop& loop)
       m_tap(m_directory, m_ledger),
       m_ownObserver(m_ledger),
       m_bluetooth(options.adapter),
-      m_door(
+      m_linkPolicy(
           options.policy, m_bluetooth.peers(), m_radio, m_ledger,
           [this, &loop](int channel) {
             loop.post([this, channel] { m_bluetooth.listening(channel); });
@@ -124,7 +124,7 @@ void Phone::start() {
   m_journal.start();
   m_directory.init(m_context);
   m_mobility.init(m_context);
-  setRadioLink(&m_door);
+  setRadioLink(&m_linkPolicy);
   m_observers.observeAs(m_ownObserver);
   m_thread.listen(listener());
   m_thread.start();
@@ -163,7 +163,7 @@ Method Phone::status() const {
   text("version", PHONE_VERSION);
   text("service", m_options.service);
   text("plugin", m_plugin.file());
-  text("phonebook", withoutSecrets(m_options.connection));
+  text("phonebook", redactPassword(m_options.connection));
   text("images", Storage::defaultRoot());
   const Problem images = imagesProblem(Storage::defaultRoot());
   text("imagesProblem", images.text);
@@ -193,7 +193,7 @@ void Phone::addRadioStatus(Method& status) const {
 
 void Phone::addBluetoothStatus(Method& status) const {
   const Bluetooth::State state = m_bluetooth.state();
-  const Doorkeeper::State door = m_door.state();
+  const LinkPolicy::State door = m_linkPolicy.state();
   const auto text = [&status](const char* name, const std::string& value) {
     status.addStringParameter(name, value, Parameter::OUT);
   };

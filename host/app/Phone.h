@@ -17,8 +17,8 @@
 #include "host/loader/PhoneContext.h"
 #include "host/loader/ServicePlugin.h"
 #include "host/push/DirectoryTap.h"
-#include "host/push/Doorkeeper.h"
 #include "host/push/Journal.h"
+#include "host/push/LinkPolicy.h"
 #include "host/push/OwnObserver.h"
 #include "host/push/PushLedger.h"
 #include "host/push/RadioStatus.h"
@@ -65,7 +65,7 @@ class Phone {
   OwnObserver m_ownObserver;
   RadioStatus m_radio;
   Bluetooth m_bluetooth;
-  Doorkeeper m_door;
+  LinkPolicy m_linkPolicy;
   PhoneContext m_context;
   const ServicePlugin m_plugin;
   const std::unique_ptr<BusObject> m_serviceObject;

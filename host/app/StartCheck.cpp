@@ -9,7 +9,7 @@
 #include "host/app/PhonebookDisk.h"
 #include "host/bus/ServiceObject.h"
 #include "host/directory/PhoneBookLook.h"
-#include "host/directory/WithoutSecrets.h"
+#include "host/directory/RedactPassword.h"
 #include "host/loader/ServicePlugin.h"
 
 namespace host {
@@ -63,7 +63,7 @@ void StartCheck::checkPhonebook() {
   const bool isDefault = m_options.connection.empty();
   try {
     const std::string connection = isDefault ? defaultConnection() : m_options.connection;
-    const std::string name = subject(isDefault, withoutSecrets(connection));
+    const std::string name = subject(isDefault, redactPassword(connection));
     const PhoneBookState state = look(connection);
     const Problem disk = phonebookDiskProblem(connection);
     if (!disk.none())

@@ -3,19 +3,19 @@
 namespace host {
 
 AdmissionPolicy::Decision AdmissionPolicy::decide(const Peer& peer) const {
-  switch (peer.standing) {
-    case Peer::Standing::kBlocked:
+  switch (peer.trust) {
+    case Peer::TrustLevel::kBlocked:
       return {false, false, "blocked"};
-    case Peer::Standing::kTrusted:
+    case Peer::TrustLevel::kTrusted:
       if (trusted == Trusted::kAccept) return {true, true, "trusted, its cards are accepted"};
       return {true, false, "trusted, its cards are asked about"};
-    case Peer::Standing::kStranger:
+    case Peer::TrustLevel::kStranger:
       if (strangers == Strangers::kRefuse)
         return {false, false, peer.paired ? "paired, but not trusted" : "a stranger"};
       return {true, false,
               peer.paired ? "paired, but not trusted: its cards are asked about"
                           : "a stranger, its cards are asked about"};
-    case Peer::Standing::kUnknown:
+    case Peer::TrustLevel::kUnknown:
       break;
   }
   if (isDefault()) return {true, false, "unknown, its cards are asked about"};

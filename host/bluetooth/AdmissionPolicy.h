@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 
 namespace host {
 

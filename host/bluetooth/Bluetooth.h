@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "host/bluetooth/AdapterCare.h"
+#include "host/bluetooth/AdapterManager.h"
 #include "host/bluetooth/Bluez.h"
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 #include "host/bluetooth/RecordPublisher.h"
 
 namespace host {
@@ -26,7 +26,7 @@ class Bluetooth {
     std::string address;
     bool powered = false;
     bool discoverable = false;
-    int visibleSeconds = 0;      ///< see `AdapterCare::secondsLeft`
+    int visibleSeconds = 0;      ///< see `AdapterManager::secondsLeft`
     std::string visibleProblem;  ///< empty when it is visible, or was not asked to be
     std::string record;          ///< "published", "off" or a sentence
     bool recordDenied = false;   ///< by the policy of the bus
@@ -47,7 +47,7 @@ class Bluetooth {
   void makeVisible(int seconds) { m_care.makeVisible(seconds); }
 
   [[nodiscard]] State state() const;
-  [[nodiscard]] const PeerBook& peers() const { return m_peers; }
+  [[nodiscard]] const DeviceRegistry& peers() const { return m_peers; }
 
  private:
   void setChannel(int channel);
@@ -58,8 +58,8 @@ class Bluetooth {
 
   Bluez m_bluez;
   RecordPublisher m_record;
-  AdapterCare m_care;
-  PeerBook m_peers;
+  AdapterManager m_care;
+  DeviceRegistry m_peers;
   int m_channel = 0;
   std::string m_logged;  ///< what was missing when it was last logged
   sigc::connection m_pause;

@@ -198,7 +198,7 @@ void Bluez::call(const std::string& path, const std::string& interface, const st
     if (!alive.expired() && onReply) onReply(reply);
   };
   // It isn't started by being asked: whoever switched it off had a reason.
-  m_connection->call(path, interface, method, body, finished, bluez::kService, bluez::kPatience,
+  m_connection->call(path, interface, method, body, finished, bluez::kService, bluez::kTimeout,
                      Gio::DBus::CallFlags::NO_AUTO_START);
 }
 

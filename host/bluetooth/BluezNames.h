@@ -19,6 +19,6 @@ inline constexpr const char* kAccessDenied = "org.freedesktop.DBus.Error.AccessD
 inline constexpr const char* kObjectPush = "00001105-0000-1000-8000-00805f9b34fb";
 
 /// How long it may take to answer, in milliseconds.
-inline constexpr int kPatience = 20000;
+inline constexpr int kTimeout = 20000;
 
 }  // namespace host::bluez

@@ -28,7 +28,7 @@ constexpr std::size_t kMaxContinuation = 16;
 constexpr std::size_t kMaxLists = 65536;
 /// Where bluetoothd answers local programs.
 constexpr const char* kLocalSocket = "/run/sdp";
-constexpr std::chrono::seconds kLocalPatience{5};
+constexpr std::chrono::seconds kLocalTimeout{5};
 /// A device that gives its answer in crumbs is not waited for.
 constexpr int kMaxPackets = 256;
 
@@ -93,7 +93,7 @@ void SdpQuery::cancel() {
 }
 
 SdpQuery::Answer SdpQuery::ask(const std::string& address, const std::string& source,
-                               std::chrono::milliseconds patience) {
+                               std::chrono::milliseconds timeout) {
   Answer answer;
   const int socket =
       ::socket(AF_BLUETOOTH, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, BTPROTO_L2CAP);
@@ -103,7 +103,7 @@ SdpQuery::Answer SdpQuery::ask(const std::string& address, const std::string& so
     answer.problem = "there is no Bluetooth socket to be had: " + reasonOf(errno);
     return answer;
   }
-  m_deadline = Clock::now() + patience;
+  m_deadline = Clock::now() + timeout;
   if (connect(socket, address, source, answer)) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(m_deadline - Clock::now());
@@ -143,13 +143,13 @@ SdpQuery::Answer SdpQuery::askLocal() {
   if (socket < 0 || ::connect(socket, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0)
     fail(answer, std::string(kLocalSocket) + ": " + reasonOf(errno));
   else
-    answer = askOver(socket, kLocalPatience);
+    answer = askOver(socket, kLocalTimeout);
   if (socket >= 0) ::close(socket);
   return answer;
 }
 
-SdpQuery::Answer SdpQuery::askOver(int socket, std::chrono::milliseconds patience) {
-  m_deadline = Clock::now() + patience;
+SdpQuery::Answer SdpQuery::askOver(int socket, std::chrono::milliseconds timeout) {
+  m_deadline = Clock::now() + timeout;
   m_lists.clear();
   m_continuation.clear();
   Answer answer;

@@ -34,13 +34,13 @@ class SdpQuery {
 
   /// `address` is the device's, `source` that of the adapter to ask with, empty for any.
   Answer ask(const std::string& address, const std::string& source,
-             std::chrono::milliseconds patience);
+             std::chrono::milliseconds timeout);
   /// Asks bluetoothd on this machine, which opens a way to that only when it is told to
   /// (`--compat`) and only to some.
   Answer askLocal();
   /// The same over a connected socket, which stays the caller's. Each of its packets is read at
   /// once.
-  Answer askOver(int socket, std::chrono::milliseconds patience);
+  Answer askOver(int socket, std::chrono::milliseconds timeout);
   /// Makes `ask` return soon.
   void cancel();
 

@@ -72,11 +72,11 @@ void FrameworkThread::createService() {
 void FrameworkThread::serve() {
   while (true) {
     WorkQueue::Work work = m_queue.take();
-    if (!work.call && !work.errand) return;
+    if (!work.call && !work.task) return;
     if (work.call)
       deliver(*work.call);
     else
-      work.errand();
+      work.task();
   }
 }
 

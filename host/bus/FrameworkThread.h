@@ -66,7 +66,7 @@ class FrameworkThread {
 
   [[nodiscard]] Activity activity() const;
 
-  /// An errand for the queue: a message in the name of the host itself, handed over if `wanted`
+  /// An task for the queue: a message in the name of the host itself, handed over if `wanted`
   /// says so then.
   void tell(const Method& message, std::function<bool()> wanted);
   /// Errands for the queue: a process, or the whole bus, has gone.

@@ -18,10 +18,10 @@ bool WorkQueue::offer(std::unique_ptr<ServiceCall>& call) {
   return true;
 }
 
-void WorkQueue::push(Errand errand) {
+void WorkQueue::push(Task task) {
   const std::lock_guard lock(m_mutex);
   if (m_closed) return;
-  m_work.push_back({nullptr, std::move(errand)});
+  m_work.push_back({nullptr, std::move(task)});
   m_changed.notify_one();
 }
 

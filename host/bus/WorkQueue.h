@@ -17,11 +17,11 @@ namespace host {
 /// Threads: any.
 class WorkQueue {
  public:
-  using Errand = std::function<void()>;
+  using Task = std::function<void()>;
   /// Exactly one of the two is set; none when the queue is closed.
   struct Work {
     std::unique_ptr<ServiceCall> call;
-    Errand errand;
+    Task task;
   };
 
   WorkQueue() = default;
@@ -31,7 +31,7 @@ class WorkQueue {
   /// Returns false, and leaves the call with the caller, when the queue is full or closed.
   bool offer(std::unique_ptr<ServiceCall>& call);
   /// Does nothing when the queue is closed.
-  void push(Errand errand);
+  void push(Task task);
   /// Waits for the next piece of work; returns an empty one when the queue was closed.
   Work take();
   /// Ends it: nothing more is taken in, what waits is given up, and `take` returns at once.

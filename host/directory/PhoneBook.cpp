@@ -4,10 +4,10 @@
 #include <thread>
 #include <utility>
 
-#include "host/directory/BookTables.h"
 #include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "host/directory/DirectoryResponse.h"
+#include "host/directory/Schema.h"
 
 namespace host {
 
@@ -180,7 +180,7 @@ void PhoneBook::connect() {
 }
 
 void PhoneBook::prepareTables() {
-  BookTables tables(*m_session, *m_backend);
+  Schema tables(*m_session, *m_backend);
   if (!tables.exist()) tables.create();
   tables.checkVersion();
 }

@@ -87,7 +87,7 @@ class PhoneBook {
   const std::unique_ptr<PhoneBookBackend> m_backend;
   std::unique_ptr<soci::session> m_session;
   // During a call only, and gone before the session.
-  std::unique_ptr<SocketDeadline> m_watch;
+  std::unique_ptr<SocketWatchdog> m_watch;
   bool m_broken = false;
 };
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "host/directory/PhoneBookError.h"
-#include "host/directory/SocketDeadline.h"
+#include "host/directory/SocketWatchdog.h"
 
 namespace host {
 
@@ -22,10 +22,10 @@ inline constexpr const char* kJournalTable = "phonebook_journal";
 class PhoneBookBackend {
  public:
   /// The one place that knows which databases there are. `connection` is "sqlite3://PATH" or
-  /// "postgresql://…"; throws PhoneBookError for any other. `patience` is how long a server may
+  /// "postgresql://…"; throws PhoneBookError for any other. `timeout` is how long a server may
   /// take for an answer.
   static std::unique_ptr<PhoneBookBackend> create(const std::string& connection,
-                                                  std::chrono::milliseconds patience);
+                                                  std::chrono::milliseconds timeout);
   virtual ~PhoneBookBackend() = default;
 
   /// Opens the database, made when there is none, for reading and writing. The session must not be
@@ -37,7 +37,7 @@ class PhoneBookBackend {
   virtual bool connectToLook(soci::session& session) = 0;
   /// Ends what waits for too long on the connection, for as long as the result lives. Null where
   /// nothing can wait.
-  virtual std::unique_ptr<SocketDeadline> watch(soci::session& session) const;
+  virtual std::unique_ptr<SocketWatchdog> watch(soci::session& session) const;
   /// The first statement of each transaction that changes something: from here to its end no other
   /// phone changes anything. Nothing where the first change itself sees to that.
   virtual void claim(soci::session& session) const { static_cast<void>(session); }

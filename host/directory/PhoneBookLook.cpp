@@ -1,6 +1,6 @@
 #include "host/directory/PhoneBookLook.h"
 
-#include "host/directory/BookTables.h"
+#include "host/directory/Schema.h"
 
 namespace host {
 
@@ -10,7 +10,7 @@ PhoneBookState lookAtPhoneBook(const PhoneBookOptions& options) {
     soci::session session;
     if (!backend->connectToLook(session)) return PhoneBookState::kMissing;
     const auto watch = backend->watch(session);
-    BookTables tables(session, *backend);
+    Schema tables(session, *backend);
     if (!tables.exist()) return PhoneBookState::kMissing;
     tables.checkVersion();
     return PhoneBookState::kThere;

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/directory/SocketDeadline.h"
-#include "host/directory/WithoutSecrets.h"
+#include "host/directory/RedactPassword.h"
+#include "host/directory/SocketWatchdog.h"
 
 namespace host {
 
@@ -62,15 +62,15 @@ int valueOf(char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; 
 
 }  // namespace
 
-PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::milliseconds patience)
-    : m_patience(patience) {
+PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::milliseconds timeout)
+    : m_timeout(timeout) {
   readUri(uri);
   const std::string host = m_options["host"];
   const std::string port = m_options["port"];
   // Most likely a password with an "@" or a slash that isn't escaped has come apart.
   if (host.find('@') != std::string::npos || m_options["dbname"].find('@') != std::string::npos ||
       port.find_first_not_of("0123456789,") != std::string::npos)
-    throw PhoneBookError(Kind::Broken, "\"" + withoutSecrets(uri) +
+    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
                                            "\" names no server: write %40 for an \"@\" in a "
                                            "password, %2F for a slash, %3A for a colon.");
   m_name = "postgresql://" + (m_options["user"].empty() ? "" : m_options["user"] + "@") + host +
@@ -82,7 +82,7 @@ void PostgresBackend::readUri(const std::string& uri) {
   // The library's own complaint quotes the text, password included.
   PQconninfoOption* const parsed = PQconninfoParse(uri.c_str(), nullptr);
   if (parsed == nullptr)
-    throw PhoneBookError(Kind::Broken, "\"" + withoutSecrets(uri) +
+    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
                                            "\" is no connection to PostgreSQL; write "
                                            "postgresql://user@host:port/database.");
   for (const PQconninfoOption* option = parsed; option->keyword != nullptr; ++option) {
@@ -138,14 +138,14 @@ bool PostgresBackend::connectToLook(soci::session& session) {
 
 void PostgresBackend::configure(soci::session& session) const {
   session << "SET lock_timeout = " << kLockMilliseconds;
-  session << "SET statement_timeout = " << m_patience.count();
-  session << "SET idle_in_transaction_session_timeout = " << m_patience.count();
+  session << "SET statement_timeout = " << m_timeout.count();
+  session << "SET idle_in_transaction_session_timeout = " << m_timeout.count();
   session << "SET default_transaction_isolation = 'read committed'";
 }
 
-std::unique_ptr<SocketDeadline> PostgresBackend::watch(soci::session& session) const {
-  return std::make_unique<SocketDeadline>(PQsocket(connectionOf(session)),
-                                          m_patience + kServersLead);
+std::unique_ptr<SocketWatchdog> PostgresBackend::watch(soci::session& session) const {
+  return std::make_unique<SocketWatchdog>(PQsocket(connectionOf(session)),
+                                          m_timeout + kServersLead);
 }
 
 // One lock for all phones, so that none can fill the phonebook between a look at how full it is and

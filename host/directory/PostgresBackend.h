@@ -17,13 +17,13 @@ namespace host {
 class PostgresBackend : public PhoneBookBackend {
  public:
   /// `uri` is "postgresql://…" as PostgreSQL's own programs take it. What it doesn't say comes from
-  /// the environment (PGPASSFILE, PGPASSWORD, …). `patience` is how long an answer of the server is
+  /// the environment (PGPASSFILE, PGPASSWORD, …). `timeout` is how long an answer of the server is
   /// waited for. Throws PhoneBookError when it is no such text.
-  PostgresBackend(const std::string& uri, std::chrono::milliseconds patience);
+  PostgresBackend(const std::string& uri, std::chrono::milliseconds timeout);
 
   void connect(soci::session& session) override;
   bool connectToLook(soci::session& session) override;
-  std::unique_ptr<SocketDeadline> watch(soci::session& session) const override;
+  std::unique_ptr<SocketWatchdog> watch(soci::session& session) const override;
   void claim(soci::session& session) const override;
   void settle(soci::session& session) override;
   bool hasMoved(soci::session& session) const override;
@@ -49,7 +49,7 @@ class PostgresBackend : public PhoneBookBackend {
   void configure(soci::session& session) const;
   PhoneBookError problem(PhoneBookError::Kind kind, const std::string& what) const;
 
-  const std::chrono::milliseconds m_patience;
+  const std::chrono::milliseconds m_timeout;
   Options m_options;  ///< by their names in the client library
   std::string m_name;
 };

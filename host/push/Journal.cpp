@@ -5,7 +5,7 @@
 #include <exception>
 
 #include "host/loader/HostLog.h"
-#include "host/push/RunName.h"
+#include "host/push/RunId.h"
 
 namespace host {
 namespace {

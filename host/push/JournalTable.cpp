@@ -4,7 +4,7 @@
 #include <chrono>
 #include <utility>
 
-#include "host/push/RunName.h"
+#include "host/push/RunId.h"
 
 namespace host {
 namespace {

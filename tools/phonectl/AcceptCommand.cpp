@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "cards/CardJson.h"
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Outcome.h"
 #include "tools/phonectl/Output.h"
-#include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/PhoneObserver.h"
 
 namespace phonectl {
@@ -52,7 +52,7 @@ AcceptCommand::AcceptCommand(CLI::App& parent)
 
 int AcceptCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  PatientCall patient(bus, signals);
+  BlockingCall patient(bus, signals);
   LatestOutcome latest;
   PhoneObserver observer(bus, latest);
   PhoneObserver::checkSubscription(patient.run(PhoneObserver::subscription()));

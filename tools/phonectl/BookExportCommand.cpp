@@ -6,9 +6,9 @@
 
 #include "cards/SafeText.h"
 #include "cards/SentCard.h"
+#include "tools/phonectl/AtomicFile.h"
 #include "tools/phonectl/CardExport.h"
 #include "tools/phonectl/EntryId.h"
-#include "tools/phonectl/NewFile.h"
 #include "tools/phonectl/Output.h"
 
 namespace phonectl {
@@ -37,7 +37,7 @@ BookExportCommand::BookExportCommand(CLI::App& parent)
 int BookExportCommand::run(PhoneBus& bus) {
   const StopSignals signals;
   Phonebook book(bus, signals);
-  std::optional<NewFile> file;
+  std::optional<AtomicFile> file;
   if (m_out != "-") file.emplace(m_out);
   const bool terminal = !file && ::isatty(STDOUT_FILENO) == 1;
   CardExport cards(book, [&](const std::string& card) {

@@ -49,7 +49,7 @@ void BookShowCommand::printContact(const cards::Card& card) {
 
 void BookShowCommand::printText(PhoneBus& bus, const StopSignals& signals,
                                 const cards::Card& card) const {
-  const PhoneStatus status(PatientCall(bus, signals).run(PhoneStatus::question()));
+  const PhoneStatus status(BlockingCall(bus, signals).run(PhoneStatus::question()));
   std::string text;
   for (const std::string& line : cards::cardLines(card, status.imagesFolder())) text += line + "\n";
   printPrompt(text + "id         " + cards::safeText(card.id) + "\n");

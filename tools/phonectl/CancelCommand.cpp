@@ -1,8 +1,8 @@
 #include "tools/phonectl/CancelCommand.h"
 
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Parameters.h"
-#include "tools/phonectl/PatientCall.h"
 
 namespace phonectl {
 
@@ -13,7 +13,7 @@ CancelCommand::CancelCommand(CLI::App& parent)
 
 int CancelCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  PatientCall(bus, signals).run({kService, "vCardCancelEvent", Parameters().body()});
+  BlockingCall(bus, signals).run({kService, "vCardCancelEvent", Parameters().body()});
   printLine("No contact waits to be sent any more.");
   return kDone;
 }

@@ -3,7 +3,6 @@
 #include <optional>
 #include <stdexcept>
 
-#include "cards/CardCutter.h"
 #include "cards/CardReading.h"
 #include "cards/CardText.h"
 #include "cards/Contact.h"
@@ -11,6 +10,7 @@
 #include "cards/PhoneBookMessage.h"
 #include "cards/SafeText.h"
 #include "cards/SentCard.h"
+#include "cards/VCardSplitter.h"
 
 namespace phonectl {
 

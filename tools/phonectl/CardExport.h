@@ -14,7 +14,7 @@ namespace phonectl {
 /// Writes entries of the phonebook as cards, one after the other, each as the phone sends it, and
 /// reads each card again, as an import would: what would not come back is told on standard error.
 ///
-/// Threads: as PatientCall.
+/// Threads: as BlockingCall.
 class CardExport {
  public:
   using OnCard = std::function<void(const std::string&)>;

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "cards/CardCutter.h"
 #include "cards/ImagesFolder.h"
+#include "cards/VCardSplitter.h"
 #include "tools/phonectl/Phonebook.h"
 #include "tools/phonectl/ProgressBar.h"
 
@@ -13,7 +13,7 @@ namespace phonectl {
 /// Takes .vcf files into the phonebook, card by card, as the phone takes cards that come in. What
 /// is not stored is told on standard error, a line for each card.
 ///
-/// Threads: as PatientCall.
+/// Threads: as BlockingCall.
 class CardImport {
  public:
   explicit CardImport(Phonebook& book) : m_book(book) {}

@@ -7,7 +7,7 @@
 #include "cards/CardJson.h"
 #include "cards/CardText.h"
 #include "cards/SafeText.h"
-#include "tools/phonectl/NearBluez.h"
+#include "tools/phonectl/BlockingBluez.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/StopSignals.h"
 #include "tools/phonectl/VisibleTime.h"
@@ -43,7 +43,7 @@ DevicesCommand::DevicesCommand(CLI::App& parent)
 
 int DevicesCommand::start(const BusPlace&) {
   const StopSignals signals;
-  NearBluez bluez(signals);
+  BlockingBluez bluez(signals);
   if (!bluez.ready()) throw Failure(kFailed, bluez.missing() + ". See: phonectl doctor");
   const host::AdapterFacts* const adapter = bluez.objects().adapter("");
   if (adapter == nullptr) {
@@ -69,11 +69,11 @@ std::vector<DevicesCommand::Row> DevicesCommand::rowsOf(const host::BluezObjects
   std::map<std::string, Row> rows;
   for (const auto& [path, device] : objects.devices()) {
     if (device.address.empty()) continue;
-    const host::Peer peer = host::PeerBook::peerOf(device);
+    const host::Peer peer = host::DeviceRegistry::peerOf(device);
     const auto [entry, isNew] = rows.try_emplace(device.address);
     Row& row = entry->second;
     row.address = device.address;
-    row.peer = isNew ? peer : host::PeerBook::join(row.peer, peer);
+    row.peer = isNew ? peer : host::DeviceRegistry::join(row.peer, peer);
     row.trusted = (isNew || row.trusted) && device.trusted;
     row.connected = row.connected || device.connected;
     row.near = row.near || device.near || device.connected;
@@ -86,7 +86,7 @@ std::vector<DevicesCommand::Row> DevicesCommand::rowsOf(const host::BluezObjects
 }
 
 std::string DevicesCommand::trustOf(const Row& row) {
-  const bool onlyPaired = row.peer.standing == host::Peer::Standing::kStranger && row.peer.paired;
+  const bool onlyPaired = row.peer.trust == host::Peer::TrustLevel::kStranger && row.peer.paired;
   return onlyPaired ? "paired" : row.peer.word();
 }
 
@@ -109,7 +109,7 @@ void DevicesCommand::printJson(const std::vector<Row>& rows) {
                    {"trust", trustOf(row)},
                    {"paired", row.peer.paired},
                    {"trusted", row.trusted},
-                   {"blocked", row.peer.standing == host::Peer::Standing::kBlocked},
+                   {"blocked", row.peer.trust == host::Peer::TrustLevel::kBlocked},
                    {"connected", row.connected},
                    {"near", row.near}});
   }

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 #include "tools/phonectl/Command.h"
 
 namespace phonectl {

@@ -4,10 +4,10 @@
 #include "framework/Storage.h"
 #include "host/app/ImagesFolder.h"
 #include "host/app/PhonebookDisk.h"
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/BluetoothChecks.h"
 #include "tools/phonectl/HostCheck.h"
-#include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/Phonebook.h"
-#include "tools/phonectl/RadioExam.h"
 
 namespace phonectl {
 
@@ -35,7 +35,7 @@ Doctor::Doctor(const StopSignals& signals) : m_signals(signals) {}
 Diagnosis Doctor::examine(const BusPlace& place) {
   askPhone(place);
   examineImages();
-  RadioExam radio(m_signals, m_status, m_phoneProcess, m_diagnosis);
+  BluetoothChecks radio(m_signals, m_status, m_phoneProcess, m_diagnosis);
   radio.examine();
   examineReceiving();
   radio.examinePolicy();
@@ -45,7 +45,7 @@ Diagnosis Doctor::examine(const BusPlace& place) {
 void Doctor::askPhone(const BusPlace& place) {
   try {
     PhoneBus bus(place);
-    m_status.emplace(PatientCall(bus, m_signals).run(PhoneStatus::question()));
+    m_status.emplace(BlockingCall(bus, m_signals).run(PhoneStatus::question()));
     examinePhone(bus);
     examineVersions();
     examinePhonebook(bus);

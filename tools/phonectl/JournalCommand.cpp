@@ -7,8 +7,8 @@
 #include "cards/CardJson.h"
 #include "cards/CardText.h"
 #include "cards/SafeText.h"
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Output.h"
-#include "tools/phonectl/PatientCall.h"
 
 namespace phonectl {
 
@@ -101,7 +101,7 @@ JournalCommand::JournalCommand(CLI::App& parent)
 int JournalCommand::run(PhoneBus& bus) {
   const StopSignals signals;
   const std::vector<Parameters> entries = entriesIn(
-      PatientCall(bus, signals)
+      BlockingCall(bus, signals)
           .run({kPhone, "Journal",
                 Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_last))}));
   if (m_json) {

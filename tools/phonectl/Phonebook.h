@@ -5,13 +5,13 @@
 
 #include "cards/Card.h"
 #include "host/directory/DirectoryClient.h"
-#include "tools/phonectl/PatientCall.h"
+#include "tools/phonectl/BlockingCall.h"
 
 namespace phonectl {
 
 /// The phone's phonebook, asked over the bus.
 ///
-/// Threads: as PatientCall. Errors come as Failure, with the phonebook's own reason where it
+/// Threads: as BlockingCall. Errors come as Failure, with the phonebook's own reason where it
 /// refused.
 class Phonebook {
  public:
@@ -43,7 +43,7 @@ class Phonebook {
   host::DirectoryAnswer ask(const std::string& request);
   host::DirectoryAnswer answerTo(const std::string& request);
 
-  PatientCall m_patient;
+  BlockingCall m_patient;
 };
 
 }  // namespace phonectl

@@ -47,7 +47,7 @@ ReceiveCommand::ReceiveCommand(CLI::App& parent)
 
 int ReceiveCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  PatientCall patient(bus, signals);
+  BlockingCall patient(bus, signals);
   const Glib::VariantContainerBase body = Parameters().addBool("obexEnableParam", on()).body();
   std::string missingRadio;
   const auto answer =
@@ -72,7 +72,7 @@ void ReceiveCommand::tellHandedOver(const std::string& missingRadio) const {
   printLine("It can't be stopped now, because the radio is missing: " + missingRadio);
 }
 
-void ReceiveCommand::tellOn(PatientCall& patient) {
+void ReceiveCommand::tellOn(BlockingCall& patient) {
   std::optional<PhoneStatus> status;
   const auto settled = [&] {
     return status && (status->listening() || !status->missingRadio().empty());
@@ -91,7 +91,7 @@ void ReceiveCommand::tellOn(PatientCall& patient) {
   }
 }
 
-void ReceiveCommand::makeVisible(PatientCall& patient) const {
+void ReceiveCommand::makeVisible(BlockingCall& patient) const {
   patient.run({kPhone, "SetVisible",
                Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_visible))});
   std::optional<PhoneStatus> status;

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Command.h"
-#include "tools/phonectl/PatientCall.h"
 
 namespace phonectl {
 
@@ -16,8 +16,8 @@ class ReceiveCommand : public Command {
  private:
   [[nodiscard]] bool on() const { return m_state == "on"; }
   void tellHandedOver(const std::string& missingRadio) const;
-  static void tellOn(PatientCall& patient);
-  void makeVisible(PatientCall& patient) const;
+  static void tellOn(BlockingCall& patient);
+  void makeVisible(BlockingCall& patient) const;
 
   std::string m_state;
   int m_visible = 0;  ///< seconds, -1 for ever, 0 for as it is

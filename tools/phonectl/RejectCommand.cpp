@@ -1,8 +1,8 @@
 #include "tools/phonectl/RejectCommand.h"
 
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Parameters.h"
-#include "tools/phonectl/PatientCall.h"
 
 namespace phonectl {
 
@@ -14,7 +14,7 @@ RejectCommand::RejectCommand(CLI::App& parent)
 
 int RejectCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  PatientCall(bus, signals).run({kService, "vCardsRejectedEvent", Parameters().body()});
+  BlockingCall(bus, signals).run({kService, "vCardsRejectedEvent", Parameters().body()});
   printLine("No card waits any more.");
   return kDone;
 }

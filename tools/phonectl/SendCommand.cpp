@@ -7,8 +7,8 @@
 #include <iostream>
 
 #include "cards/SafeText.h"
+#include "tools/phonectl/BlockingBluez.h"
 #include "tools/phonectl/ContactFile.h"
-#include "tools/phonectl/NearBluez.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Phonebook.h"
 
@@ -103,7 +103,7 @@ void SendCommand::findDestination(PhoneBus& bus, const StopSignals& signals) {
   static_cast<void>(bus.phoneOwner());
   m_destination.address = m_device;
   if (!isAddress(m_device)) {
-    const NearBluez bluez(signals);
+    const BlockingBluez bluez(signals);
     if (!bluez.ready())
       throw Failure(kFailed, "devices can't be found by name: " + bluez.missing() +
                                  ". Name the device by its address");

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cards/Contact.h"
-#include "tools/phonectl/PatientCall.h"
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/PhoneEvents.h"
 #include "tools/phonectl/PhoneObserver.h"
 
@@ -22,7 +22,7 @@ struct Destination {
 /// The sending of one contact, from its hand-over to the outcome, as an observer of the phone. All
 /// errors come as Failure, whose sentence says what has become of the contact.
 ///
-/// Threads: as PatientCall.
+/// Threads: as BlockingCall.
 class Sending : private PhoneEvents {
  public:
   /// Subscribes.
@@ -57,7 +57,7 @@ class Sending : private PhoneEvents {
   void takeOutcome(bool sent, const std::string& contact);
 
   PhoneBus& m_bus;
-  PatientCall m_patient;
+  BlockingCall m_patient;
   PhoneObserver m_observer;
   std::optional<std::string> m_handedOver;  ///< the name that the phone tells for our contact
   bool m_handingOver = false;

@@ -1,8 +1,8 @@
 #include "tools/phonectl/StatusCommand.h"
 
 #include "cards/CardJson.h"
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Output.h"
-#include "tools/phonectl/PatientCall.h"
 #include "tools/phonectl/PhoneStatus.h"
 #include "tools/phonectl/StopSignals.h"
 
@@ -16,7 +16,7 @@ StatusCommand::StatusCommand(CLI::App& parent)
 
 int StatusCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  const PhoneStatus status(PatientCall(bus, signals).run(PhoneStatus::question()));
+  const PhoneStatus status(BlockingCall(bus, signals).run(PhoneStatus::question()));
   if (m_json) {
     printLine(cards::jsonLine(status.json()));
   } else {

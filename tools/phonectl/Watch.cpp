@@ -16,7 +16,7 @@ void note(const std::string& sentence) { std::cerr << "phonectl: " << sentence <
 Watch::Watch(PhoneBus& bus, WatchView& view, Mode mode)
     : m_bus(bus), m_view(view), m_mode(mode), m_observer(bus, *this) {
   if (mode == Mode::Ask) {
-    m_question.emplace([this](Question::Answer answer) { answered(answer); });
+    m_prompt.emplace([this](Prompt::Answer answer) { answered(answer); });
   }
 }
 
@@ -34,7 +34,7 @@ int Watch::run() {
     Glib::MainContext::get_default()->iteration(true);
   }
   if (m_failure) throw *m_failure;
-  if (m_question) m_question->takeBack();
+  if (m_prompt) m_prompt->takeBack();
   return kDone;
 }
 
@@ -60,7 +60,7 @@ void Watch::vanished() {
     const long long waiting = m_waiting;
     m_waiting = 0;
     m_announced = m_answering = m_postponed = false;
-    if (m_question) m_question->takeBack();
+    if (m_prompt) m_prompt->takeBack();
     m_view.phoneGone(waiting);
   });
 }
@@ -131,23 +131,23 @@ void Watch::decide() {
   if (m_waiting == 0 || m_answering) return;
   if (m_mode == Mode::Accept) send(true);
   if (m_mode == Mode::Reject) send(false);
-  if (m_mode == Mode::Ask && !m_postponed) m_question->ask(m_waiting);
+  if (m_mode == Mode::Ask && !m_postponed) m_prompt->ask(m_waiting);
 }
 
-void Watch::answered(Question::Answer answer) {
+void Watch::answered(Prompt::Answer answer) {
   guarded([&] {
-    m_question->takeBack();
-    m_postponed = answer != Question::Answer::Unclear;
+    m_prompt->takeBack();
+    m_postponed = answer != Prompt::Answer::Unclear;
     switch (answer) {
-      case Question::Answer::Yes:
+      case Prompt::Answer::Yes:
         return send(true);
-      case Question::Answer::No:
+      case Prompt::Answer::No:
         return send(false);
-      case Question::Answer::Later:
+      case Prompt::Answer::Later:
         return note("the next card asks again; phonectl accept and phonectl reject answer as well");
-      case Question::Answer::Unclear:
-        return m_question->askAgain();
-      case Question::Answer::Ended:
+      case Prompt::Answer::Unclear:
+        return m_prompt->askAgain();
+      case Prompt::Answer::Ended:
         return note(
             "there are no more answers on standard input; use phonectl accept or "
             "phonectl reject");
@@ -209,7 +209,7 @@ void Watch::failCall(const Failure& failure) {
 template <typename Show>
 void Watch::show(const Show& show) {
   guarded([&] {
-    if (m_question) m_question->takeBack();
+    if (m_prompt) m_prompt->takeBack();
     announce();
     show();
     decide();

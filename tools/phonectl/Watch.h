@@ -9,7 +9,7 @@
 #include "tools/phonectl/PhoneBus.h"
 #include "tools/phonectl/PhoneEvents.h"
 #include "tools/phonectl/PhoneObserver.h"
-#include "tools/phonectl/Question.h"
+#include "tools/phonectl/Prompt.h"
 #include "tools/phonectl/WatchView.h"
 
 namespace phonectl {
@@ -54,7 +54,7 @@ class Watch : private PhoneEvents {
 
   // What the user says.
   void decide();
-  void answered(Question::Answer answer);
+  void answered(Prompt::Answer answer);
   void send(bool accept);
   void answerTaken(bool accept);
 
@@ -69,7 +69,7 @@ class Watch : private PhoneEvents {
   PhoneBus& m_bus;
   WatchView& m_view;
   const Mode m_mode;
-  std::optional<Question> m_question;
+  std::optional<Prompt> m_prompt;
   std::optional<Failure> m_failure;  ///< why the loop ends
   bool m_seen = false;               ///< the phone was there at some time
   unsigned m_nameWatch = 0;

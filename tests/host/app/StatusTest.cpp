@@ -1,5 +1,5 @@
 #include "host/app/Status.h"
-#include "host/directory/WithoutSecrets.h"
+#include "host/directory/RedactPassword.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -74,21 +74,21 @@ TEST_F(StatusTest, argumentsAreRefused) {
 }
 
 TEST(SecretsTest, aPasswordIsBlottedOut) {
-  EXPECT_EQ(host::withoutSecrets("postgresql://host=db user=me password=secret dbname=x"),
+  EXPECT_EQ(host::redactPassword("postgresql://host=db user=me password=secret dbname=x"),
             "postgresql://host=db user=me password=*** dbname=x");
-  EXPECT_EQ(host::withoutSecrets("mysql://pass=secret"), "mysql://pass=***");
-  EXPECT_EQ(host::withoutSecrets("x://PWD = 'two words' host=h"), "x://PWD = *** host=h");
-  EXPECT_EQ(host::withoutSecrets("x://me:secret@db/book"), "x://me:***@db/book");
-  EXPECT_EQ(host::withoutSecrets("x://me:se/cr@t@db/book"), "x://me:***@db/book");
-  EXPECT_EQ(host::withoutSecrets("x:/me:secret@db"), "x:/me:***@db");
-  EXPECT_EQ(host::withoutSecrets("x://me:@db:1?sslpassword=secret&a=b"),
+  EXPECT_EQ(host::redactPassword("mysql://pass=secret"), "mysql://pass=***");
+  EXPECT_EQ(host::redactPassword("x://PWD = 'two words' host=h"), "x://PWD = *** host=h");
+  EXPECT_EQ(host::redactPassword("x://me:secret@db/book"), "x://me:***@db/book");
+  EXPECT_EQ(host::redactPassword("x://me:se/cr@t@db/book"), "x://me:***@db/book");
+  EXPECT_EQ(host::redactPassword("x:/me:secret@db"), "x:/me:***@db");
+  EXPECT_EQ(host::redactPassword("x://me:@db:1?sslpassword=secret&a=b"),
             "x://me:***@db:1?sslpassword=***&a=b");
 }
 
 TEST(SecretsTest, everythingElseStays) {
   for (const char* text : {"sqlite3:///home/me/phonebook.db", "", "sqlite3://C:\\book.db",
                            "postgresql://host=db dbname=password"})
-    EXPECT_EQ(host::withoutSecrets(text), text);
+    EXPECT_EQ(host::redactPassword(text), text);
 }
 
 TEST(RadioStatusTest, followsTheLink) {

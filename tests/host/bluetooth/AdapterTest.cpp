@@ -112,9 +112,9 @@ TEST_F(AdapterTest, ThatCannotBeMadeVisibleIsToldWithTheReason) {
   begin();
   m_bluez.tell("fail Set org.bluez.Error.NotPermitted");
   m_bluez.addAdapter();
-  m_bluetooth.makeVisible(host::AdapterCare::kForEver);
+  m_bluetooth.makeVisible(host::AdapterManager::kForEver);
   ASSERT_TRUE(problemBecomes("can't be made visible: as the test wants"));
-  EXPECT_EQ(m_bluetooth.state().visibleSeconds, host::AdapterCare::kForEver);
+  EXPECT_EQ(m_bluetooth.state().visibleSeconds, host::AdapterManager::kForEver);
 }
 
 TEST_F(AdapterTest, WhatIsOfOddTypesSwitchesNothing) {

@@ -82,8 +82,8 @@ class SdpQueryTest : public testing::Test {
          {static_cast<std::uint8_t>(continuation.size())},
          continuation});
   }
-  SdpQuery::Answer ask(std::chrono::milliseconds patience = std::chrono::seconds(60)) {
-    const SdpQuery::Answer answer = m_query.askOver(m_sockets[0], patience);
+  SdpQuery::Answer ask(std::chrono::milliseconds timeout = std::chrono::seconds(60)) {
+    const SdpQuery::Answer answer = m_query.askOver(m_sockets[0], timeout);
     if (m_device.joinable()) m_device.join();
     return answer;
   }

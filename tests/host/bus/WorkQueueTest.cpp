@@ -42,7 +42,7 @@ TEST_F(WorkQueueTest, givesOutInTheOrderOfComing) {
   m_queue.push([&trace] { trace = "ran"; });
   offer("b");
   EXPECT_EQ(takeMember(), "a");
-  m_queue.take().errand();
+  m_queue.take().task();
   EXPECT_EQ(trace, "ran");
   EXPECT_EQ(takeMember(), "b");
 }
@@ -67,7 +67,7 @@ TEST_F(WorkQueueTest, errandsAreNeverRefused) {
   for (std::size_t i = 0; i < host::kMaxQueuedCalls; ++i) offer("a");
   m_queue.push([] {});
   for (std::size_t i = 0; i < host::kMaxQueuedCalls; ++i) takeMember();
-  EXPECT_TRUE(static_cast<bool>(m_queue.take().errand));
+  EXPECT_TRUE(static_cast<bool>(m_queue.take().task));
 }
 
 TEST_F(WorkQueueTest, oneCallMayBeLargerThanAllTogether) {
@@ -90,7 +90,7 @@ TEST_F(WorkQueueTest, closingWakesWhoWaits) {
   m_queue.close();
   waiting.join();
   EXPECT_EQ(work.call, nullptr);
-  EXPECT_FALSE(static_cast<bool>(work.errand));
+  EXPECT_FALSE(static_cast<bool>(work.task));
 }
 
 TEST_F(WorkQueueTest, aClosedQueueTakesNothingAndGivesNothing) {

@@ -38,9 +38,9 @@ class DirectoryPostgresTest : public DirectoryTest {
   }
   /// The name of the test's own database.
   std::string Database() { return Sql("SELECT current_database()"); }
-  void OpenWithPatience(std::chrono::milliseconds patience) {
+  void OpenWithPatience(std::chrono::milliseconds timeout) {
     host::PhoneBookOptions options = Options();
-    options.serverTimeout = patience;
+    options.serverTimeout = timeout;
     m_service = std::make_unique<host::DirectoryService>(options);
   }
 };

@@ -8,7 +8,7 @@
 
 #include "host/directory/PhoneBook.h"
 #include "host/push/Journal.h"
-#include "host/push/RunName.h"
+#include "host/push/RunId.h"
 #include "tests/host/directory/BookPlace.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/WaitFor.h"

@@ -12,7 +12,7 @@ using host::JournalTable;
 /// What telephones do to each other in a database that they share.
 class JournalPostgresTest : public JournalTest {
  protected:
-  /// Writes with some patience for others, as the journal does; what else is wrong is a failure.
+  /// Writes with some timeout for others, as the journal does; what else is wrong is a failure.
   void writeAs(const std::string& run, const host::JournalEntry& entry) const {
     JournalTable table(connection(), run, 1000);
     for (bool written = false; !written;) {

@@ -2,8 +2,8 @@
 
 /// What makes a local socket a radio one.
 ///
-/// The radio keeps no list of descriptors. It writes a mark into the socket itself: the value of
-/// SO_MAX_PACING_RATE, which means nothing to a local socket. So the mark goes wherever the socket
+/// The radio keeps no list of descriptors. It writes a state into the socket itself: the value of
+/// SO_MAX_PACING_RATE, which means nothing to a local socket. So the state goes wherever the socket
 /// goes, over dup, fork, exec and a descriptor sent to another process, disappears with it, and
 /// needs no lock; a number that was given to something else is never mistaken for the radio's.
 
@@ -21,7 +21,7 @@ enum class State : uint8_t {
   kShutDown,  ///< by shutdown()
 };
 
-struct Mark {
+struct SocketState {
   State state = State::kOpen;
   bool anyAddress = false;  ///< bound without naming an adapter
   bool master = false;      ///< RFCOMM_LM_MASTER was asked for
@@ -29,13 +29,13 @@ struct Mark {
 };
 
 /// True when the descriptor is a radio socket. Any thread, also in a signal handler; errno is kept.
-bool readMark(int fd, Mark* mark);
+bool readState(int fd, SocketState* state);
 
 /// 0 or a negative error number.
-int writeMark(int fd, const Mark& mark);
+int writeState(int fd, const SocketState& state);
 
-inline bool isLinked(const Mark& mark) {
-  return mark.state == State::kConnected || mark.state == State::kAccepted;
+inline bool isLinked(const SocketState& state) {
+  return state.state == State::kConnected || state.state == State::kAccepted;
 }
 
 }  // namespace radio

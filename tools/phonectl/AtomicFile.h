@@ -9,13 +9,13 @@ namespace phonectl {
 /// file, whose mode it gets. A link is followed: what it leads to is replaced.
 ///
 /// Errors are Failure, with a sentence that names the file. Threads: one.
-class NewFile {
+class AtomicFile {
  public:
-  explicit NewFile(const std::string& path);
+  explicit AtomicFile(const std::string& path);
   /// What was not committed is gone.
-  ~NewFile();
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
+  ~AtomicFile();
+  AtomicFile(const AtomicFile&) = delete;
+  AtomicFile& operator=(const AtomicFile&) = delete;
 
   void write(const std::string& bytes);
   /// From now on it is there. To be called once, after everything was written.

@@ -8,9 +8,9 @@ namespace radio {
 ///
 /// Made before a descriptor goes away, asked to finish after it. It never waits: what it cannot
 /// remove now is removed by whoever comes across it. errno is kept; signal handlers may use it.
-class Tidying {
+class ListenerCleanup {
  public:
-  explicit Tidying(int fd);
+  explicit ListenerCleanup(int fd);
   void finish() const;
 
  private:

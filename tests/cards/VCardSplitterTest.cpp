@@ -1,4 +1,4 @@
-#include "cards/CardCutter.h"
+#include "cards/VCardSplitter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,18 +29,18 @@ const std::string kC = "BEGIN:VCARD\rN:C\rEND:VCARD\r";
 
 }  // namespace
 
-TEST(CardCutter, CutsBehindEachEnd) { EXPECT_THAT(textsIn(kA + kA), ElementsAre(kA, kA)); }
+TEST(VCardSplitter, CutsBehindEachEnd) { EXPECT_THAT(textsIn(kA + kA), ElementsAre(kA, kA)); }
 
-TEST(CardCutter, TakesEveryKindOfLineEnd) {
+TEST(VCardSplitter, TakesEveryKindOfLineEnd) {
   EXPECT_THAT(textsIn(kA + kB + kC + kB), ElementsAre(kA, kB, kC, kB));
 }
 
-TEST(CardCutter, TakesEveryCase) {
+TEST(VCardSplitter, TakesEveryCase) {
   EXPECT_THAT(textsIn("begin:vcard\nend:vCard\nEnd:Vcard\n"),
               ElementsAre("begin:vcard\nend:vCard\n", "End:Vcard\n"));
 }
 
-TEST(CardCutter, TakesAnEndWithWhiteSpaceGroupOrParameters) {
+TEST(VCardSplitter, TakesAnEndWithWhiteSpaceGroupOrParameters) {
   for (const char* end : {"END:VCARD \n", "END : VCARD\t\n", "a.END:VCARD\n", "END;X=1:VCARD\n",
                           "END:VC\n ARD\n", "EN\n\tD:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + end;
@@ -48,7 +48,7 @@ TEST(CardCutter, TakesAnEndWithWhiteSpaceGroupOrParameters) {
   }
 }
 
-TEST(CardCutter, DoesNotCutWithinAContinuedLine) {
+TEST(VCardSplitter, DoesNotCutWithinAContinuedLine) {
   for (const char* line : {"NOTE:x\n END:VCARD\n", "NOTE:x\r\n\tEND:VCARD\r\n", "N:\r END:VCARD\r",
                            "NOTE:x\n y\n END:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + line + "END:VCARD\n";
@@ -56,7 +56,7 @@ TEST(CardCutter, DoesNotCutWithinAContinuedLine) {
   }
 }
 
-TEST(CardCutter, DoesNotCutAtOtherEnds) {
+TEST(VCardSplitter, DoesNotCutAtOtherEnds) {
   for (const char* line : {"END:VCALENDAR\n", "X-END:VCARD\n", "END;VCARD\n", "NOTE:END:VCARD\n",
                            "END:VCARD2\n", "END\n", "\n END:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + line + "END:VCARD\n";
@@ -64,37 +64,37 @@ TEST(CardCutter, DoesNotCutAtOtherEnds) {
   }
 }
 
-TEST(CardCutter, KeepsWhatStandsBehindTheLastEnd) {
+TEST(VCardSplitter, KeepsWhatStandsBehindTheLastEnd) {
   EXPECT_THAT(textsIn(kA + "BEGIN:VCARD\nN:B"), ElementsAre(kA, "BEGIN:VCARD\nN:B"));
   EXPECT_THAT(textsIn(kA + "x"), ElementsAre(kA, "x"));
 }
 
-TEST(CardCutter, KeepsWhatStandsBetweenCardsAndBeforeThem) {
+TEST(VCardSplitter, KeepsWhatStandsBetweenCardsAndBeforeThem) {
   EXPECT_THAT(textsIn("hello\n" + kA + "N:x\n y\n" + kB),
               ElementsAre("hello\n", kA, "N:x\n y\n", kB));
 }
 
-TEST(CardCutter, TakesALastLineWithoutItsEnd) {
+TEST(VCardSplitter, TakesALastLineWithoutItsEnd) {
   EXPECT_THAT(textsIn("BEGIN:VCARD\nEND:VCARD"), ElementsAre("BEGIN:VCARD\nEND:VCARD"));
 }
 
-TEST(CardCutter, LeavesOnlyWhiteSpaceOut) {
+TEST(VCardSplitter, LeavesOnlyWhiteSpaceOut) {
   EXPECT_TRUE(cutCards("").empty());
   EXPECT_TRUE(cutCards(" \r\n\t\n").empty());
   EXPECT_THAT(textsIn("\n\n" + kA + "\r\n \n" + kB + "\n"), ElementsAre(kA, kB));
 }
 
-TEST(CardCutter, PassesOverTheMarkBeforeUtf8) {
+TEST(VCardSplitter, PassesOverTheMarkBeforeUtf8) {
   EXPECT_THAT(textsIn("\xEF\xBB\xBF" + kA), ElementsAre(kA));
 }
 
-TEST(CardCutter, TellsTheLineWhereACardStarts) {
+TEST(VCardSplitter, TellsTheLineWhereACardStarts) {
   EXPECT_THAT(linesIn(kA + kB + kC + kA), ElementsAre(1U, 4U, 7U, 10U));
   EXPECT_THAT(linesIn("\n\n" + kA + "\r\n" + kB), ElementsAre(3U, 7U));
   EXPECT_THAT(linesIn("hello\n y\n" + kA), ElementsAre(1U, 3U));
 }
 
-TEST(CardCutter, CountsBegins) {
+TEST(VCardSplitter, CountsBegins) {
   const auto cards = cutCards("BEGIN:VCARD\nN:A\nBEGIN:VCARD\nEND:VCARD\n" + kA + "x\n");
   ASSERT_EQ(cards.size(), 3U);
   EXPECT_EQ(cards[0].begins, 2U);

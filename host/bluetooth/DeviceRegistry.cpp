@@ -1,22 +1,22 @@
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 
 #include <utility>
 
 namespace host {
 namespace {
 
-using Standing = Peer::Standing;
+using TrustLevel = Peer::TrustLevel;
 
 /// How little is to be let in by it.
-int severity(Standing standing) {
-  switch (standing) {
-    case Standing::kBlocked:
+int severity(TrustLevel trust) {
+  switch (trust) {
+    case TrustLevel::kBlocked:
       return 3;
-    case Standing::kUnknown:
+    case TrustLevel::kUnknown:
       return 2;
-    case Standing::kStranger:
+    case TrustLevel::kStranger:
       return 1;
-    case Standing::kTrusted:
+    case TrustLevel::kTrusted:
       return 0;
   }
   return 2;
@@ -25,42 +25,42 @@ int severity(Standing standing) {
 }  // namespace
 
 const char* Peer::word() const {
-  switch (standing) {
-    case Standing::kBlocked:
+  switch (trust) {
+    case TrustLevel::kBlocked:
       return "blocked";
-    case Standing::kTrusted:
+    case TrustLevel::kTrusted:
       return "trusted";
-    case Standing::kStranger:
+    case TrustLevel::kStranger:
       return "stranger";
-    case Standing::kUnknown:
+    case TrustLevel::kUnknown:
       break;
   }
   return "unknown";
 }
 
 // An address alone proves nothing, anyone can claim it. Only with a paired device there is a key.
-Peer PeerBook::peerOf(const DeviceFacts& device) {
+Peer DeviceRegistry::peerOf(const DeviceFacts& device) {
   Peer peer;
   peer.name = device.name;
   peer.paired = device.paired;
   if (device.blocked) {
-    peer.standing = Standing::kBlocked;
+    peer.trust = TrustLevel::kBlocked;
   } else if (!device.judged) {
-    peer.standing = Standing::kUnknown;
+    peer.trust = TrustLevel::kUnknown;
   } else {
-    peer.standing = device.paired && device.trusted ? Standing::kTrusted : Standing::kStranger;
+    peer.trust = device.paired && device.trusted ? TrustLevel::kTrusted : TrustLevel::kStranger;
   }
   return peer;
 }
 
-Peer PeerBook::join(const Peer& one, const Peer& other) {
-  Peer joined = severity(one.standing) >= severity(other.standing) ? one : other;
+Peer DeviceRegistry::join(const Peer& one, const Peer& other) {
+  Peer joined = severity(one.trust) >= severity(other.trust) ? one : other;
   if (joined.name.empty()) joined.name = one.name.empty() ? other.name : one.name;
   joined.paired = one.paired && other.paired;
   return joined;
 }
 
-void PeerBook::update(const BluezObjects& objects, bool known) {
+void DeviceRegistry::update(const BluezObjects& objects, bool known) {
   if (!known) {
     // Who was blocked is so until something else is known.
     const std::lock_guard lock(m_mutex);
@@ -79,23 +79,23 @@ void PeerBook::update(const BluezObjects& objects, bool known) {
   m_known = objects.complete();
 }
 
-bool PeerBook::known() const {
+bool DeviceRegistry::known() const {
   const std::lock_guard lock(m_mutex);
   return m_known;
 }
 
-Peer PeerBook::find(const std::string& address) const {
+Peer DeviceRegistry::find(const std::string& address) const {
   const std::string normal = normalAddress(address);
   const std::lock_guard lock(m_mutex);
   const auto found = m_peers.find(normal);
   if (found != m_peers.end()) {
     Peer peer = found->second;
-    if (!m_known && peer.standing != Standing::kBlocked) peer.standing = Standing::kUnknown;
+    if (!m_known && peer.trust != TrustLevel::kBlocked) peer.trust = TrustLevel::kUnknown;
     return peer;
   }
   Peer peer;
   // BlueZ keeps every device that it was told something about: this one it wasn't.
-  if (m_known && !normal.empty()) peer.standing = Standing::kStranger;
+  if (m_known && !normal.empty()) peer.trust = TrustLevel::kStranger;
   return peer;
 }
 

@@ -1,4 +1,4 @@
-#include "host/directory/BookTables.h"
+#include "host/directory/Schema.h"
 
 #include "host/directory/EntryTable.h"
 
@@ -12,7 +12,7 @@ constexpr int kVersion = 1;
 
 }  // namespace
 
-bool BookTables::exist() {
+bool Schema::exist() {
   bool known = false;
   bool foreign = false;
   std::string table;
@@ -29,7 +29,7 @@ bool BookTables::exist() {
 }
 
 // Two processes may come here at a time with the same new file; the first statement makes one wait.
-void BookTables::create() {
+void Schema::create() {
   soci::transaction transaction(m_session);
   m_backend.claim(m_session);
   m_session << "CREATE TABLE IF NOT EXISTS phonebook_version (version INTEGER NOT NULL)";
@@ -43,7 +43,7 @@ void BookTables::create() {
   transaction.commit();
 }
 
-void BookTables::checkVersion() {
+void Schema::checkVersion() {
   int version = 0;
   m_session << "SELECT version FROM phonebook_version", soci::into(version);
   if (version == kVersion) return;

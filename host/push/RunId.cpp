@@ -1,4 +1,4 @@
-#include "host/push/RunName.h"
+#include "host/push/RunId.h"
 
 #include <pwd.h>
 #include <sys/utsname.h>

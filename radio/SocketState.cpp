@@ -1,4 +1,4 @@
-#include "radio/Mark.h"
+#include "radio/SocketState.h"
 
 #include <sys/socket.h>
 
@@ -18,22 +18,22 @@ constexpr uint32_t kMaster = 0x80;
 
 }  // namespace
 
-bool readMark(int fd, Mark* mark) {
+bool readState(int fd, SocketState* state) {
   uint32_t value = 0;
   socklen_t length = sizeof value;
   if (kernel::getSockOpt(fd, SOL_SOCKET, SO_MAX_PACING_RATE, &value, &length) < 0) return false;
   if (length != sizeof value || (value & kMagicMask) != kMagic) return false;
-  mark->state = static_cast<State>(value & kStateMask);
-  mark->anyAddress = (value & kAnyAddress) != 0;
-  mark->master = (value & kMaster) != 0;
-  mark->security = static_cast<uint8_t>((value >> kSecurityShift) & kSecurityMask);
+  state->state = static_cast<State>(value & kStateMask);
+  state->anyAddress = (value & kAnyAddress) != 0;
+  state->master = (value & kMaster) != 0;
+  state->security = static_cast<uint8_t>((value >> kSecurityShift) & kSecurityMask);
   return true;
 }
 
-int writeMark(int fd, const Mark& mark) {
-  const uint32_t value = kMagic | static_cast<uint32_t>(mark.state) |
-                         (mark.anyAddress ? kAnyAddress : 0) | (mark.master ? kMaster : 0) |
-                         (static_cast<uint32_t>(mark.security) << kSecurityShift);
+int writeState(int fd, const SocketState& state) {
+  const uint32_t value = kMagic | static_cast<uint32_t>(state.state) |
+                         (state.anyAddress ? kAnyAddress : 0) | (state.master ? kMaster : 0) |
+                         (static_cast<uint32_t>(state.security) << kSecurityShift);
   return kernel::setSockOpt(fd, SOL_SOCKET, SO_MAX_PACING_RATE, &value, sizeof value);
 }
 

@@ -1,18 +1,18 @@
-#include "tools/phonectl/PatientCall.h"
+#include "tools/phonectl/BlockingCall.h"
 
 #include <memory>
 
 namespace phonectl {
 
-Glib::VariantContainerBase PatientCall::run(const PhoneCall& call) {
+Glib::VariantContainerBase BlockingCall::run(const PhoneCall& call) {
   return *runUnless(call, [](const PhoneStatus&) { return false; });
 }
 
-Glib::VariantContainerBase PatientCall::runQuietly(const PhoneCall& call) {
+Glib::VariantContainerBase BlockingCall::runQuietly(const PhoneCall& call) {
   return *wait(call, false);
 }
 
-std::optional<Glib::VariantContainerBase> PatientCall::runUnless(
+std::optional<Glib::VariantContainerBase> BlockingCall::runUnless(
     const PhoneCall& call, const BusyNotice::OnStatus& leave) {
   bool left = false;
   const BusyNotice notice(m_bus, [&](const PhoneStatus& status) {
@@ -22,8 +22,8 @@ std::optional<Glib::VariantContainerBase> PatientCall::runUnless(
   return wait(call, left);
 }
 
-std::optional<Glib::VariantContainerBase> PatientCall::wait(const PhoneCall& call,
-                                                            const bool& left) {
+std::optional<Glib::VariantContainerBase> BlockingCall::wait(const PhoneCall& call,
+                                                             const bool& left) {
   const Lifetime lifetime;
   std::optional<PhoneBus::Answer> answer;
   m_bus.call(call, lifetime.bind([&](const PhoneBus::Answer& given) { answer = given; }));
@@ -36,7 +36,7 @@ std::optional<Glib::VariantContainerBase> PatientCall::wait(const PhoneCall& cal
   return answer->body;
 }
 
-bool PatientCall::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
+bool BlockingCall::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
   bool over = false;
   sigc::connection timer = Glib::signal_timeout().connect(
       [&over] {
@@ -54,7 +54,7 @@ bool PatientCall::waitUntil(const std::function<bool()>& condition, unsigned mil
   return condition();
 }
 
-void PatientCall::throwIfLeft() const {
+void BlockingCall::throwIfLeft() const {
   if (m_signals.caught() == 0) return;
   throw Failure(kSignalled + m_signals.caught(),
                 "left before the phone had answered. What was asked of it stays with it");

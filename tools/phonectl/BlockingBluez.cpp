@@ -1,4 +1,4 @@
-#include "tools/phonectl/NearBluez.h"
+#include "tools/phonectl/BlockingBluez.h"
 
 #include <atomic>
 #include <map>
@@ -46,22 +46,22 @@ GVariant* classicOnly() {
 
 }  // namespace
 
-NearBluez::NearBluez(const StopSignals& signals) : m_signals(signals) {
+BlockingBluez::BlockingBluez(const StopSignals& signals) : m_signals(signals) {
   m_bluez.start([this] { m_told = true; });
   waitUntil([this] { return m_told; }, kPatienceMilliseconds);
 }
 
-bool NearBluez::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
+bool BlockingBluez::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
   const bool holds = runUntil(m_signals, condition, milliseconds);
   throwIfLeft(m_signals);
   return holds;
 }
 
-std::string NearBluez::missing() const {
+std::string BlockingBluez::missing() const {
   return m_told ? cards::safeText(m_bluez.missing()) : "BlueZ doesn't answer";
 }
 
-std::string NearBluez::scan(const host::AdapterFacts& adapter, int seconds) {
+std::string BlockingBluez::scan(const host::AdapterFacts& adapter, int seconds) {
   const std::string path = adapter.path;
   // Without this, adapters that know both begin with five seconds of a search for low energy
   // devices, which take no cards. A BlueZ that refuses it searches all the same.
@@ -73,7 +73,7 @@ std::string NearBluez::scan(const host::AdapterFacts& adapter, int seconds) {
 }
 
 /// The answer may still come when nobody waits for it any more.
-std::string NearBluez::ask(const std::string& path, const char* method, GVariant* arguments) {
+std::string BlockingBluez::ask(const std::string& path, const char* method, GVariant* arguments) {
   const auto answer = std::make_shared<std::optional<std::string>>();
   m_bluez.call(path, host::bluez::kAdapter, method, arguments,
                [answer](const host::Bluez::Reply& reply) {
@@ -84,7 +84,7 @@ std::string NearBluez::ask(const std::string& path, const char* method, GVariant
   return answer->value_or("BlueZ doesn't answer");
 }
 
-std::string NearBluez::addressOf(const std::string& name) const {
+std::string BlockingBluez::addressOf(const std::string& name) const {
   std::map<std::string, std::string> paired;
   std::map<std::string, std::string> all;
   for (const auto& [path, device] : objects().devices()) {

@@ -1,15 +1,15 @@
-#include "host/directory/SocketDeadline.h"
+#include "host/directory/SocketWatchdog.h"
 
 #include <sys/socket.h>
 
 namespace host {
 
-SocketDeadline::SocketDeadline(int socket, std::chrono::milliseconds patience)
+SocketWatchdog::SocketWatchdog(int socket, std::chrono::milliseconds timeout)
     : m_socket(socket),
-      m_deadline(std::chrono::steady_clock::now() + patience),
+      m_deadline(std::chrono::steady_clock::now() + timeout),
       m_thread([this] { wait(); }) {}
 
-SocketDeadline::~SocketDeadline() {
+SocketWatchdog::~SocketWatchdog() {
   {
     const std::lock_guard<std::mutex> guard(m_mutex);
     m_done = true;
@@ -18,7 +18,7 @@ SocketDeadline::~SocketDeadline() {
   m_thread.join();
 }
 
-void SocketDeadline::wait() {
+void SocketWatchdog::wait() {
   std::unique_lock<std::mutex> lock(m_mutex);
   if (!m_changed.wait_until(lock, m_deadline, [this] { return m_done; }))
     ::shutdown(m_socket, SHUT_RDWR);

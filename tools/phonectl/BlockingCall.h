@@ -13,9 +13,9 @@ namespace phonectl {
 /// a call is there, tells the user when that takes long, and leaves when the user wants to.
 ///
 /// Threads: the one that runs the default main loop. Not to be used from a callback of it.
-class PatientCall {
+class BlockingCall {
  public:
-  PatientCall(PhoneBus& bus, const StopSignals& signals) : m_bus(bus), m_signals(signals) {}
+  BlockingCall(PhoneBus& bus, const StopSignals& signals) : m_bus(bus), m_signals(signals) {}
 
   /// Returns the answer's body. Throws Failure, also when the user leaves.
   Glib::VariantContainerBase run(const PhoneCall& call);

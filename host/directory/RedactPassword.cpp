@@ -1,11 +1,11 @@
-#include "host/directory/WithoutSecrets.h"
+#include "host/directory/RedactPassword.h"
 
 #include <regex>
 
 namespace host {
 
 // Up to the last "@": a password that isn't escaped as it should be may hold one, or a slash.
-std::string withoutSecrets(const std::string& connection) {
+std::string redactPassword(const std::string& connection) {
   static const std::regex option(
       R"(((?:password|passwd|pwd|pass)\s*=\s*)('[^']*'?|"[^"]*"?|[^ ;&]*))", std::regex::icase);
   static const std::regex authority(R"(^([^/@:\s]*:?/*[^/@:\s]*:)\S*@)");

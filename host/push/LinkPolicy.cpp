@@ -1,4 +1,4 @@
-#include "host/push/Doorkeeper.h"
+#include "host/push/LinkPolicy.h"
 
 #include <exception>
 #include <utility>
@@ -15,8 +15,9 @@ std::string shownPeer(const std::string& address, const Peer& peer) {
 
 }  // namespace
 
-Doorkeeper::Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, RadioStatus& status,
-                       PushLedger& ledger, OnListening onListening, std::function<void()> onLinkEnd)
+LinkPolicy::LinkPolicy(const AdmissionPolicy& policy, const DeviceRegistry& peers,
+                       RadioStatus& status, PushLedger& ledger, OnListening onListening,
+                       std::function<void()> onLinkEnd)
     : m_policy(policy),
       m_peers(peers),
       m_status(status),
@@ -24,22 +25,22 @@ Doorkeeper::Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, Rad
       m_onListening(std::move(onListening)),
       m_onLinkEnd(std::move(onLinkEnd)) {}
 
-Doorkeeper::State Doorkeeper::state() const {
+LinkPolicy::State LinkPolicy::state() const {
   const std::lock_guard lock(m_mutex);
   return m_state;
 }
 
-void Doorkeeper::linkListening(int channel) {
+void LinkPolicy::linkListening(int channel) {
   m_status.linkListening(channel);
   m_onListening(channel);
 }
 
-void Doorkeeper::linkStopped() {
+void LinkPolicy::linkStopped() {
   m_status.linkStopped();
   m_onListening(0);
 }
 
-bool Doorkeeper::linkAccepted(const std::string& address) {
+bool LinkPolicy::linkAccepted(const std::string& address) {
   try {
     m_status.linkAccepted(address);
     return decide(address);
@@ -49,7 +50,7 @@ bool Doorkeeper::linkAccepted(const std::string& address) {
   }
 }
 
-AdmissionPolicy::Decision Doorkeeper::enter(const std::string& address, const Peer& peer) {
+AdmissionPolicy::Decision LinkPolicy::enter(const std::string& address, const Peer& peer) {
   AdmissionPolicy::Decision decision = m_policy.decide(peer);
   // An acceptance stores all that waits: nothing of somebody else's may come in between.
   if (decision.admitted && !m_ledger.admit(address, peer.name, decision.accepted))
@@ -58,7 +59,7 @@ AdmissionPolicy::Decision Doorkeeper::enter(const std::string& address, const Pe
   return decision;
 }
 
-bool Doorkeeper::decide(const std::string& address) {
+bool LinkPolicy::decide(const std::string& address) {
   const Peer peer = m_peers.find(address);
   const AdmissionPolicy::Decision decision = enter(address, peer);
   const std::string sentence = shownPeer(address, peer) +
@@ -72,17 +73,17 @@ bool Doorkeeper::decide(const std::string& address) {
   return decision.admitted;
 }
 
-void Doorkeeper::linkObject(const std::string& name, std::size_t size) {
+void LinkPolicy::linkObject(const std::string& name, std::size_t size) {
   m_status.linkObject(name, size);
   m_ledger.object(name, size);
 }
 
-void Doorkeeper::linkAnswered(int command, int response) {
+void LinkPolicy::linkAnswered(int command, int response) {
   m_status.linkAnswered(command, response);
   m_ledger.answered(command, response);
 }
 
-void Doorkeeper::linkClosed(const std::string& reason) {
+void LinkPolicy::linkClosed(const std::string& reason) {
   m_status.linkClosed(reason);
   m_ledger.closed(reason);
   {
@@ -95,6 +96,6 @@ void Doorkeeper::linkClosed(const std::string& reason) {
 
 /// The receivers that refuse the name are those of BlueZ's own obexd, so they are met where there
 /// is BlueZ. Elsewhere, a refusal is one.
-bool Doorkeeper::linkForbidden() { return m_peers.known(); }
+bool LinkPolicy::linkForbidden() { return m_peers.known(); }
 
 }  // namespace host

@@ -17,15 +17,15 @@ namespace host {
 /// not switched on again.
 ///
 /// Threads: the main thread. `bluez` must outlive it.
-class AdapterCare {
+class AdapterManager {
  public:
   static constexpr int kForEver = -1;
 
   /// `wanted` names the adapter, see `BluezObjects::adapter`.
-  AdapterCare(Bluez& bluez, std::string wanted);
-  ~AdapterCare();
-  AdapterCare(const AdapterCare&) = delete;
-  AdapterCare& operator=(const AdapterCare&) = delete;
+  AdapterManager(Bluez& bluez, std::string wanted);
+  ~AdapterManager();
+  AdapterManager(const AdapterManager&) = delete;
+  AdapterManager& operator=(const AdapterManager&) = delete;
 
   /// Receiving was switched on, or off.
   void receive(bool on);

@@ -11,14 +11,14 @@ namespace host {
 /// What is known of a peer.
 struct Peer {
   /// In the order in which they outweigh each other.
-  enum class Standing {
+  enum class TrustLevel {
     kBlocked,
     kTrusted,   ///< paired, and trusted by the user
     kStranger,  ///< anybody else
     kUnknown,   ///< BlueZ is not there to say, or has not said it
   };
 
-  Standing standing = Standing::kUnknown;
+  TrustLevel trust = TrustLevel::kUnknown;
   bool paired = false;
   std::string name;  ///< not safe to show
 
@@ -28,7 +28,7 @@ struct Peer {
 /// BlueZ's devices by address, for the threads that may not wait for BlueZ.
 ///
 /// Threads: any.
-class PeerBook {
+class DeviceRegistry {
  public:
   /// In place of what was here. With `known` false, BlueZ can't be asked at present, and nobody but
   /// those whom it had blocked is known.

@@ -14,10 +14,10 @@ namespace phonectl {
 /// knows.
 ///
 /// Threads: the one that runs the default main loop. Throws Failure when the user leaves.
-class NearBluez {
+class BlockingBluez {
  public:
   /// Returns when it has answered, or it is clear that it won't.
-  explicit NearBluez(const StopSignals& signals);
+  explicit BlockingBluez(const StopSignals& signals);
 
   [[nodiscard]] bool ready() const { return m_bluez.ready(); }
   /// Whether it isn't, because the bus's policy keeps this program from it.

@@ -1,4 +1,4 @@
-#include "tools/phonectl/Question.h"
+#include "tools/phonectl/Prompt.h"
 
 #include <glib-unix.h>
 #include <glibmm/main.h>
@@ -25,25 +25,25 @@ std::string questionFor(long long waiting) {
          choice;
 }
 
-Question::Answer answerIn(const std::string& line) {
+Prompt::Answer answerIn(const std::string& line) {
   std::string word;
   for (const char c : line) {
     if (c != ' ' && c != '\r') word += static_cast<char>(g_ascii_tolower(c));
   }
-  if (word == "y" || word == "yes") return Question::Answer::Yes;
-  if (word == "n" || word == "no") return Question::Answer::No;
-  if (word == "l" || word == "later") return Question::Answer::Later;
-  return Question::Answer::Unclear;
+  if (word == "y" || word == "yes") return Prompt::Answer::Yes;
+  if (word == "n" || word == "no") return Prompt::Answer::No;
+  if (word == "l" || word == "later") return Prompt::Answer::Later;
+  return Prompt::Answer::Unclear;
 }
 
 }  // namespace
 
-Question::Question(OnAnswer onAnswer)
+Prompt::Prompt(OnAnswer onAnswer)
     : m_onAnswer(std::move(onAnswer)), m_terminal(::isatty(STDIN_FILENO) == 1) {}
 
-Question::~Question() { close(); }
+Prompt::~Prompt() { close(); }
 
-void Question::ask(long long waiting) {
+void Prompt::ask(long long waiting) {
   takeBack();
   if (m_ended) return;
   if (m_terminal) {
@@ -53,19 +53,19 @@ void Question::ask(long long waiting) {
   open(questionFor(waiting));
 }
 
-void Question::askAgain() {
+void Prompt::askAgain() {
   takeBack();
   if (!m_ended) open("Please answer y, n or l: ");
 }
 
-void Question::takeBack() {
+void Prompt::takeBack() {
   close();
   if (!m_midLine) return;
   m_midLine = false;
   printLine("");
 }
 
-void Question::open(const std::string& prompt) {
+void Prompt::open(const std::string& prompt) {
   printPrompt(prompt);
   m_midLine = true;
   if (m_input.find('\n') != std::string::npos) {
@@ -81,18 +81,18 @@ void Question::open(const std::string& prompt) {
                            reinterpret_cast<GUnixFDSourceFunc>(onInput), this);
 }
 
-void Question::close() {
+void Prompt::close() {
   m_idle.disconnect();
   if (m_source != 0) g_source_remove(std::exchange(m_source, 0));
 }
 
-int Question::onInput(int, unsigned, void* self) {
-  static_cast<Question*>(self)->readMore();
+int Prompt::onInput(int, unsigned, void* self) {
+  static_cast<Prompt*>(self)->readMore();
   // When the question was closed, its source has been removed already.
   return G_SOURCE_CONTINUE;
 }
 
-void Question::readMore() {
+void Prompt::readMore() {
   std::array<char, 512> buffer{};
   const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
@@ -105,7 +105,7 @@ void Question::readMore() {
   takeLine();
 }
 
-void Question::takeLine() {
+void Prompt::takeLine() {
   const std::size_t end = m_input.find('\n');
   if (end == std::string::npos) {
     if (m_input.size() > kMaxLine) m_input.resize(kMaxLine);
@@ -118,7 +118,7 @@ void Question::takeLine() {
   finish(answerIn(line));
 }
 
-void Question::finish(Answer answer) {
+void Prompt::finish(Answer answer) {
   close();
   m_onAnswer(answer);
 }

@@ -13,12 +13,12 @@ namespace host {
 /// open.
 ///
 /// The socket has to stay open for as long as the object lives. Threads: one of its own.
-class SocketDeadline {
+class SocketWatchdog {
  public:
-  SocketDeadline(int socket, std::chrono::milliseconds patience);
-  ~SocketDeadline();
-  SocketDeadline(const SocketDeadline&) = delete;
-  SocketDeadline& operator=(const SocketDeadline&) = delete;
+  SocketWatchdog(int socket, std::chrono::milliseconds timeout);
+  ~SocketWatchdog();
+  SocketWatchdog(const SocketWatchdog&) = delete;
+  SocketWatchdog& operator=(const SocketWatchdog&) = delete;
 
  private:
   void wait();

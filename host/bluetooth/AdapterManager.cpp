@@ -1,4 +1,4 @@
-#include "host/bluetooth/AdapterCare.h"
+#include "host/bluetooth/AdapterManager.h"
 
 #include <algorithm>
 #include <utility>
@@ -8,26 +8,26 @@
 
 namespace host {
 
-AdapterCare::AdapterCare(Bluez& bluez, std::string wanted)
+AdapterManager::AdapterManager(Bluez& bluez, std::string wanted)
     : m_bluez(bluez),
       m_wanted(std::move(wanted)),
       m_power(bluez, "Powered", &AdapterFacts::powered),
       m_visibility(bluez, "Discoverable", &AdapterFacts::discoverable) {}
 
-AdapterCare::~AdapterCare() { m_end.disconnect(); }
+AdapterManager::~AdapterManager() { m_end.disconnect(); }
 
-const AdapterFacts* AdapterCare::adapter() const {
+const AdapterFacts* AdapterManager::adapter() const {
   return m_bluez.ready() ? m_bluez.objects().adapter(m_wanted) : nullptr;
 }
 
-void AdapterCare::receive(bool on) {
+void AdapterManager::receive(bool on) {
   if (m_receiving == on) return;
   m_receiving = on;
   m_caredFor.clear();
   update();
 }
 
-void AdapterCare::makeVisible(int seconds) {
+void AdapterManager::makeVisible(int seconds) {
   m_end.disconnect();
   m_visibility.forget();
   m_shown.clear();
@@ -49,14 +49,14 @@ void AdapterCare::makeVisible(int seconds) {
   update();
 }
 
-int AdapterCare::secondsLeft() const {
+int AdapterManager::secondsLeft() const {
   if (!m_visible) return 0;
   if (!m_until) return kForEver;
   const auto left = std::chrono::ceil<std::chrono::seconds>(*m_until - Clock::now());
   return std::max(static_cast<int>(left.count()), 1);
 }
 
-std::string AdapterCare::problem() const {
+std::string AdapterManager::problem() const {
   if (!m_bluez.ready()) return m_bluez.missing();
   if (adapter() == nullptr)
     return m_wanted.empty() ? "there is no Bluetooth adapter"
@@ -64,7 +64,7 @@ std::string AdapterCare::problem() const {
   return m_power.problem().empty() ? m_visibility.problem() : m_power.problem();
 }
 
-void AdapterCare::update() {
+void AdapterManager::update() {
   const AdapterFacts* const found = adapter();
   if (found == nullptr || m_generation != m_bluez.generation()) {
     // One that comes back is another one.
@@ -88,13 +88,13 @@ void AdapterCare::update() {
   if (m_visible && adapter.powered && m_shown != adapter.path) showAdapter(adapter);
 }
 
-void AdapterCare::switchOn(const AdapterFacts& adapter) {
+void AdapterManager::switchOn(const AdapterFacts& adapter) {
   m_caredFor = adapter.path;
   if (!adapter.powered) m_power.turn(adapter.path, true, "the adapter can't be switched on");
 }
 
 /// The adapter counts for itself, so that it does not stay visible should the telephone end.
-void AdapterCare::showAdapter(const AdapterFacts& adapter) {
+void AdapterManager::showAdapter(const AdapterFacts& adapter) {
   m_shown = adapter.path;
   const int seconds = std::max(secondsLeft(), 0);
   m_bluez.set(adapter.path, bluez::kAdapter, "DiscoverableTimeout",

@@ -1,4 +1,4 @@
-#include "host/push/RunName.h"
+#include "host/push/RunId.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -29,14 +29,14 @@ std::string nameOfAnEndedRun() {
 
 }  // namespace
 
-TEST(RunName, ThisRunHasNotEnded) {
+TEST(RunId, ThisRunHasNotEnded) {
   EXPECT_EQ(host::nameOfThisRun(), host::nameOfThisRun());
   EXPECT_FALSE(host::hasEnded(host::nameOfThisRun()));
 }
 
-TEST(RunName, ARunWhoseProcessIsGoneHas) { EXPECT_TRUE(host::hasEnded(nameOfAnEndedRun())); }
+TEST(RunId, ARunWhoseProcessIsGoneHas) { EXPECT_TRUE(host::hasEnded(nameOfAnEndedRun())); }
 
-TEST(RunName, AnotherProcessOfTheSameNumberIsAnotherRun) {
+TEST(RunId, AnotherProcessOfTheSameNumberIsAnotherRun) {
   const std::string run = host::nameOfThisRun();
   std::string earlier = run.substr(0, run.size() - host::phoneOfRun(run).size() - 1);
   EXPECT_FALSE(host::hasEnded(earlier));
@@ -44,12 +44,12 @@ TEST(RunName, AnotherProcessOfTheSameNumberIsAnotherRun) {
   EXPECT_TRUE(host::hasEnded(earlier));
 }
 
-TEST(RunName, OfOtherMachinesNothingIsKnown) {
+TEST(RunId, OfOtherMachinesNothingIsKnown) {
   EXPECT_FALSE(host::hasEnded("another machine/boot/1/2"));
   EXPECT_FALSE(host::hasEnded(""));
 }
 
-TEST(RunName, TellsWhoseItIs) {
+TEST(RunId, TellsWhoseItIs) {
   char host[256] = "";
   ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
   EXPECT_EQ(host::phoneOfRun(host::nameOfThisRun()),

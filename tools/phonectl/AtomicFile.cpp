@@ -1,4 +1,4 @@
-#include "tools/phonectl/NewFile.h"
+#include "tools/phonectl/AtomicFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -32,7 +32,7 @@ std::string resolved(const std::string& path) {
 
 }  // namespace
 
-NewFile::NewFile(const std::string& path) : m_shown(path), m_path(resolved(path)) {
+AtomicFile::AtomicFile(const std::string& path) : m_shown(path), m_path(resolved(path)) {
   struct stat status = {};
   const bool exists = ::stat(m_path.c_str(), &status) == 0;
   if (path.empty() || path.back() == '/' || (exists && !S_ISREG(status.st_mode))) {
@@ -46,18 +46,18 @@ NewFile::NewFile(const std::string& path) : m_shown(path), m_path(resolved(path)
   if (exists) takeModeOf(m_path);
 }
 
-NewFile::~NewFile() {
+AtomicFile::~AtomicFile() {
   if (m_descriptor < 0) return;
   ::close(m_descriptor);
   ::unlink(m_temporary.c_str());
 }
 
-void NewFile::takeModeOf(const std::string& path) const {
+void AtomicFile::takeModeOf(const std::string& path) const {
   struct stat status = {};
   if (::stat(path.c_str(), &status) == 0) ::fchmod(m_descriptor, status.st_mode & 0777);
 }
 
-void NewFile::write(const std::string& bytes) {
+void AtomicFile::write(const std::string& bytes) {
   for (std::size_t at = 0; at < bytes.size();) {
     const ssize_t count = ::write(m_descriptor, bytes.data() + at, bytes.size() - at);
     if (count < 0 && errno == EINTR) continue;
@@ -66,7 +66,7 @@ void NewFile::write(const std::string& bytes) {
   }
 }
 
-void NewFile::commit() {
+void AtomicFile::commit() {
   if (::fsync(m_descriptor) != 0) refuse("it can't be written");
   if (::rename(m_temporary.c_str(), m_path.c_str()) != 0) refuse("it can't be put in its place");
   ::close(std::exchange(m_descriptor, -1));
@@ -76,7 +76,7 @@ void NewFile::commit() {
   ::close(folder);
 }
 
-void NewFile::refuse(const char* what) const {
+void AtomicFile::refuse(const char* what) const {
   const char* const reason = ::strerrordesc_np(errno);
   throw Failure(kFailed, cards::safeText(m_shown) + ": " + what +
                              (reason == nullptr ? "" : std::string(": ") + reason));

@@ -11,9 +11,9 @@ namespace host {
 /// Errors are PhoneBookError and soci::soci_error.
 ///
 /// Threads: as the session, which has to outlive the object, as has the backend.
-class BookTables {
+class Schema {
  public:
-  BookTables(soci::session& session, const PhoneBookBackend& backend)
+  Schema(soci::session& session, const PhoneBookBackend& backend)
       : m_session(session), m_backend(backend) {}
 
   /// Whether they are there. Refuses a database that holds something else.

@@ -13,7 +13,7 @@ namespace phonectl {
 /// was meant for something else.
 ///
 /// Threads: the one that runs the default main loop.
-class Question {
+class Prompt {
  public:
   enum class Answer {
     Yes,
@@ -25,10 +25,10 @@ class Question {
   /// Called from the main loop, when the question is closed already. No exception may leave it.
   using OnAnswer = std::function<void(Answer)>;
 
-  explicit Question(OnAnswer onAnswer);
-  ~Question();
-  Question(const Question&) = delete;
-  Question& operator=(const Question&) = delete;
+  explicit Prompt(OnAnswer onAnswer);
+  ~Prompt();
+  Prompt(const Prompt&) = delete;
+  Prompt& operator=(const Prompt&) = delete;
 
   /// Asks about `waiting` cards. An open question is replaced. Does nothing once the input has
   /// ended. Throws Failure when the output can't be written.

@@ -1,4 +1,4 @@
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 
 #include <gtest/gtest.h>
 
@@ -7,11 +7,11 @@
 namespace {
 
 using host::Peer;
-using Standing = host::Peer::Standing;
+using TrustLevel = host::Peer::TrustLevel;
 
 constexpr const char* kAddress = "66:77:88:99:AA:BB";
 
-class PeerBookTest : public testing::Test {
+class DeviceRegistryTest : public testing::Test {
  protected:
   void addDevice(const std::string& adapter, const std::string& properties) {
     const std::string text = "('/org/bluez/" + adapter + "/dev_1', {'org.bluez.Device1': {" +
@@ -27,61 +27,61 @@ class PeerBookTest : public testing::Test {
     addDevice(adapter, std::string(", 'Paired': ") + word(paired) +
                            ", 'Trusted': " + word(trusted) + ", 'Blocked': " + word(blocked));
   }
-  Standing standing() const { return m_book.find(kAddress).standing; }
+  TrustLevel trust() const { return m_book.find(kAddress).trust; }
 
   host::BluezObjects m_objects;
-  host::PeerBook m_book;
+  host::DeviceRegistry m_book;
 };
 
 }  // namespace
 
-TEST_F(PeerBookTest, NobodyIsKnownBeforeBluezWasThere) {
-  EXPECT_EQ(standing(), Standing::kUnknown);
+TEST_F(DeviceRegistryTest, NobodyIsKnownBeforeBluezWasThere) {
+  EXPECT_EQ(trust(), TrustLevel::kUnknown);
 }
 
-TEST_F(PeerBookTest, WhomBluezDoesNotKnowIsAStranger) {
+TEST_F(DeviceRegistryTest, WhomBluezDoesNotKnowIsAStranger) {
   m_book.update(m_objects, true);
-  EXPECT_EQ(standing(), Standing::kStranger);
-  EXPECT_EQ(m_book.find("").standing, Standing::kUnknown);
+  EXPECT_EQ(trust(), TrustLevel::kStranger);
+  EXPECT_EQ(m_book.find("").trust, TrustLevel::kUnknown);
 }
 
-TEST_F(PeerBookTest, TrustNeedsAPairing) {
+TEST_F(DeviceRegistryTest, TrustNeedsAPairing) {
   addDevice(false, true, false);
-  EXPECT_EQ(standing(), Standing::kStranger);
+  EXPECT_EQ(trust(), TrustLevel::kStranger);
   addDevice(true, false, false);
-  EXPECT_EQ(standing(), Standing::kStranger);
+  EXPECT_EQ(trust(), TrustLevel::kStranger);
   addDevice(true, true, false);
-  EXPECT_EQ(standing(), Standing::kTrusted);
+  EXPECT_EQ(trust(), TrustLevel::kTrusted);
 }
 
-TEST_F(PeerBookTest, BlockedOutweighsTrust) {
+TEST_F(DeviceRegistryTest, BlockedOutweighsTrust) {
   addDevice(true, true, true);
-  EXPECT_EQ(standing(), Standing::kBlocked);
+  EXPECT_EQ(trust(), TrustLevel::kBlocked);
 }
 
-TEST_F(PeerBookTest, WhatBluezSaysOddlyIsNotKnown) {
+TEST_F(DeviceRegistryTest, WhatBluezSaysOddlyIsNotKnown) {
   addDevice("hci0", ", 'Paired': <true>, 'Trusted': <true>, 'Blocked': <0>");
-  EXPECT_EQ(standing(), Standing::kUnknown);
+  EXPECT_EQ(trust(), TrustLevel::kUnknown);
 }
 
-TEST_F(PeerBookTest, TheLeastTrustOfSeveralAdaptersCounts) {
+TEST_F(DeviceRegistryTest, TheLeastTrustOfSeveralAdaptersCounts) {
   addDevice(true, true, false, "hci0");
   addDevice(true, false, false, "hci1");
-  EXPECT_EQ(standing(), Standing::kStranger);
+  EXPECT_EQ(trust(), TrustLevel::kStranger);
   addDevice(false, false, true, "hci2");
-  EXPECT_EQ(standing(), Standing::kBlocked);
+  EXPECT_EQ(trust(), TrustLevel::kBlocked);
 }
 
-TEST_F(PeerBookTest, WithoutBluezOnlyTheBlockedAreKnown) {
+TEST_F(DeviceRegistryTest, WithoutBluezOnlyTheBlockedAreKnown) {
   addDevice(true, true, false);
   m_book.update(m_objects, false);
-  EXPECT_EQ(standing(), Standing::kUnknown);
+  EXPECT_EQ(trust(), TrustLevel::kUnknown);
   addDevice(true, true, true);
   m_book.update(host::BluezObjects(), false);
-  EXPECT_EQ(standing(), Standing::kBlocked);
+  EXPECT_EQ(trust(), TrustLevel::kBlocked);
 }
 
-TEST_F(PeerBookTest, AddressesAreComparedWithoutTheirCase) {
+TEST_F(DeviceRegistryTest, AddressesAreComparedWithoutTheirCase) {
   addDevice(true, true, false);
-  EXPECT_EQ(m_book.find("66:77:88:99:aa:bb").standing, Standing::kTrusted);
+  EXPECT_EQ(m_book.find("66:77:88:99:aa:bb").trust, TrustLevel::kTrusted);
 }

@@ -6,7 +6,7 @@
 
 #include "framework/RadioLinkIfc.h"
 #include "host/bluetooth/AdmissionPolicy.h"
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
 #include "host/push/PushLedger.h"
 #include "host/push/RadioStatus.h"
 
@@ -16,7 +16,7 @@ namespace host {
 /// happens there.
 ///
 /// Threads: any. What is given must outlive it.
-class Doorkeeper : public RadioLinkIfc {
+class LinkPolicy : public RadioLinkIfc {
  public:
   struct State {
     std::string peerName;      ///< of the peer that is connected; not safe to show
@@ -27,7 +27,7 @@ class Doorkeeper : public RadioLinkIfc {
   using OnListening = std::function<void(int channel)>;
 
   /// `onLinkEnd` is called when a device that was let in has gone.
-  Doorkeeper(const AdmissionPolicy& policy, const PeerBook& peers, RadioStatus& status,
+  LinkPolicy(const AdmissionPolicy& policy, const DeviceRegistry& peers, RadioStatus& status,
              PushLedger& ledger, OnListening onListening, std::function<void()> onLinkEnd);
 
   [[nodiscard]] State state() const;
@@ -45,7 +45,7 @@ class Doorkeeper : public RadioLinkIfc {
   AdmissionPolicy::Decision enter(const std::string& address, const Peer& peer);
 
   const AdmissionPolicy m_policy;
-  const PeerBook& m_peers;
+  const DeviceRegistry& m_peers;
   RadioStatus& m_status;
   PushLedger& m_ledger;
   const OnListening m_onListening;

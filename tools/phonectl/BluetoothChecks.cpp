@@ -1,4 +1,4 @@
-#include "tools/phonectl/RadioExam.h"
+#include "tools/phonectl/BluetoothChecks.h"
 
 #include "cards/SafeText.h"
 #include "host/bluetooth/ServiceRecord.h"
@@ -27,24 +27,25 @@ std::string joined(const std::vector<std::string>& words) {
 
 }  // namespace
 
-RadioExam::RadioExam(const StopSignals& signals, const std::optional<PhoneStatus>& status,
-                     pid_t phoneProcess, Diagnosis& diagnosis)
+BluetoothChecks::BluetoothChecks(const StopSignals& signals,
+                                 const std::optional<PhoneStatus>& status, pid_t phoneProcess,
+                                 Diagnosis& diagnosis)
     : m_signals(signals),
       m_status(status),
       m_phoneProcess(phoneProcess),
       m_diagnosis(diagnosis),
       m_bluez(signals) {}
 
-int RadioExam::channel() const {
+int BluetoothChecks::channel() const {
   const int channel = m_status ? m_status->channel() : 0;
   return channel != 0 ? channel : kUsualChannel;
 }
 
-void RadioExam::blameNobody(const std::vector<const char*>& checks, const std::string& why) {
+void BluetoothChecks::blameNobody(const std::vector<const char*>& checks, const std::string& why) {
   for (const char* what : checks) m_diagnosis.unknown(what, "not known: " + why);
 }
 
-void RadioExam::examine() {
+void BluetoothChecks::examine() {
   m_use = host::probeChannel(channel(), {});
   const std::string missing = m_status ? m_status->missingRadio() : "";
   if (m_status && missing.empty() && !m_use.bluetooth) {
@@ -64,7 +65,7 @@ void RadioExam::examine() {
   examineBluez();
 }
 
-void RadioExam::examineBluez() {
+void BluetoothChecks::examineBluez() {
   if (!m_bluez.ready()) {
     m_diagnosis.fault("bluez", m_bluez.missing(),
                       m_bluez.denied() ? letThrough("the user who asks")
@@ -79,7 +80,7 @@ void RadioExam::examineBluez() {
 }
 
 /// What this program can do, the phone may not be able to: it may be another user's.
-void RadioExam::examinePhonesBluez() {
+void BluetoothChecks::examinePhonesBluez() {
   const bool canUseIt =
       !m_status || m_status->shown("bluetooth") == "ready" || m_status->shown("bluez") == "ready";
   if (canUseIt) {
@@ -92,7 +93,7 @@ void RadioExam::examinePhonesBluez() {
                                            : "start phone-host anew; its log says more");
 }
 
-void RadioExam::examineAdapter() {
+void BluetoothChecks::examineAdapter() {
   const std::string wanted = m_status ? m_status->shown("adapter") : "";
   const bool phoneHasNone =
       m_status && m_status->shown("bluez") == "ready" && m_status->shown("adapter").empty();
@@ -116,7 +117,7 @@ void RadioExam::examineAdapter() {
   examineRecord();
 }
 
-void RadioExam::examinePower() {
+void BluetoothChecks::examinePower() {
   if (m_adapter->powered) {
     m_diagnosis.good("power", "the adapter is on");
   } else {
@@ -126,7 +127,7 @@ void RadioExam::examinePower() {
 }
 
 /// Those who are paired with it find it all the same. Where nobody else is let in, that will do.
-void RadioExam::examineVisibility() {
+void BluetoothChecks::examineVisibility() {
   const std::string problem = m_status ? m_status->shown("visibleProblem") : "";
   if (!m_adapter->powered) {
     m_diagnosis.unknown("visibility", "not known: the adapter is off");
@@ -147,7 +148,7 @@ void RadioExam::examineVisibility() {
 
 /// The telephone holds its channel on every adapter at once. Whoever holds it on one of them gets
 /// the links that come in there.
-void RadioExam::examineChannel() {
+void BluetoothChecks::examineChannel() {
   if (!m_use.bluetooth) return;
   m_use = host::probeChannel(channel(), {m_adapter->address});
   const std::string number = std::to_string(channel());
@@ -162,14 +163,14 @@ void RadioExam::examineChannel() {
   }
 }
 
-std::string RadioExam::otherListeners() const {
+std::string BluetoothChecks::otherListeners() const {
   const std::vector<std::string> users = host::rfcommUsers(m_phoneProcess);
   return users.empty() ? " (as root, this command may be able to name it)"
                        : "; these have RFCOMM sockets: " + joined(users);
 }
 
 /// A machine can't reach itself by radio. With a second adapter it can, as any other would.
-host::SdpQuery::Answer RadioExam::askOwnRecords(std::string& how) const {
+host::SdpQuery::Answer BluetoothChecks::askOwnRecords(std::string& how) const {
   for (const auto& [path, other] : m_bluez.objects().adapters()) {
     if (path == m_adapter->path || !other.powered || other.address.empty()) continue;
     how = "asked over the air with " + other.shortName();
@@ -180,7 +181,7 @@ host::SdpQuery::Answer RadioExam::askOwnRecords(std::string& how) const {
   return query.askLocal();
 }
 
-void RadioExam::examineRecord() {
+void BluetoothChecks::examineRecord() {
   const std::string record = m_status ? m_status->shown("record") : "";
   if (!m_adapter->powered) {
     m_diagnosis.unknown("record", "not known: the adapter is off");
@@ -201,7 +202,7 @@ void RadioExam::examineRecord() {
   }
 }
 
-void RadioExam::judgeRecord(const host::SdpQuery::Answer& answer, const std::string& how) {
+void BluetoothChecks::judgeRecord(const host::SdpQuery::Answer& answer, const std::string& how) {
   const std::string number = std::to_string(channel());
   if (answer.outcome != host::SdpQuery::Outcome::kAnswered) {
     m_diagnosis.good("record", "BlueZ has published it for channel " + number +
@@ -227,15 +228,15 @@ void RadioExam::judgeRecord(const host::SdpQuery::Answer& answer, const std::str
                     "systemctl restart bluetooth");
 }
 
-bool RadioExam::anyTrusted() const {
-  host::PeerBook peers;
+bool BluetoothChecks::anyTrusted() const {
+  host::DeviceRegistry peers;
   peers.update(m_bluez.objects(), m_bluez.ready());
   for (const auto& [path, device] : m_bluez.objects().devices())
-    if (peers.find(device.address).standing == host::Peer::Standing::kTrusted) return true;
+    if (peers.find(device.address).trust == host::Peer::TrustLevel::kTrusted) return true;
   return false;
 }
 
-void RadioExam::examinePolicy() {
+void BluetoothChecks::examinePolicy() {
   if (!m_status || m_status->shown("strangers").empty()) return;
   const bool refuses = m_status->shown("strangers") == "refuse";
   const bool set = refuses || m_status->shown("trusted") == "accept";

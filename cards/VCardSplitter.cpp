@@ -1,4 +1,4 @@
-#include "cards/CardCutter.h"
+#include "cards/VCardSplitter.h"
 
 #include <algorithm>
 #include <string>

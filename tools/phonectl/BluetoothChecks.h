@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "host/bluetooth/ChannelProbe.h"
-#include "host/bluetooth/PeerBook.h"
+#include "host/bluetooth/DeviceRegistry.h"
+#include "tools/phonectl/BlockingBluez.h"
 #include "tools/phonectl/Diagnosis.h"
-#include "tools/phonectl/NearBluez.h"
 #include "tools/phonectl/PhoneStatus.h"
 
 namespace phonectl {
@@ -18,12 +18,12 @@ namespace phonectl {
 /// is a second adapter to ask with, this machine's own service discovery.
 ///
 /// Threads: the one that runs the default main loop. What it was made with must outlive it.
-class RadioExam {
+class BluetoothChecks {
  public:
   /// `status` is what the phone says of itself; none when it doesn't run. `phoneProcess` is 0 where
   /// it isn't known.
-  RadioExam(const StopSignals& signals, const std::optional<PhoneStatus>& status,
-            pid_t phoneProcess, Diagnosis& diagnosis);
+  BluetoothChecks(const StopSignals& signals, const std::optional<PhoneStatus>& status,
+                  pid_t phoneProcess, Diagnosis& diagnosis);
 
   void examine();
   /// Who may come in by it; after `examine`.
@@ -50,7 +50,7 @@ class RadioExam {
   const pid_t m_phoneProcess;
   Diagnosis& m_diagnosis;
   host::ChannelUse m_use;
-  NearBluez m_bluez;
+  BlockingBluez m_bluez;
   std::optional<host::AdapterFacts> m_adapter;
 };
 
