@@ -4,13 +4,7 @@
 
 #include <cstring>
 
-#include "StorageBackup.h"
-#include "StorageDescriptor.h"
-#include "StorageError.h"
-#include "StorageFile.h"
-#include "StorageFolders.h"
-#include "StorageLock.h"
-#include "StoragePath.h"
+#include "StorageRoot.h"
 #include "StorageTemporary.h"
 #include "StorageUsage.h"
 #include "framework/Logging.h"

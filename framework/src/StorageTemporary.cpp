@@ -4,11 +4,46 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include "StorageError.h"
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+
+#include "StorageRoot.h"
 #include "StorageUsage.h"
 
 namespace framework_detail {
+
+StorageTemporaryName StorageTemporaryName::next() noexcept {
+  static std::atomic<std::uint32_t> counter{0};
+  const auto process = static_cast<std::uint64_t>(::getpid());
+  std::uint64_t number = process << 32 | counter.fetch_add(1, std::memory_order_relaxed);
+  StorageTemporaryName name;
+  std::copy(kPrefix.begin(), kPrefix.end(), name.m_text.begin());
+  for (std::size_t digit = 0; digit < kDigits; ++digit) {
+    name.m_text[kPrefix.size() + kDigits - 1 - digit] = "0123456789abcdef"[number & 15];
+    number >>= 4;
+  }
+  return name;
+}
+
+StorageTemporaryName StorageTemporaryName::unusedIn(int root) noexcept {
+  StorageTemporaryName name = next();
+  struct stat found {};
+  while (::fstatat(root, name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == 0) name = next();
+  return name;
+}
+
+bool StorageTemporaryName::matches(std::string_view name) noexcept {
+  return reserved(name) && name.size() == kPrefix.size() + kDigits &&
+         name.find_first_not_of("0123456789abcdef", kPrefix.size()) == std::string_view::npos;
+}
+
+bool StorageTemporaryName::reserved(std::string_view name) noexcept {
+  return name.starts_with(kPrefix);
+}
 
 namespace {
 
@@ -84,6 +119,93 @@ void StorageTemporary::discard() noexcept {
   ::unlinkat(m_root, m_name.c_str(), 0);
   m_file.reset();
   m_usage.remove({1, m_size});
+}
+
+namespace {
+
+/// Returns false, for "no link", when a file can't have another name: the disk knows no links, the
+/// file has too many, or the kernel forbids links to another user's file.
+bool moveInstead(int error) {
+  if (error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK) return false;
+  throw StorageError("the older file can't be kept", error);
+}
+
+}  // namespace
+
+void StorageBackup::make() {
+  m_olderSize = storageFileSize(m_folder, m_backup.c_str());
+  if (!makeByLink()) makeByMove();
+}
+
+/// Through a name aside, because a link doesn't replace what has its name, and a rename does.
+bool StorageBackup::makeByLink() {
+  const StorageTemporaryName copy = StorageTemporaryName::unusedIn(m_root);
+  int error = linkAside(m_name, copy);
+  if (error != 0) return moveInstead(error);
+  m_older = StorageTemporaryName::unusedIn(m_root);
+  if (m_olderSize) error = linkAside(m_backup, m_older);
+  if (error != 0) {
+    drop(copy);
+    return moveInstead(error);
+  }
+  const bool renamed = ::renameat(m_root, copy.c_str(), m_folder, m_backup.c_str()) == 0;
+  error = errno;
+  // Also after a success: a rename onto another name of the same file does nothing. After a crash
+  // between this and the replacing of the file, both names are those of one file.
+  drop(copy);
+  if (!renamed) {
+    if (m_olderSize) drop(m_older);
+    throw StorageError("the older file can't be kept", error);
+  }
+  m_means = Means::link;
+  return true;
+}
+
+void StorageBackup::makeByMove() {
+  if (m_olderSize) {
+    m_older = StorageTemporaryName::unusedIn(m_root);
+    if (::renameat(m_folder, m_backup.c_str(), m_root, m_older.c_str()) != 0) {
+      throw StorageError("the backup of the older file can't be replaced", errno);
+    }
+  }
+  if (::renameat(m_folder, m_name.c_str(), m_folder, m_backup.c_str()) != 0) {
+    const int error = errno;
+    putOlderBack();
+    throw StorageError("the older file can't be kept", error);
+  }
+  m_means = Means::move;
+}
+
+/// Returns the error number, 0 for success.
+int StorageBackup::linkAside(const std::string& name, const StorageTemporaryName& aside) const {
+  return ::linkat(m_folder, name.c_str(), m_root, aside.c_str(), 0) == 0 ? 0 : errno;
+}
+
+void StorageBackup::drop(const StorageTemporaryName& aside) const noexcept {
+  ::unlinkat(m_root, aside.c_str(), 0);
+}
+
+void StorageBackup::keep() noexcept {
+  if (m_means == Means::none) return;
+  m_means = Means::none;
+  if (m_olderSize && ::unlinkat(m_root, m_older.c_str(), 0) == 0) m_usage.remove({1, *m_olderSize});
+}
+
+void StorageBackup::putBack() noexcept {
+  if (m_means == Means::none) return;
+  if (m_means == Means::move) {
+    ::renameat(m_folder, m_backup.c_str(), m_folder, m_name.c_str());
+  } else if (!m_olderSize) {
+    ::unlinkat(m_folder, m_backup.c_str(), 0);
+  }
+  putOlderBack();
+  m_means = Means::none;
+}
+
+void StorageBackup::putOlderBack() noexcept {
+  if (!m_olderSize) return;
+  ::renameat(m_root, m_older.c_str(), m_folder, m_backup.c_str());
+  drop(m_older);
 }
 
 }  // namespace framework_detail

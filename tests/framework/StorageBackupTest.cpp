@@ -9,10 +9,9 @@
 #include <memory>
 #include <string>
 
-#include "StorageBackup.h"
-#include "StorageDescriptor.h"
-#include "StorageError.h"
 #include "StorageFixture.h"
+#include "StorageRoot.h"
+#include "StorageTemporary.h"
 #include "StorageUsage.h"
 
 namespace {

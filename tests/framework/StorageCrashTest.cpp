@@ -10,8 +10,8 @@
 #include <string>
 #include <thread>
 
-#include "StorageDescriptor.h"
 #include "StorageFixture.h"
+#include "StorageRoot.h"
 
 namespace fs = std::filesystem;
 

@@ -6,11 +6,8 @@
 #include <cerrno>
 #include <string>
 
-#include "StorageDescriptor.h"
-#include "StorageError.h"
 #include "StorageFixture.h"
-#include "StorageFolders.h"
-#include "StoragePath.h"
+#include "StorageRoot.h"
 #include "StorageUsage.h"
 
 namespace {

@@ -9,10 +9,8 @@
 #include <limits>
 #include <string>
 
-#include "StorageDescriptor.h"
-#include "StorageError.h"
 #include "StorageFixture.h"
-#include "StorageLock.h"
+#include "StorageRoot.h"
 #include "StorageTemporary.h"
 #include "StorageUsage.h"
 
