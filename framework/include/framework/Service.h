@@ -10,12 +10,13 @@
 struct CommsChannelDataContainerMessage;
 
 /// A service of the telephone. The framework creates it through its library's entry point, calls
-/// `init`, then `run` (which a service without a thread of its own leaves empty), then delivers
-/// messages to its invoker, and deletes it.
+/// `init`, then `run` (empty in a service without a thread of its own), delivers messages to its
+/// invoker, and finally deletes it.
 class FRAMEWORK_API Service : public Executable, public Threadable {
  public:
-  /// A raw message from `sender` that came on `channel`, with an optional data block (may be null).
-  /// Does nothing unless overridden.
-  virtual void handleMsg(const char* data, int length, std::string sender, CommsChannelIfc& channel,
-                         CommsChannelDataContainerMessage* container);
+  /// Called for a raw message from `sender` on `channel`. `container` is an optional data block and
+  /// may be null. The default does nothing.
+  virtual void handleMsg(const char* /*data*/, int /*length*/, std::string /*sender*/,
+                         CommsChannelIfc& /*channel*/,
+                         CommsChannelDataContainerMessage* /*container*/) {}
 };

@@ -8,30 +8,29 @@ namespace framework_detail {
 struct ThreadRecord;
 }
 
-/// Something with a body to run on a thread of its own. `Threader::spawn` starts it.
+/// An object whose `run` is executed on a thread of its own, started with `Threader::spawn`.
 ///
-/// Threads: `waitForThreadCompletion` may be called from any thread but the object's own. The
-/// object must outlive its thread; after `waitForThreadCompletion` returned it may be deleted at
-/// once.
+/// Threads: call `waitForThreadCompletion` from any thread. The object must outlive its thread; it
+/// may be deleted as soon as `waitForThreadCompletion` has returned.
 class FRAMEWORK_API Threadable {
  public:
   Threadable();
-  /// Waits for a thread that still runs, as a last resort: by then the derived part of the object
-  /// is gone.
+  /// Waits for a thread that is still running, as a last resort: the derived part of the object is
+  /// already destroyed by then.
   virtual ~Threadable();
   Threadable(const Threadable&) = delete;
   Threadable& operator=(const Threadable&) = delete;
 
-  /// The thread's body. No exception may leave it.
+  /// The body of the thread. Must not throw.
   virtual void run() = 0;
-  /// The scheduling priority on this platform; 0 is the ordinary one.
+  /// Scheduling priority on this platform; 0 is the default.
   virtual int getThreadPriorityForPlatform();
-  /// The kind of thread; 0 is an ordinary one.
+  /// Kind of thread; 0 is an ordinary one.
   virtual int type();
 
-  /// Returns when the thread has ended, has been joined and no longer touches the object. Returns
-  /// at once for an object that was never spawned, or whose spawn failed, and from the object's own
-  /// thread, which can't wait for itself.
+  /// Returns once the thread has ended, has been joined and no longer uses the object. Returns
+  /// immediately if the object was never spawned, if its spawn failed, and on the object's own
+  /// thread.
   void waitForThreadCompletion();
 
  private:

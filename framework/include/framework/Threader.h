@@ -7,21 +7,22 @@
 
 class Threadable;
 
-/// Starts threads. Carries no state of its own: every Threader knows every thread of the process.
+/// Starts and joins threads. Stateless: all Threaders share the process's table of threads.
 ///
-/// Threads: all operations may be called from any thread.
+/// Threads: any thread may call.
 class FRAMEWORK_API Threader {
  public:
-  /// Starts `threadable->run()` on a new thread. On success returns true and puts the thread's id
-  /// into `id`; ids are numbers of the framework, start at 1 and are never used again. When the
-  /// system refuses a thread, returns false and leaves `id` as it is. `threadable` is not owned;
-  /// one that is already running is refused. `name` shows in the system's tools, cut to 15 bytes;
-  /// an empty one leaves the name of the spawning thread. `priority` and `options` are accepted for
-  /// compatibility: the thread runs at the process's own priority.
+  /// Runs `threadable->run()` on a new thread. Returns true and stores the thread's id in `id`; ids
+  /// start at 1 and are never reused. Returns false and leaves `id` unchanged if the system refuses
+  /// the thread or `threadable` is null or still running.
+  ///
+  /// The caller keeps ownership of `threadable`. `name` is the thread's name in system tools, cut
+  /// to 15 bytes; if empty, the thread inherits the caller's. The last two arguments, priority and
+  /// options, are ignored: the thread has the priority of the process.
   bool spawn(unsigned long& id, Threadable* threadable, const std::string& name,
              GPALThreadPriority priority, int options);
 
-  /// Releases what is kept of a thread. Waits for the end of one that still runs; does nothing for
-  /// one that has been joined, for an id that was never given out, and on that thread itself.
+  /// Releases a thread, waiting for it to end. Does nothing if the thread has been joined, if no
+  /// thread has this id, and on the thread itself.
   void destroy(unsigned long id);
 };
