@@ -6,6 +6,7 @@ find_package(spdlog REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
 find_package(pugixml REQUIRED)
+find_package(utf8cpp REQUIRED)
 pkg_check_modules(giomm REQUIRED IMPORTED_TARGET giomm-2.68)
 pkg_check_modules(openobex_library REQUIRED IMPORTED_TARGET openobex)
 

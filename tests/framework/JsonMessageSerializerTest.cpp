@@ -25,14 +25,14 @@ using testing::HasSubstr;
 #endif
 #endif
 
-// A message with the largest picture; less where every byte is looked at by a sanitizer for
-// threads, of which there is one here.
+// As large as a message with the largest picture; less under the thread sanitizer, which checks
+// every access.
 #ifdef SLOW_SANITIZER
 constexpr std::size_t kLargest = 1u << 20;
 #else
 constexpr std::size_t kLargest = 25u << 20;
 #endif
-// Enough to bring down who nests or copies without bounds.
+// Enough to exhaust the stack of a recursive parser.
 constexpr std::size_t kBomb = std::min<std::size_t>(kLargest, 6u << 20);
 
 class JsonMessageSerializerTest : public testing::Test {
@@ -57,7 +57,7 @@ class JsonMessageSerializerTest : public testing::Test {
     EXPECT_EQ(method.getName(), "before");
     EXPECT_EQ(method.getParameters().size(), 1u);
   }
-  // One parameter, the rest being in order.
+  // Puts the parameter into a message that is valid otherwise.
   void ExpectParameterRefused(const std::string& parameter) {
     ExpectRefused(R"({"name":"n","type":0,"parameters":[)" + parameter + "]}");
   }
@@ -88,14 +88,14 @@ class JsonMessageSerializerTest : public testing::Test {
   JsonMessageSerializer m_serializer;
 };
 
-TEST_F(JsonMessageSerializerTest, TheFormIsTheDocumentedOne) {
+TEST_F(JsonMessageSerializerTest, WritesTheDocumentedFormat) {
   Method method("vCardSendEvent", Method::REQUEST);
   method.addIntParameter("channelParam", 4, Parameter::IN);
   EXPECT_EQ(Encode(method), R"({"name":"vCardSendEvent","type":2,"parameters":[)"
                             R"({"name":"channelParam","type":"int","direction":0,"value":4}]})");
 }
 
-TEST_F(JsonMessageSerializerTest, EveryTypeHasItsName) {
+TEST_F(JsonMessageSerializerTest, NamesTheTypeOfEachValue) {
   Method method("reply", Method::REPLY);
   method.addBoolParameter("b", true, Parameter::OUT);
   method.addStringParameter("s", "Åsa", Parameter::IN);
@@ -103,21 +103,21 @@ TEST_F(JsonMessageSerializerTest, EveryTypeHasItsName) {
   EXPECT_EQ(Encode(method), R"({"name":"reply","type":1,"parameters":[)"
                             R"({"name":"b","type":"bool","direction":1,"value":true},)"
                             R"({"name":"s","type":"string","direction":0,"value":"Åsa"},)"
-                            R"({"name":"y","type":"bytes","direction":0,"value":"/w=="}]})");
+                            R"({"name":"y","type":"bytes","direction":0,"value":"ÿ"}]})");
 }
 
-TEST_F(JsonMessageSerializerTest, AMessageWithoutParametersHasAnEmptyList) {
+TEST_F(JsonMessageSerializerTest, WritesAnEmptyListWithoutParameters) {
   EXPECT_EQ(Encode(Method("vCardCancelEvent", Method::REQUEST)),
             R"({"name":"vCardCancelEvent","type":2,"parameters":[]})");
 }
 
-TEST_F(JsonMessageSerializerTest, AMessageIsOneLineWhateverItHolds) {
+TEST_F(JsonMessageSerializerTest, WritesOneLineWhenStringsHoldControlCharacters) {
   const std::string text = Encode(WithText("BEGIN:VCARD\r\nN:x\t\x1b\x7f\"\\\n"));
   EXPECT_EQ(text.find_first_of("\r\n\t\x1b"), std::string::npos);
   ExpectRoundTrip(WithText("BEGIN:VCARD\r\nN:x\t\x1b\x7f\"\\\n"));
 }
 
-TEST_F(JsonMessageSerializerTest, ValuesOfEveryTypeComeBack) {
+TEST_F(JsonMessageSerializerTest, KeepsValuesOfEveryType) {
   Method method("event", Method::REQUEST);
   method.addBoolParameter("b", true, Parameter::IN);
   method.addBoolParameter("b", false, Parameter::OUT);
@@ -129,30 +129,29 @@ TEST_F(JsonMessageSerializerTest, ValuesOfEveryTypeComeBack) {
   ExpectRoundTrip(method);
 }
 
-TEST_F(JsonMessageSerializerTest, MessagesOfEveryTypeComeBack) {
+TEST_F(JsonMessageSerializerTest, KeepsMessagesOfEveryType) {
   ExpectRoundTrip(Method("a", Method::NOTIFICATION));
   ExpectRoundTrip(Method("b", Method::REPLY));
   ExpectRoundTrip(Method("c", Method::REQUEST));
   ExpectRoundTrip(Method());
 }
 
-TEST_F(JsonMessageSerializerTest, TextsThatAreNotUtf8OrHoldANulTravelAsBytes) {
-  for (const std::string& text :
-       {std::string("\xff"), std::string("a\0b", 3), std::string("\xc3"), std::string("\0", 1),
-        std::string("\xed\xa0\x80"), std::string("\xc0\x80"), std::string("\xf4\x90\x80\x80")}) {
+TEST_F(JsonMessageSerializerTest, WritesStringsThatAreNotUtf8AsBytes) {
+  for (const char* text :
+       {"\xff", "\xc3", "a\xc3\xb6\xff", "\xed\xa0\x80", "\xc0\x80", "\xf4\x90\x80\x80"}) {
     EXPECT_THAT(Encode(WithText(text)), HasSubstr(R"("type":"bytes")"));
     ExpectRoundTrip(WithText(text));
   }
 }
 
-TEST_F(JsonMessageSerializerTest, EveryByteComesBack) {
+TEST_F(JsonMessageSerializerTest, KeepsEveryByteOfAString) {
   for (int byte = 0; byte < 256; ++byte) {
     ExpectRoundTrip(WithText(std::string(1, static_cast<char>(byte))));
     ExpectRoundTrip(WithText("a" + std::string(2, static_cast<char>(byte)) + "b"));
   }
 }
 
-TEST_F(JsonMessageSerializerTest, RandomBytesComeBack) {
+TEST_F(JsonMessageSerializerTest, KeepsRandomBytes) {
   std::mt19937 random(7);
   for (int round = 0; round < 300; ++round) {
     std::string text;
@@ -161,24 +160,24 @@ TEST_F(JsonMessageSerializerTest, RandomBytesComeBack) {
   }
 }
 
-TEST_F(JsonMessageSerializerTest, TheLargestTextsComeBack) {
+TEST_F(JsonMessageSerializerTest, KeepsTheLargestStrings) {
   ExpectRoundTrip(WithText(std::string(kLargest, 'x')));
   ExpectRoundTrip(WithText(std::string(kLargest, '\n')));
   ExpectRoundTrip(WithText(std::string(kLargest, '\xff')));
 }
 
-TEST_F(JsonMessageSerializerTest, ANameThatIsNotTextFailsTheStreamAndWritesNothing) {
+TEST_F(JsonMessageSerializerTest, SetsFailbitAndWritesNothingWhenANameIsNotUtf8) {
   std::ostringstream out;
   m_serializer.encode(Method("\xff", Method::REQUEST), out);
   EXPECT_TRUE(out.fail());
   EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(JsonMessageSerializerTest, ANameMayHoldAnyCharacter) {
+TEST_F(JsonMessageSerializerTest, KeepsEveryCharacterOfAName) {
   ExpectRoundTrip(Method(std::string("a\0\"\\\nÅ", 7), Method::REQUEST));
 }
 
-TEST_F(JsonMessageSerializerTest, KeysMayComeInAnyOrder) {
+TEST_F(JsonMessageSerializerTest, ReadsKeysInAnyOrder) {
   const Method method = Decode(
       R"({"parameters":[{"value":5,"direction":1,"type":"int","name":"p"}],"type":2,"name":"n"})");
   EXPECT_EQ(method.getName(), "n");
@@ -187,11 +186,11 @@ TEST_F(JsonMessageSerializerTest, KeysMayComeInAnyOrder) {
   EXPECT_EQ(value, 5);
 }
 
-TEST_F(JsonMessageSerializerTest, SpaceAndALineEndAroundTheMessageAreFine) {
+TEST_F(JsonMessageSerializerTest, IgnoresWhiteSpace) {
   EXPECT_EQ(Decode(" \r\n{ \"name\" : \"n\" , \"type\":0,\t\"parameters\":[ ] }\n").getName(), "n");
 }
 
-TEST_F(JsonMessageSerializerTest, UnknownKeysAreIgnoredWhateverTheirValue) {
+TEST_F(JsonMessageSerializerTest, IgnoresUnknownKeys) {
   EXPECT_EQ(Decode(R"({"x":null,"name":"n","x":[1,{}],"y":{"name":5,"z":[2]},"type":0,)"
                    R"("w":1.5,"direction":7,"value":"v","parameters":[]})")
                 .getName(),
@@ -202,7 +201,7 @@ TEST_F(JsonMessageSerializerTest, UnknownKeysAreIgnoredWhateverTheirValue) {
             "p");
 }
 
-TEST_F(JsonMessageSerializerTest, EscapesInStringsAreRead) {
+TEST_F(JsonMessageSerializerTest, ReadsEscapes) {
   EXPECT_EQ(
       std::get<std::string>(
           DecodeParameter(
@@ -211,7 +210,7 @@ TEST_F(JsonMessageSerializerTest, EscapesInStringsAreRead) {
       std::string("Å😀\0\n", 8));
 }
 
-TEST_F(JsonMessageSerializerTest, IntsOfThirtyTwoBitsAreTakenToTheLast) {
+TEST_F(JsonMessageSerializerTest, ReadsTheSmallestAndLargestInt) {
   const auto read = [this](const std::string& number) {
     return std::get<int>(
         DecodeParameter(R"({"name":"p","type":"int","direction":0,"value":)" + number + "}").value);
@@ -221,7 +220,7 @@ TEST_F(JsonMessageSerializerTest, IntsOfThirtyTwoBitsAreTakenToTheLast) {
   EXPECT_EQ(read("-0"), 0);
 }
 
-TEST_F(JsonMessageSerializerTest, IntsOutOfRangeAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesIntsOutOfRange) {
   for (const char* number :
        {"2147483648", "-2147483649", "4294967296", "9223372036854775807", "-9223372036854775808",
         "9223372036854775808", "18446744073709551615", "18446744073709551616", "1e999", "1e2",
@@ -231,11 +230,11 @@ TEST_F(JsonMessageSerializerTest, IntsOutOfRangeAreRefused) {
   }
 }
 
-TEST_F(JsonMessageSerializerTest, ValuesOfAnotherTypeThanTheNamedOneAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesValuesThatAreNotOfTheNamedType) {
   const std::set<std::pair<std::string, std::string>> fitting{
-      {"bool", "true"}, {"int", "5"}, {"string", "\"Zg==\""}, {"bytes", "\"Zg==\""}};
+      {"bool", "true"}, {"int", "5"}, {"string", "\"Zg\""}, {"bytes", "\"Zg\""}};
   for (const std::string type : {"bool", "int", "string", "bytes"}) {
-    for (const std::string value : {"true", "5", "\"Zg==\"", "null", "[]", "{}", "1.5"}) {
+    for (const std::string value : {"true", "5", "\"Zg\"", "null", "[]", "{}", "1.5"}) {
       const std::string parameter =
           R"({"name":"p","direction":0,"type":")" + type + R"(","value":)" + value + "}";
       if (fitting.count({type, value}) != 0) {
@@ -247,7 +246,7 @@ TEST_F(JsonMessageSerializerTest, ValuesOfAnotherTypeThanTheNamedOneAreRefused) 
   }
 }
 
-TEST_F(JsonMessageSerializerTest, UnknownTypesAndDirectionsAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesUnknownTypesAndDirections) {
   ExpectParameterRefused(R"({"name":"p","type":"Int","direction":0,"value":5})");
   ExpectParameterRefused(R"({"name":"p","type":"","direction":0,"value":5})");
   ExpectParameterRefused(R"({"name":"p","type":5,"direction":0,"value":5})");
@@ -257,13 +256,13 @@ TEST_F(JsonMessageSerializerTest, UnknownTypesAndDirectionsAreRefused) {
   ExpectParameterRefused(R"({"name":"p","type":"int","direction":4294967296,"value":5})");
 }
 
-TEST_F(JsonMessageSerializerTest, UnknownMessageTypesAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesUnknownMessageTypes) {
   for (const char* type : {"3", "-1", "1.0", "\"2\"", "null", "true", "4294967296", "[]"}) {
     ExpectRefused(std::string(R"({"name":"n","parameters":[],"type":)") + type + "}");
   }
 }
 
-TEST_F(JsonMessageSerializerTest, AMissingKeyIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesAMissingKey) {
   ExpectRefused(R"({"type":0,"parameters":[]})");
   ExpectRefused(R"({"name":"n","parameters":[]})");
   ExpectRefused(R"({"name":"n","type":0})");
@@ -275,21 +274,15 @@ TEST_F(JsonMessageSerializerTest, AMissingKeyIsRefused) {
   ExpectParameterRefused("{}");
 }
 
-TEST_F(JsonMessageSerializerTest, AParameterIsNotCompletedByTheOneBefore) {
+TEST_F(JsonMessageSerializerTest, RefusesAnIncompleteParameterAfterACompleteOne) {
   ExpectParameterRefused(R"({"name":"p","type":"int","direction":0,"value":5},{"name":"q"})");
 }
 
-TEST_F(JsonMessageSerializerTest, AKeyThatStandsThereTwiceIsRefused) {
-  ExpectRefused(R"({"name":"n","name":"m","type":0,"parameters":[]})");
-  ExpectRefused(R"({"name":"n","type":0,"type":0,"parameters":[]})");
-  ExpectRefused(R"({"name":"n","type":0,"parameters":[],"parameters":[]})");
-  ExpectParameterRefused(R"({"name":"p","name":"p","type":"int","direction":0,"value":5})");
-  ExpectParameterRefused(R"({"name":"p","type":"int","type":"int","direction":0,"value":5})");
-  ExpectParameterRefused(R"({"name":"p","type":"int","direction":0,"direction":0,"value":5})");
-  ExpectParameterRefused(R"({"name":"p","type":"int","direction":0,"value":5,"value":5})");
+TEST_F(JsonMessageSerializerTest, TakesTheLastOfRepeatedKeys) {
+  EXPECT_EQ(Decode(R"({"name":"n","name":"m","type":0,"parameters":[]})").getName(), "m");
 }
 
-TEST_F(JsonMessageSerializerTest, PartsOfAnotherKindAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesPartsOfAnotherKind) {
   ExpectRefused(R"({"name":5,"type":0,"parameters":[]})");
   ExpectRefused(R"({"name":["n"],"type":0,"parameters":[]})");
   ExpectRefused(R"({"name":"n","type":0,"parameters":{}})");
@@ -299,13 +292,13 @@ TEST_F(JsonMessageSerializerTest, PartsOfAnotherKindAreRefused) {
   ExpectRefused(R"({"name":"n","type":0,"parameters":[null]})");
 }
 
-TEST_F(JsonMessageSerializerTest, WhatIsNotAnObjectIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesWhatIsNotAnObject) {
   for (const char* text : {"", " ", "null", "5", "\"n\"", "[]", "[{}]", "true", "{", "}"}) {
     ExpectRefused(text);
   }
 }
 
-TEST_F(JsonMessageSerializerTest, AnythingBehindTheMessageIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesTextAfterTheMessage) {
   const std::string message = R"({"name":"n","type":0,"parameters":[]})";
   ExpectRefused(message + "x");
   ExpectRefused(message + ",");
@@ -316,7 +309,7 @@ TEST_F(JsonMessageSerializerTest, AnythingBehindTheMessageIsRefused) {
   ExpectRefused(message + std::string("\0{}", 3));
 }
 
-TEST_F(JsonMessageSerializerTest, EveryMessageCutShortIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesEveryTruncatedMessage) {
   Method method("event", Method::REQUEST);
   method.addBoolParameter("b", true, Parameter::IN);
   method.addStringParameter("s", "Å\xff", Parameter::IN);
@@ -326,36 +319,36 @@ TEST_F(JsonMessageSerializerTest, EveryMessageCutShortIsRefused) {
   }
 }
 
-TEST_F(JsonMessageSerializerTest, NulsAndControlCharactersInsideAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesUnescapedControlCharacters) {
   ExpectRefused(std::string("{\"name\":\"n\0\",\"type\":0,\"parameters\":[]}", 39));
   ExpectRefused(std::string("{\0\"name\":\"n\",\"type\":0,\"parameters\":[]}", 39));
   ExpectRefused("{\"name\":\"a\nb\",\"type\":0,\"parameters\":[]}");
 }
 
-TEST_F(JsonMessageSerializerTest, InvalidUtf8IsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesInvalidUtf8) {
   for (const char* bytes : {"\xff", "\xc3", "\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80"}) {
     ExpectRefused(std::string(R"({"name":")") + bytes + R"(","type":0,"parameters":[]})");
   }
 }
 
-TEST_F(JsonMessageSerializerTest, HalfASurrogatePairIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesHalfASurrogatePair) {
   ExpectRefused(R"({"name":"\ud83d","type":0,"parameters":[]})");
   ExpectRefused(R"({"name":"\ude00","type":0,"parameters":[]})");
 }
 
-TEST_F(JsonMessageSerializerTest, BytesThatAreNotBase64AreRefused) {
-  for (const char* value : {"x", "Zg", "Zg=", "Zh==", "Zm9\\n", "Zm8=Zm8=", "\\u0000AAA"}) {
+TEST_F(JsonMessageSerializerTest, RefusesCharactersAboveAByteInBytes) {
+  for (const char* value : {"\\u0100", "a€", "😀"}) {
     ExpectParameterRefused(std::string(R"({"name":"p","type":"bytes","direction":0,"value":")") +
                            value + "\"}");
   }
 }
 
-TEST_F(JsonMessageSerializerTest, NestingBeyondTheFormatIsRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesNestingDeeperThanTheFormat) {
   ExpectRefused(R"({"name":"n","type":0,"parameters":[],"x":[[[]]]})");
   ExpectParameterRefused(R"({"name":"p","type":"int","direction":0,"value":5,"x":[]})");
 }
 
-TEST_F(JsonMessageSerializerTest, BombsOfMegabytesAreRefused) {
+TEST_F(JsonMessageSerializerTest, RefusesMegabytesOfNestingDigitsOrSpace) {
   ExpectRefused(std::string(kBomb, '['));
   ExpectRefused(R"({"x":)" + std::string(kBomb, '['));
   std::string objects;
@@ -366,14 +359,29 @@ TEST_F(JsonMessageSerializerTest, BombsOfMegabytesAreRefused) {
   ExpectRefused(std::string(kBomb, ' '));
 }
 
-TEST_F(JsonMessageSerializerTest, ALongListOfNothingIsReadWithoutKeepingIt) {
-  std::string list = "0";
-  while (list.size() < kBomb) list += ",0";
-  EXPECT_EQ(Decode(R"({"x":[)" + list + R"(],"name":"n","type":0,"parameters":[]})").getName(),
-            "n");
+// An endless text; counts how much of it was read.
+class EndlessBuffer : public std::streambuf {
+ public:
+  std::size_t m_read = 0;
+
+ private:
+  int_type underflow() override {
+    setg(m_block.data(), m_block.data(), m_block.data() + m_block.size());
+    m_read += m_block.size();
+    return ' ';
+  }
+  std::string m_block = std::string(1 << 20, ' ');
+};
+
+TEST_F(JsonMessageSerializerTest, StopsReadingAtTheMaximumSize) {
+  EndlessBuffer buffer;
+  std::istream in(&buffer);
+  Method method;
+  EXPECT_EQ(m_serializer.decode(in, method), 0);
+  EXPECT_LE(buffer.m_read, JsonMessageSerializer::kMaxMessage + (2u << 20));
 }
 
-TEST_F(JsonMessageSerializerTest, BytesOfAMessageChangedAtRandomNeverThrow) {
+TEST_F(JsonMessageSerializerTest, NeverThrowsWhenBytesOfAMessageChange) {
   Method method("event", Method::REQUEST);
   method.addIntParameter("i", 5, Parameter::IN);
   method.addStringParameter("s", "Å\xff", Parameter::OUT);
@@ -390,13 +398,13 @@ TEST_F(JsonMessageSerializerTest, BytesOfAMessageChangedAtRandomNeverThrow) {
   }
 }
 
-// A stream whose source breaks off with an exception.
+// Throws on every access.
 class BrokenBuffer : public std::streambuf {
   int_type underflow() override { throw std::runtime_error("gone"); }
   int_type overflow(int_type) override { throw std::runtime_error("gone"); }
 };
 
-TEST_F(JsonMessageSerializerTest, ABrokenStreamIsRefusedWithoutAnException) {
+TEST_F(JsonMessageSerializerTest, RefusesABrokenStream) {
   BrokenBuffer buffer;
   std::istream in(&buffer);
   Method method("before", Method::REPLY);
@@ -404,7 +412,7 @@ TEST_F(JsonMessageSerializerTest, ABrokenStreamIsRefusedWithoutAnException) {
   EXPECT_EQ(method.getName(), "before");
 }
 
-TEST_F(JsonMessageSerializerTest, StreamsThatThrowLetNoExceptionOut) {
+TEST_F(JsonMessageSerializerTest, NeverThrowsWhenTheStreamDoes) {
   BrokenBuffer buffer;
   std::iostream stream(&buffer);
   stream.exceptions(std::ios::badbit | std::ios::failbit | std::ios::eofbit);
@@ -414,7 +422,7 @@ TEST_F(JsonMessageSerializerTest, StreamsThatThrowLetNoExceptionOut) {
   EXPECT_TRUE(stream.fail());
 }
 
-TEST_F(JsonMessageSerializerTest, AStreamThatThrowsAtItsEndIsReadAllTheSame) {
+TEST_F(JsonMessageSerializerTest, ReadsAStreamWithExceptionsOn) {
   std::istringstream in(R"({"name":"n","type":0,"parameters":[]})");
   in.exceptions(std::ios::badbit);
   Method method;
@@ -422,7 +430,7 @@ TEST_F(JsonMessageSerializerTest, AStreamThatThrowsAtItsEndIsReadAllTheSame) {
   EXPECT_EQ(method.getName(), "n");
 }
 
-TEST_F(JsonMessageSerializerTest, TheFormatHasAName) {
+TEST_F(JsonMessageSerializerTest, HasAFormatName) {
   EXPECT_STREQ(JsonMessageSerializer::formatName(), "json");
 }
 

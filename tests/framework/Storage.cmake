@@ -6,7 +6,7 @@ if(PHONE_SANITIZE MATCHES thread)
 endif()
 phone_add_test(storage_tests
   SOURCES ${storage_test_sources} ${CMAKE_CURRENT_LIST_DIR}/StorageFixture.cpp
-  LIBRARIES spdlog::spdlog nlohmann_json::nlohmann_json Threads::Threads
+  LIBRARIES spdlog::spdlog nlohmann_json::nlohmann_json utf8cpp Threads::Threads
   TIMEOUT 300)
 target_sources(storage_tests PRIVATE $<TARGET_OBJECTS:phoneframework>)
 target_include_directories(storage_tests PRIVATE
