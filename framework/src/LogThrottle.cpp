@@ -6,67 +6,83 @@
 namespace framework_detail {
 namespace {
 
-constexpr std::chrono::seconds kWindow{1};
+constexpr std::chrono::seconds kSecond{1};
 
 }  // namespace
 
-LogThrottle::Window& LogThrottle::windowFor(const LogLine& line, Time now) {
-  Place place(line.component.substr(0, kMaxName), line.source.substr(0, kMaxName), line.line);
-  auto found = m_windows.find(place);
-  if (found == m_windows.end()) {
-    if (m_windows.size() >= kMaxPlaces) dropQuietPlaces(now);
-    if (m_windows.size() >= kMaxPlaces) place = {"", "(other places)", 0};
-    found = m_windows.try_emplace(std::move(place), Window{now}).first;
-  }
-  return found->second;
-}
-
 bool LogThrottle::admit(const LogLine& line, Time now) {
-  Window& window = windowFor(line, now);
-  if (now - window.begin >= kWindow) {
-    window.begin = now;
-    window.written = 0;
+  Place& place = placeOf(line, now);
+  if (now - place.second >= kSecond) {
+    place.second = now;
+    place.lines = 0;
   }
-  if (window.written < m_limit) {
-    ++window.written;
-    return true;
+  if (place.flooding && isCalm(place, now)) place.flooding = false;
+  if (place.lines >= m_limit) {
+    place.exceeded = now;
+    if (!std::exchange(place.flooding, true)) {
+      place.reported = place.second;
+      place.due = place.second + kSecond;
+    }
   }
-  ++window.counted;
-  window.level = line.level;
-  m_nextDue = std::min(m_nextDue, window.begin + kWindow);
+  ++place.lines;
+  if (!place.flooding) return true;
+  ++place.counted;
+  place.level = line.level;
+  m_nextDue = std::min({m_nextDue, place.due, place.exceeded + kCalmAfter});
   return false;
 }
 
 std::vector<LogThrottle::Summary> LogThrottle::takeDue(Time now) {
-  std::vector<Summary> due;
-  if (now < m_nextDue) return due;
+  std::vector<Summary> summaries;
+  if (now < m_nextDue) return summaries;
   m_nextDue = Time::max();
-  for (auto at = m_windows.begin(); at != m_windows.end();) {
-    const auto& [place, window] = *at;
-    if (window.counted > 0 && now - window.begin < kWindow) {
-      m_nextDue = std::min(m_nextDue, window.begin + kWindow);
-    } else if (window.counted > 0) {
-      const auto& [component, source, line] = place;
-      due.push_back({component, source, window.level, line, window.counted});
-      at = m_windows.erase(at);
-      continue;
+  for (auto& [name, place] : m_places) {
+    if (place.counted == 0) continue;
+    if (now >= place.due || isCalm(place, now)) {
+      summaries.push_back(summarize(name, place, now));
+      place.counted = 0;
+      place.reported = now;
+      place.due = now + kSummaryInterval;
+    } else {
+      m_nextDue = std::min({m_nextDue, place.due, place.exceeded + kCalmAfter});
     }
-    ++at;
   }
-  return due;
+  return summaries;
 }
 
-std::vector<LogThrottle::Summary> LogThrottle::takeAll() {
-  // Later than the end of every window that can have begun by now.
-  std::vector<Summary> all = takeDue(Time::max());
-  m_windows.clear();
-  return all;
+std::vector<LogThrottle::Summary> LogThrottle::takeAll(Time now) {
+  std::vector<Summary> summaries;
+  for (const auto& [name, place] : m_places) {
+    if (place.counted > 0) summaries.push_back(summarize(name, place, now));
+  }
+  m_places.clear();
+  m_nextDue = Time::max();
+  return summaries;
+}
+
+LogThrottle::Place& LogThrottle::placeOf(const LogLine& line, Time now) {
+  Name name(line.component.substr(0, kMaxName), line.source.substr(0, kMaxName), line.line);
+  auto found = m_places.find(name);
+  if (found == m_places.end()) {
+    if (m_places.size() >= kMaxPlaces) dropQuietPlaces(now);
+    if (m_places.size() >= kMaxPlaces) name = {"", "(other places)", 0};
+    found = m_places.try_emplace(std::move(name), Place{now}).first;
+  }
+  return found->second;
 }
 
 void LogThrottle::dropQuietPlaces(Time now) {
-  std::erase_if(m_windows, [now](const auto& entry) {
-    return entry.second.counted == 0 && now - entry.second.begin >= kWindow;
+  std::erase_if(m_places, [now](const auto& entry) {
+    const Place& place = entry.second;
+    return place.counted == 0 && now - place.second >= kSecond &&
+           (!place.flooding || isCalm(place, now));
   });
+}
+
+LogThrottle::Summary LogThrottle::summarize(const Name& name, const Place& place, Time now) {
+  const auto& [component, source, line] = name;
+  return {component, source,        place.level,
+          line,      place.counted, std::chrono::ceil<std::chrono::seconds>(now - place.reported)};
 }
 
 }  // namespace framework_detail

@@ -12,58 +12,69 @@
 
 namespace framework_detail {
 
-/// Decides which log lines are written when one place logs without end: of each place (component,
-/// source, line) so many a second; the others are counted. A second begins with the first line of
-/// a place and is over when a full one has passed.
+/// Limits how many log lines of one place (component, source, line) are written.
 ///
-/// Its memory is bounded: when more than `kMaxPlaces` places logged within a second, those beyond
-/// share one count, under the source name "(other places)".
+/// A place may log `linesPerSecond` lines a second, counted from its first line. When it exceeds
+/// that, it is flooding: its lines are only counted, and the count is reported after the first
+/// second and then every `kSummaryInterval`, until no second of the last `kCalmAfter` exceeded the
+/// limit. Then the rest is reported and its lines are written again.
 ///
-/// Threads: one at a time.
+/// Memory is bounded: places beyond `kMaxPlaces` share one limit, as source "(other places)".
+///
+/// Threads: not thread-safe. Callers pass the time, which must not go backwards.
 class LogThrottle {
  public:
   using Clock = std::chrono::steady_clock;
   using Time = Clock::time_point;
 
+  static constexpr std::chrono::seconds kSummaryInterval{60};
+  static constexpr std::chrono::seconds kCalmAfter{10};
   static constexpr std::size_t kMaxPlaces = 1024;
-  /// Bytes of a component's or source's name that tell places apart.
+  /// Component and source names are compared and kept up to this length, in bytes.
   static constexpr std::size_t kMaxName = 128;
 
-  /// How many lines of one place were not written.
+  /// The lines of one place that were counted instead of written.
   struct Summary {
     std::string component;
     std::string source;
     int level;  ///< of the last of them
     int line;
     std::uint64_t count;
+    std::chrono::seconds period;  ///< since the previous summary or line, rounded up
   };
 
   explicit LogThrottle(int linesPerSecond) : m_limit(linesPerSecond) {}
 
-  /// Whether to write this line; counts it if not. `takeDue` of the same time comes first.
+  /// Returns whether to write this line; counts it otherwise. Call `takeDue` first.
   bool admit(const LogLine& line, Time now);
-  /// The summaries of the seconds that are over; each is told once.
+  /// Returns the summaries that are due and resets their counts.
   std::vector<Summary> takeDue(Time now);
-  /// The summaries of all that is counted.
-  std::vector<Summary> takeAll();
-  /// When `takeDue` will next have something to tell; `Time::max()` when nothing is counted.
+  /// Returns the summaries of all counted lines and forgets all places.
+  std::vector<Summary> takeAll(Time now);
+  /// When to call `takeDue` next; `Time::max()` if nothing is counted. There may be nothing due yet
+  /// by then.
   [[nodiscard]] Time nextDue() const { return m_nextDue; }
 
  private:
-  using Place = std::tuple<std::string, std::string, int>;
-  struct Window {
-    Time begin;
-    int written = 0;
+  using Name = std::tuple<std::string, std::string, int>;
+  struct Place {
+    Time second;  // start of the current second
+    int lines = 0;
+    bool flooding = false;
+    Time exceeded{};  // last line beyond the limit
+    Time due{};       // next summary, unless the place is calm before
+    Time reported{};  // start of the period that `counted` covers
     std::uint64_t counted = 0;
     int level = 0;
   };
-  using Windows = std::map<Place, Window>;
 
-  Window& windowFor(const LogLine& line, Time now);
+  Place& placeOf(const LogLine& line, Time now);
   void dropQuietPlaces(Time now);
+  static bool isCalm(const Place& place, Time now) { return now - place.exceeded >= kCalmAfter; }
+  static Summary summarize(const Name& name, const Place& place, Time now);
 
   const int m_limit;
-  Windows m_windows;
+  std::map<Name, Place> m_places;
   Time m_nextDue = Time::max();
 };
 

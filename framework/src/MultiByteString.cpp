@@ -6,11 +6,10 @@
 
 namespace {
 
-// Where the text goes on behind `count` characters from `position`.
-std::size_t skipCharacters(const std::string& text, std::size_t position, std::size_t count) {
-  while (count > 0 && position < text.size()) {
-    position += std::max<std::size_t>(framework_detail::utf8SequenceLength(text, position), 1);
-    --count;
+// Returns the position `count` characters after `position`, at most the end of the text.
+std::size_t skipCharacters(std::string_view text, std::size_t position, std::size_t count) {
+  for (; count > 0 && position < text.size(); --count) {
+    position += std::max<std::size_t>(framework_detail::utf8Length(text.substr(position)), 1);
   }
   return position;
 }

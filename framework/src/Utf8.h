@@ -1,16 +1,19 @@
 #pragma once
 
+#include <utf8.h>
+
 #include <cstddef>
 #include <string_view>
 
 namespace framework_detail {
 
-/// How many bytes the valid UTF-8 sequence at `position` has; 0 when none begins there (a stray or
-/// missing continuation byte, an overlong form, a surrogate, more than U+10FFFF, the text's end).
-/// Any thread.
-std::size_t utf8SequenceLength(std::string_view text, std::size_t position);
-
-/// Whether the whole text is valid UTF-8. NUL is a valid character.
-bool isUtf8(std::string_view text);
+/// Returns the length of the UTF-8 sequence that `text` starts with, 0 if it isn't a valid one.
+inline std::size_t utf8Length(std::string_view text) {
+  // utf8::next() would throw for every invalid byte. Four bytes are the longest sequence.
+  const std::string_view first = text.substr(0, 4);
+  auto end = first.begin();
+  if (utf8::find_invalid(first.begin(), first.end()) != end) utf8::unchecked::next(end);
+  return static_cast<std::size_t>(end - first.begin());
+}
 
 }  // namespace framework_detail

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -17,7 +18,6 @@
 #include <string>
 #include <vector>
 
-#include "TemporaryFolder.h"
 #include "Waiting.h"
 
 namespace {
@@ -36,7 +36,7 @@ std::vector<std::string> linesOf(const std::string& path) {
   return lines;
 }
 
-// Sends what goes to standard error into a file.
+// Redirects standard error to a file.
 class StandardErrorInto {
  public:
   explicit StandardErrorInto(const std::string& path) : m_former(::dup(2)) {
@@ -55,6 +55,28 @@ class StandardErrorInto {
   const int m_former;
 };
 
+// Deleted with its contents at the end of the test.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = testing::TempDir() + "framework_test_XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    m_path = name;
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] const std::string& path() const { return m_path; }
+  [[nodiscard]] std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+ private:
+  std::string m_path;
+};
+
 class LogOutputTest : public testing::Test {
  protected:
   LogOutputTest() { m_output = std::make_unique<LogOutput>(m_path); }
@@ -65,18 +87,27 @@ class LogOutputTest : public testing::Test {
   void Close() { m_output.reset(); }
   std::vector<std::string> Lines() { return linesOf(m_path); }
 
-  // Lines as they were logged: those written, and those that the summaries count.
-  std::size_t CountTold() {
-    std::size_t told = 0;
-    const std::regex summary(": … ([0-9]+) more lines? like this$");
-    for (const std::string& line : Lines()) {
-      std::smatch found;
-      told += std::regex_search(line, found, summary) ? std::stoul(found[1]) : 1;
-    }
-    return told;
+  // Writes a line and returns its text as the file shows it.
+  std::string Shown(const std::string& text) {
+    Write(text, kLogError, m_line);
+    const std::string place = " OBEX Service a.cpp:" + std::to_string(m_line++) + ": ";
+    const std::string line = Lines().back();
+    const std::size_t at = line.find(place);
+    return at == std::string::npos ? "(no such line)" : line.substr(at + place.size());
   }
 
-  // Short lines, each of a place of its own, into files of that size.
+  // The number of lines in the file and those that its summaries count.
+  std::size_t CountReported() {
+    std::size_t reported = 0;
+    const std::regex summary(": … ([0-9]+) more lines? like this in the last [0-9]+ s$");
+    for (const std::string& line : Lines()) {
+      std::smatch found;
+      reported += std::regex_search(line, found, summary) ? std::stoul(found[1]) : 1;
+    }
+    return reported;
+  }
+
+  // Writes short lines, each of another place, to files of this size.
   void WriteBounded(std::size_t bytes, std::size_t files, int lines) {
     m_output = std::make_unique<LogOutput>(m_path, bytes, files);
     for (int line = 0; line < lines; ++line) Write("text", kLogError, line);
@@ -91,9 +122,10 @@ class LogOutputTest : public testing::Test {
   TemporaryFolder m_folder;
   const std::string m_path = m_folder.file("log");
   std::unique_ptr<LogOutput> m_output;
+  int m_line = 100;
 };
 
-TEST_F(LogOutputTest, ALineHasTimeLevelPlaceAndText) {
+TEST_F(LogOutputTest, WritesTimeLevelPlaceAndText) {
   Write("\ttext", kLogError, 42);
   ASSERT_EQ(Lines().size(), 1u);
   EXPECT_TRUE(std::regex_match(
@@ -102,7 +134,7 @@ TEST_F(LogOutputTest, ALineHasTimeLevelPlaceAndText) {
       << Lines()[0];
 }
 
-TEST_F(LogOutputTest, LevelsAreNamed) {
+TEST_F(LogOutputTest, WritesTheNameOfTheLevel) {
   Write("one", kLogTrace);
   Write("two", kLogError + 1);
   Write("three", kLogTrace - 1);
@@ -112,43 +144,76 @@ TEST_F(LogOutputTest, LevelsAreNamed) {
   EXPECT_THAT(Lines()[2], HasSubstr(" info "));
 }
 
-TEST_F(LogOutputTest, ALineIsInTheFileAsSoonAsItIsWritten) {
+TEST_F(LogOutputTest, FlushesEveryLine) {
   Write("now", kLogTrace);
   EXPECT_THAT(contentsOf(m_path), HasSubstr("now\n"));
 }
 
-TEST_F(LogOutputTest, TextFromAStrangerCanNotForgeALine) {
-  Write("BEGIN:VCARD\r\n2030-01-01 00:00:00.000 error forged\x1b[2J");
+TEST_F(LogOutputTest, EscapesLineEndsInEveryPart) {
+  m_output->write({"a\nb", "c\nd", kLogError, 1, "BEGIN\r\n2030-01-01 error forged"});
   ASSERT_EQ(Lines().size(), 1u);
-  EXPECT_THAT(Lines()[0], HasSubstr("VCARD\\r\\n2030-01-01 00:00:00.000 error forged\\x1b[2J"));
+  EXPECT_THAT(Lines()[0], HasSubstr(" a\\nb c\\nd:1: BEGIN\\r\\n2030-01-01 error forged"));
 }
 
-TEST_F(LogOutputTest, ComponentAndSourceCanNotForgeALineEither) {
-  m_output->write({"a\nb", "c\nd", kLogError, 1, "text"});
-  ASSERT_EQ(Lines().size(), 1u);
-  EXPECT_THAT(Lines()[0], HasSubstr(" a\\nb c\\nd:1: text"));
+TEST_F(LogOutputTest, LeavesOrdinaryTextAsItIs) {
+  EXPECT_EQ(Shown("Åsa Öberg, 5 € 😀 \"%s\" 'x'"), "Åsa Öberg, 5 € 😀 \"%s\" 'x'");
+  EXPECT_EQ(Shown(""), "");
 }
 
-TEST_F(LogOutputTest, PatternsInATextAreNotFollowed) {
+TEST_F(LogOutputTest, EscapesControlCharactersAsInC) {
+  EXPECT_EQ(Shown("\a\b\t\n\v\f\r"), "\\a\\b\\t\\n\\v\\f\\r");
+  EXPECT_EQ(Shown("\x1b[2J\x7f\x01"), "\\x1b[2J\\x7f\\x01");
+  EXPECT_EQ(Shown(std::string("a\0b", 3)), "a\\x00b");
+}
+
+TEST_F(LogOutputTest, ShowsEveryByteDifferently) {
+  std::set<std::string> shown;
+  for (int byte = 0; byte < 256; ++byte)
+    shown.insert(Shown(std::string(1, static_cast<char>(byte))));
+  EXPECT_EQ(shown.size(), 256u);
+  EXPECT_EQ(Shown("\\n"), "\\\\n");
+}
+
+TEST_F(LogOutputTest, EscapesBytesThatAreNotUtf8) {
+  EXPECT_EQ(Shown("a\xff\xc3"), "a\\xff\\xc3");
+  EXPECT_EQ(Shown("\xc3z"), "\\xc3z");
+}
+
+TEST_F(LogOutputTest, EscapesUnicodeControlsLineEndsAndDirectionMarks) {
+  EXPECT_EQ(Shown("\u0085\u009b31m\u00a0"), "\\xc2\\x85\\xc2\\x9b31m\u00a0");
+  EXPECT_EQ(Shown("\u2028\u2029"), "\\xe2\\x80\\xa8\\xe2\\x80\\xa9");
+  EXPECT_EQ(Shown("\u202e\u2066\u200f"), "\\xe2\\x80\\xae\\xe2\\x81\\xa6\\xe2\\x80\\x8f");
+}
+
+TEST_F(LogOutputTest, CutsALongTextAtTheStartOfACharacter) {
+  const std::string full(LogOutput::kMaxText - 2, 'x');
+  EXPECT_EQ(Shown(full + "€y"), full + " … 4 more bytes");
+  EXPECT_EQ(Shown(full + "y€y"), full + "y … 4 more bytes");
+  EXPECT_EQ(Shown(full + "yyy"), full + "yy … 1 more byte");
+  EXPECT_EQ(Shown(full + "\xff\xff\xff\xff"), full + "\\xff\\xff … 2 more bytes");
+  EXPECT_EQ(Shown(full + "yy"), full + "yy");
+}
+
+TEST_F(LogOutputTest, DoesNotExpandPatternsInAText) {
   Write("%s %n {} {0} %v %Y");
   EXPECT_THAT(contentsOf(m_path), HasSubstr(": %s %n {} {0} %v %Y\n"));
 }
 
-TEST_F(LogOutputTest, ALongTextIsCutWithANote) {
+TEST_F(LogOutputTest, NotesHowMuchOfALongTextIsMissing) {
   Write(std::string(LogOutput::kMaxText + 1000, 'x'));
   EXPECT_THAT(contentsOf(m_path), HasSubstr(std::string(LogOutput::kMaxText, 'x') + " … 1000"));
   EXPECT_LT(contentsOf(m_path).size(), LogOutput::kMaxText + 200);
 }
 
-TEST_F(LogOutputTest, ALongTextOfControlCharactersStaysBounded) {
+TEST_F(LogOutputTest, BoundsALongTextOfControlCharacters) {
   Write(std::string(5u << 20, '\x01'));
   EXPECT_LT(contentsOf(m_path).size(), 4 * LogOutput::kMaxText + 200);
 }
 
-TEST_F(LogOutputTest, OfOnePlaceTheFirstLinesAreWrittenAndTheRestIsCounted) {
+TEST_F(LogOutputTest, CountsFurtherLinesOfAPlaceThatLogsTooMuch) {
   for (int line = 0; line < 3000; ++line) Write("again " + std::to_string(line));
   Close();
-  EXPECT_EQ(CountTold(), 3000u);
+  EXPECT_EQ(CountReported(), 3000u);
   EXPECT_LT(Lines().size(), 3000u);
   EXPECT_THAT(contentsOf(m_path), HasSubstr("error OBEX Service a.cpp:1: … "));
   for (int line = 0; line < LogOutput::kLinesPerSecond; ++line) {
@@ -156,20 +221,18 @@ TEST_F(LogOutputTest, OfOnePlaceTheFirstLinesAreWrittenAndTheRestIsCounted) {
   }
 }
 
-TEST_F(LogOutputTest, TheSummaryComesWithoutAnotherLine) {
+TEST_F(LogOutputTest, WritesASummaryWithoutWaitingForAnotherLine) {
   for (int line = 0; line < 1000; ++line) Write("again");
-  EXPECT_TRUE(waiting::until([this] { return CountTold() == 1000; }));
-  for (int line = 0; line < 1000; ++line) Write("and again");
-  EXPECT_TRUE(waiting::until([this] { return CountTold() == 2000; }));
+  EXPECT_TRUE(waiting::until([this] { return CountReported() == 1000; }));
 }
 
-TEST_F(LogOutputTest, PlacesAreCountedApart) {
+TEST_F(LogOutputTest, CountsEachPlaceByItself) {
   for (int line = 0; line < 200; ++line) Write("each its own", kLogError, line);
   Close();
   EXPECT_EQ(Lines().size(), 200u);
 }
 
-TEST_F(LogOutputTest, AnExistingFileIsAppendedTo) {
+TEST_F(LogOutputTest, AppendsToAnExistingFile) {
   Write("first");
   Close();
   m_output = std::make_unique<LogOutput>(m_path);
@@ -179,7 +242,7 @@ TEST_F(LogOutputTest, AnExistingFileIsAppendedTo) {
   EXPECT_THAT(Lines()[1], HasSubstr("second"));
 }
 
-TEST_F(LogOutputTest, TheFileIsForItsOwnersEyesOnly) {
+TEST_F(LogOutputTest, MakesTheFileReadableByItsOwnerOnly) {
   EXPECT_EQ(ModeOf(m_path), kOwnersOnly);
   Close();
   std::filesystem::permissions(m_path, std::filesystem::perms::all);
@@ -187,7 +250,7 @@ TEST_F(LogOutputTest, TheFileIsForItsOwnersEyesOnly) {
   EXPECT_EQ(ModeOf(m_path), kOwnersOnly);
 }
 
-TEST_F(LogOutputTest, AFileIsMovedAsideBeforeItIsTooLarge) {
+TEST_F(LogOutputTest, RotatesTheFileBeforeItIsTooLarge) {
   WriteBounded(1000, 3, 60);
   EXPECT_LE(std::filesystem::file_size(m_path), 1000u);
   EXPECT_LE(std::filesystem::file_size(m_path + ".1"), 1000u);
@@ -196,7 +259,7 @@ TEST_F(LogOutputTest, AFileIsMovedAsideBeforeItIsTooLarge) {
   EXPECT_FALSE(std::filesystem::exists(m_path + ".3"));
 }
 
-TEST_F(LogOutputTest, TheNewestLinesAreKeptInTheirOrder) {
+TEST_F(LogOutputTest, KeepsTheNewestLinesInOrder) {
   WriteBounded(1000, 3, 60);
   std::vector<std::string> kept = linesOf(m_path + ".2");
   for (const std::string& path : {m_path + ".1", m_path}) {
@@ -208,7 +271,7 @@ TEST_F(LogOutputTest, TheNewestLinesAreKeptInTheirOrder) {
   }
 }
 
-TEST_F(LogOutputTest, EveryFileIsForItsOwnersEyesOnly) {
+TEST_F(LogOutputTest, MakesRotatedFilesReadableByTheirOwnerOnly) {
   const mode_t former = ::umask(0);
   WriteBounded(1000, 3, 60);
   ::umask(former);
@@ -217,28 +280,28 @@ TEST_F(LogOutputTest, EveryFileIsForItsOwnersEyesOnly) {
   }
 }
 
-TEST_F(LogOutputTest, AFileThatIsTooLargeFromBeforeIsMovedAsideAtTheFirstLine) {
+TEST_F(LogOutputTest, RotatesAnExistingFileThatIsTooLarge) {
   WriteBounded(1000000, 3, 30);
   WriteBounded(1000, 3, 1);
   EXPECT_EQ(Lines().size(), 1u);
   EXPECT_EQ(linesOf(m_path + ".1").size(), 30u);
 }
 
-TEST_F(LogOutputTest, ALineThatIsLargerThanAFileIsWrittenWhole) {
+TEST_F(LogOutputTest, WritesALineThatIsLargerThanTheFileSize) {
   Close();
   m_output = std::make_unique<LogOutput>(m_path, 1024, 2);
   Write(std::string(3000, 'x'));
   EXPECT_THAT(contentsOf(m_path), HasSubstr(std::string(3000, 'x') + "\n"));
 }
 
-TEST_F(LogOutputTest, OfOneFileOnlyTheNewestLinesAreKept) {
+TEST_F(LogOutputTest, StartsTheFileAnewWhenOnlyOneIsKept) {
   WriteBounded(1000, 1, 60);
   EXPECT_LE(std::filesystem::file_size(m_path), 1000u);
   EXPECT_FALSE(std::filesystem::exists(m_path + ".1"));
   EXPECT_THAT(Lines().back(), HasSubstr("a.cpp:59: text"));
 }
 
-TEST_F(LogOutputTest, TheEndingOfANameStaysAtItsEnd) {
+TEST_F(LogOutputTest, KeepsTheExtensionOfRotatedFiles) {
   const std::string path = m_folder.file("phone.log");
   {
     LogOutput output(path, 1000, 2);
@@ -256,30 +319,30 @@ void expectRefused(const std::string& path, const std::string& reason) {
   }
 }
 
-TEST_F(LogOutputTest, AFileThatCanNotBeOpenedIsToldInASentence) {
+TEST_F(LogOutputTest, ThrowsASentenceWhenTheFileCanNotBeOpened) {
   expectRefused(m_folder.file("missing/log"), "No such file or directory");
   expectRefused(m_folder.path(), "Is a directory");
   expectRefused("", "No such file or directory");
 }
 
-TEST_F(LogOutputTest, AFullDiskHurtsNoOneAndIsToldOnce) {
+TEST_F(LogOutputTest, ReportsAFullDiskOnceOnStandardError) {
   const StandardErrorInto file(m_folder.file("stderr"));
   LogOutput full("/dev/full");
   for (int line = 0; line < 20; ++line) full.write({"c", "a.cpp", kLogError, line, "text"});
-  const std::vector<std::string> told = linesOf(m_folder.file("stderr"));
-  ASSERT_EQ(told.size(), 1u);
-  EXPECT_THAT(told[0], HasSubstr("The log file \"/dev/full\" can't be written: "));
-  EXPECT_THAT(told[0], HasSubstr("No space left on device"));
+  const std::vector<std::string> reported = linesOf(m_folder.file("stderr"));
+  ASSERT_EQ(reported.size(), 1u);
+  EXPECT_THAT(reported[0], HasSubstr("The log file \"/dev/full\" can't be written: "));
+  EXPECT_THAT(reported[0], HasSubstr("No space left on device"));
 }
 
-TEST_F(LogOutputTest, ADeviceIsNeverMovedAside) {
+TEST_F(LogOutputTest, DoesNotRotateDevices) {
   const LogOutput device("/dev/null", 1, 2);
   Close();
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
   EXPECT_FALSE(std::filesystem::exists("/dev/null.1"));
 }
 
-TEST_F(LogOutputTest, WithoutAPathItWritesToStandardError) {
+TEST_F(LogOutputTest, WritesToStandardErrorWithoutAPath) {
   const std::string path = m_folder.file("stderr");
   {
     const StandardErrorInto file(path);
@@ -289,7 +352,7 @@ TEST_F(LogOutputTest, WithoutAPathItWritesToStandardError) {
   EXPECT_THAT(contentsOf(path), HasSubstr(" error c a.cpp:7: to people\n"));
 }
 
-TEST_F(LogOutputTest, WorksAsASinkOfTheLog) {
+TEST_F(LogOutputTest, WritesWhatIsLogged) {
   addLogSink(m_output.get());
   logAppUni("OBEX Service", "a.cpp", kLogError, 3, "%s", "through the log");
   removeLogSink(m_output.get());
@@ -304,7 +367,7 @@ std::set<std::string> threadsOfThisProcess() {
   return paths;
 }
 
-// A new thread has all signals blocked until it has begun: what counts is what it has at rest.
+// glibc blocks all signals while a thread starts: only the mask of a waiting thread counts.
 bool isBlockedAtRest(const std::string& task, int signal) {
   std::string status;
   const auto atRest = [&] {
@@ -317,7 +380,7 @@ bool isBlockedAtRest(const std::string& task, int signal) {
   return (std::stoull(found[1], nullptr, 16) >> (signal - 1) & 1) != 0;
 }
 
-TEST_F(LogOutputTest, ItsThreadLeavesSignalsToTheProgram) {
+TEST_F(LogOutputTest, BlocksSignalsOnItsThread) {
   const auto before = threadsOfThisProcess();
   const LogOutput other(m_folder.file("other"));
   int added = 0;
@@ -327,10 +390,10 @@ TEST_F(LogOutputTest, ItsThreadLeavesSignalsToTheProgram) {
     EXPECT_TRUE(isBlockedAtRest(task, SIGTERM));
     EXPECT_TRUE(isBlockedAtRest(task, SIGINT));
   }
-  EXPECT_GE(added, 1);  // a sanitizer may add one of its own
+  EXPECT_GE(added, 1);  // a sanitizer may start one, too
 }
 
-TEST_F(LogOutputTest, TheCallersSignalsStayAsTheyWere) {
+TEST_F(LogOutputTest, LeavesTheCallersSignalMaskAlone) {
   sigset_t now;
   pthread_sigmask(SIG_BLOCK, nullptr, &now);
   EXPECT_EQ(sigismember(&now, SIGTERM), 0);

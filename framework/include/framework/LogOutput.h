@@ -7,34 +7,38 @@
 #include "framework/Export.h"
 #include "framework/Logging.h"
 
-/// The sink for people: writes log lines to standard error or to a file, with time, level and
-/// place.
+/// A log sink that writes to standard error or to a file, one line each with time, level and place.
 ///
-/// Control characters are shown escaped (`\n`, `\x1b`), so that text pushed by a stranger can
-/// neither forge a line nor steer a terminal. Of one place (component, source, line) at most
-/// `kLinesPerSecond` lines a second are written; the rest is counted and told in one summary line
-/// when the second is over or the output is closed.
+/// Control characters, backslashes and bytes that are not UTF-8 are escaped (`\n`, `\x1b`), so that
+/// text pushed by a stranger can't forge a line or control a terminal.
 ///
-/// A file is readable by its owner only. Before it would grow beyond its size it is moved aside
-/// ("phone.log" to "phone.1.log", that to "phone.2.log", ...) and begun anew, and what is beyond
-/// the number of files is removed. A device or a pipe is only written to.
+/// A place (component, source, line) may log `kLinesPerSecond` lines a second. If it logs more, its
+/// further lines are counted instead, until it has kept below that rate for ten seconds. The count
+/// is written after one second, then every minute, and when the output is closed: "… 11880 more
+/// lines like this in the last 60 s".
 ///
-/// Lines that can't be written later on, on a full disk say, are lost, and hurt no one: that is
-/// told once on standard error, and their number in the file when it can be written again.
+/// A log file is readable by its owner only. Before it exceeds its size it is rotated: "phone.log"
+/// becomes "phone.1.log", that one "phone.2.log", and so on; the oldest one is deleted. Devices and
+/// pipes are not rotated.
+///
+/// Unwritable lines (full disk) are dropped; the first failure goes to stderr, the count to the log
+/// once writing works again.
+///
+/// Threads: any thread may call `write`.
 class FRAMEWORK_API LogOutput : public LogSink {
  public:
   static constexpr int kLinesPerSecond = 10;
-  /// Longer texts are cut, with a note of how much is missing.
+  /// Bytes. Longer texts are cut, with a note of how much is missing.
   static constexpr std::size_t kMaxText = 4096;
 
-  /// How large a file becomes, and how many there are, the one that is written included.
+  /// Default size of a log file in bytes, and default number of files including the current one.
   static constexpr std::size_t kFileBytes = std::size_t{10} << 20;
   static constexpr std::size_t kFiles = 5;
 
   /// Writes to standard error.
   LogOutput();
-  /// Appends to a file; `bytes` and `files` are at least 1. Throws std::runtime_error with a
-  /// sentence for the user when it can't be opened.
+  /// Appends to a file. `bytes` and `files` must be at least 1. Throws std::runtime_error with a
+  /// message for the user if the file can't be opened.
   explicit LogOutput(const std::string& path, std::size_t bytes = kFileBytes,
                      std::size_t files = kFiles);
   ~LogOutput() override;
