@@ -13,15 +13,15 @@ using namespace framework_detail;
 
 namespace {
 
-/// Enough of a path to know it by; a stranger decides how long it is.
+// Bytes of a path that are logged: its length is up to a stranger.
 constexpr int kShownPath = 300;
 
-std::string withoutLastSlashes(std::string path) {
+std::string withoutTrailingSlashes(std::string path) {
   while (path.ends_with('/')) path.pop_back();
   return path;
 }
 
-/// Does the work and says in the log why it was refused.
+// Returns whether `work` succeeds; logs the reason otherwise.
 template <typename Work>
 bool succeeds(const char* path, const Work& work) {
   const char* shown = path == nullptr ? "(null)" : path;
@@ -42,11 +42,12 @@ bool succeeds(const char* path, const Work& work) {
 
 }  // namespace
 
-/// All that can be refused throws, so that whatever was begun is undone on the way out.
+/// Throws StorageError, or std::bad_alloc, where `Storage` returns false; destructors then undo
+/// what has been done.
 class Storage::Impl {
  public:
   Impl(const std::string& root, const Limits& limits)
-      : m_rootPath(withoutLastSlashes(root)), m_limits(limits) {}
+      : m_rootPath(withoutTrailingSlashes(root)), m_limits(limits) {}
 
   void init(const char* path, std::ios_base::openmode writeMode);
   void store(const char* name, const char* data, int size) const;
@@ -56,12 +57,12 @@ class Storage::Impl {
  private:
   void openRoot();
   void write(const StoragePath& target, const char* data, std::size_t size) const;
-  void place(const StoragePath& target, StorageFolders& folders, StorageTemporary& file,
-             const char* data, std::size_t size) const;
+  void replace(const StoragePath& target, StorageFolders& folders, StorageTemporary& file,
+               const char* data, std::size_t size) const;
 
   const std::string m_rootPath;
   const Limits m_limits;
-  // From init to shutdown.
+  // Set from init() to shutdown().
   StorageDescriptor m_root;
   StorageUsage* m_usage = nullptr;
   std::string m_path;
@@ -71,7 +72,7 @@ class Storage::Impl {
 
 void Storage::Impl::init(const char* path, std::ios_base::openmode writeMode) {
   shutdown();
-  if (path == nullptr) throw StorageError("there is no path");
+  if (path == nullptr) throw StorageError("no path given");
   m_target = StoragePath(m_rootPath, path, m_limits.depth);
   m_path = path;
   m_writable = (writeMode & std::ios_base::out) != 0;
@@ -83,14 +84,14 @@ void Storage::Impl::init(const char* path, std::ios_base::openmode writeMode) {
 void Storage::Impl::openRoot() {
   const char* path = m_rootPath.empty() ? "/" : m_rootPath.c_str();
   m_root = StorageDescriptor(::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!m_root) throw StorageError("the root can't be opened", errno);
+  if (!m_root) throw StorageError("can't open the root folder", errno);
   m_usage = &StorageUsage::of(m_root.get());
 }
 
 void Storage::Impl::store(const char* name, const char* data, int size) const {
   if (!m_root) throw StorageError("init was not called or failed");
-  if (!m_writable) throw StorageError("it was not opened for writing");
-  if (size < 0 || (data == nullptr && size > 0)) throw StorageError("there are no bytes to store");
+  if (!m_writable) throw StorageError("not opened for writing");
+  if (size < 0 || (data == nullptr && size > 0)) throw StorageError("no data");
   write(name == nullptr ? m_target : m_target.withName(name), data, static_cast<std::size_t>(size));
 }
 
@@ -102,37 +103,42 @@ void Storage::Impl::shutdown() noexcept {
   m_writable = false;
 }
 
-/// The lock is not held while the bytes go to the disk. What is undone on the way out is declared
-/// after it and so undone before the lock is given back.
+// Writes to the disk without holding the lock. Objects that undo something are declared after the
+// lock, so that they are destroyed while it is held.
 void Storage::Impl::write(const StoragePath& target, const char* data, std::size_t size) const {
-  StorageLock lock(m_root.get(), *m_usage);
+  StorageLock lock(m_root.get());
   StorageTemporary file(m_root.get(), *m_usage);
   StorageFolders folders(m_root.get(), *m_usage);
   std::size_t missing = folders.find(target);
-  if (missing == 0 && storageFileHolds(folders.deepest(), target.name().c_str(), data, size))
+  if (missing == 0 && storageFileHolds(folders.deepest(), target.name().c_str(), data, size)) {
     return;
+  }
 
   lock.acquire();
   m_usage->admit(m_root.get(), {1 + missing, size}, m_limits);
   file.create(size);
   lock.release();
-  file.fill(data, size);
+  try {
+    file.fill(data, size);
+  } catch (const StorageError&) {
+    lock.acquire();  // to remove the file
+    throw;
+  }
 
   lock.acquire();
   missing = folders.find(target);
   if (missing > 0) m_usage->admit(m_root.get(), {missing, 0}, m_limits);
-  place(target, folders, file, data, size);
+  replace(target, folders, file, data, size);
   lock.release();
   folders.sync();
 }
 
-/// Puts the whole file in its place. Another writer may have been there since it was begun.
-void Storage::Impl::place(const StoragePath& target, StorageFolders& folders,
-                          StorageTemporary& file, const char* data, std::size_t size) const {
-  folders.makeMissing();
+void Storage::Impl::replace(const StoragePath& target, StorageFolders& folders,
+                            StorageTemporary& file, const char* data, std::size_t size) const {
+  folders.createMissing();
   const char* name = target.name().c_str();
   if (storageFileHolds(folders.deepest(), name, data, size)) {
-    file.discard();
+    file.discard();  // another writer stored the same bytes meanwhile
     return;
   }
   StorageBackup backup(m_root.get(), folders.deepest(), target.name(), *m_usage);
@@ -150,7 +156,7 @@ Storage::Storage(const std::string& root, const Limits& limits) {
   try {
     m_impl = std::make_unique<Impl>(root, limits);
   } catch (...) {
-    // There is no memory: init refuses.
+    // Out of memory: init() will return false.
   }
 }
 

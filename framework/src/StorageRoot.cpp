@@ -9,9 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <cstdint>
 #include <cstring>
-#include <string_view>
 #include <thread>
 
 #include "StorageTemporary.h"
@@ -21,12 +19,12 @@ namespace framework_detail {
 
 namespace {
 
-StorageDescriptor refused(int error) {
+StorageDescriptor failed(int error) {
   errno = error;
   return {};
 }
 
-/// Takes the first component, with the slashes around it, off the path. "" when none is left.
+// Removes the first component and the slashes around it from the path; "" if there is none.
 std::string_view takeComponent(std::string_view& path) {
   while (!path.empty() && path.front() == '/') path.remove_prefix(1);
   const std::string_view component = path.substr(0, path.find('/'));
@@ -35,14 +33,30 @@ std::string_view takeComponent(std::string_view& path) {
   return component;
 }
 
-/// `openat` for one component, which is not followed when it is a link.
 StorageDescriptor openComponent(int folder, std::string_view component, int flags) {
   char name[NAME_MAX + 1];
-  if (component == "..") return refused(EXDEV);
-  if (component.size() >= sizeof name) return refused(ENAMETOOLONG);
+  if (component == "..") return failed(EXDEV);
+  if (component.size() >= sizeof name) return failed(ENAMETOOLONG);
   std::memcpy(name, component.data(), component.size());
   name[component.size()] = '\0';
   return StorageDescriptor(::openat(folder, name, flags | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void checkComponent(std::string_view component) {
+  if (component == "..") throw StorageError("the path contains \"..\"");
+  if (component.size() > NAME_MAX) throw StorageError("a name in the path is too long");
+  if (StorageTemporaryName::reserved(component)) {
+    throw StorageError("a name in the path is reserved for temporary files");
+  }
+}
+
+constexpr int kFolder = O_RDONLY | O_DIRECTORY;
+
+void syncFolder(int folder) {
+  while (::fsync(folder) != 0) {
+    if (errno == EINVAL) return;  // not supported for folders by this file system
+    if (errno != EINTR) throw StorageError("can't sync a folder", errno);
+  }
 }
 
 }  // namespace
@@ -62,39 +76,57 @@ StorageDescriptor openBeneathByKernel(int root, const char* path, int flags) {
 
 StorageDescriptor openBeneathByHand(int root, const char* path, int flags) {
   std::string_view rest = path;
-  if (rest.empty()) return refused(ENOENT);
-  if (rest.front() == '/') return refused(EXDEV);
+  if (rest.empty()) return failed(ENOENT);
+  if (rest.front() == '/') return failed(EXDEV);
   const bool folder = rest.back() == '/';
   std::string_view component = takeComponent(rest);
-  StorageDescriptor above;
+  StorageDescriptor parent;
   int from = root;
   while (!rest.empty()) {
     StorageDescriptor next = openComponent(from, component, O_PATH | O_DIRECTORY);
     if (!next) return next;
-    above = std::move(next);
-    from = above.get();
+    parent = std::move(next);
+    from = parent.get();
     component = takeComponent(rest);
   }
   return openComponent(from, component, folder ? flags | O_DIRECTORY : flags);
 }
 
-namespace {
-
-void checkComponent(std::string_view component) {
-  if (component == "..") throw StorageError("the path has a \"..\" component");
-  if (component.size() > NAME_MAX) throw StorageError("a name in the path is too long");
-  if (StorageTemporaryName::reserved(component)) {
-    throw StorageError("a name in the path is kept for unfinished files");
+std::optional<std::uint64_t> storageFileSize(int folder, const char* name) {
+  struct stat found {};
+  if (::fstatat(folder, name, &found, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno == ENOENT) return std::nullopt;
+    throw StorageError("can't look up the file", errno);
   }
+  if (!S_ISREG(found.st_mode)) throw StorageError("the name exists and is not a regular file");
+  return static_cast<std::uint64_t>(found.st_size);
 }
 
-}  // namespace
+bool storageFileHolds(int folder, const char* name, const char* data, std::size_t size) {
+  if (storageFileSize(folder, name) != size) return false;
+  // O_NONBLOCK: someone may have replaced the file with a pipe, and opening that would block.
+  const StorageDescriptor file(
+      ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!file) return false;
+  std::array<char, 32768> buffer;
+  std::size_t compared = 0;
+  while (true) {
+    const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return false;
+    if (got == 0) return compared == size;
+    const auto count = static_cast<std::size_t>(got);
+    if (count > size - compared) return false;
+    if (std::memcmp(buffer.data(), data + compared, count) != 0) return false;
+    compared += count;
+  }
+}
 
 StoragePath::StoragePath(std::string_view root, std::string_view path, unsigned depth) {
   if (!path.starts_with('/')) throw StorageError("the path is not absolute");
   if (path.size() >= PATH_MAX) throw StorageError("the path is too long");
   if (!path.starts_with(root) || path.substr(root.size()).find('/') != 0) {
-    throw StorageError("the path is not beneath the root");
+    throw StorageError("the path is not beneath the root folder");
   }
   path.remove_prefix(root.size() + 1);
   while (!path.empty()) {
@@ -110,7 +142,7 @@ StoragePath::StoragePath(std::string_view root, std::string_view path, unsigned 
 StoragePath StoragePath::withName(std::string_view name) const {
   checkComponent(name);
   if (name.empty() || name == "." || name.find('/') != std::string_view::npos) {
-    throw StorageError("the name is not one of a file");
+    throw StorageError("not a file name");
   }
   StoragePath other(*this);
   other.m_name = name;
@@ -136,66 +168,18 @@ void StorageLock::acquire() {
   std::chrono::milliseconds pause{1};
   while (::flock(m_root, LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
-    if (errno != EWOULDBLOCK) throw StorageError("the root can't be locked", errno);
-    if (Clock::now() >= deadline) throw StorageError("another program keeps the root locked");
+    if (errno != EWOULDBLOCK) throw StorageError("can't lock the root folder", errno);
+    if (Clock::now() >= deadline) throw StorageError("another process keeps the root locked");
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, longestPause);
   }
   m_held = true;
-  m_usage.entered(m_root);
 }
 
 void StorageLock::release() noexcept {
-  if (!m_held) return;
-  m_held = false;
-  m_usage.leaving(m_root);
-  // Not left to the closing of the descriptor: a child process may have a copy of it.
-  ::flock(m_root, LOCK_UN);
+  // Explicitly: closing the descriptor wouldn't release it while a child process has a copy.
+  if (std::exchange(m_held, false)) ::flock(m_root, LOCK_UN);
 }
-
-std::optional<std::uint64_t> storageFileSize(int folder, const char* name) {
-  struct stat found {};
-  if (::fstatat(folder, name, &found, AT_SYMLINK_NOFOLLOW) != 0) {
-    if (errno == ENOENT) return std::nullopt;
-    throw StorageError("the file's name can't be looked up", errno);
-  }
-  if (!S_ISREG(found.st_mode)) throw StorageError("the name is taken by what is not a file");
-  return static_cast<std::uint64_t>(found.st_size);
-}
-
-bool storageFileHolds(int folder, const char* name, const char* data, std::size_t size) {
-  if (storageFileSize(folder, name) != size) return false;
-  // Without O_NONBLOCK the open would hang if the file were exchanged for a pipe at this moment.
-  const StorageDescriptor file(
-      ::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!file) return false;
-  std::array<char, 32768> buffer;
-  std::size_t compared = 0;
-  while (true) {
-    const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return false;
-    if (got == 0) return compared == size;
-    const auto count = static_cast<std::size_t>(got);
-    if (count > size - compared) return false;
-    if (std::memcmp(buffer.data(), data + compared, count) != 0) return false;
-    compared += count;
-  }
-}
-
-namespace {
-
-constexpr int kFolder = O_RDONLY | O_DIRECTORY;
-
-void syncFolder(int folder) {
-  while (::fsync(folder) != 0) {
-    // Some file systems have no such call for folders; then there is nothing to wait for.
-    if (errno == EINVAL) return;
-    if (errno != EINTR) throw StorageError("a folder can't be brought to the disk", errno);
-  }
-}
-
-}  // namespace
 
 std::size_t StorageFolders::find(const StoragePath& path) {
   m_path = path;
@@ -205,42 +189,44 @@ std::size_t StorageFolders::find(const StoragePath& path) {
     --depth;
     m_found = openBeneath(m_root, path.folderPath(depth).c_str(), kFolder);
   }
-  if (!m_found) throw StorageError("the folder can't be opened", errno);
+  if (!m_found) throw StorageError("can't open the folder", errno);
   m_missing = path.folders().size() - depth;
   return m_missing;
 }
 
-void StorageFolders::makeMissing() {
+void StorageFolders::createMissing() {
   const std::vector<std::string>& names = m_path.folders();
-  m_made.reserve(m_missing);
+  m_created.reserve(m_missing);
   for (; m_missing > 0; --m_missing) {
     const char* name = names[names.size() - m_missing].c_str();
     const int from = deepest();
-    if (::mkdirat(from, name, 0755) != 0) throw StorageError("a folder can't be made", errno);
-    m_made.push_back({name, {}});
+    if (::mkdirat(from, name, 0755) != 0) throw StorageError("can't create a folder", errno);
+    m_created.push_back({name, {}});
     m_usage.add({1, 0});
-    m_made.back().folder = openBeneath(from, name, kFolder);
-    if (!m_made.back().folder) throw StorageError("a folder can't be opened", errno);
+    m_created.back().folder = openBeneath(from, name, kFolder);
+    if (!m_created.back().folder) throw StorageError("can't open a folder", errno);
   }
 }
 
 int StorageFolders::deepest() const {
-  return m_made.empty() ? m_found.get() : m_made.back().folder.get();
+  return m_created.empty() ? m_found.get() : m_created.back().folder.get();
 }
 
 void StorageFolders::sync() const {
   syncFolder(deepest());
-  for (std::size_t i = m_made.size(); i > 0; --i) syncFolder(above(i - 1));
+  for (std::size_t i = m_created.size(); i > 0; --i) syncFolder(parentOf(i - 1));
 }
 
-int StorageFolders::above(std::size_t made) const {
-  return made == 0 ? m_found.get() : m_made[made - 1].folder.get();
+int StorageFolders::parentOf(std::size_t created) const {
+  return created == 0 ? m_found.get() : m_created[created - 1].folder.get();
 }
 
-void StorageFolders::removeMade() noexcept {
+void StorageFolders::removeCreated() noexcept {
   if (m_kept) return;
-  for (std::size_t i = m_made.size(); i > 0; --i) {
-    if (::unlinkat(above(i - 1), m_made[i - 1].name, AT_REMOVEDIR) == 0) m_usage.remove({1, 0});
+  for (std::size_t i = m_created.size(); i > 0; --i) {
+    if (::unlinkat(parentOf(i - 1), m_created[i - 1].name, AT_REMOVEDIR) == 0) {
+      m_usage.remove({1, 0});
+    }
   }
 }
 

@@ -12,12 +12,15 @@
 #include <utility>
 #include <vector>
 
+/// The folder beneath which `Storage` writes: errors, paths, opening, lock, files and folders.
 namespace framework_detail {
 
-/// Why a write was refused: a sentence, and the system's error number where it gave one.
+class StorageUsage;
+
+/// Why a write was refused: a message, and an errno value or 0. Thrown to `Storage` only.
 ///
-/// Thrown to and caught by `Storage` alone, often when something has run out: so it holds constant
-/// text, and isn't a std::exception, whose virtual functions a sanitizer checks with descriptors.
+/// Often thrown when memory or descriptors have run out: so it holds constant text, and isn't a
+/// std::exception, whose virtual functions a sanitizer checks by opening files.
 class StorageError {
  public:
   explicit StorageError(const char* text, int error = 0) noexcept : m_text(text), m_error(error) {}
@@ -30,8 +33,7 @@ class StorageError {
   int m_error;
 };
 
-/// Owns one file descriptor, or none. Closing leaves `errno` alone, so that a caller can still tell
-/// why the call before it failed.
+/// Owns a file descriptor, or none (-1). Closing it doesn't change errno.
 class StorageDescriptor {
  public:
   StorageDescriptor() = default;
@@ -61,37 +63,39 @@ class StorageDescriptor {
   int m_descriptor = -1;
 };
 
-/// Open what is at `path`, a relative one, strictly beneath the folder `root`, with the flags of
-/// `open` (O_CLOEXEC is added). A symbolic link at any level, an absolute path and a ".." component
-/// are refused. An empty descriptor comes back with the reason in `errno`.
-///
-/// Threads: any.
-
-/// With what the kernel has.
+/// Opens the relative `path` strictly beneath the folder `root`: symbolic links at any level,
+/// absolute paths and ".." are refused. `flags` are those of open(2); O_CLOEXEC is added. Returns
+/// an empty descriptor and sets errno on failure.
 StorageDescriptor openBeneath(int root, const char* path, int flags);
-/// By the kernel in one call, `openat2`. ENOSYS on kernels before 5.6, EPERM in containers whose
-/// filter doesn't know the call.
+/// The same with openat2(2). Fails with ENOSYS on kernels before 5.6, and with EPERM in containers
+/// whose filter doesn't know the call.
 StorageDescriptor openBeneathByKernel(int root, const char* path, int flags);
-/// By hand, one component after the other.
+/// The same with openat(2), one component at a time.
 StorageDescriptor openBeneathByHand(int root, const char* path, int flags);
 
-class StorageUsage;
+/// Returns the size of the file `name` in `folder` in bytes, nothing if there is none. Throws
+/// StorageError if `name` is not a regular file (symbolic links are not followed).
+std::optional<std::uint64_t> storageFileSize(int folder, const char* name);
 
-/// A path beneath the root, taken apart and checked as far as its text goes: absolute, beneath the
-/// root, without a "..", with a name at its end. Empty and "." components are left out, as the
-/// system does.
+/// Returns whether `name` in `folder` is a file with exactly these bytes; false if it can't be
+/// read.
+bool storageFileHolds(int folder, const char* name, const char* data, std::size_t size);
+
+/// A path beneath the root, split and checked as text: absolute, beneath the root, without "..",
+/// with a file name at its end. Empty and "." components are left out.
 class StoragePath {
  public:
   StoragePath() = default;
-  /// `root` has no slash at its end. Throws StorageError.
+  /// `root` must not end with a slash; `depth` is the maximum number of folders. Throws
+  /// StorageError.
   StoragePath(std::string_view root, std::string_view path, unsigned depth);
 
-  /// The same folder, another file. Throws StorageError.
+  /// Returns the path of another file in the same folder. Throws StorageError.
   StoragePath withName(std::string_view name) const;
 
   const std::vector<std::string>& folders() const { return m_folders; }
   const std::string& name() const { return m_name; }
-  /// The first `count` folders as a path relative to the root, "." when `count` is 0.
+  /// Returns the first `count` folders as a path relative to the root; "." if `count` is 0.
   std::string folderPath(std::size_t count) const;
 
  private:
@@ -101,84 +105,73 @@ class StoragePath {
   std::string m_name;
 };
 
-/// The right to change what is beneath one root: held by one writer at a time, of all threads and
-/// processes. It is an advisory lock on the root folder, so the kernel gives it back for a process
-/// that was killed.
+/// The exclusive right to change what is beneath one root, among all threads and processes: an
+/// advisory flock(2) on the root folder, which the kernel releases when its holder is killed.
 ///
-/// Each thread has one of its own, over a descriptor of its own.
+/// Each thread needs a lock of its own, on a descriptor of its own.
 class StorageLock {
  public:
-  /// How long to wait for another writer, which holds the lock for moments only. A process that is
-  /// stopped, or that means ill, must not stop the telephone for ever.
+  /// Writers hold the lock for moments only. A stopped or malicious process that holds it must not
+  /// block the telephone for ever.
   static constexpr std::chrono::milliseconds kTimeout{30000};
 
-  /// `root` and `usage` stay the caller's.
-  StorageLock(int root, StorageUsage& usage, std::chrono::milliseconds timeout = kTimeout)
-      : m_root(root), m_usage(usage), m_timeout(timeout) {}
+  /// Borrows `root`. The lock is not acquired yet.
+  explicit StorageLock(int root, std::chrono::milliseconds timeout = kTimeout)
+      : m_root(root), m_timeout(timeout) {}
   ~StorageLock() { release(); }
   StorageLock(const StorageLock&) = delete;
   StorageLock& operator=(const StorageLock&) = delete;
 
-  /// Throws StorageError when it isn't to be had.
+  /// Throws StorageError after the timeout.
   void acquire();
-  /// Harmless when it isn't held.
+  /// Does nothing if the lock isn't held.
   void release() noexcept;
 
  private:
   const int m_root;
-  StorageUsage& m_usage;
   const std::chrono::milliseconds m_timeout;
   bool m_held = false;
 };
 
-/// The size of the file `name` in `folder`, nothing when there is none of that name. Throws
-/// StorageError when the name is taken by something else: a folder, a symbolic link, a device.
-std::optional<std::uint64_t> storageFileSize(int folder, const char* name);
-
-/// Whether `name` in `folder` is a file that holds these bytes and no others. One that can't be
-/// read doesn't, as far as is known.
-bool storageFileHolds(int folder, const char* name, const char* data, std::size_t size);
-
-/// The folders between the root and one file. Those that are missing can be made; unless they are
-/// kept, they are removed again.
+/// The folders between the root and one file. Creates missing ones; removes them again unless
+/// `keep` is called.
 ///
-/// Making and removing are done with the root's StorageLock held, so that nobody else is about to
-/// put a file into a folder that is taken away. All that can fail throws StorageError.
+/// Create, keep and destroy with the root's StorageLock held, so that nobody puts a file into a
+/// folder that is about to be removed. Errors are thrown as StorageError.
 class StorageFolders {
  public:
-  /// `root` and `usage` stay the caller's.
+  /// Borrows `root` and `usage`.
   StorageFolders(int root, StorageUsage& usage) : m_root(root), m_usage(usage) {}
-  ~StorageFolders() { removeMade(); }
+  ~StorageFolders() { removeCreated(); }
   StorageFolders(const StorageFolders&) = delete;
   StorageFolders& operator=(const StorageFolders&) = delete;
 
-  /// Opens those that are there, as deep as the path goes, and returns how many are missing.
+  /// Opens the deepest existing folder of the path. Returns how many are missing below it.
   std::size_t find(const StoragePath& path);
-  /// Makes what `find` missed.
-  void makeMissing();
-  /// The deepest that is open. Valid after `find`.
+  /// Creates the folders that `find` missed.
+  void createMissing();
+  /// Returns the descriptor of the deepest open folder. Call `find` first.
   int deepest() const;
 
-  /// What was made stays.
   void keep() noexcept { m_kept = true; }
-  /// Brings the names that were put into the folders to the disk.
+  /// Syncs the folders whose entries have changed.
   void sync() const;
 
  private:
-  struct Made {
+  struct Created {
     const char* name;
     StorageDescriptor folder;
   };
 
-  int above(std::size_t made) const;
-  void removeMade() noexcept;
+  int parentOf(std::size_t created) const;
+  void removeCreated() noexcept;
 
   const int m_root;
   StorageUsage& m_usage;
   StoragePath m_path;
   StorageDescriptor m_found;
   std::size_t m_missing = 0;
-  std::vector<Made> m_made;
+  std::vector<Created> m_created;
   bool m_kept = false;
 };
 

@@ -8,13 +8,31 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdint>
 #include <cstdio>
 
-#include "StorageRoot.h"
 #include "StorageUsage.h"
 
 namespace framework_detail {
+
+namespace {
+
+// Writing beyond the limit would end the process with SIGXFSZ.
+void checkFileSizeLimit(std::size_t size) {
+  struct rlimit limit {};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && size > limit.rlim_cur) {
+    throw StorageError("the file exceeds the size limit of the process", EFBIG);
+  }
+}
+
+// Returns false, for "not linked", if the file can't have another link: no hard links on this file
+// system, too many links, or the file belongs to another user and the kernel protects hard links.
+// Throws otherwise.
+bool notLinked(int error) {
+  if (error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK) return false;
+  throw StorageError("can't back up the existing file", error);
+}
+
+}  // namespace
 
 StorageTemporaryName StorageTemporaryName::next() noexcept {
   static std::atomic<std::uint32_t> counter{0};
@@ -45,27 +63,15 @@ bool StorageTemporaryName::reserved(std::string_view name) noexcept {
   return name.starts_with(kPrefix);
 }
 
-namespace {
-
-/// Going beyond it would not fail but end the process with a signal.
-void checkLargestFile(std::size_t size) {
-  struct rlimit largest {};
-  if (::getrlimit(RLIMIT_FSIZE, &largest) == 0 && size > largest.rlim_cur) {
-    throw StorageError("the file is larger than this process may write", EFBIG);
-  }
-}
-
-}  // namespace
-
 void StorageTemporary::create(std::size_t size) {
-  checkLargestFile(size);
+  checkFileSizeLimit(size);
   createNamed();
   m_size = size;
   m_usage.add({1, m_size});
   if (::flock(m_file.get(), LOCK_EX | LOCK_NB) != 0) {
-    throw StorageError("the file can't be locked", errno);
+    throw StorageError("can't lock the temporary file", errno);
   }
-  reserve(size);
+  allocate(size);
 }
 
 void StorageTemporary::createNamed() {
@@ -76,12 +82,12 @@ void StorageTemporary::createNamed() {
     if (m_file) return;
     if (errno != EEXIST && errno != EINTR) break;
   }
-  throw StorageError("no file can be made in the root", errno);
+  throw StorageError("can't create a temporary file", errno);
 }
 
-/// Other processes count the whole size from now on, and a full disk shows before a byte is
-/// written. Not every disk can set space aside; the size alone tells the others too.
-void StorageTemporary::reserve(std::size_t size) {
+// Detects a full disk before writing, and lets other processes count the full size from now on; for
+// that the size alone is enough, where space can't be allocated.
+void StorageTemporary::allocate(std::size_t size) {
   if (size == 0) return;
   const auto length = static_cast<off_t>(size);
   int result = 0;
@@ -91,25 +97,27 @@ void StorageTemporary::reserve(std::size_t size) {
   if (result != 0 && (errno == EOPNOTSUPP || errno == ENOSYS)) {
     result = ::ftruncate(m_file.get(), length);
   }
-  if (result != 0) throw StorageError("there is no space for the file", errno);
+  if (result != 0) throw StorageError("can't allocate space for the file", errno);
 }
 
 void StorageTemporary::fill(const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(m_file.get(), data, size);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) throw StorageError("the file can't be written", written < 0 ? errno : EIO);
+    if (written <= 0) {
+      throw StorageError("can't write the temporary file", written < 0 ? errno : EIO);
+    }
     data += written;
     size -= static_cast<std::size_t>(written);
   }
   while (::fsync(m_file.get()) != 0) {
-    if (errno != EINTR) throw StorageError("the file can't be brought to the disk", errno);
+    if (errno != EINTR) throw StorageError("can't sync the temporary file", errno);
   }
 }
 
 void StorageTemporary::moveTo(int folder, const char* name) {
   if (::renameat(m_root, m_name.c_str(), folder, name) != 0) {
-    throw StorageError("the file can't be moved to its place", errno);
+    throw StorageError("can't rename the temporary file", errno);
   }
   m_file.reset();
 }
@@ -121,43 +129,31 @@ void StorageTemporary::discard() noexcept {
   m_usage.remove({1, m_size});
 }
 
-namespace {
-
-/// Returns false, for "no link", when a file can't have another name: the disk knows no links, the
-/// file has too many, or the kernel forbids links to another user's file.
-bool moveInstead(int error) {
-  if (error == EPERM || error == EOPNOTSUPP || error == ENOSYS || error == EMLINK) return false;
-  throw StorageError("the older file can't be kept", error);
-}
-
-}  // namespace
-
 void StorageBackup::make() {
   m_olderSize = storageFileSize(m_folder, m_backup.c_str());
   if (!makeByLink()) makeByMove();
 }
 
-/// Through a name aside, because a link doesn't replace what has its name, and a rename does.
+// Links to a temporary name and renames that, because link(2) doesn't replace an existing file.
 bool StorageBackup::makeByLink() {
   const StorageTemporaryName copy = StorageTemporaryName::unusedIn(m_root);
   int error = linkAside(m_name, copy);
-  if (error != 0) return moveInstead(error);
+  if (error != 0) return notLinked(error);
   m_older = StorageTemporaryName::unusedIn(m_root);
   if (m_olderSize) error = linkAside(m_backup, m_older);
   if (error != 0) {
     drop(copy);
-    return moveInstead(error);
+    return notLinked(error);
   }
   const bool renamed = ::renameat(m_root, copy.c_str(), m_folder, m_backup.c_str()) == 0;
   error = errno;
-  // Also after a success: a rename onto another name of the same file does nothing. After a crash
-  // between this and the replacing of the file, both names are those of one file.
+  // Also after success: if a crash left `NAME~` as a link to `NAME`, the rename did nothing.
   drop(copy);
   if (!renamed) {
     if (m_olderSize) drop(m_older);
-    throw StorageError("the older file can't be kept", error);
+    throw StorageError("can't back up the existing file", error);
   }
-  m_means = Means::link;
+  m_state = State::kLinked;
   return true;
 }
 
@@ -165,18 +161,18 @@ void StorageBackup::makeByMove() {
   if (m_olderSize) {
     m_older = StorageTemporaryName::unusedIn(m_root);
     if (::renameat(m_folder, m_backup.c_str(), m_root, m_older.c_str()) != 0) {
-      throw StorageError("the backup of the older file can't be replaced", errno);
+      throw StorageError("can't replace the existing backup", errno);
     }
   }
   if (::renameat(m_folder, m_name.c_str(), m_folder, m_backup.c_str()) != 0) {
     const int error = errno;
-    putOlderBack();
-    throw StorageError("the older file can't be kept", error);
+    restoreOlder();
+    throw StorageError("can't back up the existing file", error);
   }
-  m_means = Means::move;
+  m_state = State::kMoved;
 }
 
-/// Returns the error number, 0 for success.
+// Returns an errno value, 0 for success.
 int StorageBackup::linkAside(const std::string& name, const StorageTemporaryName& aside) const {
   return ::linkat(m_folder, name.c_str(), m_root, aside.c_str(), 0) == 0 ? 0 : errno;
 }
@@ -186,23 +182,22 @@ void StorageBackup::drop(const StorageTemporaryName& aside) const noexcept {
 }
 
 void StorageBackup::keep() noexcept {
-  if (m_means == Means::none) return;
-  m_means = Means::none;
-  if (m_olderSize && ::unlinkat(m_root, m_older.c_str(), 0) == 0) m_usage.remove({1, *m_olderSize});
+  if (std::exchange(m_state, State::kNone) == State::kNone || !m_olderSize) return;
+  if (::unlinkat(m_root, m_older.c_str(), 0) == 0) m_usage.remove({1, *m_olderSize});
 }
 
-void StorageBackup::putBack() noexcept {
-  if (m_means == Means::none) return;
-  if (m_means == Means::move) {
+void StorageBackup::undo() noexcept {
+  const State state = std::exchange(m_state, State::kNone);
+  if (state == State::kNone) return;
+  if (state == State::kMoved) {
     ::renameat(m_folder, m_backup.c_str(), m_folder, m_name.c_str());
   } else if (!m_olderSize) {
     ::unlinkat(m_folder, m_backup.c_str(), 0);
   }
-  putOlderBack();
-  m_means = Means::none;
+  restoreOlder();
 }
 
-void StorageBackup::putOlderBack() noexcept {
+void StorageBackup::restoreOlder() noexcept {
   if (!m_olderSize) return;
   ::renameat(m_root, m_older.c_str(), m_folder, m_backup.c_str());
   drop(m_older);

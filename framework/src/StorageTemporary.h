@@ -9,22 +9,23 @@
 
 #include "StorageRoot.h"
 
+/// The file that is being written, and the backup of the one that it replaces.
 namespace framework_detail {
 
 class StorageUsage;
 
-/// The name of a file that is being written, in the root: ".storage-" and 16 hexadecimal digits.
-/// Its length is fixed and not that of the target's name, which may be as long as the disk allows.
+/// The name of a temporary file in the root: ".storage-" and 16 hexadecimal digits. Not derived
+/// from the target's name, which may already have the maximum length.
 class StorageTemporaryName {
  public:
-  /// One that this process hasn't used yet. Another process, or an earlier one of the same number,
-  /// may have: create it exclusively and take the next when it is there.
+  /// Returns a name that this process hasn't used yet. Others may have: create the file with O_EXCL
+  /// and take the next name if it exists.
   static StorageTemporaryName next() noexcept;
-  /// One that nothing in the folder `root` has. It stays so while the root's StorageLock is held.
+  /// Returns a name that doesn't exist in the folder `root`; valid while its StorageLock is held.
   static StorageTemporaryName unusedIn(int root) noexcept;
-  /// Whether `name` is one of these, and so ours to remove when its writer is gone.
+  /// Returns whether `name` is that of a temporary file.
   static bool matches(std::string_view name) noexcept;
-  /// Whether a target may not be called so, or it would be taken for one of these.
+  /// Returns whether `name` has the prefix of temporary files; targets must not.
   static bool reserved(std::string_view name) noexcept;
 
   const char* c_str() const noexcept { return m_text.data(); }
@@ -36,31 +37,30 @@ class StorageTemporaryName {
   std::array<char, kPrefix.size() + kDigits + 1> m_text{};
 };
 
-/// The unfinished file: it is written in the root and moved to its place when it is whole. As long
-/// as its writer lives it is locked, so that another process can tell it from one that a crash left
-/// behind. What isn't moved is removed.
+/// The temporary file in the root that becomes the target by a rename, and is removed otherwise.
+/// It is locked while its writer lives, which tells it from one that a crash left behind.
 ///
-/// `create`, `moveTo` and `discard` are called with the root's StorageLock held. All but `discard`
-/// throw StorageError.
+/// Call everything but `fill` with the root's StorageLock held. Errors are thrown as StorageError.
 class StorageTemporary {
  public:
-  /// `root` and `usage` stay the caller's.
+  /// Borrows `root` and `usage`.
   StorageTemporary(int root, StorageUsage& usage) : m_root(root), m_usage(usage) {}
   ~StorageTemporary() { discard(); }
   StorageTemporary(const StorageTemporary&) = delete;
   StorageTemporary& operator=(const StorageTemporary&) = delete;
 
-  /// Makes it, with the space for `size` bytes where the disk can set that aside.
+  /// Creates the file and allocates `size` bytes, where the file system supports that.
   void create(std::size_t size);
-  /// Writes all that it will hold and waits until that is on the disk.
+  /// Writes the contents and syncs them.
   void fill(const char* data, std::size_t size);
+  /// Renames the file to `name` in `folder`, which replaces a file of that name.
   void moveTo(int folder, const char* name);
-  /// Harmless when there is nothing to remove.
+  /// Removes the file. Does nothing if there is none.
   void discard() noexcept;
 
  private:
   void createNamed();
-  void reserve(std::size_t size);
+  void allocate(std::size_t size);
 
   const int m_root;
   StorageUsage& m_usage;
@@ -69,43 +69,42 @@ class StorageTemporary {
   std::uint64_t m_size = 0;
 };
 
-/// Keeps the file that is about to be replaced, as `NAME~`, in the place of an older `NAME~`.
-/// Whenever the process or the power ends, there is a whole file of that name. Unless it is kept,
-/// everything is put back.
+/// Keeps the file that is about to be replaced as `NAME~`, replacing an older backup. Undone unless
+/// `keep` is called. A whole file `NAME` exists at every moment, also after a crash, on file
+/// systems with hard links; on others it is missing between the backup and the replacement.
 ///
-/// Used with the root's StorageLock held.
+/// Use with the root's StorageLock held.
 class StorageBackup {
  public:
-  /// `root`, `folder` and `usage` stay the caller's. The root takes what is put aside meanwhile.
+  /// Borrows `root`, `folder` and `usage`.
   StorageBackup(int root, int folder, const std::string& name, StorageUsage& usage)
       : m_root(root), m_folder(folder), m_usage(usage), m_name(name), m_backup(name + '~') {}
-  ~StorageBackup() { putBack(); }
+  ~StorageBackup() { undo(); }
   StorageBackup(const StorageBackup&) = delete;
   StorageBackup& operator=(const StorageBackup&) = delete;
 
-  /// Throws StorageError when it can't be done; then nothing has changed.
+  /// Makes the backup. Throws StorageError; then nothing has changed.
   void make();
-  /// The file was replaced: the older backup is not needed any more.
+  /// To be called when the file has been replaced: drops the older backup.
   void keep() noexcept;
 
  private:
-  /// How the file got its second name. Disks for cameras and the like know no second names; there
-  /// it is moved, and for a moment missing.
-  enum class Means { none, link, move };
+  enum class State { kNone, kLinked, kMoved };
 
   bool makeByLink();
   void makeByMove();
   int linkAside(const std::string& name, const StorageTemporaryName& aside) const;
   void drop(const StorageTemporaryName& aside) const noexcept;
-  void putBack() noexcept;
-  void putOlderBack() noexcept;
+  void undo() noexcept;
+  void restoreOlder() noexcept;
 
   const int m_root;
   const int m_folder;
   StorageUsage& m_usage;
   const std::string m_name;
   const std::string m_backup;
-  Means m_means = Means::none;
+  State m_state = State::kNone;
+  // The older backup, which waits under a temporary name.
   std::optional<std::uint64_t> m_olderSize;
   StorageTemporaryName m_older;
 };

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -11,96 +9,59 @@
 
 namespace framework_detail {
 
-/// How much there is beneath a root: files, folders and whatever else has a name, and the sum of
-/// the files' sizes in bytes.
+/// Entries of any kind (files, folders, links ...), and the sum of the files' sizes.
 struct StorageCount {
   std::uint64_t files = 0;
   std::uint64_t bytes = 0;
 };
 
-/// Counts what is beneath a root and removes the unfinished files of writers that are gone: those
-/// whose lock can be had. For the time of the scan the caller must hold the root's StorageLock,
-/// under which such a file is created and locked.
-class StorageScan {
- public:
-  /// `root` is an open folder and stays the caller's. The scan stops when it has counted more than
-  /// `enough` of either.
-  StorageScan(int root, const StorageCount& enough) : m_root(root), m_enough(enough) {}
-
-  /// Throws StorageError when something can't be counted. Folders that may not be read, or that
-  /// vanish meanwhile, count as one.
-  void run();
-
-  const StorageCount& count() const { return m_count; }
-  /// False when the scan stopped early.
-  bool complete() const { return m_complete; }
-
- private:
-  /// Folders within folders; the gate itself makes far fewer.
-  static constexpr unsigned kMaxDepth = 256;
-
-  void scanFolder(int above, const char* name, unsigned depth);
-  void scanEntry(int folder, const char* name, unsigned depth);
-  bool removeAbandoned(const char* name);
-
-  const int m_root;
-  const StorageCount m_enough;
-  StorageCount m_count;
-  bool m_complete = true;
-};
-
-/// What this process knows of how much is beneath one root, so that not every write counts
-/// everything anew.
+/// How much there is beneath one root, as far as this process knows: the last count plus this
+/// process's own changes since then.
 ///
-/// A count is made when there is none, when the root was changed by another process since this one
-/// last held its lock (every write makes a file in the root, which shows in the root's times), when
-/// the last count is a minute old, and when it says that the root is full, though someone may have
-/// made room: that at most once a second, so that a flood of refused writes stays cheap.
+/// Counts again when there is no count, when the last one is `kMaxAge` old, so that changes by
+/// others are noticed, and when it reaches a limit, since someone may have made room: then after
+/// `kRecountWhenFull` at the earliest, which keeps a flood of refused writes cheap. Counting also
+/// removes temporary files whose writers are gone.
 ///
-/// Threads: any. All but `of` and `scans` are called with the root's StorageLock held, so that no
-/// other thread or process changes anything between the count and the write it allows.
+/// Threads: any. Call `admit`, `add` and `remove` with the root's StorageLock held, so that nothing
+/// changes between the count and the write that it admits.
 class StorageUsage {
  public:
+  using Clock = std::chrono::steady_clock;
+
+  static constexpr std::chrono::seconds kMaxAge{5};
+  static constexpr std::chrono::seconds kRecountWhenFull{1};
+
   StorageUsage() = default;
   StorageUsage(const StorageUsage&) = delete;
   StorageUsage& operator=(const StorageUsage&) = delete;
 
-  /// The one for this open folder. It lives as long as the process. Throws StorageError.
+  /// Returns the process's only object for this open folder, which is never destroyed. Throws
+  /// StorageError.
   static StorageUsage& of(int root);
 
-  /// The lock was got: notices what others did meanwhile.
-  void entered(int root) noexcept;
-  /// The lock is about to be given back. Leaves a time of change on the root that the next change
-  /// is sure to alter.
-  void leaving(int root) noexcept;
-
-  /// Throws StorageError when so much more would be beyond the limits.
-  void admit(int root, const StorageCount& more, const Storage::Limits& limits);
+  /// Throws StorageError if `more` would exceed the limits, or if counting fails.
+  void admit(int root, const StorageCount& more, const Storage::Limits& limits,
+             Clock::time_point now = Clock::now());
   void add(const StorageCount& more) noexcept;
   void remove(const StorageCount& less) noexcept;
 
-  /// How often everything was counted.
-  std::size_t scans() const;
+  /// How many times the root has been counted.
+  std::size_t counts() const;
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   bool fits(const StorageCount& more, const Storage::Limits& limits) const;
-  bool mayCountAgain() const;
-  void scan(int root, const Storage::Limits& limits);
-
-  bool unchanged(const struct stat& root) const;
+  bool isDue(bool fits, Clock::time_point now) const;
+  void count(int root, const Storage::Limits& limits, Clock::time_point now);
 
   mutable std::mutex m_mutex;
   // Guarded by m_mutex.
   StorageCount m_count;
-  bool m_known = false;     // m_count is that of the disk
-  bool m_complete = false;  // and not merely the least that there is
-  struct timespec m_modified {};
-  struct timespec m_changed {};
-  Clock::time_point m_scannedAt{};
-  Clock::duration m_scanTook{};
-  std::size_t m_scans = 0;
+  bool m_counted = false;
+  bool m_complete = false;  // false: counting stopped beyond the limits, there is more
+  Clock::time_point m_countedAt{};
+  Clock::duration m_duration{};  // of the last count
+  std::size_t m_counts = 0;
 };
 
 }  // namespace framework_detail

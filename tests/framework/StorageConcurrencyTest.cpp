@@ -1,4 +1,4 @@
-// Several writers at a time, in one process and in several.
+// Concurrent writers, in one process and in several.
 
 #include <unistd.h>
 
@@ -18,8 +18,8 @@ constexpr int kRounds = 15;
 
 class StorageConcurrencyTest : public StorageTest {
  protected:
-  /// Bytes by which a whole file can be known: one letter for each writer, and a length that goes
-  /// with the letter and the round.
+  // Contents that tell whether they are whole: a letter for each writer, and a length that depends
+  // on the writer and the round.
   static std::string Bytes(int writer, int round) {
     return std::string(50000 + static_cast<std::size_t>(writer * kRounds + round),
                        static_cast<char>('a' + writer));
@@ -51,21 +51,21 @@ class StorageConcurrencyTest : public StorageTest {
   }
 };
 
-TEST_F(StorageConcurrencyTest, ThreadsThatWriteOneNameLeaveWholeFiles) {
+TEST_F(StorageConcurrencyTest, LeavesWholeFilesWhenThreadsWriteOneName) {
   InThreads([&](int writer) { StoreRounds(writer, "photo.jpg"); });
   ExpectWhole("photo.jpg");
   ExpectWhole("photo.jpg~");
   EXPECT_EQ(Images().size(), 2U);
 }
 
-TEST_F(StorageConcurrencyTest, ProcessesThatWriteOneNameLeaveWholeFiles) {
+TEST_F(StorageConcurrencyTest, LeavesWholeFilesWhenProcessesWriteOneName) {
   InProcesses([&](int writer) { StoreRounds(writer, "photo.jpg"); });
   ExpectWhole("photo.jpg");
   ExpectWhole("photo.jpg~");
   EXPECT_EQ(Images().size(), 2U);
 }
 
-TEST_F(StorageConcurrencyTest, AReaderSeesTheOldFileOrTheNewOneWhole) {
+TEST_F(StorageConcurrencyTest, ShowsReadersTheOldOrTheNewFile) {
   ExpectStored("photo.jpg", Bytes(0, 0));
   std::atomic<bool> writing{true};
   std::thread reader([&] {
@@ -76,7 +76,7 @@ TEST_F(StorageConcurrencyTest, AReaderSeesTheOldFileOrTheNewOneWhole) {
   reader.join();
 }
 
-TEST_F(StorageConcurrencyTest, ThreadsThatMakeTheSameFoldersAllStore) {
+TEST_F(StorageConcurrencyTest, StoresWhenThreadsCreateTheSameFolders) {
   InThreads([&](int writer) {
     for (int round = 0; round < kRounds; ++round) {
       const std::string folder = "a/" + std::to_string(round) + "/b/";
@@ -86,8 +86,9 @@ TEST_F(StorageConcurrencyTest, ThreadsThatMakeTheSameFoldersAllStore) {
   EXPECT_EQ(Images().size(), 1U + kRounds * 2 + kRounds * kWriters);
 }
 
-TEST_F(StorageConcurrencyTest, FoldersUnmadeByOneAreNotTakenFromAnother) {
-  // The name of the even writers can be stored once only: what they make must not go with it.
+TEST_F(StorageConcurrencyTest, KeepsFoldersThatAnotherProcessUses) {
+  // Even writers fail from the second time on, as there is no room for a backup's name: the folders
+  // that they remove then must not be in use.
   const std::string once(255, 'n');
   InProcesses([&](int writer) {
     for (int round = 0; round < kRounds; ++round) {
@@ -101,7 +102,7 @@ TEST_F(StorageConcurrencyTest, FoldersUnmadeByOneAreNotTakenFromAnother) {
   EXPECT_EQ(Images().size(), kRounds * 2 + kRounds * 3U);
 }
 
-TEST_F(StorageConcurrencyTest, ThreadsTogetherStayWithinTheLimits) {
+TEST_F(StorageConcurrencyTest, HoldsTheLimitsExactlyWhenThreadsWrite) {
   m_limits.files = 20;
   std::atomic<int> stored{0};
   InThreads([&](int writer) {
@@ -113,7 +114,7 @@ TEST_F(StorageConcurrencyTest, ThreadsTogetherStayWithinTheLimits) {
   EXPECT_EQ(Images().size(), 20U);
 }
 
-TEST_F(StorageConcurrencyTest, FoldersThatThreadsMakeAtTheSameTimeStayWithinTheLimits) {
+TEST_F(StorageConcurrencyTest, HoldsTheLimitsWhenThreadsCreateFolders) {
   m_limits.files = 20;
   InThreads([&](int writer) {
     for (int round = 0; round < kRounds; ++round) {
@@ -125,11 +126,11 @@ TEST_F(StorageConcurrencyTest, FoldersThatThreadsMakeAtTheSameTimeStayWithinTheL
   EXPECT_GT(Images().size(), 10U);
 }
 
-TEST_F(StorageConcurrencyTest, UnfinishedFilesOfOtherWritersAreLeftAlone) {
-  // Each of these processes counts the root anew, and would remove what it takes for abandoned.
+TEST_F(StorageConcurrencyTest, LeavesTemporaryFilesOfOtherProcessesAlone) {
+  // Counting removes abandoned files; these are in use.
   InProcesses([&](int writer) {
     for (int round = 0; round < kRounds; ++round) {
-      Put("seen" + std::to_string(writer), std::to_string(round));
+      CountAnew();
       EXPECT_TRUE(Store(std::to_string(writer), std::string(2000000, static_cast<char>(round))));
     }
   });

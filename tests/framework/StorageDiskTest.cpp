@@ -1,5 +1,4 @@
-// Disks that are full, read-only or of another kind than the root's: small ones, mounted for one
-// test, in mounts of the test's own.
+// Full and read-only disks: tmpfs, mounted in a mount namespace of the test's own.
 
 #include <fcntl.h>
 #include <sys/mount.h>
@@ -19,7 +18,7 @@ namespace {
 
 constexpr const char* kInside = "STORAGE_TESTS_INSIDE_OWN_MOUNTS";
 
-/// Runs a program and returns its exit code.
+// Runs a program and returns its exit code.
 int RunProgram(std::vector<std::string> words) {
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
@@ -31,7 +30,8 @@ int RunProgram(std::vector<std::string> words) {
   return child.Join();
 }
 
-/// The words that start a program with mounts of its own; none when the kernel refuses that.
+// Returns the command that starts a program in its own mount namespace; empty if the kernel
+// refuses.
 std::vector<std::string> OwnMounts() {
   std::vector<std::vector<std::string>> ways = {{"unshare", "-r", "-m"}};
   if (::geteuid() == 0) ways.insert(ways.begin(), {"unshare", "-m"});
@@ -66,10 +66,11 @@ class StorageDiskTest : public StorageTest {
   }
 
  private:
-  /// The test's body is for the inner run only; here its result is taken over.
+  // Runs this test again in its own mount namespace and takes over the result. The outer run skips
+  // the test's body.
   void RunAgainInside() {
     std::vector<std::string> words = OwnMounts();
-    if (words.empty()) GTEST_SKIP() << "this kernel gives no mounts of one's own";
+    if (words.empty()) GTEST_SKIP() << "this kernel allows no mount namespace";
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
     const std::string name = std::string(test->test_suite_name()) + "." + test->name();
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
@@ -83,11 +84,11 @@ class StorageDiskTest : public StorageTest {
   bool m_ranInside = false;
 };
 
-/// Begins the body of a test that has a disk of its own.
+// The first line of every test here.
 #define INSIDE_OWN_MOUNTS() \
   if (m_ranInside) return
 
-TEST_F(StorageDiskTest, AFileThatDoesNotFitOnTheDiskIsRefusedAndNothingOfItStays) {
+TEST_F(StorageDiskTest, LeavesNothingOfAFileThatDoesNotFit) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "size=64k,mode=0777");
   ExpectRefused("big.jpg", std::string(100000, 'x'));
@@ -95,7 +96,7 @@ TEST_F(StorageDiskTest, AFileThatDoesNotFitOnTheDiskIsRefusedAndNothingOfItStays
   ExpectStored("small.jpg", std::string(20000, 'x'));
 }
 
-TEST_F(StorageDiskTest, AFileThatCantReplaceTheOlderForLackOfSpaceLeavesIt) {
+TEST_F(StorageDiskTest, KeepsTheExistingFileWhenTheNewOneDoesNotFit) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "size=64k,mode=0777");
   ExpectStored("photo.jpg", std::string(40000, '1'));
@@ -103,11 +104,11 @@ TEST_F(StorageDiskTest, AFileThatCantReplaceTheOlderForLackOfSpaceLeavesIt) {
   ExpectStored("photo.jpg", std::string(40000, '1'));
 }
 
-TEST_F(StorageDiskTest, AWriteThatFailsInTheMiddleLeavesNothing) {
+TEST_F(StorageDiskTest, LeavesNothingWhenTheDiskFillsUpWhileWriting) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "size=64k,mode=0777");
   InChild([&] {
-    // As on a disk that can't set space aside.
+    // As on a file system that can't allocate space.
     RefuseSystemCalls({SYS_fallocate}, EOPNOTSUPP);
     ExpectRefused("big.jpg", std::string(100000, 'x'));
     ExpectRefused("a/b/big.jpg", std::string(100000, 'x'));
@@ -115,9 +116,9 @@ TEST_F(StorageDiskTest, AWriteThatFailsInTheMiddleLeavesNothing) {
   });
 }
 
-TEST_F(StorageDiskTest, WithoutRoomForAnotherNameNothingChanges) {
+TEST_F(StorageDiskTest, ChangesNothingWithoutAFreeInode) {
   INSIDE_OWN_MOUNTS();
-  // The root, the unfinished file and two more.
+  // The root, the temporary file and two more.
   Mount(m_root, "nr_inodes=4,mode=0777");
   ExpectRefused("a/b/c/photo.jpg");
   EXPECT_TRUE(Images().empty());
@@ -125,7 +126,7 @@ TEST_F(StorageDiskTest, WithoutRoomForAnotherNameNothingChanges) {
   ExpectRefused("a/b/other.jpg");
 }
 
-TEST_F(StorageDiskTest, TheFloorOfFreeSpaceHoldsOnASmallDisk) {
+TEST_F(StorageDiskTest, LeavesTheFreeSpaceOnASmallDisk) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "size=1m,mode=0777");
   m_limits.freeBytes = 512 * 1024;
@@ -134,7 +135,7 @@ TEST_F(StorageDiskTest, TheFloorOfFreeSpaceHoldsOnASmallDisk) {
   ExpectStored("2", std::string(100 * 1024, 'y'));
 }
 
-TEST_F(StorageDiskTest, OnAReadOnlyDiskItIsRefused) {
+TEST_F(StorageDiskTest, RefusesOnAReadOnlyDisk) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "mode=0777");
   Put("photo.jpg", "old");
@@ -144,7 +145,7 @@ TEST_F(StorageDiskTest, OnAReadOnlyDiskItIsRefused) {
   ExpectRefused("a/new.jpg");
 }
 
-TEST_F(StorageDiskTest, OnAReadOnlyDiskTheSameBytesAreASuccess) {
+TEST_F(StorageDiskTest, AcceptsTheSameContentsOnAReadOnlyDisk) {
   INSIDE_OWN_MOUNTS();
   Mount(m_root, "mode=0777");
   Put("photo.jpg", "same");
@@ -152,7 +153,7 @@ TEST_F(StorageDiskTest, OnAReadOnlyDiskTheSameBytesAreASuccess) {
   ExpectStored("photo.jpg", "same");
 }
 
-TEST_F(StorageDiskTest, AnotherDiskMountedBeneathTheRootIsRefused) {
+TEST_F(StorageDiskTest, RefusesAnotherDiskBeneathTheRoot) {
   INSIDE_OWN_MOUNTS();
   MakeFolder("disk");
   Mount(At("disk"), "mode=0777");
@@ -163,7 +164,7 @@ TEST_F(StorageDiskTest, AnotherDiskMountedBeneathTheRootIsRefused) {
   ExpectStored("new.jpg", "new");
 }
 
-TEST_F(StorageDiskTest, TheSameDiskMountedAgainBeneathTheRootIsRefused) {
+TEST_F(StorageDiskTest, RefusesABindMountBeneathTheRoot) {
   INSIDE_OWN_MOUNTS();
   MakeFolder("disk");
   Put("../outside/photo.jpg", "old");

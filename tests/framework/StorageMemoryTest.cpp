@@ -1,4 +1,4 @@
-// Without memory: each allocation of a write fails once.
+// Out of memory: each allocation of a write fails once.
 
 #include <cstdlib>
 #include <new>
@@ -9,7 +9,7 @@
 namespace {
 
 constexpr long kUnlimited = -1;
-/// How many allocations of this thread still succeed.
+// Allocations of this thread that still succeed.
 thread_local long allocationsLeft = kUnlimited;
 
 void* Allocate(std::size_t size) {
@@ -33,7 +33,7 @@ namespace {
 
 class StorageMemoryTest : public StorageTest {
  protected:
-  /// Stores with so many allocations.
+  // Stores a file; fails after this many allocations.
   bool StoreWith(long allocations, const std::string& path, std::string bytes) const {
     allocationsLeft = allocations;
     bool stored = false;
@@ -45,7 +45,7 @@ class StorageMemoryTest : public StorageTest {
     allocationsLeft = kUnlimited;
     return stored;
   }
-  /// Gives one allocation more each time until the write succeeds; until then nothing may change.
+  // Allows one more allocation each time until the write succeeds. Nothing may change before that.
   long ExpectRefusedUntilStored(const std::string& name, const std::string& bytes) const {
     const std::string path = At(name);
     long allocations = 0;
@@ -58,17 +58,17 @@ class StorageMemoryTest : public StorageTest {
   }
 };
 
-TEST_F(StorageMemoryTest, ANewFileIsRefusedAndNothingIsLeft) {
+TEST_F(StorageMemoryTest, LeavesNothingWithoutMemoryForANewFile) {
   EXPECT_GT(ExpectRefusedUntilStored("a folder/another folder/a picture of John.jpg", "new"), 5);
 }
 
-TEST_F(StorageMemoryTest, AFileThatIsReplacedStays) {
+TEST_F(StorageMemoryTest, KeepsTheExistingFileWithoutMemory) {
   Put("a folder/another folder/a picture of John.jpg", "old");
   EXPECT_GT(ExpectRefusedUntilStored("a folder/another folder/a picture of John.jpg", "new"), 5);
   EXPECT_EQ(Read("a folder/another folder/a picture of John.jpg~"), "old");
 }
 
-TEST_F(StorageMemoryTest, AnObjectThatGotNoMemoryRefuses) {
+TEST_F(StorageMemoryTest, RefusesWhenItWasConstructedWithoutMemory) {
   allocationsLeft = 0;
   Storage storage;
   allocationsLeft = kUnlimited;

@@ -7,59 +7,58 @@
 
 #include "framework/Export.h"
 
-/// The gate for everything that a stranger can make the telephone write: one file beneath the
-/// images folder.
+/// Writes one file beneath the images folder. Everything that a stranger can make the telephone
+/// write goes through here.
 ///
-/// `init` takes the path, `store` writes the whole file, `shutdown` ends it. The root must exist. A
-/// path is an absolute one beneath the root, and begins with the root as it is written here; it is
-/// resolved strictly beneath it: a ".." component, a symbolic link at any level, a path that leaves
-/// the root, and a name that is taken by anything but a file are refused. Missing folders beneath
-/// the root are created; those that a refused write created are removed again.
+/// Use: `init` with a path, `store` with the whole contents, `shutdown`. All return false on
+/// failure and log the reason as component and source "Storage".
 ///
-/// The bytes go to a temporary file in the root (".storage-" and 16 digits; no path may have a name
-/// that begins like this), are synced and renamed into place, so that a reader sees the old file or
-/// the new one, whole. Temporary files of a process that was killed are removed by the next writer.
-/// A file of that name with other contents is kept as `NAME~`, replacing an older one of that name;
-/// if that can't be made, the write is refused. Where the same bytes are there already, nothing is
-/// written.
+/// Paths are absolute and start with the root exactly as given here; the root must exist. They are
+/// resolved strictly beneath it: ".." components, symbolic links, mount points, names of anything
+/// but regular files, and names that start with ".storage-" are refused. Missing folders are
+/// created, and removed again if the write fails.
 ///
-/// Bounds, over everything beneath the root: `Limits`. A file counts beside the one that it will
-/// replace. Beyond them, on a full or read-only disk, without permission, with a component of more
-/// than 255 bytes, or beneath a mount point inside the root, `init` or `store` returns false and no
-/// partial file stays. The reason goes to the log, as component and source "Storage".
+/// The contents go to a temporary file in the root (".storage-" and 16 digits), are synced, and
+/// renamed into place: readers see the old file or the new one, never a part. A different file of
+/// that name is kept as `NAME~`, replacing an older backup; if that fails, so does the write. If
+/// the file already has these contents, nothing is written. Temporary files of killed processes are
+/// removed when the root is next counted.
 ///
-/// Threads: one object serves one thread. Any number of objects, in any number of processes, may
-/// write at a time, to the same name too: the last rename wins, and each file is whole. They take
-/// turns by a lock on the root folder; who doesn't get it within half a minute is refused. No
-/// exception leaves any member.
+/// `Limits` apply to everything beneath the root, including the temporary file and backups. They
+/// hold exactly while one process writes. Writes by other processes, and deletions, are noticed at
+/// the next count: at most 5 s later (1 s when a limit is reached; longer where counting takes more
+/// than a twentieth of that). Until then the limits may be exceeded by what others have written.
+///
+/// Threads: use one object from one thread. Objects in any number of threads and processes may
+/// write at the same time, also to the same file: the last rename wins. They take turns with a lock
+/// on the root folder; a write fails if it can't get the lock within 30 seconds. No member throws.
 class FRAMEWORK_API Storage {
  public:
   struct Limits {
     std::uint64_t files = 20000;                        ///< files and folders
-    std::uint64_t bytes = std::uint64_t{2} << 30;       ///< sum of the files' sizes
-    std::uint64_t freeBytes = std::uint64_t{16} << 20;  ///< what must be left free on the disk
+    std::uint64_t bytes = std::uint64_t{2} << 30;       ///< sum of the sizes of all files
+    std::uint64_t freeBytes = std::uint64_t{16} << 20;  ///< to be left free on the disk
     unsigned depth = 16;                                ///< folders between the root and the file
   };
 
-  /// "/data/images", without a slash at its end.
+  /// Returns "/data/images", without a trailing slash.
   static const char* defaultRoot();
 
   Storage();
-  /// Another root, and other limits, than the telephone's.
+  /// With another root and other limits, for tests.
   Storage(const std::string& root, const Limits& limits);
   ~Storage();
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
 
-  /// Opens for the file at `path`; changes nothing on the disk. What an earlier `init` opened is
-  /// shut down first. The modes are those of a stream for reading, which isn't used, and one for
-  /// writing; without `out` in the second, `store` is refused.
+  /// Checks `path` and opens the root; writes nothing. Calls `shutdown` first. `readMode` is
+  /// ignored; without `out` in `writeMode`, `store` fails.
   bool init(const char* path, std::ios_base::openmode readMode, std::ios_base::openmode writeMode);
-  /// Writes the whole file from `size` bytes at `data`, which stay the caller's, and returns when
-  /// it is on the disk. A null `name` means the path given to `init`; any other names a file in the
-  /// same folder. May be called again.
+  /// Writes the whole file and returns once it is on the disk. `data` stays the caller's. If `name`
+  /// is not null, it names another file in the folder of the path given to `init`. May be called
+  /// repeatedly.
   bool store(const char* name, char* data, int size);
-  /// Ends the use of the path; `init` may follow. Harmless when there was no `init`.
+  /// Closes the root; `init` may follow. May be called at any time.
   void shutdown();
 
  private:

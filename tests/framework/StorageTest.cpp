@@ -1,4 +1,4 @@
-// What init, store and shutdown do with a path that is let through.
+// init, store and shutdown, permissions and resource limits.
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -35,25 +35,25 @@ class StorageWriteTest : public StorageTest {
   std::unique_ptr<Storage> m_storage;
 };
 
-TEST_F(StorageWriteTest, BytesOfAnyValueAreStoredUnchanged) {
+TEST_F(StorageWriteTest, StoresAllByteValues) {
   std::string bytes;
   for (int i = 0; i < 100000; ++i) bytes += static_cast<char>(i * 7);
   ExpectStored("photo.jpg", bytes);
 }
 
-TEST_F(StorageWriteTest, SizeZeroGivesAnEmptyFile) {
+TEST_F(StorageWriteTest, StoresAnEmptyFile) {
   ASSERT_TRUE(Init("photo.jpg"));
   EXPECT_TRUE(m_storage->store(nullptr, nullptr, 0));
   EXPECT_EQ(Images(), (Tree{{"photo.jpg", "file:"}}));
 }
 
-TEST_F(StorageWriteTest, NoDataWithASizeIsRefused) {
+TEST_F(StorageWriteTest, RefusesNullDataWithASize) {
   ASSERT_TRUE(Init("photo.jpg"));
   EXPECT_FALSE(m_storage->store(nullptr, nullptr, 1));
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, ANegativeSizeIsRefused) {
+TEST_F(StorageWriteTest, RefusesANegativeSize) {
   char data[] = "x";
   ASSERT_TRUE(Init("photo.jpg"));
   EXPECT_FALSE(m_storage->store(nullptr, data, -1));
@@ -61,12 +61,12 @@ TEST_F(StorageWriteTest, ANegativeSizeIsRefused) {
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, InitAloneChangesNothing) {
+TEST_F(StorageWriteTest, WritesNothingInInit) {
   EXPECT_TRUE(Init("a/b/photo.jpg"));
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, InitRefusesWhatNoStoreCouldPutRight) {
+TEST_F(StorageWriteTest, RefusesUnusablePathsInInit) {
   Link("link", m_folder + "/outside");
   MakeFolder("folder");
   EXPECT_FALSE(Init("new/" + std::string(256, 'n')));
@@ -75,29 +75,29 @@ TEST_F(StorageWriteTest, InitRefusesWhatNoStoreCouldPutRight) {
   EXPECT_FALSE(Write("other.jpg", "new"));
 }
 
-TEST_F(StorageWriteTest, StoreWithoutInitIsRefused) { EXPECT_FALSE(Write(nullptr, "new")); }
+TEST_F(StorageWriteTest, RefusesToStoreWithoutInit) { EXPECT_FALSE(Write(nullptr, "new")); }
 
-TEST_F(StorageWriteTest, StoreAfterShutdownIsRefused) {
+TEST_F(StorageWriteTest, RefusesToStoreAfterShutdown) {
   ASSERT_TRUE(Init("photo.jpg"));
   m_storage->shutdown();
   EXPECT_FALSE(Write(nullptr, "new"));
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, StoreAfterARefusedInitIsRefusedEvenWhenAnEarlierOneWasNot) {
+TEST_F(StorageWriteTest, RefusesToStoreAfterAFailedInit) {
   ASSERT_TRUE(Init("photo.jpg"));
   EXPECT_FALSE(Init("../photo.jpg"));
   EXPECT_FALSE(Write(nullptr, "new"));
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, StoreWithoutTheModeForWritingIsRefused) {
+TEST_F(StorageWriteTest, RefusesToStoreWithoutWriteMode) {
   ASSERT_TRUE(m_storage->init(At("photo.jpg").c_str(), kIn, std::ios::binary));
   EXPECT_FALSE(Write(nullptr, "new"));
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, ShutdownMayBeCalledAtAnyTime) {
+TEST_F(StorageWriteTest, AllowsShutdownAtAnyTime) {
   m_storage->shutdown();
   ASSERT_TRUE(Init("photo.jpg"));
   m_storage->shutdown();
@@ -107,7 +107,7 @@ TEST_F(StorageWriteTest, ShutdownMayBeCalledAtAnyTime) {
   EXPECT_EQ(Images(), (Tree{{"other.jpg", "file:other"}}));
 }
 
-TEST_F(StorageWriteTest, OneObjectStoresOneFileAfterTheOther) {
+TEST_F(StorageWriteTest, StoresSeveralFilesWithOneObject) {
   ASSERT_TRUE(Init("a.jpg"));
   EXPECT_TRUE(Write(nullptr, "first"));
   ASSERT_TRUE(Init("b.jpg"));
@@ -115,7 +115,7 @@ TEST_F(StorageWriteTest, OneObjectStoresOneFileAfterTheOther) {
   EXPECT_EQ(Images(), (Tree{{"a.jpg", "file:first"}, {"b.jpg", "file:second"}}));
 }
 
-TEST_F(StorageWriteTest, AnotherNameIsStoredInTheSameFolder) {
+TEST_F(StorageWriteTest, StoresAnotherNameInTheSameFolder) {
   ASSERT_TRUE(Init("a/photo.jpg"));
   EXPECT_TRUE(Write("other.jpg", "other"));
   EXPECT_TRUE(Write(nullptr, "photo"));
@@ -123,7 +123,7 @@ TEST_F(StorageWriteTest, AnotherNameIsStoredInTheSameFolder) {
   EXPECT_EQ(Read("a/photo.jpg"), "photo");
 }
 
-TEST_F(StorageWriteTest, AnotherNameThatIsNotOneOfAFileIsRefused) {
+TEST_F(StorageWriteTest, RefusesAnotherNameThatIsNotAFileName) {
   ASSERT_TRUE(Init("a/photo.jpg"));
   for (const char* name : {"", ".", "..", "b/photo.jpg", "../photo.jpg", "/etc/passwd", "b/",
                            ".storage-0123456789abcdef"}) {
@@ -133,7 +133,7 @@ TEST_F(StorageWriteTest, AnotherNameThatIsNotOneOfAFileIsRefused) {
   EXPECT_TRUE(Images().empty());
 }
 
-TEST_F(StorageWriteTest, AFileIsReadableByAll) {
+TEST_F(StorageWriteTest, MakesFilesReadableByAll) {
   const mode_t mask = ::umask(022);
   EXPECT_TRUE(Store("a/photo.jpg", "picture"));
   ::umask(mask);
@@ -144,7 +144,7 @@ TEST_F(StorageWriteTest, AFileIsReadableByAll) {
   EXPECT_EQ(file.st_mode & 07777, 0755U);
 }
 
-TEST_F(StorageWriteTest, AFileStoredIntoARootThatWasExchangedMeanwhileGoesToTheFormer) {
+TEST_F(StorageWriteTest, KeepsWritingToTheRootThatInitOpened) {
   ASSERT_TRUE(Init("photo.jpg"));
   ASSERT_EQ(::rename(m_root.c_str(), (m_folder + "/former").c_str()), 0);
   ASSERT_EQ(::symlink("outside", m_root.c_str()), 0);
@@ -153,19 +153,19 @@ TEST_F(StorageWriteTest, AFileStoredIntoARootThatWasExchangedMeanwhileGoesToTheF
   EXPECT_FALSE(Everything().contains("outside/photo.jpg"));
 }
 
-TEST_F(StorageWriteTest, MissingFoldersAreMade) {
+TEST_F(StorageWriteTest, CreatesMissingFolders) {
   ExpectStored("photoFoo A/S.jpg", "picture");
   EXPECT_EQ(Images(), (Tree{{"photoFoo A", "folder"}, {"photoFoo A/S.jpg", "file:picture"}}));
   ExpectStored("photoFoo A/B/C/D.jpg", "deeper");
 }
 
-TEST_F(StorageWriteTest, AFileInThePlaceOfAFolderIsRefused) {
+TEST_F(StorageWriteTest, RefusesAFileAsAFolder) {
   Put("a/file", "old");
   ExpectRefused("a/file/photo.jpg");
   ExpectRefused("a/file/b/photo.jpg");
 }
 
-TEST_F(StorageWriteTest, AFileBeyondWhatTheProcessMayWriteIsRefusedAndDoesNotEndIt) {
+TEST_F(StorageWriteTest, RefusesAFileBeyondTheSizeLimitOfTheProcess) {
   InChild([&] {
     const rlimit largest{1000, 1000};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &largest), 0);
@@ -174,7 +174,7 @@ TEST_F(StorageWriteTest, AFileBeyondWhatTheProcessMayWriteIsRefusedAndDoesNotEnd
   });
 }
 
-TEST_F(StorageWriteTest, WithoutAFreeDescriptorItIsRefusedAndNothingIsLeft) {
+TEST_F(StorageWriteTest, LeavesNothingWithoutAFreeDescriptor) {
   rlim_t more = 0;
   for (bool stored = false; !stored; ++more) {
     StorageChild child([&] {
@@ -203,26 +203,109 @@ class ReasonSink : public LogSink {
   std::vector<std::string> m_lines;
 };
 
-TEST_F(StorageWriteTest, TheReasonOfARefusalIsLogged) {
+TEST_F(StorageWriteTest, LogsTheReasonOfAFailure) {
   ReasonSink sink;
   m_root = m_folder + "/missing";
   EXPECT_FALSE(Store("photo.jpg", "new"));
   ASSERT_EQ(sink.m_lines.size(), 1U);
   EXPECT_EQ(sink.m_lines[0], "Storage|Storage|2|Not stored: " + At("photo.jpg") +
-                                 ": the root can't be opened: No such file or directory");
+                                 ": can't open the root folder: No such file or directory");
 }
 
-TEST_F(StorageWriteTest, OfAVeryLongPathOnlyTheBeginningIsLogged) {
+TEST_F(StorageWriteTest, CutsAVeryLongPathInTheLog) {
   ReasonSink sink;
   EXPECT_FALSE(Store(std::string(1000000, 'n'), "new"));
   ASSERT_EQ(sink.m_lines.size(), 1U);
   EXPECT_LT(sink.m_lines[0].size(), 500U);
 }
 
-TEST_F(StorageWriteTest, WhatIsStoredIsNotLogged) {
+TEST_F(StorageWriteTest, LogsNothingOnSuccess) {
   ReasonSink sink;
   ExpectStored("photo.jpg", "picture");
   EXPECT_TRUE(sink.m_lines.empty());
+}
+
+class StoragePermissionTest : public StorageTest {
+ protected:
+  void TearDown() override {
+    // Without this an ordinary user couldn't delete them.
+    for (const std::string& path : m_changed) ::chmod(path.c_str(), 0777);
+    StorageTest::TearDown();
+  }
+  void SetMode(const std::string& path, mode_t mode) {
+    ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+    m_changed.insert(m_changed.begin(), path);
+  }
+
+ private:
+  std::vector<std::string> m_changed;
+};
+
+TEST_F(StoragePermissionTest, RefusesAnUnwritableRoot) {
+  Put("photo.jpg", "old");
+  SetMode(m_root, 0555);
+  AsOrdinaryUser([&] {
+    ExpectRefused("photo.jpg");
+    ExpectRefused("new.jpg");
+    ExpectRefused("a/new.jpg");
+  });
+}
+
+TEST_F(StoragePermissionTest, RefusesAnUnreadableRoot) {
+  SetMode(m_root, 0333);
+  AsOrdinaryUser([&] { EXPECT_FALSE(Store("photo.jpg", "new")); });
+  SetMode(m_root, 0777);
+  EXPECT_TRUE(Images().empty());
+}
+
+TEST_F(StoragePermissionTest, RefusesAnUnwritableFolder) {
+  Put("a/photo.jpg", "old");
+  SetMode(At("a"), 0555);
+  AsOrdinaryUser([&] {
+    ExpectRefused("a/photo.jpg");
+    ExpectRefused("a/new.jpg");
+    ExpectRefused("a/b/new.jpg");
+    ExpectStored("b/new.jpg", "new");
+  });
+}
+
+TEST_F(StoragePermissionTest, RefusesAnInaccessibleFolder) {
+  Put("a/b/photo.jpg", "old");
+  SetMode(At("a"), 0);
+  AsOrdinaryUser([&] {
+    ExpectRefused("a/b/photo.jpg");
+    ExpectRefused("a/b/new.jpg");
+    ExpectRefused("a/new.jpg");
+  });
+  SetMode(At("a"), 0755);
+  EXPECT_EQ(Images().size(), 3U);
+}
+
+TEST_F(StoragePermissionTest, CountsAnUnreadableFolderAsOneEntry) {
+  Put("a/1", "old");
+  Put("a/2", "old");
+  SetMode(At("a"), 0);
+  m_limits.files = 2;
+  AsOrdinaryUser([&] { ExpectStored("new.jpg", "new"); });
+}
+
+TEST_F(StoragePermissionTest, ReplacesAndKeepsAnUnreadableFile) {
+  Put("photo.jpg", "old");
+  SetMode(At("photo.jpg"), 0);
+  AsOrdinaryUser([&] { ExpectStored("photo.jpg", "new"); });
+  SetMode(At("photo.jpg~"), 0644);
+  EXPECT_EQ(Read("photo.jpg~"), "old");
+}
+
+TEST_F(StoragePermissionTest, RefusesAFileOfAnotherUserInAStickyFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can make files of two users";
+  MakeFolder("theirs");
+  Put("theirs/photo.jpg", "old");
+  SetMode(At("theirs"), 01777);
+  AsOrdinaryUser([&] {
+    ExpectRefused("theirs/photo.jpg");
+    ExpectStored("theirs/new.jpg", "new");
+  });
 }
 
 }  // namespace
