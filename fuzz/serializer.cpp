@@ -1,8 +1,8 @@
-// The messages of the bus, as JSON.
+// Messages as JSON.
 //
-// Promised: bytes are a message, or none and nothing changes; a message that was read is written as
-// one line, and read back as an equal one; so is one that was put together from any bytes, unless
-// a name in it is no UTF-8, which fails the writing and writes nothing.
+// Contract: decoding fails without an effect or gives a message. A decoded message, and any message
+// whose names are UTF-8, is encoded as one line that decodes to an equal message. Encoding a name
+// that is not UTF-8 fails and writes nothing.
 
 #include <algorithm>
 #include <sstream>
@@ -34,7 +34,7 @@ Method untouched() {
 bool decode(std::string_view bytes, Method& method) {
   std::istringstream in{std::string(bytes)};
   const int result = JsonMessageSerializer().decode(in, method);
-  require(result == 0 || result == 1, "decoding gives 1 or 0");
+  require(result == 0 || result == 1, "decode returns 1 or 0");
   return result == 1;
 }
 
@@ -43,19 +43,19 @@ void checkWritten(const std::string& text, const Method& method) {
     require(static_cast<std::uint8_t>(c) >= ' ', "a message is one line");
   }
   Method again = untouched();
-  require(decode(text, again), "what was encoded can be decoded");
-  require(areSame(again, method), "what was encoded decodes to an equal message");
+  require(decode(text, again), "an encoded message can be decoded");
+  require(areSame(again, method), "an encoded message decodes to an equal one");
 }
 
 void checkReading(std::string_view bytes) {
   Method method = untouched();
   if (!decode(bytes, method)) {
-    require(areSame(method, untouched()), "what is no message changes nothing");
+    require(areSame(method, untouched()), "a failed decode changes nothing");
     return;
   }
   std::ostringstream out;
   JsonMessageSerializer().encode(method, out);
-  require(out.good(), "what was read can be written");
+  require(out.good(), "a decoded message can be encoded");
   checkWritten(out.str(), method);
 }
 
@@ -68,7 +68,7 @@ std::string cutText(std::string_view& bytes) {
   return text;
 }
 
-/// A message whose parts are the bytes, each part behind its length.
+/// Makes a message of the bytes, each part preceded by its length.
 Method methodOf(std::string_view bytes) {
   const int kind = bytes.empty() ? 0 : static_cast<std::uint8_t>(bytes[0]) % 3;
   Method method(cutText(bytes), static_cast<Method::methodTypes>(kind));
@@ -97,12 +97,12 @@ void checkWriting(const Method& method) {
   if (out.good()) {
     checkWritten(out.str(), method);
   } else {
-    require(out.str().empty(), "a message that can't be written leaves nothing behind");
+    require(out.str().empty(), "a failed encode writes nothing");
     std::string names = method.getName();
     for (const Parameter& parameter : method.getParameters()) names += parameter.name;
     const bool plain = std::all_of(names.begin(), names.end(),
                                    [](char c) { return static_cast<std::uint8_t>(c) < 0x80; });
-    require(!plain, "a message of plain names can be written, whatever its values are");
+    require(!plain, "a message with ASCII names can be encoded");
   }
 }
 

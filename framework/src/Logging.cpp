@@ -20,7 +20,7 @@ struct Sinks {
   std::vector<LogSink*> all;  // guarded by mutex
 };
 
-// Never destroyed: threads may log while the process ends.
+// Never destroyed: threads may log while the process exits.
 Sinks& sinks() {
   static auto* const instance = new Sinks;
   return *instance;
@@ -35,12 +35,12 @@ void writeToSinks(const LogLine& line) {
     try {
       sink->write(line);
     } catch (...) {
-      // The line is lost to this sink only; there is nowhere to tell of it.
+      // The line is lost to this sink only.
     }
   }
 }
 
-// Ordinary lines are formatted here, so that they need no memory.
+// Lines up to this size are formatted on the stack, without allocating.
 constexpr std::size_t kStackText = 1024;
 
 void formatAndWrite(LogLine line, const char* format, va_list arguments) {
@@ -51,7 +51,7 @@ void formatAndWrite(LogLine line, const char* format, va_list arguments) {
   try {
     const auto length = static_cast<std::size_t>(wanted);
     if (wanted < 0) {
-      // The text can't be formatted (too long, or of no character set); its pattern still tells.
+      // Can't be formatted: too long, or an invalid wide character.
       line.text = format;
       writeToSinks(line);
     } else if (length < buffer.size()) {
@@ -60,13 +60,13 @@ void formatAndWrite(LogLine line, const char* format, va_list arguments) {
     } else {
       std::string text(length, '\0');
       const int written = std::vsnprintf(text.data(), length + 1, format, again);
-      // Another thread may have changed an argument in between: never show what wasn't written.
+      // Another thread may have changed an argument: never show bytes that weren't written.
       text.resize(std::min(length, static_cast<std::size_t>(std::max(written, 0))));
       line.text = text;
       writeToSinks(line);
     }
   } catch (...) {
-    // No memory for the line: it is dropped.
+    // Out of memory: the line is dropped.
   }
   va_end(again);
 }

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
-Semaphore::Semaphore(int initial, int max, bool shared)
-    : m_count(std::clamp(initial, 0, std::max(max, 0))), m_max(std::max(max, 0)) {
-  static_cast<void>(shared);
-}
+Semaphore::Semaphore(int initial, int max, bool)
+    : m_count(std::clamp(initial, 0, std::max(max, 0))), m_max(std::max(max, 0)) {}
 
 bool Semaphore::take(int timeout) {
   const auto available = [this] { return m_count > 0; };
@@ -26,7 +24,7 @@ bool Semaphore::give() {
   const std::lock_guard lock(m_mutex);
   if (m_count == m_max) return false;
   ++m_count;
-  // Under the lock, so that who takes the unit may delete the semaphore.
+  // Under the lock, so that the thread that takes the unit may delete the semaphore.
   m_given.notify_one();
   return true;
 }

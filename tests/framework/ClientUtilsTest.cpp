@@ -20,54 +20,54 @@ class ClientUtilsTest : public testing::Test {
   }
 };
 
-TEST_F(ClientUtilsTest, FindsTheTextBetweenTheTags) {
+TEST_F(ClientUtilsTest, ReturnsTheTextBetweenTheTags) {
   ExpectValue("<Entry><Surname>Berg</Surname></Entry>", "Surname", "Berg");
   ExpectValue("<Entry><Surname>Berg</Surname></Entry>", "Entry", "<Surname>Berg</Surname>");
 }
 
-TEST_F(ClientUtilsTest, AnEmptyElementHasAnEmptyText) { ExpectValue("<a></a>", "a", ""); }
+TEST_F(ClientUtilsTest, ReturnsTheEmptyTextOfAnEmptyElement) { ExpectValue("<a></a>", "a", ""); }
 
-TEST_F(ClientUtilsTest, OfSeveralElementsTheFirstCounts) {
+TEST_F(ClientUtilsTest, ReturnsTheFirstOfSeveralElements) {
   ExpectValue("<a>1</a><a>2</a>", "a", "1");
 }
 
-TEST_F(ClientUtilsTest, ANestedElementOfTheSameNameEndsTheOuterOne) {
+TEST_F(ClientUtilsTest, EndsAtTheFirstClosingTag) {
   ExpectValue("<a>1<a>2</a>3</a>", "a", "1<a>2");
 }
 
-TEST_F(ClientUtilsTest, AClosingTagBeforeTheOpeningOneIsPassedOver) {
+TEST_F(ClientUtilsTest, SkipsAClosingTagBeforeTheOpeningOne) {
   ExpectValue("</a><a>1</a>", "a", "1");
 }
 
-TEST_F(ClientUtilsTest, NamesAreNotMatchedInPart) {
+TEST_F(ClientUtilsTest, MatchesWholeNames) {
   ExpectValue("<Office2>2</Office2><Office>1</Office>", "Office", "1");
 }
 
-TEST_F(ClientUtilsTest, NothingIsUnescapedOrTrimmed) {
+TEST_F(ClientUtilsTest, NeitherUnescapesNorTrims) {
   ExpectValue("<a> &lt;b&gt;&#9;\n </a>", "a", " &lt;b&gt;&#9;\n ");
 }
 
-TEST_F(ClientUtilsTest, BytesOfAnyValueAreKept) {
+TEST_F(ClientUtilsTest, KeepsAllByteValues) {
   ExpectValue(std::string("<a>\0\xff</a>", 9), "a", std::string("\0\xff", 2));
 }
 
-TEST_F(ClientUtilsTest, WhatIsNotThereLeavesTheValueAlone) {
+TEST_F(ClientUtilsTest, LeavesTheValueUnchangedWithoutAMatch) {
   ExpectNone("", "a");
   ExpectNone("<b>1</b>", "a");
   ExpectNone("<A>1</A>", "a");
 }
 
-TEST_F(ClientUtilsTest, AnElementWithoutItsClosingTagIsNotThere) {
+TEST_F(ClientUtilsTest, IgnoresAnElementWithoutAClosingTag) {
   ExpectNone("<a>1", "a");
   ExpectNone("</a><a>1", "a");
 }
 
-TEST_F(ClientUtilsTest, AttributesAndSelfClosedElementsAreNotLookedFor) {
+TEST_F(ClientUtilsTest, IgnoresAttributesAndSelfClosedElements) {
   ExpectNone("<a b=\"1\">1</a>", "a");
   ExpectNone("<a/>", "a");
 }
 
-TEST_F(ClientUtilsTest, TheValueMayReplaceTheText) {
+TEST_F(ClientUtilsTest, AllowsTheTextAsTheValue) {
   std::string xml = "<a>1</a>";
   EXPECT_EQ(ClientUtils::extractValueFromXMLString(xml, "a", xml), 1);
   EXPECT_EQ(xml, "1");

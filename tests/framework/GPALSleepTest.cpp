@@ -14,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 std::atomic<int> alarms = 0;
 
-// Interrupts the calling process every few milliseconds while it lives.
+// Interrupts the process with a signal every 2 ms while it exists.
 class Alarms {
  public:
   Alarms() {
@@ -43,17 +43,17 @@ Clock::duration timeOfSleep(int milliseconds) {
   return Clock::now() - begin;
 }
 
-TEST(GPALSleepTest, SleepsAtLeastTheTimeAskedFor) {
+TEST(GPALSleepTest, SleepsAtLeastTheGivenTime) {
   EXPECT_GE(timeOfSleep(50), std::chrono::milliseconds(50));
 }
 
-TEST(GPALSleepTest, SignalsDoNotShortenASleep) {
+TEST(GPALSleepTest, SleepsTheWholeTimeWhenSignalsArrive) {
   const Alarms interrupting;
   EXPECT_GE(timeOfSleep(60), std::chrono::milliseconds(60));
   EXPECT_GT(alarms, 0);
 }
 
-TEST(GPALSleepTest, NothingAndLessReturnAtOnce) {
+TEST(GPALSleepTest, ReturnsAtOnceForZeroAndLess) {
   EXPECT_LT(timeOfSleep(0), std::chrono::minutes(1));
   EXPECT_LT(timeOfSleep(-1), std::chrono::minutes(1));
   EXPECT_LT(timeOfSleep(INT_MIN), std::chrono::minutes(1));

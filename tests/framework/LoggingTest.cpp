@@ -38,7 +38,7 @@ class LoggingTest : public testing::Test {
     setLogLevel(kLogError);
   }
 
-  // The text of the only line that was written.
+  // Returns the text of the only line.
   std::string Text() {
     EXPECT_EQ(m_sink.lines.size(), 1u);
     return m_sink.lines.empty() ? "" : m_sink.lines.front().text;
@@ -47,7 +47,7 @@ class LoggingTest : public testing::Test {
   RecordingSink m_sink;
 };
 
-TEST_F(LoggingTest, ASinkGetsEveryPartOfALineUnchanged) {
+TEST_F(LoggingTest, PassesEveryPartOfALineUnchanged) {
   logAppUni("OBEX Service", "./src/OBEXServer.cpp", kLogTrace, 12, "\t%s %d\n", "text", -3);
   ASSERT_EQ(m_sink.lines.size(), 1u);
   const Line& line = m_sink.lines.front();
@@ -58,22 +58,22 @@ TEST_F(LoggingTest, ASinkGetsEveryPartOfALineUnchanged) {
   EXPECT_EQ(line.text, "\ttext -3\n");
 }
 
-TEST_F(LoggingTest, ControlCharactersAndBytesBeyondAsciiReachTheSinks) {
+TEST_F(LoggingTest, PassesControlCharactersAndInvalidUtf8) {
   logAppUni("c", "s", 2, 1, "%s", "\x1b[31m\r\n\xff\xc3");
   EXPECT_EQ(Text(), "\x1b[31m\r\n\xff\xc3");
 }
 
-TEST_F(LoggingTest, ANulInTheTextReachesTheSinks) {
+TEST_F(LoggingTest, PassesNulInTheText) {
   logAppUni("c", "s", 2, 1, "a%cb", '\0');
   EXPECT_EQ(Text(), std::string("a\0b", 3));
 }
 
-TEST_F(LoggingTest, AnEmptyTextIsALine) {
+TEST_F(LoggingTest, PassesAnEmptyText) {
   logAppUni("c", "s", 2, 1, "%s", "");
   EXPECT_EQ(Text(), "");
 }
 
-TEST_F(LoggingTest, TextsOfEveryLengthAreWhole) {
+TEST_F(LoggingTest, PassesTextsAroundTheSizeOfTheBuffer) {
   for (std::size_t length = 1000; length < 1050; ++length) {
     m_sink.lines.clear();
     const std::string text(length, 'x');
@@ -82,20 +82,20 @@ TEST_F(LoggingTest, TextsOfEveryLengthAreWhole) {
   }
 }
 
-TEST_F(LoggingTest, ATextOfMegabytesIsWhole) {
+TEST_F(LoggingTest, PassesATextOfMegabytes) {
   std::string text(8u << 20, 'x');
   text.back() = 'y';
   logAppUni("c", "s", 2, 1, "%s%c%s", text.c_str(), '\0', "end");
   EXPECT_TRUE(Text() == text + std::string("\0end", 4));
 }
 
-TEST_F(LoggingTest, ATextThatCanNotBeFormattedShowsItsPattern) {
+TEST_F(LoggingTest, PassesTheFormatWhenFormattingFails) {
   const std::wstring none(1, static_cast<wchar_t>(0x7FFFFFFF));
   logAppUni("c", "s", 2, 1, "wide %ls", none.c_str());
   EXPECT_EQ(Text(), "wide %ls");
 }
 
-TEST_F(LoggingTest, NullsAreShownAsSuch) {
+TEST_F(LoggingTest, ShowsNullPointers) {
   logAppUni(nullptr, nullptr, 2, 1, "%d", 1);
   ASSERT_EQ(m_sink.lines.size(), 1u);
   EXPECT_EQ(m_sink.lines[0].component, "(null)");
@@ -107,7 +107,7 @@ class FailingSink : public LogSink {
   void write(const LogLine&) override { errno = ENOSPC; }
 };
 
-TEST_F(LoggingTest, TheCallersErrnoSurvives) {
+TEST_F(LoggingTest, KeepsErrno) {
   FailingSink failing;
   addLogSink(&failing);
   errno = EINTR;
@@ -116,12 +116,12 @@ TEST_F(LoggingTest, TheCallersErrnoSurvives) {
   removeLogSink(&failing);
 }
 
-TEST_F(LoggingTest, OnlyErrorsAreWantedByDefault) {
+TEST_F(LoggingTest, WantsErrorsOnlyByDefault) {
   EXPECT_TRUE(loggingOnAppUni("c", kLogError));
   EXPECT_FALSE(loggingOnAppUni("c", kLogTrace));
 }
 
-TEST_F(LoggingTest, TheLevelDecidesWhatIsWanted) {
+TEST_F(LoggingTest, WantsLinesUpToTheLevel) {
   setLogLevel(kLogTrace);
   EXPECT_TRUE(loggingOnAppUni("c", kLogTrace));
   EXPECT_FALSE(loggingOnAppUni("c", kLogTrace + 1));
@@ -129,13 +129,13 @@ TEST_F(LoggingTest, TheLevelDecidesWhatIsWanted) {
   EXPECT_FALSE(loggingOnAppUni("c", kLogError));
 }
 
-TEST_F(LoggingTest, WhatIsLoggedIsWrittenWhateverTheLevel) {
+TEST_F(LoggingTest, WritesLinesWhateverTheLevel) {
   setLogLevel(0);
   logAppUni("c", "s", kLogTrace, 1, "%s", "x");
   EXPECT_EQ(Text(), "x");
 }
 
-TEST_F(LoggingTest, EverySinkGetsTheLine) {
+TEST_F(LoggingTest, WritesToEverySink) {
   RecordingSink other;
   addLogSink(&other);
   logAppUni("c", "s", 2, 1, "%s", "x");
@@ -144,7 +144,7 @@ TEST_F(LoggingTest, EverySinkGetsTheLine) {
   EXPECT_EQ(other.lines.size(), 1u);
 }
 
-TEST_F(LoggingTest, ASinkThatWasAddedTwiceGetsTheLineTwiceUntilItIsTakenOff) {
+TEST_F(LoggingTest, WritesTwiceToASinkAddedTwice) {
   addLogSink(&m_sink);
   logAppUni("c", "s", 2, 1, "%s", "x");
   EXPECT_EQ(m_sink.lines.size(), 2u);
@@ -153,13 +153,13 @@ TEST_F(LoggingTest, ASinkThatWasAddedTwiceGetsTheLineTwiceUntilItIsTakenOff) {
   EXPECT_EQ(m_sink.lines.size(), 2u);
 }
 
-TEST_F(LoggingTest, WithoutASinkALineIsDropped) {
+TEST_F(LoggingTest, DropsLinesWithoutASink) {
   removeLogSink(&m_sink);
   logAppUni("c", "s", 2, 1, "%s", "x");
   EXPECT_TRUE(m_sink.lines.empty());
 }
 
-TEST_F(LoggingTest, TakingOffASinkThatIsNotThereIsHarmless) {
+TEST_F(LoggingTest, IgnoresRemovingAnUnknownSink) {
   RecordingSink other;
   removeLogSink(&other);
   removeLogSink(nullptr);
@@ -177,7 +177,7 @@ class ThrowingSink : public LogSink {
   int calls = 0;
 };
 
-TEST_F(LoggingTest, ASinkThatThrowsHurtsNeitherTheCallerNorOtherSinks) {
+TEST_F(LoggingTest, WritesToOtherSinksWhenOneThrows) {
   removeLogSink(&m_sink);
   ThrowingSink throwing;
   addLogSink(&throwing);
@@ -188,7 +188,7 @@ TEST_F(LoggingTest, ASinkThatThrowsHurtsNeitherTheCallerNorOtherSinks) {
   EXPECT_EQ(Text(), "x");
 }
 
-TEST_F(LoggingTest, LinesOfManyThreadsComeOneAtATimeAndWhole) {
+TEST_F(LoggingTest, SerializesLinesOfSeveralThreads) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([thread] {
@@ -206,7 +206,7 @@ TEST_F(LoggingTest, LinesOfManyThreadsComeOneAtATimeAndWhole) {
   }
 }
 
-TEST_F(LoggingTest, ASinkMayBeDeletedOnceItWasTakenOff) {
+TEST_F(LoggingTest, AllowsDeletingASinkOnceItIsRemoved) {
   std::atomic<bool> over = false;
   std::thread logger([&] {
     while (!over) logAppUni("c", "s", 2, 1, "%s", "x");

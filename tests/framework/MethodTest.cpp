@@ -33,21 +33,21 @@ TEST_F(MethodTest, KeepsNameAndType) {
   EXPECT_EQ(m_method.getType(), Method::REQUEST);
 }
 
-TEST_F(MethodTest, ADefaultOneHasNoNameAndIsANotification) {
+TEST_F(MethodTest, IsAnUnnamedNotificationByDefault) {
   const Method method;
   EXPECT_EQ(method.getName(), "");
   EXPECT_EQ(method.getType(), Method::NOTIFICATION);
   EXPECT_TRUE(method.getParameters().empty());
 }
 
-TEST_F(MethodTest, TheNumbersOfTypesAndDirectionsAreFixed) {
+TEST_F(MethodTest, HasFixedNumbersForTypesAndDirections) {
   EXPECT_EQ(static_cast<int>(Method::NOTIFICATION), 0);
   EXPECT_EQ(static_cast<int>(Method::REPLY), 1);
   EXPECT_EQ(static_cast<int>(Parameter::IN), 0);
   EXPECT_EQ(static_cast<int>(Parameter::OUT), 1);
 }
 
-TEST_F(MethodTest, GivesBackWhatWasAdded) {
+TEST_F(MethodTest, ReturnsAddedValues) {
   m_method.addBoolParameter("b", true, Parameter::IN);
   m_method.addIntParameter("i", INT_MIN, Parameter::IN);
   m_method.addStringParameter("s", "text", Parameter::IN);
@@ -56,20 +56,20 @@ TEST_F(MethodTest, GivesBackWhatWasAdded) {
   ExpectString("s", "text");
 }
 
-TEST_F(MethodTest, AStringHoldsAnyBytes) {
+TEST_F(MethodTest, KeepsAllByteValuesOfAString) {
   const std::string bytes("a\0\xff\n", 4);
   m_method.addStringParameter("s", bytes, Parameter::IN);
   ExpectString("s", bytes);
 }
 
-TEST_F(MethodTest, AnUnknownNameIsNotFoundAndLeavesTheValueAlone) {
+TEST_F(MethodTest, LeavesTheValueUnchangedForAnUnknownName) {
   m_method.addStringParameter("s", "text", Parameter::IN);
   std::string value = "before";
   EXPECT_FALSE(m_method.getStringParameter("S", value, Parameter::IN));
   EXPECT_EQ(value, "before");
 }
 
-TEST_F(MethodTest, AnotherDirectionIsNotFound) {
+TEST_F(MethodTest, MatchesTheDirection) {
   m_method.addBoolParameter("b", true, Parameter::OUT);
   bool value = false;
   EXPECT_FALSE(m_method.getBoolParameter("b", value, Parameter::IN));
@@ -78,7 +78,7 @@ TEST_F(MethodTest, AnotherDirectionIsNotFound) {
   EXPECT_TRUE(value);
 }
 
-TEST_F(MethodTest, AnotherTypeIsNotFound) {
+TEST_F(MethodTest, MatchesTheType) {
   m_method.addIntParameter("x", 1, Parameter::IN);
   bool flag = false;
   std::string text = "before";
@@ -88,7 +88,7 @@ TEST_F(MethodTest, AnotherTypeIsNotFound) {
   EXPECT_EQ(text, "before");
 }
 
-TEST_F(MethodTest, TheFirstThatFitsIsFoundPastOthersOfItsName) {
+TEST_F(MethodTest, ReturnsTheFirstMatch) {
   m_method.addIntParameter("x", 1, Parameter::OUT);
   m_method.addBoolParameter("x", true, Parameter::IN);
   m_method.addIntParameter("x", 2, Parameter::IN);
@@ -96,7 +96,7 @@ TEST_F(MethodTest, TheFirstThatFitsIsFoundPastOthersOfItsName) {
   ExpectInt("x", 2);
 }
 
-TEST_F(MethodTest, ParametersStandInTheOrderInWhichTheyWereAdded) {
+TEST_F(MethodTest, KeepsTheOrderOfParameters) {
   m_method.addIntParameter("z", 1, Parameter::IN);
   m_method.addIntParameter("a", 2, Parameter::OUT);
   ASSERT_EQ(m_method.getParameters().size(), 2u);

@@ -13,7 +13,7 @@ namespace {
 
 class RecordingLink : public RadioLinkIfc {
  public:
-  ~RecordingLink() override { EXPECT_EQ(m_inside, 0) << "deleted under a call"; }
+  ~RecordingLink() override { EXPECT_EQ(m_inside, 0) << "deleted during a call"; }
   void linkListening(int channel) override { m_heard += "listening " + std::to_string(channel); }
   void linkStopped() override {
     ++m_inside;
@@ -37,12 +37,12 @@ class RadioLinkTest : public testing::Test {
   ~RadioLinkTest() override { setRadioLink(nullptr); }
 };
 
-TEST_F(RadioLinkTest, WithoutAnObserverThereIsNoAccess) {
+TEST_F(RadioLinkTest, GivesNoAccessWithoutAnObserver) {
   RadioLinkAccess link;
   EXPECT_FALSE(link);
 }
 
-TEST_F(RadioLinkTest, TheObserverHearsWhatIsToldThroughAnAccess) {
+TEST_F(RadioLinkTest, CallsTheObserverThroughAnAccess) {
   RecordingLink observer;
   setRadioLink(&observer);
   if (RadioLinkAccess link; link) link->linkListening(4);
@@ -50,7 +50,7 @@ TEST_F(RadioLinkTest, TheObserverHearsWhatIsToldThroughAnAccess) {
   setRadioLink(nullptr);
 }
 
-TEST_F(RadioLinkTest, TheObserversAnswerComesBack) {
+TEST_F(RadioLinkTest, ReturnsTheObserversAnswer) {
   RecordingLink observer;
   setRadioLink(&observer);
   EXPECT_TRUE(RadioLinkAccess()->linkAccepted("friend"));
@@ -58,14 +58,14 @@ TEST_F(RadioLinkTest, TheObserversAnswerComesBack) {
   setRadioLink(nullptr);
 }
 
-TEST_F(RadioLinkTest, AfterItWasTakenBackTheObserverHearsNothing) {
+TEST_F(RadioLinkTest, GivesNoAccessOnceTheObserverIsUnset) {
   RecordingLink observer;
   setRadioLink(&observer);
   setRadioLink(nullptr);
   EXPECT_FALSE(RadioLinkAccess());
 }
 
-TEST_F(RadioLinkTest, ALaterObserverReplacesAnEarlierOne) {
+TEST_F(RadioLinkTest, ReplacesTheObserver) {
   RecordingLink first;
   RecordingLink second;
   setRadioLink(&first);
@@ -76,7 +76,7 @@ TEST_F(RadioLinkTest, ALaterObserverReplacesAnEarlierOne) {
   EXPECT_EQ(second.heard(), "gone");
 }
 
-TEST_F(RadioLinkTest, TakingBackWaitsForAnAccessThatLives) {
+TEST_F(RadioLinkTest, WaitsForAnAccessBeforeUnsettingTheObserver) {
   RecordingLink observer;
   setRadioLink(&observer);
   auto access = std::make_unique<RadioLinkAccess>();
@@ -87,7 +87,7 @@ TEST_F(RadioLinkTest, TakingBackWaitsForAnAccessThatLives) {
   EXPECT_EQ(taking.wait_for(waiting::kDeadline), std::future_status::ready);
 }
 
-TEST_F(RadioLinkTest, AnObserverMayBeDeletedOnceItWasTakenBack) {
+TEST_F(RadioLinkTest, AllowsDeletingTheObserverOnceItIsUnset) {
   std::atomic<bool> over = false;
   std::thread server([&] {
     while (!over) {

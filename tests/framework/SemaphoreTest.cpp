@@ -17,7 +17,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How many units can be had without waiting.
+// Takes all available units and returns their number.
 int drain(Semaphore& semaphore) {
   int units = 0;
   while (semaphore.take(0)) ++units;
@@ -31,49 +31,49 @@ void onThreads(int count, Body body) {
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST(SemaphoreTest, HasAsManyUnitsAsItStartsWith) {
+TEST(SemaphoreTest, StartsWithTheInitialUnits) {
   Semaphore semaphore(3, 5, false);
   EXPECT_EQ(drain(semaphore), 3);
 }
 
-TEST(SemaphoreTest, TakingFromAnEmptyOneWithoutTimeFailsAtOnce) {
+TEST(SemaphoreTest, FailsAtOnceWithoutATimeout) {
   Semaphore semaphore(0, 1, false);
   EXPECT_FALSE(semaphore.take(0));
 }
 
-TEST(SemaphoreTest, TakingWaitsForTheWholeTime) {
+TEST(SemaphoreTest, WaitsForTheWholeTimeout) {
   Semaphore semaphore(0, 1, false);
   const auto begin = Clock::now();
   EXPECT_FALSE(semaphore.take(30));
   EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(30));
 }
 
-TEST(SemaphoreTest, AUnitThatIsThereIsTakenWhateverTheTime) {
+TEST(SemaphoreTest, TakesAnAvailableUnitWhateverTheTimeout) {
   Semaphore semaphore(3, 3, false);
   EXPECT_TRUE(semaphore.take(0));
   EXPECT_TRUE(semaphore.take(INT_MAX));
   EXPECT_TRUE(semaphore.take(-1));
 }
 
-TEST(SemaphoreTest, GivingBeyondTheMaximumIsRefused) {
+TEST(SemaphoreTest, RefusesUnitsBeyondTheMaximum) {
   Semaphore semaphore(1, 2, false);
   EXPECT_TRUE(semaphore.give());
   EXPECT_FALSE(semaphore.give());
   EXPECT_EQ(drain(semaphore), 2);
 }
 
-TEST(SemaphoreTest, StartingBeyondTheMaximumStartsAtIt) {
+TEST(SemaphoreTest, StartsWithTheMaximumAtMost) {
   Semaphore semaphore(9, 2, false);
   EXPECT_EQ(drain(semaphore), 2);
 }
 
-TEST(SemaphoreTest, StartingBelowNothingStartsEmpty) {
+TEST(SemaphoreTest, StartsEmptyWithANegativeCount) {
   Semaphore semaphore(-1, 2, false);
   EXPECT_EQ(drain(semaphore), 0);
   EXPECT_TRUE(semaphore.give());
 }
 
-TEST(SemaphoreTest, AGivenUnitWakesOneWhoWaitsForEver) {
+TEST(SemaphoreTest, WakesAThreadThatWaitsForEver) {
   Semaphore semaphore(0, 1, false);
   auto taker = std::async(std::launch::async, [&] { return semaphore.take(-1); });
   EXPECT_EQ(taker.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
@@ -82,7 +82,7 @@ TEST(SemaphoreTest, AGivenUnitWakesOneWhoWaitsForEver) {
   EXPECT_TRUE(taker.get());
 }
 
-TEST(SemaphoreTest, AGivenUnitWakesOneWhoWaitsForALongTime) {
+TEST(SemaphoreTest, WakesAThreadThatWaitsWithATimeout) {
   Semaphore semaphore(0, 1, false);
   auto taker = std::async(std::launch::async, [&] { return semaphore.take(INT_MAX); });
   EXPECT_TRUE(semaphore.give());
@@ -90,7 +90,7 @@ TEST(SemaphoreTest, AGivenUnitWakesOneWhoWaitsForALongTime) {
   EXPECT_TRUE(taker.get());
 }
 
-TEST(SemaphoreTest, EveryUnitWakesOneWaiter) {
+TEST(SemaphoreTest, WakesOneThreadForEachUnit) {
   Semaphore semaphore(0, 4, false);
   std::atomic<int> taken = 0;
   std::thread giver([&] {
@@ -102,16 +102,16 @@ TEST(SemaphoreTest, EveryUnitWakesOneWaiter) {
   EXPECT_FALSE(semaphore.take(0));
 }
 
-TEST(SemaphoreTest, AnyThreadMayGiveBackWhatAnotherTook) {
+TEST(SemaphoreTest, AllowsGivingOnAnotherThread) {
   Semaphore semaphore(1, 1, false);
   EXPECT_TRUE(semaphore.take(-1));
   std::thread([&] { EXPECT_TRUE(semaphore.give()); }).join();
   EXPECT_TRUE(semaphore.take(0));
 }
 
-TEST(SemaphoreTest, AsAMutexItLetsOneInAtATime) {
+TEST(SemaphoreTest, ExcludesOtherThreadsAsAMutex) {
   Semaphore semaphore(1, 1, false);
-  int sum = 0;  // only the semaphore guards it
+  int sum = 0;  // guarded by the semaphore
   onThreads(4, [&] {
     for (int round = 0; round < 5000; ++round) {
       ASSERT_TRUE(semaphore.take(-1));
@@ -122,7 +122,7 @@ TEST(SemaphoreTest, AsAMutexItLetsOneInAtATime) {
   EXPECT_EQ(sum, 20000);
 }
 
-TEST(SemaphoreTest, UnderContentionNoMoreAreInsideThanThereAreUnits) {
+TEST(SemaphoreTest, NeverGivesOutMoreUnitsThanThereAre) {
   Semaphore semaphore(2, 2, false);
   std::atomic<int> inside = 0;
   std::atomic<int> most = 0;
@@ -142,7 +142,7 @@ TEST(SemaphoreTest, UnderContentionNoMoreAreInsideThanThereAreUnits) {
   EXPECT_EQ(drain(semaphore), 2);
 }
 
-TEST(SemaphoreTest, WhoTookTheUnitMayDeleteTheSemaphore) {
+TEST(SemaphoreTest, AllowsDeletingItAfterTheLastTake) {
   for (int round = 0; round < 500; ++round) {
     auto semaphore = std::make_unique<Semaphore>(0, 1, false);
     std::thread giver([given = semaphore.get()] { given->give(); });

@@ -33,7 +33,7 @@ class Worker : public Threadable {
   const std::function<void()> m_body;
 };
 
-// While it lives the system has no thread to give: each would need a stack beyond all memory.
+// Makes the system refuse threads while it exists: each would need a stack of 2^60 bytes.
 class NoThreadsToHave {
  public:
   NoThreadsToHave() {
@@ -61,7 +61,7 @@ std::size_t addressSpaceInMegabytes() {
   return pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)) >> 20;
 }
 
-// Of the C library's memory; a sanitizer's own doesn't tell, and looks for leaks itself.
+// Of the C library. Constant with a sanitizer's allocator, which finds leaks itself.
 std::size_t bytesInUse() { return ::mallinfo2().uordblks; }
 
 std::string nameOfThisThread() {
@@ -92,7 +92,7 @@ class ThreaderTest : public testing::Test {
   unsigned long m_id = 0;
 };
 
-TEST_F(ThreaderTest, SpawnRunsTheBodyOnAThreadOfItsOwn) {
+TEST_F(ThreaderTest, RunsTheBodyOnAnotherThread) {
   std::thread::id inside;
   Worker worker([&] { inside = std::this_thread::get_id(); });
   SpawnAndWait(worker);
@@ -100,7 +100,7 @@ TEST_F(ThreaderTest, SpawnRunsTheBodyOnAThreadOfItsOwn) {
   EXPECT_NE(inside, std::this_thread::get_id());
 }
 
-TEST_F(ThreaderTest, TheFirstIdOfAProcessIsOne) {
+TEST_F(ThreaderTest, StartsIdsAtOne) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto exitWithFirstId = [this] {
     Worker worker([] {});
@@ -109,7 +109,7 @@ TEST_F(ThreaderTest, TheFirstIdOfAProcessIsOne) {
   EXPECT_EXIT(exitWithFirstId(), testing::ExitedWithCode(1), "");
 }
 
-TEST_F(ThreaderTest, IdsAreNeverUsedAgain) {
+TEST_F(ThreaderTest, NeverReusesIds) {
   Worker worker([] {});
   std::set<unsigned long> ids;
   for (int round = 0; round < 100; ++round) {
@@ -119,7 +119,7 @@ TEST_F(ThreaderTest, IdsAreNeverUsedAgain) {
   EXPECT_GT(*ids.begin(), 0u);
 }
 
-TEST_F(ThreaderTest, EveryThreaderKnowsTheThreadsOfTheOthers) {
+TEST_F(ThreaderTest, SharesThreadsAmongThreaders) {
   std::atomic<bool> ended = false;
   Event mayEnd;
   Worker worker([&] { ended = mayEnd.wait(); });
@@ -130,7 +130,7 @@ TEST_F(ThreaderTest, EveryThreaderKnowsTheThreadsOfTheOthers) {
   EXPECT_TRUE(ended);
 }
 
-TEST_F(ThreaderTest, WaitingReturnsOnlyWhenTheBodyHasReturned) {
+TEST_F(ThreaderTest, WaitsUntilTheBodyHasReturned) {
   Event mayEnd;
   Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
   ASSERT_TRUE(Spawn(worker));
@@ -140,25 +140,25 @@ TEST_F(ThreaderTest, WaitingReturnsOnlyWhenTheBodyHasReturned) {
   EXPECT_EQ(waiter.wait_for(waiting::kDeadline), std::future_status::ready);
 }
 
-TEST_F(ThreaderTest, WaitingSeesWhatTheBodyWrote) {
+TEST_F(ThreaderTest, SynchronizesWithTheBodyWhenWaiting) {
   int written = 0;
   Worker worker([&] { written = 7; });
   SpawnAndWait(worker);
   EXPECT_EQ(written, 7);
 }
 
-TEST_F(ThreaderTest, WaitingForWhatWasNeverSpawnedReturnsAtOnce) {
+TEST_F(ThreaderTest, ReturnsAtOnceWhenNeverSpawned) {
   Worker worker([] { ADD_FAILURE() << "ran"; });
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, WaitingTwiceIsHarmless) {
+TEST_F(ThreaderTest, ReturnsAtOnceWhenWaitingAgain) {
   Worker worker([] {});
   SpawnAndWait(worker);
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, WaitingOnTheThreadItselfReturnsAtOnce) {
+TEST_F(ThreaderTest, ReturnsAtOnceWhenWaitingOnTheThreadItself) {
   bool returned = false;
   std::unique_ptr<Worker> worker;
   worker = std::make_unique<Worker>([&] {
@@ -169,7 +169,7 @@ TEST_F(ThreaderTest, WaitingOnTheThreadItselfReturnsAtOnce) {
   EXPECT_TRUE(returned);
 }
 
-TEST_F(ThreaderTest, AllWhoWaitAtATimeReturn) {
+TEST_F(ThreaderTest, WakesAllWaiters) {
   Event mayEnd;
   Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
   ASSERT_TRUE(Spawn(worker));
@@ -184,7 +184,7 @@ TEST_F(ThreaderTest, AllWhoWaitAtATimeReturn) {
   }
 }
 
-TEST_F(ThreaderTest, AnotherThreadMayDeleteTheObjectRightAfterWaiting) {
+TEST_F(ThreaderTest, AllowsAnotherThreadToDeleteTheObjectAfterWaiting) {
   for (int round = 0; round < 300; ++round) {
     auto worker = std::make_unique<Worker>([] {});
     ASSERT_TRUE(Spawn(*worker));
@@ -197,23 +197,23 @@ TEST_F(ThreaderTest, AnotherThreadMayDeleteTheObjectRightAfterWaiting) {
   }
 }
 
-TEST_F(ThreaderTest, AThreadThatWasWaitedForIsGoneFromTheSystem) {
+TEST_F(ThreaderTest, EndsTheSystemsThreadAfterWaiting) {
   std::string task;
   Worker worker([&] { task = "/proc/self/task/" + std::to_string(::gettid()); });
   SpawnAndWait(worker);
   EXPECT_TRUE(waiting::until([&] { return !std::filesystem::exists(task); }));
 }
 
-TEST_F(ThreaderTest, AThreadThatWasWaitedForKeepsNoStack) {
+TEST_F(ThreaderTest, FreesTheStackAfterWaiting) {
   Worker worker([] {});
   SpawnAndWait(worker);
   const std::size_t before = addressSpaceInMegabytes();
   for (int round = 0; round < 500; ++round) SpawnAndWait(worker);
-  // One that was not joined keeps some megabytes.
+  // Each thread that isn't joined would keep some megabytes.
   EXPECT_LT(addressSpaceInMegabytes(), before + 500);
 }
 
-TEST_F(ThreaderTest, AThreadThatWasFollowedByAnotherKeepsNoStack) {
+TEST_F(ThreaderTest, FreesTheStackWhenSpawnedAgain) {
   Worker worker([] {});
   SpawnAndWait(worker);
   const std::size_t before = addressSpaceInMegabytes();
@@ -224,7 +224,7 @@ TEST_F(ThreaderTest, AThreadThatWasFollowedByAnotherKeepsNoStack) {
   EXPECT_LT(addressSpaceInMegabytes(), before + 500);
 }
 
-TEST_F(ThreaderTest, NothingIsKeptOfThreadsThatWereWaitedForOrRefused) {
+TEST_F(ThreaderTest, FreesTheMemoryOfJoinedAndRefusedThreads) {
   Worker worker([] {});
   SpawnAndWait(worker);
   const std::size_t before = bytesInUse();
@@ -236,7 +236,7 @@ TEST_F(ThreaderTest, NothingIsKeptOfThreadsThatWereWaitedForOrRefused) {
   EXPECT_LT(bytesInUse(), before + 50000);
 }
 
-TEST_F(ThreaderTest, ARefusedSpawnReturnsFalseAndLeavesTheIdAlone) {
+TEST_F(ThreaderTest, LeavesTheIdUnchangedWhenTheSystemRefusesAThread) {
   Worker worker([] { ADD_FAILURE() << "ran"; });
   m_id = 77;
   {
@@ -246,14 +246,14 @@ TEST_F(ThreaderTest, ARefusedSpawnReturnsFalseAndLeavesTheIdAlone) {
   EXPECT_EQ(m_id, 77u);
 }
 
-TEST_F(ThreaderTest, WaitingAfterARefusedSpawnReturnsAtOnce) {
+TEST_F(ThreaderTest, ReturnsAtOnceWhenTheSpawnWasRefused) {
   Worker worker([] { ADD_FAILURE() << "ran"; });
   const NoThreadsToHave refused;
   EXPECT_FALSE(Spawn(worker));
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, AfterARefusedSpawnAnotherMaySucceed) {
+TEST_F(ThreaderTest, SpawnsAgainAfterARefusal) {
   bool ran = false;
   Worker worker([&] { ran = true; });
   {
@@ -264,13 +264,13 @@ TEST_F(ThreaderTest, AfterARefusedSpawnAnotherMaySucceed) {
   EXPECT_TRUE(ran);
 }
 
-TEST_F(ThreaderTest, ANullThreadableIsRefused) {
+TEST_F(ThreaderTest, RefusesNull) {
   m_id = 77;
   EXPECT_FALSE(m_threader.spawn(m_id, nullptr, "", GPALThreadPriority(1), 0));
   EXPECT_EQ(m_id, 77u);
 }
 
-TEST_F(ThreaderTest, AnObjectThatRunsIsRefused) {
+TEST_F(ThreaderTest, RefusesAnObjectThatIsRunning) {
   Event mayEnd;
   Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
   ASSERT_TRUE(Spawn(worker));
@@ -281,7 +281,7 @@ TEST_F(ThreaderTest, AnObjectThatRunsIsRefused) {
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, OfManySpawnsOfOneObjectAtATimeOneSucceeds) {
+TEST_F(ThreaderTest, SpawnsAnObjectOnceWhenSeveralThreadsTry) {
   Event mayEnd;
   std::atomic<int> spawned = 0;
   Worker worker([&] { EXPECT_TRUE(mayEnd.wait()); });
@@ -298,7 +298,7 @@ TEST_F(ThreaderTest, OfManySpawnsOfOneObjectAtATimeOneSucceeds) {
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, AnObjectMayBeSpawnedAgainAfterItWasWaitedFor) {
+TEST_F(ThreaderTest, SpawnsAgainAfterWaiting) {
   int runs = 0;
   Worker worker([&] { ++runs; });
   SpawnAndWait(worker);
@@ -306,7 +306,7 @@ TEST_F(ThreaderTest, AnObjectMayBeSpawnedAgainAfterItWasWaitedFor) {
   EXPECT_EQ(runs, 2);
 }
 
-TEST_F(ThreaderTest, AnObjectThatEndedMayBeSpawnedAgainWithoutWaiting) {
+TEST_F(ThreaderTest, SpawnsAgainWithoutWaiting) {
   std::atomic<int> runs = 0;
   Worker worker([&] { ++runs; });
   ASSERT_TRUE(Spawn(worker));
@@ -315,7 +315,7 @@ TEST_F(ThreaderTest, AnObjectThatEndedMayBeSpawnedAgainWithoutWaiting) {
   EXPECT_EQ(runs, 2);
 }
 
-TEST_F(ThreaderTest, DestroyWaitsForAThreadThatRuns) {
+TEST_F(ThreaderTest, WaitsForARunningThreadInDestroy) {
   Event mayEnd;
   std::atomic<bool> ended = false;
   Worker worker([&] { ended = mayEnd.wait(); });
@@ -327,31 +327,31 @@ TEST_F(ThreaderTest, DestroyWaitsForAThreadThatRuns) {
   EXPECT_TRUE(ended);
 }
 
-TEST_F(ThreaderTest, DestroyOfAThreadThatWasJoinedDoesNothing) {
+TEST_F(ThreaderTest, IgnoresDestroyOfAJoinedThread) {
   Worker worker([] {});
   const unsigned long id = SpawnAndWait(worker);
   m_threader.destroy(id);
   m_threader.destroy(id);
 }
 
-TEST_F(ThreaderTest, DestroyOfAnEarlierThreadLeavesALaterOneAlone) {
+TEST_F(ThreaderTest, LeavesALaterThreadAloneWhenAnEarlierOneIsDestroyed) {
   Event mayEnd;
   std::atomic<bool> wait = false;
   Worker worker([&] { EXPECT_TRUE(!wait || mayEnd.wait()); });
   const unsigned long former = SpawnAndWait(worker);
   wait = true;
   ASSERT_TRUE(Spawn(worker));
-  m_threader.destroy(former);  // would hang if it meant the object
+  m_threader.destroy(former);  // would hang if it waited for the later thread
   mayEnd.signal();
   worker.waitForThreadCompletion();
 }
 
-TEST_F(ThreaderTest, DestroyOfAnUnknownIdDoesNothing) {
+TEST_F(ThreaderTest, IgnoresDestroyOfAnUnknownId) {
   m_threader.destroy(0);
   m_threader.destroy(~0ul);
 }
 
-TEST_F(ThreaderTest, DestroyOnTheThreadItselfReturnsAtOnce) {
+TEST_F(ThreaderTest, ReturnsAtOnceFromDestroyOnTheThreadItself) {
   Event spawned;
   bool returned = false;
   Worker worker([&] {
@@ -365,22 +365,22 @@ TEST_F(ThreaderTest, DestroyOnTheThreadItselfReturnsAtOnce) {
   EXPECT_TRUE(returned);
 }
 
-TEST_F(ThreaderTest, ANameIsCutToFifteenBytes) {
+TEST_F(ThreaderTest, CutsTheNameToFifteenBytes) {
   EXPECT_EQ(NameInside("push server"), "push server");
   EXPECT_EQ(NameInside("a name that is too long"), "a name that is ");
 }
 
-TEST_F(ThreaderTest, AnEmptyNameLeavesTheSpawnersName) {
+TEST_F(ThreaderTest, InheritsTheNameWhenItIsEmpty) {
   EXPECT_EQ(NameInside(""), nameOfThisThread());
 }
 
-TEST_F(ThreaderTest, PriorityAndTypeAreOrdinary) {
+TEST_F(ThreaderTest, HasOrdinaryPriorityAndType) {
   Worker worker([] {});
   EXPECT_EQ(worker.getThreadPriorityForPlatform(), 0);
   EXPECT_EQ(worker.type(), 0);
 }
 
-// Its body needs nothing of the object once it has begun.
+// The body doesn't use the object after it has started.
 class Lingerer : public Threadable {
  public:
   struct Shared {
@@ -399,7 +399,7 @@ class Lingerer : public Threadable {
   Shared& m_shared;
 };
 
-TEST_F(ThreaderTest, TheDestructorWaitsForAThreadThatStillRuns) {
+TEST_F(ThreaderTest, WaitsForARunningThreadInTheDestructor) {
   Lingerer::Shared shared;
   auto lingerer = std::make_unique<Lingerer>(shared);
   ASSERT_TRUE(Spawn(*lingerer));
@@ -411,13 +411,13 @@ TEST_F(ThreaderTest, TheDestructorWaitsForAThreadThatStillRuns) {
   EXPECT_TRUE(shared.ended);
 }
 
-TEST_F(ThreaderTest, ABodyMayDeleteItsObject) {
+TEST_F(ThreaderTest, AllowsTheBodyToDeleteItsObject) {
   std::atomic<bool> deleted = false;
   Worker* worker = nullptr;
   Event assigned;
   worker = new Worker([&] {
     EXPECT_TRUE(assigned.wait());
-    auto& report = deleted;  // what the body captured goes with the object
+    auto& report = deleted;  // the captures are deleted with the object
     delete worker;
     report = true;
   });

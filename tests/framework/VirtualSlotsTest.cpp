@@ -1,5 +1,5 @@
-// The order of virtual functions is the contract between the telephone and services that were built
-// apart from it: a slot that moves makes one call another.
+// The order of virtual functions is a binary interface: services are built separately, and in them
+// a call would end up in another function if a slot moved.
 
 #include <gtest/gtest.h>
 
@@ -14,8 +14,8 @@
 
 namespace {
 
-// The slot of a virtual function, the two destructors' being 0 and 1. A pointer to a virtual member
-// function is, in the ABI of all Linux platforms, a pair of numbers that tells it.
+// Returns the slot of a virtual function; slots 0 and 1 are the destructors. In the Itanium C++ ABI
+// a pointer to a virtual member function is a pair of numbers that contains the slot.
 template <typename Function>
 std::size_t slotOf(Function function) {
   struct {
@@ -33,39 +33,38 @@ std::size_t slotOf(Function function) {
 #endif
 }
 
-TEST(VirtualSlotsTest, Executable) {
+TEST(VirtualSlotsTest, KeepsTheSlotsOfExecutable) {
   EXPECT_EQ(slotOf(&Executable::init), 2u);
   EXPECT_EQ(slotOf(&Executable::shutdown), 3u);
   EXPECT_EQ(slotOf(&Executable::timerEvent), 4u);
 }
 
-TEST(VirtualSlotsTest, Threadable) {
+TEST(VirtualSlotsTest, KeepsTheSlotsOfThreadable) {
   EXPECT_EQ(slotOf(&Threadable::run), 2u);
   EXPECT_EQ(slotOf(&Threadable::getThreadPriorityForPlatform), 3u);
   EXPECT_EQ(slotOf(&Threadable::type), 4u);
 }
 
-TEST(VirtualSlotsTest, Service) {
+TEST(VirtualSlotsTest, KeepsTheSlotsOfService) {
   EXPECT_EQ(slotOf(&Service::init), 2u);
   EXPECT_EQ(slotOf(&Service::shutdown), 3u);
   EXPECT_EQ(slotOf(&Service::timerEvent), 4u);
   EXPECT_EQ(slotOf(&Service::handleMsg), 5u);
 }
 
-TEST(VirtualSlotsTest, Invoker) {
+TEST(VirtualSlotsTest, KeepsTheSlotsOfInvoker) {
   EXPECT_EQ(slotOf(&Invoker::handleMessage), 2u);
   EXPECT_EQ(slotOf(&Invoker::initInvoker), 3u);
 }
 
-TEST(VirtualSlotsTest, Proxy) {
+TEST(VirtualSlotsTest, KeepsTheSlotsOfProxy) {
   EXPECT_EQ(slotOf(&Proxy::init), 2u);
   EXPECT_EQ(slotOf(&Proxy::shutdown), 3u);
   EXPECT_EQ(slotOf(&Proxy::timerEvent), 4u);
   EXPECT_EQ(slotOf(&Proxy::initProxy), 5u);
 }
 
-// The two primary slots of a table are its destructors, so that the framework can delete an object
-// whose class it doesn't know; `Executable` comes first in a service, `Threadable` behind it.
+// The framework deletes services through their bases, `Executable` first, then `Threadable`.
 class RecordingService : public Service {
  public:
   explicit RecordingService(int& deleted) : m_deleted(deleted) {}
@@ -78,7 +77,7 @@ class RecordingService : public Service {
   int& m_deleted;
 };
 
-TEST(VirtualSlotsTest, AServiceIsDeletedWholeThroughEitherBase) {
+TEST(VirtualSlotsTest, DeletesAServiceThroughEitherBase) {
   int deleted = 0;
   Executable* const executable = new RecordingService(deleted);
   delete executable;
@@ -87,7 +86,7 @@ TEST(VirtualSlotsTest, AServiceIsDeletedWholeThroughEitherBase) {
   EXPECT_EQ(deleted, 2);
 }
 
-TEST(VirtualSlotsTest, AServiceBeginsWithItsExecutable) {
+TEST(VirtualSlotsTest, PutsExecutableFirstInAService) {
   int deleted = 0;
   RecordingService service(deleted);
   EXPECT_EQ(static_cast<void*>(static_cast<Executable*>(&service)), static_cast<void*>(&service));

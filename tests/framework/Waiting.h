@@ -4,22 +4,18 @@
 #include <future>
 #include <thread>
 
-/// How the tests wait for what other threads do: on a condition, with a deadline that only a broken
-/// program reaches.
+/// Waiting for other threads: for a condition, with a deadline that only a broken program reaches.
 namespace waiting {
 
 inline constexpr std::chrono::seconds kDeadline{60};
 
-/// Something that happens once. Any thread may signal it, any number may wait.
+/// Something that happens once. Any thread may signal it; any number of threads may wait.
 class Event {
  public:
   void signal() { m_promise.set_value(); }
-  /// Returns whether it happened within the deadline.
+  /// Returns whether it happened before the deadline.
   [[nodiscard]] bool wait() const {
     return m_future.wait_for(kDeadline) == std::future_status::ready;
-  }
-  [[nodiscard]] bool happened() const {
-    return m_future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
 
  private:
@@ -27,7 +23,7 @@ class Event {
   std::shared_future<void> m_future{m_promise.get_future()};
 };
 
-/// Asks again and again; returns whether the answer was yes within the deadline.
+/// Polls the condition; returns whether it became true before the deadline.
 template <typename Condition>
 bool until(Condition condition) {
   const auto end = std::chrono::steady_clock::now() + kDeadline;

@@ -4,7 +4,7 @@
 
 #include "framework/Export.h"
 
-/// A block of bytes that came beside a raw message on a `CommsChannelIfc`. A plain value.
+/// A block of bytes that accompanies a raw message on a `CommsChannelIfc`.
 struct FRAMEWORK_API CommsChannelDataContainerMessage {
   std::string data;
 };

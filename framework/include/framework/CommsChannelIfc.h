@@ -2,15 +2,15 @@
 
 #include "framework/Export.h"
 
-/// A raw channel to another process, for services that speak a protocol of their own beside the
+/// A raw channel to another process, for services with a protocol of their own beside the
 /// framework's messages.
 ///
-/// Threads: `write` may be called from any thread.
+/// Threads: any thread may call.
 class FRAMEWORK_API CommsChannelIfc {
  public:
   virtual ~CommsChannelIfc() = default;
 
-  /// Sends `length` bytes. Returns how many were taken, negative when the channel is closed.
+  /// Sends `length` bytes. Returns the number of bytes accepted, negative if the channel is closed.
   virtual int write(const char* data, int length) = 0;
 
  protected:

@@ -6,15 +6,15 @@
 
 class Executable;
 
-/// What the framework tells a service of its surroundings.
+/// Gives a service access to other services.
 ///
-/// Threads: may be asked from any thread.
+/// Threads: any thread may call.
 class FRAMEWORK_API Context {
  public:
   virtual ~Context() = default;
 
-  /// The service that offers the named interface, null when there is none. It is not the caller's
-  /// to delete and lives until after the caller. Cast it to the interface with `dynamic_cast`.
+  /// Returns the service with the named interface, null if there is none. The framework owns it; it
+  /// outlives the caller. Use `dynamic_cast` to get the interface.
   virtual Executable* getService(const std::string& interfaceName) = 0;
 
  protected:

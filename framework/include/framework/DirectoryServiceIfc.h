@@ -4,15 +4,13 @@
 
 #include "framework/Export.h"
 
-/// The telephone's phonebook, as other services see it. Found through
-/// `Context::getService("DirectoryServiceIfc")`.
+/// The telephone's phonebook. Get it with `Context::getService("DirectoryServiceIfc")`.
 ///
-/// Threads: any thread may call; the calls are served one after the other where they have to be.
+/// Threads: any thread may call.
 class FRAMEWORK_API DirectoryServiceIfc {
  public:
-  /// Takes one request, an XML text, and returns the answer, an XML text. A request that can't be
-  /// carried out is answered with a text that holds the word "failure" and the reason. No exception
-  /// leaves it.
+  /// Handles a request and returns the answer, both XML. The answer to a request that fails
+  /// contains the word "failure" and the reason. Never throws.
   virtual std::string handleRequest(const std::string& request) = 0;
 
  protected:

@@ -4,19 +4,18 @@
 
 class Context;
 
-/// What the framework can create, initialise and stop: every service and every proxy is one.
+/// Base of services and proxies: an object that the framework creates, initialises and shuts down.
 ///
-/// Threads: `init`, `shutdown` and `timerEvent` are called from the framework thread. Ownership:
-/// whoever created the object deletes it, through the most derived framework type that the
-/// library's entry point returned.
+/// Threads: the framework thread calls all members. Ownership: the creator deletes the object,
+/// through the framework type that the library's entry point returns.
 class FRAMEWORK_API Executable {
  public:
   virtual ~Executable() = default;
 
-  /// Called once, before anything else. The context outlives the object.
+  /// Called once, before any other member. The context outlives the object.
   virtual void init(Context& context) = 0;
   virtual void shutdown() = 0;
-  /// `id` is the number of a timer that the object asked for. Does nothing unless overridden.
+  /// Called when the object's timer `id` expires. The default does nothing.
   virtual void timerEvent(int id) { static_cast<void>(id); }
 
  protected:

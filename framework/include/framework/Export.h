@@ -1,6 +1,5 @@
 #pragma once
 
-/// Marks what libphoneframework.so offers to the services and the host. Services are built with
-/// hidden visibility; what they share with the framework must stay visible, type information
-/// included, or casts between the two fail.
+/// Exports a class or function of libphoneframework.so. Everything is built with hidden visibility;
+/// without this mark, services couldn't link it, and dynamic_cast between libraries would fail.
 #define FRAMEWORK_API __attribute__((visibility("default")))

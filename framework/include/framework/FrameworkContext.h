@@ -7,20 +7,19 @@
 class MessageSerializer;
 class Proxy;
 
-/// What the framework offers to an invoker: the message formats it knows, and proxies for other
-/// processes.
+/// Gives an invoker access to message formats and to proxies for other processes.
 ///
-/// Threads: asked from the framework thread. What it returns is owned by the framework.
+/// Threads: the framework thread calls all members. The framework owns what they return.
 class FRAMEWORK_API FrameworkContext {
  public:
   virtual ~FrameworkContext() = default;
 
-  /// The serializer of a message format, null when the format isn't known.
+  /// Returns the serializer of a message format, null if the format is unknown.
   virtual MessageSerializer* getSerializer(const std::string& format) = 0;
 
-  /// The proxy that stands for `interfaceName` in the process at `address`: always the same one for
-  /// the same pair, as long as that process can be reached. Null when there is no such interface or
-  /// no such process.
+  /// Returns the proxy for `interfaceName` in the process at `address`, the same one for the same
+  /// pair as long as that process can be reached. Returns null if there is no such interface or
+  /// process.
   virtual Proxy* getProxy(const std::string& interfaceName, const std::string& address) = 0;
 
  protected:

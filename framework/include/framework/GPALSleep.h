@@ -2,10 +2,9 @@
 
 #include "framework/Export.h"
 
-/// Pauses of the calling thread. May be used from any thread.
+/// Pauses the calling thread. Any thread may call.
 class FRAMEWORK_API GPALSleep {
  public:
-  /// Sleeps for at least this many milliseconds, signals notwithstanding; 0 and less return at
-  /// once.
+  /// Sleeps for at least this long, also when signals arrive. Returns at once for 0 and less.
   void milliSleep(int milliseconds);
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-/// A thread's priority in the framework's own scale, of which 1 is the one that services use.
+/// A thread priority on the framework's scale; services use 1.
 class GPALThreadPriority {
  public:
   explicit constexpr GPALThreadPriority(int value) : m_value(value) {}

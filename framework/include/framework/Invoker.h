@@ -6,19 +6,19 @@ class Executable;
 class FrameworkContext;
 class InvokerResponse;
 
-/// The receiving end of a service: the framework hands it every message that was sent to the
-/// service.
+/// Receives the messages that are sent to a service.
 ///
-/// Threads: the framework thread, one message at a time.
+/// Threads: the framework thread calls all members, one at a time.
 class FRAMEWORK_API Invoker {
  public:
   virtual ~Invoker() = default;
 
-  /// Handles one message for `executable`. `data` has `length` bytes in the format that `response`
-  /// names, and is the framework's. Takes ownership of `response`.
+  /// Handles one message for `executable`: `length` bytes in the format `response->getFormat()`.
+  /// `data` belongs to the framework. Takes ownership of `response`.
   virtual void handleMessage(Executable* executable, const char* data, int length,
                              InvokerResponse* response) = 0;
-  /// Called once, before the first message. The context outlives the invoker.
+  /// Called once, before the first message. The context outlives the invoker. The default does
+  /// nothing.
   virtual void initInvoker(FrameworkContext* context) { static_cast<void>(context); }
 
  protected:

@@ -4,19 +4,19 @@
 
 #include "framework/Export.h"
 
-/// Where the answer to one message goes. Owned by the invoker that was given it.
+/// Takes the answer to one message. Owned by the invoker that receives it.
 ///
-/// Threads: the framework thread.
+/// Threads: the framework thread calls all members.
 class FRAMEWORK_API InvokerResponse {
  public:
   virtual ~InvokerResponse() = default;
 
-  /// The name of the format in which the message came and the answer is expected.
+  /// Returns the format of the message and of the answer, such as "json".
   [[nodiscard]] virtual const std::string& getFormat() const = 0;
-  /// The address of the calling process.
+  /// Returns the address of the calling process.
   [[nodiscard]] virtual const std::string& getCallerAddress() const = 0;
-  /// Sends `length` bytes as the answer. The bytes are copied; an answer that can't be delivered is
-  /// dropped and logged.
+  /// Sends `length` bytes, which are copied, as the answer. An answer that can't be delivered is
+  /// logged and dropped.
   virtual void send(const char* data, int length) = 0;
 
  protected:

@@ -5,13 +5,12 @@
 
 #include "framework/Export.h"
 
-/// The telephone's log. Every line has a component ("OBEX Service"), the name of its source file, a
-/// level, its source line and a text. Lines go to every registered sink; without one they are
-/// dropped.
+/// The telephone's log. A line has a component ("OBEX Service"), a source file, a level, a source
+/// line and a text, and goes to all registered sinks.
 ///
-/// Threads: everything here may be called from any thread.
+/// Threads: any thread may call everything here.
 
-/// The levels in use. A line is wanted when its level is not above the one that `setLogLevel` set.
+/// Levels. Lines above the level set with `setLogLevel` are not wanted.
 inline constexpr int kLogError = 2;
 inline constexpr int kLogTrace = 5;
 
@@ -19,23 +18,22 @@ namespace framework_detail {
 FRAMEWORK_API extern std::atomic<int> logLevel;
 }
 
-/// Whether trace lines of this component and level are wanted. Cheap: one relaxed load.
+/// Returns whether lines of this level are wanted. Costs one relaxed load.
 inline bool loggingOnAppUni(const char* component, int level) {
   static_cast<void>(component);
   return level <= framework_detail::logLevel.load(std::memory_order_relaxed);
 }
 
-/// Writes one line to every sink, whatever the level: who writes trace lines asks `loggingOnAppUni`
-/// first. The text is formatted as by `printf`; component, source and text reach the sinks
-/// unchanged, line ends and control characters included. No exception leaves it: a line for which
-/// there is no memory is dropped.
+/// Writes one line to all sinks, whatever its level: call `loggingOnAppUni` first for trace lines.
+/// `format` is that of printf(3). Component, source and text are passed on unchanged, including
+/// control characters. Never throws; if memory runs out, the line is dropped. Keeps errno.
 FRAMEWORK_API void logAppUni(const char* component, const char* source, int level, int line,
                              const char* format, ...) __attribute__((format(printf, 5, 6)));
 
-/// From now on lines up to this level are wanted. The default is `kLogError`.
+/// Sets the highest level that is wanted; `kLogError` by default.
 FRAMEWORK_API void setLogLevel(int level);
 
-/// One line, as a sink sees it. The views are valid during the call.
+/// A log line. The views are valid during `LogSink::write` only.
 struct LogLine {
   std::string_view component;
   std::string_view source;
@@ -44,8 +42,8 @@ struct LogLine {
   std::string_view text;
 };
 
-/// Takes log lines. `write` is called by one thread at a time, from whichever thread logs; it must
-/// not log itself and no exception may leave it.
+/// Receives log lines. `write` is called on the thread that logs, by one thread at a time; it must
+/// not log. If it throws, the line is lost to this sink.
 class FRAMEWORK_API LogSink {
  public:
   virtual ~LogSink() = default;
@@ -57,8 +55,8 @@ class FRAMEWORK_API LogSink {
   LogSink& operator=(const LogSink&) = default;
 };
 
-/// Registers a sink, which stays the caller's. Adding one twice gives it every line twice.
+/// Registers a sink, which the caller keeps owning. One added twice gets every line twice.
 FRAMEWORK_API void addLogSink(LogSink* sink);
-/// Takes a sink off, however often it was added; returns when no line is being written to it any
-/// more. One that isn't registered is ignored.
+/// Removes a sink, however often it was added, and returns once no line is being written to it any
+/// more. Ignores a sink that isn't registered.
 FRAMEWORK_API void removeLogSink(LogSink* sink);

@@ -6,19 +6,18 @@
 
 class Method;
 
-/// Turns messages into bytes and back: one implementation for each format.
+/// Encodes and decodes messages in one format.
 ///
-/// Threads: an implementation keeps no state between calls; any thread may call it. No exception
-/// leaves it.
+/// Threads: implementations are stateless; any thread may call. No member throws.
 class FRAMEWORK_API MessageSerializer {
  public:
   virtual ~MessageSerializer() = default;
 
-  /// Reads one message from `in` up to its end. Returns 1 and fills `method`, or 0 and leaves it as
-  /// it is.
+  /// Reads one message, which must end with the stream. Returns 1, or 0 with `method` unchanged if
+  /// the message is invalid or the stream fails.
   virtual int decode(std::istream& in, Method& method) = 0;
-  /// Writes the message to `out`; what was encoded decodes to an equal message, whatever bytes its
-  /// strings hold.
+  /// Writes a message that `decode` turns into an equal one, whatever bytes its strings hold. On
+  /// failure sets failbit on `out`.
   virtual void encode(const Method& method, std::ostream& out) = 0;
 
  protected:

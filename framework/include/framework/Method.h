@@ -6,15 +6,15 @@
 #include "framework/Export.h"
 #include "framework/Parameter.h"
 
-/// A named message with its parameters: what services and their clients send each other.
+/// A message between a service and its clients: a name, a type and parameters.
 ///
-/// A plain value without locks: one thread at a time.
+/// Threads: a value type without locks.
 class FRAMEWORK_API Method {
  public:
   enum methodTypes {
-    NOTIFICATION = 0,  ///< wants no answer
+    NOTIFICATION = 0,  ///< has no answer
     REPLY = 1,         ///< answers a request
-    REQUEST = 2,       ///< asks a service for something
+    REQUEST = 2,       ///< has an answer
   };
 
   Method() = default;
@@ -25,15 +25,15 @@ class FRAMEWORK_API Method {
   /// In the order in which they were added.
   [[nodiscard]] const std::vector<Parameter>& getParameters() const { return m_parameters; }
 
-  /// Each finds the first parameter of that name, direction and type. Returns false, and leaves
-  /// `value` as it is, when there is none.
+  /// Store the value of the first parameter with this name, direction and type in `value`. Return
+  /// false, with `value` unchanged, if there is none.
   bool getBoolParameter(const std::string& name, bool& value,
                         Parameter::directions direction) const;
   bool getIntParameter(const std::string& name, int& value, Parameter::directions direction) const;
   bool getStringParameter(const std::string& name, std::string& value,
                           Parameter::directions direction) const;
 
-  /// Each appends; a name may stand there more than once.
+  /// Append a parameter. Names may repeat.
   void addBoolParameter(const std::string& name, bool value, Parameter::directions direction);
   void addIntParameter(const std::string& name, int value, Parameter::directions direction);
   void addStringParameter(const std::string& name, const std::string& value,

@@ -4,13 +4,13 @@
 
 #include "framework/Export.h"
 
-/// Carries what is stored on this telephone to wherever its user is. Found through
+/// Makes what is stored on this telephone available to its user elsewhere. Get it with
 /// `Context::getService("MobilityServiceIfc")`.
 ///
 /// Threads: any thread may call.
 class FRAMEWORK_API MobilityServiceIfc {
  public:
-  /// Tells of a file that was written. Returns whether it was taken note of.
+  /// Registers a file that has been written. Returns whether it was accepted.
   virtual bool registerFile(const std::string& path) = 0;
 
  protected:

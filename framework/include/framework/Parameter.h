@@ -5,13 +5,13 @@
 
 #include "framework/Export.h"
 
-/// One named, typed and directed value of a `Method`. A plain value: copy it freely.
+/// A parameter of a `Method`.
 struct FRAMEWORK_API Parameter {
   enum directions {
-    IN = 0,   ///< an argument
-    OUT = 1,  ///< a returned value
+    IN = 0,   ///< argument
+    OUT = 1,  ///< return value
   };
-  /// A string may hold any bytes, NUL included.
+  /// Strings may hold any bytes, including NUL.
   using Value = std::variant<bool, int, std::string>;
 
   std::string name;

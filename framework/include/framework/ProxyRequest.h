@@ -4,15 +4,15 @@
 
 class Method;
 
-/// The way from a proxy to the process it stands for.
+/// Sends messages to the process that a proxy represents.
 ///
-/// Threads: `send` may be called from any thread and does not wait for the receiver.
+/// Threads: any thread may call.
 class FRAMEWORK_API ProxyRequest {
  public:
   virtual ~ProxyRequest() = default;
 
-  /// Hands one message over for delivery, in the order of the calls. Returns whether it was taken;
-  /// what can't be delivered later is logged. No exception leaves it.
+  /// Queues a message and returns whether it was accepted, without waiting for the receiver.
+  /// Messages are delivered in order; those that can't be are logged. Never throws.
   virtual bool send(const Method& method) = 0;
 
  protected:

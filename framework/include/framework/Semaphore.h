@@ -5,22 +5,21 @@
 
 #include "framework/Export.h"
 
-/// A counting semaphore with a time-out. `Semaphore(1, 1, false)` serves as a mutex that any thread
-/// may give back.
+/// A counting semaphore with a timeout. `Semaphore(1, 1, false)` is a mutex that any thread may
+/// release.
 ///
-/// Threads: `take` and `give` may be called from any thread.
+/// Threads: any thread may call.
 class FRAMEWORK_API Semaphore {
  public:
-  /// Starts with `initial` units of at most `max`. `shared` asks for a semaphore between processes,
-  /// which this framework doesn't have: it is accepted and ignored.
+  /// Starts with `initial` of at most `max` units. `shared` (between processes) is ignored.
   Semaphore(int initial, int max, bool shared);
   Semaphore(const Semaphore&) = delete;
   Semaphore& operator=(const Semaphore&) = delete;
 
-  /// Takes one unit. Waits up to `timeout` milliseconds for it, for ever when that is -1, not at
-  /// all when it is 0. Returns whether the unit was had.
+  /// Takes one unit, waiting up to `timeout` milliseconds; -1 waits for ever, 0 not at all. Returns
+  /// whether a unit was taken.
   bool take(int timeout);
-  /// Gives one unit back. Returns false, and changes nothing, when the maximum is already there.
+  /// Gives one unit back. Returns false, without effect, if the count is already `max`.
   bool give();
 
  private:
