@@ -2,7 +2,6 @@
 
 #include <utf8.h>
 
-#include <algorithm>
 #include <istream>
 #include <iterator>
 #include <nlohmann/json.hpp>
