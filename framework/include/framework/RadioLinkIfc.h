@@ -37,9 +37,9 @@ class FRAMEWORK_API RadioLinkIfc {
   /// about the name of the wanted service in it, and CONNECT is made once more without; on false it
   /// stands. Unlike the others, called from the thread that sends.
   virtual bool linkForbidden() { return false; }
-  /// Asked before a server registers its RFCOMM channel and while it can't: true means that the host
-  /// is switching receiving off. Registration then succeeds without opening a socket, so that the
-  /// server reaches its input loop, sees that it is disabled and ends.
+  /// Asked before a server registers its RFCOMM channel and while it can't: true means that the
+  /// host is switching receiving off. Registration then succeeds without opening a socket, so that
+  /// the server reaches its input loop, sees that it is disabled and ends.
   virtual bool linkStopping() { return false; }
   /// The server could not register RFCOMM channel `channel`; `error` is the errno. Called for each
   /// failed attempt.
