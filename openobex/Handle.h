@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "openobex/GuardedLink.h"
-#include "openobex/HeaderCursor.h"
+#include "openobex/Headers.h"
 #include "openobex/openobex.h"
 
 struct obex_object;

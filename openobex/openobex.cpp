@@ -3,7 +3,7 @@
 #include <openobex/obex.h>
 
 #include "openobex/Handle.h"
-#include "openobex/HeaderLength.h"
+#include "openobex/Headers.h"
 
 namespace openobex {
 namespace {

@@ -1,6 +1,6 @@
 // Which refusals of which CONNECT lead to a second one, and what that one is.
 
-#include "openobex/ConnectRetry.h"
+#include "openobex/GuardedLink.h"
 
 #include <gtest/gtest.h>
 

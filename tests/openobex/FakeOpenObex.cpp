@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "openobex/HeaderLength.h"
+#include "openobex/Headers.h"
 
 namespace openobex::fake {
 

@@ -1,4 +1,4 @@
-#include "openobex/HeaderCursor.h"
+#include "openobex/Headers.h"
 
 #include <openobex/obex.h>
 
