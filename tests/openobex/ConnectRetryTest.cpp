@@ -8,23 +8,12 @@
 #include <vector>
 
 #include "openobex/openobex.h"
+#include "tests/openobex/Packets.h"
 
 namespace openobex {
 namespace {
 
 constexpr int kFinal = 0x80;
-
-std::string number(std::size_t value) {
-  return {static_cast<char>(value >> 8), static_cast<char>(value & 0xFF)};
-}
-
-std::string packet(int code, const std::string& payload) {
-  return static_cast<char>(code) + number(payload.size() + 3) + payload;
-}
-
-std::string header(int identifier, const std::string& value) {
-  return static_cast<char>(identifier) + number(value.size() + 3) + value;
-}
 
 std::string connect(const std::string& headers, int code = OBEX_CMD_CONNECT | kFinal) {
   return packet(code, std::string("\x10\0\xFF\xFF", 4) + headers);

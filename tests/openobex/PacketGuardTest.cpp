@@ -8,23 +8,12 @@
 #include <vector>
 
 #include "openobex/openobex.h"
+#include "tests/openobex/Packets.h"
 
 namespace openobex {
 namespace {
 
 using namespace std::string_literals;
-
-std::string number(std::size_t value) {
-  return {static_cast<char>(value >> 8), static_cast<char>(value & 0xFF)};
-}
-
-std::string packet(int code, const std::string& payload) {
-  return static_cast<char>(code) + number(payload.size() + 3) + payload;
-}
-
-std::string header(int identifier, const std::string& value) {
-  return static_cast<char>(identifier) + number(value.size() + 3) + value;
-}
 
 std::string headerOfLength(int identifier, std::size_t length, const std::string& value) {
   return static_cast<char>(identifier) + number(length) + value;

@@ -1,0 +1,369 @@
+// Links of the client: the layer and the real library at one end, bytes as a peer may send them at
+// the other, over the virtual radio.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/openobex/LinkSupport.h"
+#include "tests/openobex/Packets.h"
+
+namespace openobex {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// A client on the layer, and the listening socket of whom it sends to.
+class ClientTest : public ::testing::Test {
+ protected:
+  ClientTest() {
+    m_listener = ::socket(AF_BLUETOOTH, SOCK_STREAM, BTPROTO_RFCOMM);
+    const sockaddr_rc address = phoneAddress();
+    EXPECT_EQ(bind(m_listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(m_listener, 1), 0);
+    Open();
+  }
+  ~ClientTest() override {
+    OBEX_Cleanup(m_handle);
+    close(m_listener);
+  }
+
+  void Open() {
+    m_handle = OBEX_Init(OBEX_TRANS_BLUETOOTH, &ClientTest::OnEvent, 0);
+    OBEX_SetUserData(m_handle, this);
+  }
+  /// Ends the link and begins with a new handle.
+  void Reopen() {
+    OBEX_Cleanup(m_handle);
+    Open();
+  }
+  void Connect() {
+    const bdaddr_t any{};
+    const bdaddr_t destination = Radio::address();
+    ASSERT_GE(BtOBEX_TransportConnect(m_handle, &any, &destination, kChannel), 0);
+    peer = std::make_unique<Peer>(accept(m_listener, nullptr, nullptr));
+  }
+  void** NewObject(int command) {
+    return OBEX_ObjectNew(m_handle, static_cast<std::uint8_t>(command));
+  }
+  int Add(void** object, int identifier, const std::string& value, unsigned flags = 0) {
+    obex_headerdata_t data{};
+    data.bs = reinterpret_cast<const std::uint8_t*>(value.data());
+    return OBEX_ObjectAddHeader(m_handle, object, static_cast<std::uint8_t>(identifier), data,
+                                static_cast<std::uint32_t>(value.size()), flags);
+  }
+  void Request(void** object) {
+    ASSERT_GE(OBEX_Request(m_handle, object), 0);
+    EXPECT_EQ(OBEX_HandleInput(m_handle, 10), 1) << "the first call sends";
+  }
+  int HandleInput(int timeout = 10) { return OBEX_HandleInput(m_handle, timeout); }
+  int Cancel(int nice = 0) { return OBEX_CancelRequest(m_handle, nice); }
+  /// Makes a CONNECT that names a service and takes it at the other end.
+  void RequestByName() {
+    Connect();
+    void** object = NewObject(OBEX_CMD_CONNECT);
+    ASSERT_GE(Add(object, OBEX_HDR_WHO, "anyone", OBEX_FL_FIT_ONE_PACKET), 0);
+    Request(object);
+    ASSERT_EQ(peer->Receive(), connect(kWho));
+  }
+  /// The peer forbids it, and the layer sends another.
+  void Forbid() {
+    peer->Send(kForbidden);
+    ASSERT_EQ(HandleInput(), 1);
+    EXPECT_THAT(events, IsEmpty());
+  }
+  static std::string connect(const std::string& headers) {
+    return packet(0x80, std::string("\x10\0\xFF\xFF", 4) + headers);
+  }
+
+  const std::string kWho = header(OBEX_HDR_WHO, "anyone");
+  const std::string kForbidden = packet(0xC3, std::string("\x10\0\xFF\xFF", 4));
+  const std::string kSuccess = packet(0xA0, std::string("\x10\0\xFF\xFF", 4));
+
+  Radio radio;
+  RecordingRadioLink radioLink;
+  std::unique_ptr<Peer> peer;
+  std::vector<std::string> events;
+
+ private:
+  static void OnEvent(void** handle, void**, int mode, int event, int command, int response) {
+    auto* const test = static_cast<ClientTest*>(OBEX_GetUserData(handle));
+    EXPECT_EQ(mode, OBEX_MODE_CLIENT);
+    if (event == OBEX_EV_REQDONE) {
+      test->events.push_back("done " + std::to_string(command) + " " + std::to_string(response));
+    } else if (event != OBEX_EV_PROGRESS) {
+      test->events.push_back(eventName(event));
+    }
+  }
+
+  int m_listener;
+  void** m_handle;
+};
+
+TEST_F(ClientTest, ABodyGetsItsEnd) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_TYPE, "vCard");
+  Add(object, OBEX_HDR_BODY, "body");
+  Request(object);
+  std::string sent = peer->Receive();
+  while ((static_cast<unsigned char>(sent[0]) & 0x80) == 0) {
+    peer->Send(packet(0x90));
+    ASSERT_EQ(HandleInput(), 1);
+    if (events.empty()) HandleInput(1);
+    sent += peer->Receive();
+    if (static_cast<unsigned char>(sent[0]) == 0x02) sent[0] = '\x82';
+  }
+  EXPECT_NE(sent.find(header(OBEX_HDR_BODY, "body")), std::string::npos);
+  EXPECT_NE(sent.find(header(OBEX_HDR_BODY_END, "")), std::string::npos);
+  peer->Send(packet(0xA0));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 2 32"));
+}
+
+TEST_F(ClientTest, ARefusedConnectIsDoneWithItsAnswer) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Receive();
+  peer->Send(packet(0xC3, std::string("\x10\0\xFF\xFF", 4)));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
+  Request(NewObject(OBEX_CMD_DISCONNECT));
+  EXPECT_EQ(static_cast<unsigned char>(peer->Receive()[0]), 0x81);
+}
+
+TEST_F(ClientTest, ARefusedConnectMayLeaveOutTheRest) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Receive();
+  peer->Send(packet(0xD3));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 83"));
+}
+
+TEST_F(ClientTest, AConnectThatIsForbiddenForItsNameIsMadeWithoutIt) {
+  RequestByName();
+  Forbid();
+  EXPECT_EQ(peer->Receive(), connect(""));
+  peer->Send(kSuccess);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 32"));
+  Request(NewObject(OBEX_CMD_DISCONNECT));
+  EXPECT_EQ(peer->Receive(), packet(0x81));
+  peer->Send(packet(0xA0));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 32", "done 1 32"));
+}
+
+TEST_F(ClientTest, ARefusalOfThreeBytesIsEnoughForASecondConnect) {
+  RequestByName();
+  peer->Send(packet(0xC3));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_EQ(peer->Receive(), connect(""));
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(ClientTest, TheOtherHeadersOfAConnectGoOutBothTimes) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_CONNECT);
+  for (const int identifier : {OBEX_HDR_TARGET, OBEX_HDR_WHO, OBEX_HDR_DESCRIPTION}) {
+    ASSERT_GE(Add(object, identifier, "anyone", OBEX_FL_FIT_ONE_PACKET), 0);
+  }
+  Request(object);
+  const std::string target = header(OBEX_HDR_TARGET, "anyone");
+  const std::string description = header(OBEX_HDR_DESCRIPTION, "anyone");
+  ASSERT_EQ(peer->Receive(), connect(target + kWho + description));
+  Forbid();
+  EXPECT_EQ(peer->Receive(), connect(target + description));
+}
+
+TEST_F(ClientTest, WhoForbidsBothIsAskedTwice) {
+  RequestByName();
+  Forbid();
+  peer->Receive();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
+  Request(NewObject(OBEX_CMD_DISCONNECT));
+  EXPECT_EQ(peer->Receive(), packet(0x81));
+}
+
+TEST_F(ClientTest, TheAnswerToTheSecondConnectIsTheOneThatIsHeard) {
+  RequestByName();
+  Forbid();
+  peer->Receive();
+  peer->Send(packet(0xD3));
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 83"));
+}
+
+TEST_F(ClientTest, ALinkHasOneSecondConnect) {
+  RequestByName();
+  Forbid();
+  peer->Receive();
+  peer->Send(kSuccess);
+  HandleInput();
+  void** object = NewObject(OBEX_CMD_CONNECT);
+  Add(object, OBEX_HDR_WHO, "anyone");
+  Request(object);
+  EXPECT_EQ(peer->Receive(), connect(kWho));
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 32", "done 0 67"));
+}
+
+TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNoSecondIsWanted) {
+  radioLink.repeats = false;
+  RequestByName();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
+  Request(NewObject(OBEX_CMD_DISCONNECT));
+  EXPECT_EQ(peer->Receive(), packet(0x81));
+}
+
+TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNobodyIsAsked) {
+  setRadioLink(nullptr);
+  RequestByName();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 67"));
+}
+
+TEST_F(ClientTest, AnotherRefusalOfAConnectWithANameIsHeardAtOnce) {
+  for (const int code : {0x90, 0xC0, 0xC1, 0xC4, 0xD0, 0xD3}) {
+    events.clear();
+    RequestByName();
+    peer->Send(packet(code));
+    EXPECT_EQ(HandleInput(), 1);
+    EXPECT_THAT(events, ElementsAre("done 0 " + std::to_string(code & 0x7F)));
+    Reopen();
+    EXPECT_TRUE(peer->IsClosed()) << "no second CONNECT";
+  }
+}
+
+TEST_F(ClientTest, SilenceAfterTheSecondConnectIsATimeOut) {
+  RequestByName();
+  Forbid();
+  EXPECT_EQ(HandleInput(1), 0);
+  EXPECT_EQ(HandleInput(0), 0);
+  Cancel();
+  EXPECT_EQ(HandleInput(0), -1);
+  EXPECT_EQ(peer->Receive(), connect(""));
+  EXPECT_TRUE(peer->IsClosed());
+  EXPECT_THAT(events, ::testing::Not(Contains(::testing::HasSubstr("done"))));
+}
+
+TEST_F(ClientTest, APeerThatDiesBetweenTheConnectsIsALinkErrorOnce) {
+  RequestByName();
+  peer->Send(kForbidden);
+  peer->Close();
+  while (HandleInput() > 0) {
+  }
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, APeerThatDiesAfterTheSecondConnectIsALinkErrorOnce) {
+  RequestByName();
+  Forbid();
+  peer->Receive();
+  peer->Close();
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, AHandleMayGoBetweenTheConnects) {
+  RequestByName();
+  Forbid();
+  Reopen();
+  EXPECT_EQ(peer->Receive(), connect(""));
+  EXPECT_TRUE(peer->IsClosed());
+}
+
+TEST_F(ClientTest, AConnectThatWasGivenUpIsNotMadeAgain) {
+  RequestByName();
+  Cancel(1);
+  peer->Send(kForbidden);
+  while (HandleInput(0) > 0) {
+  }
+  Reopen();
+  for (std::string sent = peer->Receive(); !sent.empty(); sent = peer->Receive()) {
+    EXPECT_NE(sent, connect(""));
+  }
+}
+
+TEST_F(ClientTest, TwoAnswersAtOnceAreForTheTwoConnects) {
+  RequestByName();
+  peer->Send(kForbidden + kSuccess);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_THAT(events, ElementsAre("done 0 32"));
+}
+
+TEST_F(ClientTest, ASilentPeerIsATimeOutAndCancellingEndsIt) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  EXPECT_EQ(HandleInput(0), 0);
+  EXPECT_EQ(HandleInput(1), 0);
+  Cancel();
+  EXPECT_EQ(HandleInput(0), -1);
+}
+
+TEST_F(ClientTest, ADyingPeerIsALinkErrorOnce) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Close();
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, GarbageForAnAnswerIsALinkError) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Send(packet(0xA0, std::string("\x10\0\0\x01", 4)));
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, ImpossibleHeaderLengthsAreRefusedAndTheRestGoesOut) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  obex_headerdata_t value{};
+  EXPECT_LT(OBEX_ObjectAddHeader(nullptr, nullptr, OBEX_HDR_NAME, value, 0xFFFFFFFF, 0), 0);
+  EXPECT_LT(Add(object, OBEX_HDR_NAME, ""), 0);
+  EXPECT_LT(Add(object, OBEX_HDR_NAME, std::string(70000, 'x')), 0);
+  EXPECT_GE(Add(object, OBEX_HDR_BODY, "body"), 0);
+  Request(object);
+  EXPECT_NE(peer->Receive(), "");
+}
+
+TEST_F(ClientTest, NobodyThereIsANegativeResult) {
+  const bdaddr_t any{};
+  const bdaddr_t nobody{{9, 9, 9, 9, 9, 9}};
+  void** handle = OBEX_Init(
+      OBEX_TRANS_BLUETOOTH, [](void**, void**, int, int, int, int) {}, 0);
+  EXPECT_LT(BtOBEX_TransportConnect(handle, &any, &nobody, kChannel), 0);
+  OBEX_Cleanup(handle);
+}
+
+TEST(LayerTest, CleaningUpNothingIsAllowed) { OBEX_Cleanup(nullptr); }
+
+TEST(LayerTest, AnObjectThatIsNoneIsRefused) {
+  void** handle = OBEX_Init(
+      OBEX_TRANS_BLUETOOTH, [](void**, void**, int, int, int, int) {}, 0);
+  obex_headerdata_t value{};
+  EXPECT_LT(OBEX_ObjectAddHeader(handle, nullptr, OBEX_HDR_TYPE, value, 0, 0), 0);
+  EXPECT_LT(OBEX_Request(handle, nullptr), 0);
+  EXPECT_EQ(OBEX_HandleInput(handle, 0), -1);
+  OBEX_Cleanup(handle);
+}
+
+}  // namespace
+}  // namespace openobex
