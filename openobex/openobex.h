@@ -26,11 +26,12 @@ typedef struct obex obex_t;
 ///
 /// Limits of a link: packets of 3 to 65535 bytes, `kMaxObjectSize` bytes of body in one object,
 /// `kMaxHeaders` other headers of `kMaxHeaderBytes` together and `kMaxPackets` packets in one
-/// request, and, where the peer came to us, `kMaxIdleSeconds` without a whole packet from it or
-/// without its taking our answer. A peer beyond them, or one whose packets are not well formed,
-/// loses its link, which the callback hears as `OBEX_EV_LINKERR`, once. After that, after
-/// `OBEX_CancelRequest` without ABORT, and after a negative result of `OBEX_HandleInput`, a handle
-/// is good for nothing but its clean-up.
+/// request. A peer that connected to us may be idle (send no byte, take no byte of a response) for
+/// `kMaxIdleSeconds`, and has `kMaxPacketSeconds` plus a second for each `kMinBytesPerSecond` of
+/// its length for one packet in either direction. The link of a peer beyond these limits, or with
+/// malformed packets, is closed; the callback gets one `OBEX_EV_LINKERR`. After that, after
+/// `OBEX_CancelRequest` without ABORT, and after a negative result of `OBEX_HandleInput`, the only
+/// valid call on a handle is `OBEX_Cleanup`.
 namespace openobex {
 
 inline constexpr std::uint32_t kMaxObjectSize = 4U << 20;
@@ -38,6 +39,8 @@ inline constexpr std::uint32_t kMaxHeaders = 1024;  ///< pieces of a body don't 
 inline constexpr std::uint32_t kMaxHeaderBytes = 256U << 10;
 inline constexpr std::uint32_t kMaxPackets = 65536;
 inline constexpr int kMaxIdleSeconds = 30;
+inline constexpr int kMaxPacketSeconds = 60;
+inline constexpr int kMinBytesPerSecond = 2048;  ///< on top of `kMaxPacketSeconds`
 
 using EventCallback = void (*)(void** handle, void** object, int mode, int event, int obex_cmd,
                                int obex_rsp);
@@ -52,7 +55,9 @@ void OBEX_SetUserData(void** handle, void* data);
 void* OBEX_GetUserData(void** handle);
 
 /// Listens on an RFCOMM channel. A null source address means any local adapter. Negative on
-/// failure; may be tried again until it succeeds once.
+/// failure, which `RadioLinkIfc::listenFailed` hears of; may be repeated until it succeeds. While
+/// `RadioLinkIfc::linkStopping` is true it succeeds without opening a socket: `OBEX_HandleInput`
+/// then returns 0 after 20 ms at most, or reports a link error once the host has changed its mind.
 int BtOBEX_ServerRegister(void** handle, const bdaddr_t* source, std::uint8_t channel);
 /// Connects to a peer's RFCOMM channel from any local adapter (null or all-zero source) or the
 /// given one. Negative on failure. Waits as long as the radio does, which may be half a minute.
