@@ -8,11 +8,11 @@ struct obex_object;
 
 namespace openobex {
 
-/// Whether a header that we send may have a value of this many bytes. A caller's negative result of
-/// a conversion arrives here as a huge number, which the library would copy.
+/// Whether a header to be sent may have a value of `size` bytes. A negative length arrives here as
+/// a huge number, which the library would try to copy.
 inline bool isPossibleHeaderLength(std::uint8_t identifier, std::uint32_t size) {
   constexpr std::uint32_t kMaxBodySize = 0x7FFFFFFF;
-  // What a packet of the largest size can hold beside its own head and the header's.
+  // The largest packet without its own head and the header's.
   constexpr std::uint32_t kMaxValueSize = 65535 - 3 - 3;
   constexpr std::uint32_t kTerminatorSize = 2;
   switch (identifier) {
@@ -26,25 +26,23 @@ inline bool isPossibleHeaderLength(std::uint8_t identifier, std::uint32_t size) 
   }
 }
 
-/// Where the reading of a received object's headers stands. The library reads to the end of the
-/// list once and then yields nothing more; here the first headers are yielded to OBEX_EV_REQCHECK,
-/// and then every header once over all the later events of the object, those that came in later
-/// packets included.
+/// Iterates over the headers of a received object. The library's iterator sticks at the end of the
+/// list. This one returns the first packet's headers during OBEX_EV_REQCHECK, and then each header
+/// once over all later events of the object, including those that arrive in later packets.
 ///
-/// Threads: the thread that uses the handle. Belongs to one handle, which serves one object at a
-/// time.
+/// Belongs to one handle, which serves one object at a time, and its thread.
 class HeaderCursor {
  public:
   explicit HeaderCursor(obex_t* library) : m_library(library) {}
 
-  // Around the callback of each event, in this order.
+  // Called around the callbacks, in this order.
   void begin(int command);
   void beginCheck() { m_phase = Phase::kCheck; }
   void endCheck(obex_object* object, bool accepted);
   void beginRequest() { m_atRequest = true; }
   void endRequest() { m_phase = Phase::kNothing; }
 
-  /// The next header of the object, as `OBEX_ObjectGetNextHeader`.
+  /// As `OBEX_ObjectGetNextHeader`.
   int next(obex_object* object, std::uint8_t* identifier, obex_headerdata_t* value,
            std::uint32_t* size);
 

@@ -45,8 +45,8 @@ bool isMistakenForBody(std::uint8_t identifier) {
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
 
-bool isHighHalf(std::uint32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool isLowHalf(std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+bool isHighSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool isLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 void append(std::string& text, std::uint32_t character) {
   if (character < 0x80) {
@@ -61,8 +61,8 @@ void append(std::string& text, std::uint32_t character) {
   }
 }
 
-/// Big-endian UTF-16 of so many bytes as UTF-8, up to its terminator if it has one. Halves of pairs
-/// that stand alone become U+FFFD; an odd last byte is left out.
+/// Converts big-endian UTF-16 of `length` bytes, up to a terminator if there is one. Unpaired
+/// surrogates become U+FFFD; an odd last byte is ignored.
 std::string unicodeToUtf8(const std::uint8_t* unicode, std::size_t length) {
   const std::size_t units = length / 2;
   const auto unitAt = [unicode](std::size_t i) {
@@ -72,11 +72,11 @@ std::string unicodeToUtf8(const std::uint8_t* unicode, std::size_t length) {
   for (std::size_t i = 0; i < units; ++i) {
     const std::uint32_t unit = unitAt(i);
     if (unit == 0) break;
-    if (isHighHalf(unit) && i + 1 < units && isLowHalf(unitAt(i + 1))) {
+    if (isHighSurrogate(unit) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
       append(text, 0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00));
       ++i;
     } else {
-      append(text, isHighHalf(unit) || isLowHalf(unit) ? kReplacement : unit);
+      append(text, isHighSurrogate(unit) || isLowSurrogate(unit) ? kReplacement : unit);
     }
   }
   return text;
