@@ -32,13 +32,6 @@ constexpr std::chrono::milliseconds kStoppingPause(20);
 /// The library uses `select`, which aborts on descriptors from FD_SETSIZE on.
 bool isSelectable(int descriptor) { return descriptor >= 0 && descriptor < FD_SETSIZE; }
 
-bool hasSelectableDescriptors() {
-  const int next = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  if (next >= 0) ::close(next);
-  errno = EMFILE;
-  return isSelectable(next);
-}
-
 void setNonBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
   if (flags >= 0) fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
@@ -111,13 +104,17 @@ int Handle::registerServer(const bdaddr_t* source, std::uint8_t channel) {
 
 /// Negative with `errno` set on failure.
 int Handle::listen(const bdaddr_t* source, std::uint8_t channel) {
-  if (!hasSelectableDescriptors()) return -1;
   ::OBEX_SetTransportMTU(m_library, kMaxPacket, kMaxPacket);
   // For a null address the library binds uninitialised bytes.
   const bdaddr_t any{};
   const int result = ::BtOBEX_ServerRegister(m_library, source == nullptr ? &any : source, channel);
   if (result < 0) return result;
-  if (!usesSelectableDescriptor()) return -1;
+  if (!isSelectable(::OBEX_GetFD(m_library))) {
+    // Only OBEX_Cleanup closes the socket; registering again would leak it.
+    m_broken = true;
+    errno = EMFILE;
+    return -1;
+  }
   // The library must not block in accept when the peer has gone before that.
   setNonBlocking(::OBEX_GetFD(m_library));
   return result;
@@ -125,14 +122,13 @@ int Handle::listen(const bdaddr_t* source, std::uint8_t channel) {
 
 int Handle::connect(const bdaddr_t* source, const bdaddr_t* destination, std::uint8_t channel) {
   if (m_server || m_broken || m_link != nullptr || destination == nullptr) return -1;
-  if (!hasSelectableDescriptors()) return -1;
   const bdaddr_t any{};
   const int result =
       ::BtOBEX_TransportConnect(m_library, source == nullptr ? &any : source, destination, channel);
   if (result < 0) return result;
-  if (!usesSelectableDescriptor()) return -1;
   auto link = std::make_unique<GuardedLink>(PacketGuard::Side::kClient);
-  if (!link->open(::OBEX_GetFD(m_library))) {
+  const int descriptor = ::OBEX_GetFD(m_library);
+  if (!isSelectable(descriptor) || !link->open(descriptor)) {
     ::OBEX_TransportDisconnect(m_library);
     return -1;
   }
@@ -140,15 +136,6 @@ int Handle::connect(const bdaddr_t* source, const bdaddr_t* destination, std::ui
   ::OBEX_SetTransportMTU(m_library, kMaxPacket, kMaxPacket);
   m_link = std::move(link);
   return result;
-}
-
-/// Checked after the fact too, since another thread may have taken the last good descriptor. On
-/// false the library's is closed and the caller may try again.
-bool Handle::usesSelectableDescriptor() {
-  if (isSelectable(::OBEX_GetFD(m_library))) return true;
-  ::OBEX_TransportDisconnect(m_library);
-  errno = EMFILE;
-  return false;
 }
 
 int Handle::handleInput(int timeout) {
@@ -184,7 +171,7 @@ int Handle::acceptPeer(std::chrono::milliseconds timeout) {
 bool Handle::letLibraryAccept(int listener) {
   struct stat before {};
   struct stat after {};
-  if (fstat(listener, &before) != 0 || !hasSelectableDescriptors()) return false;
+  if (fstat(listener, &before) != 0) return false;
   const int result = ::OBEX_HandleInput(m_library, 0);
   const bool stillOpen = fstat(listener, &after) == 0 && after.st_dev == before.st_dev &&
                          after.st_ino == before.st_ino;
@@ -201,7 +188,7 @@ int Handle::admitPeer() {
   m_link = std::move(guarded);
   bool admitted = true;
   if (RadioLinkAccess link; link) admitted = link->linkAccepted(peerAddress(m_link->radio()));
-  return admitted ? 1 : broken("the peer was not admitted");
+  return admitted ? 1 : broken("the peer was not let in");
 }
 
 int Handle::receivePacket(std::chrono::milliseconds timeout) {

@@ -65,7 +65,6 @@ class Handle {
   int acceptPeer(std::chrono::milliseconds timeout);
   bool letLibraryAccept(int listener);
   int admitPeer();
-  bool usesSelectableDescriptor();
   int receivePacket(std::chrono::milliseconds timeout);
   int sendRequest();
   int work();

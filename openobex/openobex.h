@@ -53,7 +53,7 @@ void OBEX_SetUserData(void** handle, void* data);
 void* OBEX_GetUserData(void** handle);
 
 /// Listens on an RFCOMM channel. A null source address means any local adapter. Negative on
-/// failure, which `RadioLinkIfc::listenFailed` hears of; may be repeated until it succeeds. While
+/// failure, also reported to `RadioLinkIfc::listenFailed`; may be repeated until it succeeds. While
 /// `RadioLinkIfc::linkStopping` is true it succeeds without opening a socket: `OBEX_HandleInput`
 /// then returns 0 after 20 ms at most, or reports a link error once the host has changed its mind.
 int BtOBEX_ServerRegister(void** handle, const bdaddr_t* source, std::uint8_t channel);

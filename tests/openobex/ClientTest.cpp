@@ -1,5 +1,5 @@
-// Links of the client: the layer and the real library at one end, bytes as a peer may send them at
-// the other, over the virtual radio.
+// The client side of the layer with the real library; the tests play the peer, over the virtual
+// radio.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A client on the layer, and the listening socket of whom it sends to.
+/// A client, and the socket on which its peer listens.
 class ClientTest : public ::testing::Test {
  protected:
   ClientTest() {
@@ -37,7 +37,7 @@ class ClientTest : public ::testing::Test {
     m_handle = OBEX_Init(OBEX_TRANS_BLUETOOTH, &ClientTest::OnEvent, 0);
     OBEX_SetUserData(m_handle, this);
   }
-  /// Ends the link and begins with a new handle.
+  /// Replaces the handle.
   void Reopen() {
     OBEX_Cleanup(m_handle);
     Open();
@@ -63,15 +63,15 @@ class ClientTest : public ::testing::Test {
   }
   int HandleInput(int timeout = 10) { return OBEX_HandleInput(m_handle, timeout); }
   int Cancel(int nice = 0) { return OBEX_CancelRequest(m_handle, nice); }
-  /// Makes a CONNECT that names a service and takes it at the other end.
-  void RequestByName() {
+  /// Sends a CONNECT with a Who header.
+  void ConnectWithWho() {
     Connect();
     void** object = NewObject(OBEX_CMD_CONNECT);
     ASSERT_GE(Add(object, OBEX_HDR_WHO, "anyone", OBEX_FL_FIT_ONE_PACKET), 0);
     Request(object);
     ASSERT_EQ(peer->Receive(), connect(kWho));
   }
-  /// The peer forbids it, and the layer sends another.
+  /// The peer answers Forbidden, and the layer repeats CONNECT.
   void Forbid() {
     peer->Send(kForbidden);
     ASSERT_EQ(HandleInput(), 1);
@@ -105,7 +105,7 @@ class ClientTest : public ::testing::Test {
   void** m_handle;
 };
 
-TEST_F(ClientTest, ABodyGetsItsEnd) {
+TEST_F(ClientTest, AddsAnEndOfBodyToABody) {
   Connect();
   void** object = NewObject(OBEX_CMD_PUT);
   Add(object, OBEX_HDR_TYPE, "vCard");
@@ -126,7 +126,7 @@ TEST_F(ClientTest, ABodyGetsItsEnd) {
   EXPECT_THAT(events, ElementsAre("done 2 32"));
 }
 
-TEST_F(ClientTest, ARefusedConnectIsDoneWithItsAnswer) {
+TEST_F(ClientTest, ReportsTheResponseWhenConnectIsRefused) {
   Connect();
   Request(NewObject(OBEX_CMD_CONNECT));
   peer->Receive();
@@ -137,7 +137,7 @@ TEST_F(ClientTest, ARefusedConnectIsDoneWithItsAnswer) {
   EXPECT_EQ(static_cast<unsigned char>(peer->Receive()[0]), 0x81);
 }
 
-TEST_F(ClientTest, ARefusedConnectMayLeaveOutTheRest) {
+TEST_F(ClientTest, AcceptsARefusalOfConnectWithoutItsFields) {
   Connect();
   Request(NewObject(OBEX_CMD_CONNECT));
   peer->Receive();
@@ -146,8 +146,8 @@ TEST_F(ClientTest, ARefusedConnectMayLeaveOutTheRest) {
   EXPECT_THAT(events, ElementsAre("done 0 83"));
 }
 
-TEST_F(ClientTest, AConnectThatIsForbiddenForItsNameIsMadeWithoutIt) {
-  RequestByName();
+TEST_F(ClientTest, RepeatsAForbiddenConnectWithoutWho) {
+  ConnectWithWho();
   Forbid();
   EXPECT_EQ(peer->Receive(), connect(""));
   peer->Send(kSuccess);
@@ -160,15 +160,15 @@ TEST_F(ClientTest, AConnectThatIsForbiddenForItsNameIsMadeWithoutIt) {
   EXPECT_THAT(events, ElementsAre("done 0 32", "done 1 32"));
 }
 
-TEST_F(ClientTest, ARefusalOfThreeBytesIsEnoughForASecondConnect) {
-  RequestByName();
+TEST_F(ClientTest, RepeatsConnectAfterAThreeByteRefusal) {
+  ConnectWithWho();
   peer->Send(packet(0xC3));
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_EQ(peer->Receive(), connect(""));
   EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_F(ClientTest, TheOtherHeadersOfAConnectGoOutBothTimes) {
+TEST_F(ClientTest, RepeatsTheOtherHeadersOfConnect) {
   Connect();
   void** object = NewObject(OBEX_CMD_CONNECT);
   for (const int identifier : {OBEX_HDR_TARGET, OBEX_HDR_WHO, OBEX_HDR_DESCRIPTION}) {
@@ -182,8 +182,8 @@ TEST_F(ClientTest, TheOtherHeadersOfAConnectGoOutBothTimes) {
   EXPECT_EQ(peer->Receive(), connect(target + description));
 }
 
-TEST_F(ClientTest, WhoForbidsBothIsAskedTwice) {
-  RequestByName();
+TEST_F(ClientTest, RepeatsConnectOnlyOnceWhenBothAreForbidden) {
+  ConnectWithWho();
   Forbid();
   peer->Receive();
   peer->Send(kForbidden);
@@ -193,8 +193,8 @@ TEST_F(ClientTest, WhoForbidsBothIsAskedTwice) {
   EXPECT_EQ(peer->Receive(), packet(0x81));
 }
 
-TEST_F(ClientTest, TheAnswerToTheSecondConnectIsTheOneThatIsHeard) {
-  RequestByName();
+TEST_F(ClientTest, ReportsTheResponseToTheSecondConnect) {
+  ConnectWithWho();
   Forbid();
   peer->Receive();
   peer->Send(packet(0xD3));
@@ -202,8 +202,8 @@ TEST_F(ClientTest, TheAnswerToTheSecondConnectIsTheOneThatIsHeard) {
   EXPECT_THAT(events, ElementsAre("done 0 83"));
 }
 
-TEST_F(ClientTest, ALinkHasOneSecondConnect) {
-  RequestByName();
+TEST_F(ClientTest, DoesNotRepeatALaterConnectOfTheSameLink) {
+  ConnectWithWho();
   Forbid();
   peer->Receive();
   peer->Send(kSuccess);
@@ -217,9 +217,9 @@ TEST_F(ClientTest, ALinkHasOneSecondConnect) {
   EXPECT_THAT(events, ElementsAre("done 0 32", "done 0 67"));
 }
 
-TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNoSecondIsWanted) {
+TEST_F(ClientTest, DoesNotRepeatConnectWhenTheHostDeclines) {
   radioLink.repeats = false;
-  RequestByName();
+  ConnectWithWho();
   peer->Send(kForbidden);
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_THAT(events, ElementsAre("done 0 67"));
@@ -227,18 +227,18 @@ TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNoSecondIsWanted) {
   EXPECT_EQ(peer->Receive(), packet(0x81));
 }
 
-TEST_F(ClientTest, AForbiddenConnectIsHeardAtOnceWhereNobodyIsAsked) {
+TEST_F(ClientTest, DoesNotRepeatConnectWithoutAHost) {
   setRadioLink(nullptr);
-  RequestByName();
+  ConnectWithWho();
   peer->Send(kForbidden);
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_THAT(events, ElementsAre("done 0 67"));
 }
 
-TEST_F(ClientTest, AnotherRefusalOfAConnectWithANameIsHeardAtOnce) {
+TEST_F(ClientTest, DoesNotRepeatConnectAfterOtherRefusals) {
   for (const int code : {0x90, 0xC0, 0xC1, 0xC4, 0xD0, 0xD3}) {
     events.clear();
-    RequestByName();
+    ConnectWithWho();
     peer->Send(packet(code));
     EXPECT_EQ(HandleInput(), 1);
     EXPECT_THAT(events, ElementsAre("done 0 " + std::to_string(code & 0x7F)));
@@ -247,8 +247,8 @@ TEST_F(ClientTest, AnotherRefusalOfAConnectWithANameIsHeardAtOnce) {
   }
 }
 
-TEST_F(ClientTest, SilenceAfterTheSecondConnectIsATimeOut) {
-  RequestByName();
+TEST_F(ClientTest, TimesOutWhenTheSecondConnectIsNotAnswered) {
+  ConnectWithWho();
   Forbid();
   EXPECT_EQ(HandleInput(1), 0);
   EXPECT_EQ(HandleInput(0), 0);
@@ -259,8 +259,8 @@ TEST_F(ClientTest, SilenceAfterTheSecondConnectIsATimeOut) {
   EXPECT_THAT(events, ::testing::Not(Contains(::testing::HasSubstr("done"))));
 }
 
-TEST_F(ClientTest, APeerThatDiesBetweenTheConnectsIsALinkErrorOnce) {
-  RequestByName();
+TEST_F(ClientTest, ReportsOneLinkErrorWhenThePeerGoesBeforeTheSecondConnect) {
+  ConnectWithWho();
   peer->Send(kForbidden);
   peer->Close();
   while (HandleInput() > 0) {
@@ -269,8 +269,8 @@ TEST_F(ClientTest, APeerThatDiesBetweenTheConnectsIsALinkErrorOnce) {
   EXPECT_THAT(events, ElementsAre("LINKERR"));
 }
 
-TEST_F(ClientTest, APeerThatDiesAfterTheSecondConnectIsALinkErrorOnce) {
-  RequestByName();
+TEST_F(ClientTest, ReportsOneLinkErrorWhenThePeerGoesAfterTheSecondConnect) {
+  ConnectWithWho();
   Forbid();
   peer->Receive();
   peer->Close();
@@ -278,16 +278,16 @@ TEST_F(ClientTest, APeerThatDiesAfterTheSecondConnectIsALinkErrorOnce) {
   EXPECT_THAT(events, ElementsAre("LINKERR"));
 }
 
-TEST_F(ClientTest, AHandleMayGoBetweenTheConnects) {
-  RequestByName();
+TEST_F(ClientTest, MayBeCleanedUpBetweenTheConnects) {
+  ConnectWithWho();
   Forbid();
   Reopen();
   EXPECT_EQ(peer->Receive(), connect(""));
   EXPECT_TRUE(peer->IsClosed());
 }
 
-TEST_F(ClientTest, AConnectThatWasGivenUpIsNotMadeAgain) {
-  RequestByName();
+TEST_F(ClientTest, DoesNotRepeatACancelledConnect) {
+  ConnectWithWho();
   Cancel(1);
   peer->Send(kForbidden);
   while (HandleInput(0) > 0) {
@@ -298,15 +298,15 @@ TEST_F(ClientTest, AConnectThatWasGivenUpIsNotMadeAgain) {
   }
 }
 
-TEST_F(ClientTest, TwoAnswersAtOnceAreForTheTwoConnects) {
-  RequestByName();
+TEST_F(ClientTest, AcceptsBothConnectResponsesInOneWrite) {
+  ConnectWithWho();
   peer->Send(kForbidden + kSuccess);
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_THAT(events, ElementsAre("done 0 32"));
 }
 
-TEST_F(ClientTest, ASilentPeerIsATimeOutAndCancellingEndsIt) {
+TEST_F(ClientTest, TimesOutWhenThePeerIsSilentAndEndsWhenCancelled) {
   Connect();
   Request(NewObject(OBEX_CMD_CONNECT));
   EXPECT_EQ(HandleInput(0), 0);
@@ -315,7 +315,7 @@ TEST_F(ClientTest, ASilentPeerIsATimeOutAndCancellingEndsIt) {
   EXPECT_EQ(HandleInput(0), -1);
 }
 
-TEST_F(ClientTest, ADyingPeerIsALinkErrorOnce) {
+TEST_F(ClientTest, ReportsOneLinkErrorWhenThePeerGoes) {
   Connect();
   Request(NewObject(OBEX_CMD_CONNECT));
   peer->Close();
@@ -324,7 +324,7 @@ TEST_F(ClientTest, ADyingPeerIsALinkErrorOnce) {
   EXPECT_THAT(events, ElementsAre("LINKERR"));
 }
 
-TEST_F(ClientTest, GarbageForAnAnswerIsALinkError) {
+TEST_F(ClientTest, ReportsALinkErrorWhenTheResponseIsMalformed) {
   Connect();
   Request(NewObject(OBEX_CMD_CONNECT));
   peer->Send(packet(0xA0, std::string("\x10\0\0\x01", 4)));
@@ -332,7 +332,7 @@ TEST_F(ClientTest, GarbageForAnAnswerIsALinkError) {
   EXPECT_THAT(events, ElementsAre("LINKERR"));
 }
 
-TEST_F(ClientTest, ImpossibleHeaderLengthsAreRefusedAndTheRestGoesOut) {
+TEST_F(ClientTest, RefusesImpossibleHeaderLengthsAndSendsTheRest) {
   Connect();
   void** object = NewObject(OBEX_CMD_PUT);
   obex_headerdata_t value{};
@@ -342,27 +342,6 @@ TEST_F(ClientTest, ImpossibleHeaderLengthsAreRefusedAndTheRestGoesOut) {
   EXPECT_GE(Add(object, OBEX_HDR_BODY, "body"), 0);
   Request(object);
   EXPECT_NE(peer->Receive(), "");
-}
-
-TEST_F(ClientTest, NobodyThereIsANegativeResult) {
-  const bdaddr_t any{};
-  const bdaddr_t nobody{{9, 9, 9, 9, 9, 9}};
-  void** handle = OBEX_Init(
-      OBEX_TRANS_BLUETOOTH, [](void**, void**, int, int, int, int) {}, 0);
-  EXPECT_LT(BtOBEX_TransportConnect(handle, &any, &nobody, kChannel), 0);
-  OBEX_Cleanup(handle);
-}
-
-TEST(LayerTest, CleaningUpNothingIsAllowed) { OBEX_Cleanup(nullptr); }
-
-TEST(LayerTest, AnObjectThatIsNoneIsRefused) {
-  void** handle = OBEX_Init(
-      OBEX_TRANS_BLUETOOTH, [](void**, void**, int, int, int, int) {}, 0);
-  obex_headerdata_t value{};
-  EXPECT_LT(OBEX_ObjectAddHeader(handle, nullptr, OBEX_HDR_TYPE, value, 0, 0), 0);
-  EXPECT_LT(OBEX_Request(handle, nullptr), 0);
-  EXPECT_EQ(OBEX_HandleInput(handle, 0), -1);
-  OBEX_Cleanup(handle);
 }
 
 }  // namespace

@@ -17,13 +17,13 @@
 #include "framework/RadioLinkIfc.h"
 #include "openobex/openobex.h"
 
-// Both ends of a link over the virtual radio.
+// For tests of whole links over the virtual radio.
 
 namespace openobex {
 
 constexpr std::uint8_t kChannel = 4;
 
-/// A radio of this test's own, and the address of this process on it.
+/// A virtual radio for this test, and this process's address on it.
 class Radio {
  public:
   Radio() {
@@ -50,7 +50,7 @@ inline sockaddr_rc phoneAddress() {
   return address;
 }
 
-/// An RFCOMM socket of a peer's, or one that it accepted.
+/// The peer's end of a link; takes ownership of the socket.
 class Peer {
  public:
   explicit Peer(int socket) : m_socket(socket) {}
@@ -66,11 +66,11 @@ class Peer {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
       const ssize_t result = send(m_socket, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-      if (result <= 0) return;  // the other end is gone; what follows shows it
+      if (result <= 0) return;  // the peer has gone, which the test will see
       sent += static_cast<std::size_t>(result);
     }
   }
-  /// One whole packet, empty when the link has ended.
+  /// One whole packet; empty when the link has ended.
   std::string Receive() {
     std::string head = ReceiveExactly(3);
     if (head.empty()) return {};
@@ -120,7 +120,7 @@ inline std::string eventName(int event) {
   }
 }
 
-/// Keeps what happens on a radio link, and lets peers in or not.
+/// Records what the host is told; the atomics are its answers.
 class RecordingRadioLink : public RadioLinkIfc {
  public:
   RecordingRadioLink() { setRadioLink(this); }
@@ -139,14 +139,27 @@ class RecordingRadioLink : public RadioLinkIfc {
     Add("answered " + std::to_string(command) + " " + std::to_string(response));
   }
   void linkClosed(const std::string& reason) override { Add("closed: " + reason); }
-  bool linkForbidden() override { return repeats; }
+  bool linkForbidden() override {
+    ++forbidden;
+    return repeats;
+  }
+  bool linkStopping() override { return stopping; }
+  void listenFailed(int channel, int error) override {
+    Add("listen failed " + std::to_string(channel) + " " + std::to_string(error));
+  }
 
   std::vector<std::string> Told() {
     const std::lock_guard lock(m_mutex);
     return m_told;
   }
+  void Forget() {
+    const std::lock_guard lock(m_mutex);
+    m_told.clear();
+  }
   std::atomic<bool> admits = true;
   std::atomic<bool> repeats = true;
+  std::atomic<bool> stopping = false;
+  std::atomic<int> forbidden = 0;
 
  private:
   void Add(const std::string& text) {

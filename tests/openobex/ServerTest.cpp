@@ -1,5 +1,5 @@
-// Links to the server: the layer and the real library at one end, bytes as a peer may send them at
-// the other, over the virtual radio.
+// The server side of the layer with the real library; the tests play the peer, over the virtual
+// radio.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,8 +22,7 @@ using ::testing::ElementsAre;
 
 constexpr int kNoEvent = -1;
 
-/// A push server on the layer: answers as the service does and keeps each event with the headers it
-/// was yielded.
+/// A server that responds as the service does and records each event with its headers.
 class ServerTest : public ::testing::Test {
  protected:
   ServerTest() { Open(); }
@@ -72,7 +71,7 @@ class ServerTest : public ::testing::Test {
   }
 
   RecordingRadioLink radioLink;
-  /// The event that is answered with a refusal.
+  /// The event to refuse.
   std::atomic<int> refuseAt = kNoEvent;
   std::atomic<bool> readsHeaders = true;
 
@@ -120,7 +119,7 @@ class ServerTest : public ::testing::Test {
   std::vector<std::string> m_events;
 };
 
-TEST_F(ServerTest, ConnectPutAndDisconnectAreAccepted) {
+TEST_F(ServerTest, AcceptsConnectPutAndDisconnect) {
   const auto peer = Connect();
   peer->Send(kConnect);
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
@@ -130,7 +129,7 @@ TEST_F(ServerTest, ConnectPutAndDisconnectAreAccepted) {
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
 }
 
-TEST_F(ServerTest, ConnectYieldsItsHeadersTwice) {
+TEST_F(ServerTest, YieldsTheHeadersOfConnectAtCheckAndAtRequest) {
   const auto peer = Connect();
   peer->Send(packet(0x80, std::string("\x10\0\xFF\xFF", 4) + header(OBEX_HDR_WHO, "w") +
                               header(OBEX_HDR_TARGET, "target")));
@@ -140,7 +139,7 @@ TEST_F(ServerTest, ConnectYieldsItsHeadersTwice) {
               ElementsAre("REQHINT", "REQCHECK 4a/1 46/6", "REQ 4a/1 46/6", "PROGRESS", "REQDONE"));
 }
 
-TEST_F(ServerTest, APutOfOnePacketYieldsEachHeaderOnceAndItsBodyLast) {
+TEST_F(ServerTest, YieldsTheBodyOfAOnePacketPutAtRequestOnly) {
   const auto peer = Connect();
   peer->Send(packet(
       0x82, nameHeader("a.vcf") + header(OBEX_HDR_TYPE, "t") + header(OBEX_HDR_BODY_END, "body")));
@@ -150,7 +149,7 @@ TEST_F(ServerTest, APutOfOnePacketYieldsEachHeaderOnceAndItsBodyLast) {
                                     "PROGRESS", "REQDONE"));
 }
 
-TEST_F(ServerTest, APutOfSeveralPacketsYieldsItsWholeBodyAtTheEnd) {
+TEST_F(ServerTest, YieldsHeadersAsTheyArriveAndTheWholeBodyAtTheEnd) {
   const auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "one ")));
   EXPECT_EQ(peer->ReceiveCode(), 0x90);
@@ -163,7 +162,7 @@ TEST_F(ServerTest, APutOfSeveralPacketsYieldsItsWholeBodyAtTheEnd) {
                                     "REQ 48/13", "PROGRESS", "REQDONE"));
 }
 
-TEST_F(ServerTest, ABodyWithoutItsEndIsYieldedAllTheSame) {
+TEST_F(ServerTest, YieldsABodyWithoutEndOfBody) {
   const auto peer = Connect();
   peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "body")));
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
@@ -172,7 +171,7 @@ TEST_F(ServerTest, ABodyWithoutItsEndIsYieldedAllTheSame) {
               ElementsAre("REQHINT", "REQCHECK 01/12", "REQ 01/12 48/4", "PROGRESS", "REQDONE"));
 }
 
-TEST_F(ServerTest, ABodyWithoutItsEndInSeveralPacketsIsWhole) {
+TEST_F(ServerTest, YieldsABodyOfSeveralPacketsWithoutEndOfBody) {
   const auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "one ")));
   EXPECT_EQ(peer->ReceiveCode(), 0x90);
@@ -181,14 +180,14 @@ TEST_F(ServerTest, ABodyWithoutItsEndInSeveralPacketsIsWhole) {
   EXPECT_TRUE(WaitForEvent("REQ 48/7"));
 }
 
-TEST_F(ServerTest, APutWithoutABodyYieldsNone) {
+TEST_F(ServerTest, YieldsNoBodyWhenAPutHasNone) {
   const auto peer = Connect();
   peer->Send(packet(0x82, nameHeader("a.vcf")));
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
   EXPECT_TRUE(WaitForEvent("REQ 01/12"));
 }
 
-TEST_F(ServerTest, ARefusalAtTheFirstHeadersYieldsNothingMoreAndKeepsTheLink) {
+TEST_F(ServerTest, YieldsNothingMoreAndKeepsTheLinkWhenRefusedAtCheck) {
   refuseAt = OBEX_EV_REQCHECK;
   const auto peer = Connect();
   peer->Send(packet(0x82, nameHeader("a.jpg") + header(OBEX_HDR_BODY_END, "body")));
@@ -200,20 +199,20 @@ TEST_F(ServerTest, ARefusalAtTheFirstHeadersYieldsNothingMoreAndKeepsTheLink) {
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
 }
 
-TEST_F(ServerTest, AGetIsRefusedAtItsHint) {
+TEST_F(ServerTest, RefusesAGetAtItsHint) {
   const auto peer = Connect();
   peer->Send(packet(0x83, nameHeader("a.vcf")));
   EXPECT_EQ(peer->ReceiveCode(), 0xD1);
 }
 
-TEST_F(ServerTest, SeveralRequestsInOneWriteAreServedOneByOne) {
+TEST_F(ServerTest, ServesSeveralRequestsInOneWrite) {
   const auto peer = Connect();
   const std::string put = packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body"));
   peer->Send(kConnect + put + put + put);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(peer->ReceiveCode(), 0xA0);
 }
 
-TEST_F(ServerTest, BytesMayComeOneByOne) {
+TEST_F(ServerTest, AcceptsAPacketByteByByte) {
   const auto peer = Connect();
   for (const char c : packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body"))) {
     peer->Send(std::string(1, c));
@@ -222,7 +221,7 @@ TEST_F(ServerTest, BytesMayComeOneByOne) {
   EXPECT_TRUE(WaitForEvent("REQ 01/12 48/4"));
 }
 
-TEST_F(ServerTest, APacketOfTheLargestSizeIsTaken) {
+TEST_F(ServerTest, AcceptsAPacketOfTheMaximumSize) {
   const auto peer = Connect();
   const std::string body(65535 - 3 - 3, 'x');
   peer->Send(packet(0x82, header(OBEX_HDR_BODY_END, body)));
@@ -230,7 +229,7 @@ TEST_F(ServerTest, APacketOfTheLargestSizeIsTaken) {
   EXPECT_TRUE(WaitForEvent("REQ 48/65529"));
 }
 
-TEST_F(ServerTest, AnObjectAsLargeAsTheLimitIsTaken) {
+TEST_F(ServerTest, AcceptsAnObjectOfTheMaximumSize) {
   const auto peer = Connect();
   const std::string piece(1 << 15, 'x');
   for (std::size_t sent = 0; sent + piece.size() < kMaxObjectSize; sent += piece.size()) {
@@ -242,13 +241,15 @@ TEST_F(ServerTest, AnObjectAsLargeAsTheLimitIsTaken) {
   EXPECT_TRUE(WaitForEvent("REQ 48/" + std::to_string(kMaxObjectSize)));
 }
 
-TEST_F(ServerTest, PacketLengthsThatLieEndTheLink) { ExpectLinkEnds(std::string("\x82\0\0", 3)); }
+TEST_F(ServerTest, ClosesTheLinkWhenAPacketLengthIsFalse) {
+  ExpectLinkEnds(std::string("\x82\0\0", 3));
+}
 
-TEST_F(ServerTest, HeaderLengthsThatLieEndTheLink) {
+TEST_F(ServerTest, ClosesTheLinkWhenAHeaderLengthIsFalse) {
   ExpectLinkEnds(packet(0x82, std::string("\x48\0\0x", 4)));
 }
 
-TEST_F(ServerTest, APeersCloseIsALinkErrorOnce) {
+TEST_F(ServerTest, ReportsOneLinkErrorWhenThePeerCloses) {
   const auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "half")));
   EXPECT_EQ(peer->ReceiveCode(), 0x90);
@@ -260,7 +261,7 @@ TEST_F(ServerTest, APeersCloseIsALinkErrorOnce) {
   Open();
 }
 
-TEST_F(ServerTest, AfterALinkErrorTheHandleIsGoodForNothingButItsCleanUp) {
+TEST_F(ServerTest, ServesTheNextPeerWithANewHandle) {
   Connect()->Close();
   ASSERT_TRUE(WaitForEvent("LINKERR"));
   Stop();
@@ -270,7 +271,7 @@ TEST_F(ServerTest, AfterALinkErrorTheHandleIsGoodForNothingButItsCleanUp) {
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
 }
 
-TEST_F(ServerTest, TheHostHearsOfTheLink) {
+TEST_F(ServerTest, TellsTheHostOfTheLinkAndItsObjects) {
   auto peer = Connect();
   peer->Send(kConnect);
   peer->ReceiveCode();
@@ -287,7 +288,7 @@ TEST_F(ServerTest, TheHostHearsOfTheLink) {
   Open();
 }
 
-TEST_F(ServerTest, TheHostHearsTheNameOfWhatIsRefused) {
+TEST_F(ServerTest, TellsTheHostOfARefusedObject) {
   refuseAt = OBEX_EV_REQCHECK;
   auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.jpg") + header(OBEX_HDR_BODY, "1234")));
@@ -305,7 +306,7 @@ TEST_F(ServerTest, TheHostHearsTheNameOfWhatIsRefused) {
   Open();
 }
 
-TEST_F(ServerTest, TheHostHearsTheNameOfWhatBreaksOff) {
+TEST_F(ServerTest, TellsTheHostOfAnObjectThatBreaksOff) {
   auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "1234")));
   EXPECT_EQ(peer->ReceiveCode(), 0x90);
@@ -318,7 +319,7 @@ TEST_F(ServerTest, TheHostHearsTheNameOfWhatBreaksOff) {
   Open();
 }
 
-TEST_F(ServerTest, APeerThatIsNotLetInIsNotRead) {
+TEST_F(ServerTest, ReadsNothingFromAPeerThatIsNotLetIn) {
   radioLink.admits = false;
   const auto peer = Connect();
   peer->Send(kConnect);
