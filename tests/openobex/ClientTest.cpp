@@ -77,6 +77,17 @@ class ClientTest : public ::testing::Test {
     ASSERT_EQ(HandleInput(), 1);
     EXPECT_THAT(events, IsEmpty());
   }
+  /// Accepts the packets of a PUT up to the last. Returns their headers.
+  std::string PutToItsEnd() {
+    std::string sent;
+    for (std::string more = peer->Receive(); !more.empty(); more = peer->Receive()) {
+      sent += more.substr(3);
+      if (more[0] != 0x02) break;
+      peer->Send(packet(0x90));
+      EXPECT_EQ(HandleInput(), 1);
+    }
+    return sent;
+  }
   static std::string connect(const std::string& headers) {
     return packet(0x80, std::string("\x10\0\xFF\xFF", 4) + headers);
   }
@@ -85,6 +96,7 @@ class ClientTest : public ::testing::Test {
   const std::string kForbidden = packet(0xC3, std::string("\x10\0\xFF\xFF", 4));
   const std::string kSuccess = packet(0xA0, std::string("\x10\0\xFF\xFF", 4));
 
+  void** m_handle;
   Radio radio;
   RecordingRadioLink radioLink;
   std::unique_ptr<Peer> peer;
@@ -102,7 +114,6 @@ class ClientTest : public ::testing::Test {
   }
 
   int m_listener;
-  void** m_handle;
 };
 
 TEST_F(ClientTest, AddsAnEndOfBodyToABody) {
@@ -111,19 +122,148 @@ TEST_F(ClientTest, AddsAnEndOfBodyToABody) {
   Add(object, OBEX_HDR_TYPE, "vCard");
   Add(object, OBEX_HDR_BODY, "body");
   Request(object);
-  std::string sent = peer->Receive();
-  while ((static_cast<unsigned char>(sent[0]) & 0x80) == 0) {
-    peer->Send(packet(0x90));
-    ASSERT_EQ(HandleInput(), 1);
-    if (events.empty()) HandleInput(1);
-    sent += peer->Receive();
-    if (static_cast<unsigned char>(sent[0]) == 0x02) sent[0] = '\x82';
-  }
-  EXPECT_NE(sent.find(header(OBEX_HDR_BODY, "body")), std::string::npos);
-  EXPECT_NE(sent.find(header(OBEX_HDR_BODY_END, "")), std::string::npos);
+  EXPECT_EQ(peer->Receive(),
+            packet(0x02, header(OBEX_HDR_TYPE, "vCard") + header(OBEX_HDR_BODY, "body")));
+  peer->Send(packet(0x90));
+  ASSERT_EQ(HandleInput(), 1);
+  EXPECT_EQ(peer->Receive(), packet(0x82, header(OBEX_HDR_BODY_END, "")));
   peer->Send(packet(0xA0));
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_THAT(events, ElementsAre("done 2 32"));
+}
+
+TEST_F(ClientTest, AddsNoSecondEndOfBody) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_BODY, "body");
+  EXPECT_GE(Add(object, OBEX_HDR_BODY_END, "", OBEX_FL_STREAM_DATAEND), 0);
+  Request(object);
+  EXPECT_EQ(PutToItsEnd(), header(OBEX_HDR_BODY, "body") + header(OBEX_HDR_BODY_END, ""));
+}
+
+TEST_F(ClientTest, AddsNoEndOfBodyToABodyWithFlags) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_BODY, "body", OBEX_FL_FIT_ONE_PACKET);
+  Request(object);
+  EXPECT_EQ(PutToItsEnd(), header(OBEX_HDR_BODY, "body"));
+}
+
+TEST_F(ClientTest, AddsNoEndOfBodyWithoutABody) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_TYPE, "vCard");
+  Request(object);
+  EXPECT_EQ(PutToItsEnd(), header(OBEX_HDR_TYPE, "vCard"));
+}
+
+TEST_F(ClientTest, ForgetsTheBodyOfADeletedObject) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_BODY, "body");
+  EXPECT_GE(OBEX_ObjectDelete(m_handle, object), 0);
+  object = NewObject(OBEX_CMD_PUT);  // usually at the same address
+  Add(object, OBEX_HDR_TYPE, "vCard");
+  Request(object);
+  EXPECT_EQ(PutToItsEnd(), header(OBEX_HDR_TYPE, "vCard"));
+}
+
+TEST_F(ClientTest, SendsALargeBodyWhole) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  const std::string body(200000, 'x');
+  Add(object, OBEX_HDR_BODY, body);
+  Request(object);
+  std::string sent;
+  for (std::string more = peer->Receive();; more = peer->Receive()) {
+    sent += more.substr(6);
+    if (more[0] != 0x02) break;
+    EXPECT_LE(more.size(), 65535U);
+    peer->Send(packet(0x90));
+    ASSERT_EQ(HandleInput(), 1);
+  }
+  EXPECT_EQ(sent, body);
+}
+
+TEST_F(ClientTest, CountsTheResponseHeadersOfEachRequestAnew) {
+  Connect();
+  const std::string large = header(OBEX_HDR_DESCRIPTION, std::string(60000, 'x'));
+  for (int i = 0; i < 6; ++i) {
+    void** object = NewObject(OBEX_CMD_PUT);
+    Add(object, OBEX_HDR_BODY, std::string(70000, 'x'));
+    Request(object);
+    peer->Receive();
+    peer->Send(packet(0xC3, large));
+    ASSERT_EQ(HandleInput(), 1) << i;
+  }
+  EXPECT_THAT(events, ::testing::Each("done 2 67"));
+}
+
+TEST_F(ClientTest, RefusesASecondRequestWhileOneIsInFlight) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  void** second = NewObject(OBEX_CMD_DISCONNECT);
+  EXPECT_LT(OBEX_Request(m_handle, second), 0);
+  EXPECT_GE(OBEX_ObjectDelete(m_handle, second), 0) << "still the caller's";
+}
+
+TEST_F(ClientTest, TreatsANegativeTimeOutAsZero) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  EXPECT_EQ(HandleInput(-1), 0);
+}
+
+TEST_F(ClientTest, DoesNothingMoreAfterALinkError) {
+  Connect();
+  peer->Close();
+  EXPECT_EQ(HandleInput(), -1);
+  void** object = NewObject(OBEX_CMD_DISCONNECT);
+  EXPECT_LT(OBEX_Request(m_handle, object), 0);
+  EXPECT_GE(OBEX_ObjectDelete(m_handle, object), 0);
+  EXPECT_LT(Cancel(), 0);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, ReportsALinkErrorWhenTheRequestCannotBeSent) {
+  Connect();
+  peer->Close();
+  ASSERT_GE(OBEX_Request(m_handle, NewObject(OBEX_CMD_CONNECT)), 0);
+  EXPECT_EQ(HandleInput(), -1);
+  EXPECT_THAT(events, ElementsAre("LINKERR"));
+}
+
+TEST_F(ClientTest, ClosesTheLinkWhenCancelled) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Receive();
+  EXPECT_GE(Cancel(), 0);
+  EXPECT_THAT(events, Contains("LINKERR"));
+  EXPECT_TRUE(peer->IsClosed());
+}
+
+TEST_F(ClientTest, SendsAnAbortWhenCancelledNicely) {
+  Connect();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_BODY, std::string(70000, 'x'));
+  Request(object);
+  peer->Receive();
+  EXPECT_GE(Cancel(1), 0);
+  peer->Send(packet(0x90));
+  while (HandleInput(0) > 0) {
+  }
+  EXPECT_EQ(peer->Receive(), packet(0xFF));
+}
+
+TEST_F(ClientTest, TellsTheHostNothing) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Send(kSuccess);
+  EXPECT_EQ(HandleInput(), 1);
+  peer->Close();
+  EXPECT_EQ(HandleInput(), -1);
+  Reopen();
+  EXPECT_THAT(radioLink.Told(), IsEmpty());
+  EXPECT_EQ(radioLink.forbidden, 0);
 }
 
 TEST_F(ClientTest, ReportsTheResponseWhenConnectIsRefused) {
@@ -166,6 +306,17 @@ TEST_F(ClientTest, RepeatsConnectAfterAThreeByteRefusal) {
   EXPECT_EQ(HandleInput(), 1);
   EXPECT_EQ(peer->Receive(), connect(""));
   EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(ClientTest, AsksTheHostOnceWhetherToRepeatConnect) {
+  ConnectWithWho();
+  EXPECT_EQ(radioLink.forbidden, 0);
+  Forbid();
+  EXPECT_EQ(radioLink.forbidden, 1);
+  peer->Receive();
+  peer->Send(kForbidden);
+  EXPECT_EQ(HandleInput(), 1);
+  EXPECT_EQ(radioLink.forbidden, 1);
 }
 
 TEST_F(ClientTest, RepeatsTheOtherHeadersOfConnect) {
@@ -335,13 +486,41 @@ TEST_F(ClientTest, ReportsALinkErrorWhenTheResponseIsMalformed) {
 TEST_F(ClientTest, RefusesImpossibleHeaderLengthsAndSendsTheRest) {
   Connect();
   void** object = NewObject(OBEX_CMD_PUT);
-  obex_headerdata_t value{};
-  EXPECT_LT(OBEX_ObjectAddHeader(nullptr, nullptr, OBEX_HDR_NAME, value, 0xFFFFFFFF, 0), 0);
+  constexpr std::size_t kLargest = 65535 - 3 - 3;
   EXPECT_LT(Add(object, OBEX_HDR_NAME, ""), 0);
-  EXPECT_LT(Add(object, OBEX_HDR_NAME, std::string(70000, 'x')), 0);
-  EXPECT_GE(Add(object, OBEX_HDR_BODY, "body"), 0);
+  EXPECT_LT(Add(object, OBEX_HDR_NAME, "x"), 0);
+  EXPECT_LT(Add(object, OBEX_HDR_NAME, std::string(kLargest + 1, 'x')), 0);
+  EXPECT_LT(Add(object, OBEX_HDR_TYPE, std::string(kLargest + 1, 'x')), 0);
+  obex_headerdata_t value{};
+  for (const int identifier : {OBEX_HDR_NAME, OBEX_HDR_TYPE, OBEX_HDR_BODY, OBEX_HDR_BODY_END}) {
+    EXPECT_LT(OBEX_ObjectAddHeader(m_handle, object, static_cast<std::uint8_t>(identifier), value,
+                                   static_cast<std::uint32_t>(-1), 0),
+              0);
+  }
+  EXPECT_GE(Add(object, OBEX_HDR_NAME, std::string(2, '\0')), 0);
+  EXPECT_GE(Add(object, OBEX_HDR_BODY, std::string(kLargest + 1, 'b')), 0);
   Request(object);
-  EXPECT_NE(peer->Receive(), "");
+  const std::string sent = peer->Receive();
+  EXPECT_EQ(sent.substr(3, 5), header(OBEX_HDR_NAME, std::string(2, '\0')));
+  EXPECT_EQ(sent[8], OBEX_HDR_BODY);
+}
+
+TEST_F(ClientTest, SendsHeadersOfTheLargestSize) {
+  Connect();
+  Request(NewObject(OBEX_CMD_CONNECT));
+  peer->Receive();
+  peer->Send(kSuccess);
+  ASSERT_EQ(HandleInput(), 1);
+  const std::string largest(65535 - 3 - 3, 'x');
+  for (const int identifier : {OBEX_HDR_NAME, OBEX_HDR_TYPE}) {
+    void** object = NewObject(OBEX_CMD_PUT);
+    EXPECT_GE(Add(object, identifier, largest), 0);
+    EXPECT_LT(Add(object, identifier, largest + 'x'), 0);
+    Request(object);
+    EXPECT_EQ(peer->Receive().substr(3), header(identifier, largest));
+    peer->Send(packet(0xC3));
+    ASSERT_EQ(HandleInput(), 1);
+  }
 }
 
 }  // namespace

@@ -3,8 +3,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <csignal>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -53,9 +56,14 @@ class ServerTest : public ::testing::Test {
     const std::lock_guard lock(m_mutex);
     return m_events;
   }
-  void ForgetEvents() {
+  /// Has `onEvent` called with each event, on the server's thread.
+  void SetOnEvent(std::function<void(int event, void** object)> onEvent) {
     const std::lock_guard lock(m_mutex);
-    m_events.clear();
+    m_onEvent = std::move(onEvent);
+  }
+  std::string Body() {
+    const std::lock_guard lock(m_mutex);
+    return m_body;
   }
   bool WaitForEvent(const std::string& event) {
     return test::waitFor([&] {
@@ -73,7 +81,8 @@ class ServerTest : public ::testing::Test {
   RecordingRadioLink radioLink;
   /// The event to refuse.
   std::atomic<int> refuseAt = kNoEvent;
-  std::atomic<bool> readsHeaders = true;
+
+  std::thread m_thread;
 
  private:
   static void OnEvent(void** handle, void** object, int mode, int event, int command, int) {
@@ -84,11 +93,14 @@ class ServerTest : public ::testing::Test {
     std::string text = eventName(event);
     const bool yields =
         event == OBEX_EV_REQCHECK || event == OBEX_EV_REQ || event == OBEX_EV_PROGRESS;
-    if (yields && readsHeaders) text += Headers(handle, object);
+    if (yields) text += Headers(handle, object);
+    std::function<void(int, void**)> onEvent;
     {
       const std::lock_guard lock(m_mutex);
       m_events.push_back(text);
+      onEvent = m_onEvent;
     }
+    if (onEvent) onEvent(event, object);
     if (refuseAt == event) {
       OBEX_ObjectSetRsp(object, OBEX_RSP_UNSUPPORTED_MEDIA_TYPE, OBEX_RSP_UNSUPPORTED_MEDIA_TYPE);
     } else if (event == OBEX_EV_REQHINT && command == OBEX_CMD_GET) {
@@ -97,7 +109,7 @@ class ServerTest : public ::testing::Test {
       OBEX_ObjectSetRsp(object, OBEX_RSP_CONTINUE, OBEX_RSP_SUCCESS);
     }
   }
-  static std::string Headers(void** handle, void** object) {
+  std::string Headers(void** handle, void** object) {
     std::string text;
     std::uint8_t identifier = 0;
     obex_headerdata_t value{};
@@ -106,6 +118,9 @@ class ServerTest : public ::testing::Test {
       char part[32];
       std::snprintf(part, sizeof part, " %02x/%u", identifier, size);
       text += part;
+      if (identifier != OBEX_HDR_BODY) continue;
+      const std::lock_guard lock(m_mutex);
+      m_body.assign(reinterpret_cast<const char*>(value.bs), value.bs == nullptr ? 0 : size);
     }
     return text;
   }
@@ -114,9 +129,10 @@ class ServerTest : public ::testing::Test {
   void** m_handle = nullptr;
   std::atomic<bool> m_stop = false;
   std::atomic<int> m_lastResult = 0;
-  std::thread m_thread;
   std::mutex m_mutex;
   std::vector<std::string> m_events;
+  std::string m_body;
+  std::function<void(int event, void** object)> m_onEvent;
 };
 
 TEST_F(ServerTest, AcceptsConnectPutAndDisconnect) {
@@ -147,6 +163,7 @@ TEST_F(ServerTest, YieldsTheBodyOfAOnePacketPutAtRequestOnly) {
   ASSERT_TRUE(WaitForEvent("REQDONE"));
   EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 01/12 42/1", "REQ 01/12 42/1 48/4",
                                     "PROGRESS", "REQDONE"));
+  EXPECT_EQ(Body(), "body");
 }
 
 TEST_F(ServerTest, YieldsHeadersAsTheyArriveAndTheWholeBodyAtTheEnd) {
@@ -160,6 +177,7 @@ TEST_F(ServerTest, YieldsHeadersAsTheyArriveAndTheWholeBodyAtTheEnd) {
   ASSERT_TRUE(WaitForEvent("REQDONE"));
   EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 01/12", "PROGRESS 01/12", "PROGRESS 42/1",
                                     "REQ 48/13", "PROGRESS", "REQDONE"));
+  EXPECT_EQ(Body(), "one two three");
 }
 
 TEST_F(ServerTest, YieldsABodyWithoutEndOfBody) {
@@ -169,6 +187,7 @@ TEST_F(ServerTest, YieldsABodyWithoutEndOfBody) {
   ASSERT_TRUE(WaitForEvent("REQDONE"));
   EXPECT_THAT(Events(),
               ElementsAre("REQHINT", "REQCHECK 01/12", "REQ 01/12 48/4", "PROGRESS", "REQDONE"));
+  EXPECT_EQ(Body(), "body");
 }
 
 TEST_F(ServerTest, YieldsABodyOfSeveralPacketsWithoutEndOfBody) {
@@ -178,6 +197,7 @@ TEST_F(ServerTest, YieldsABodyOfSeveralPacketsWithoutEndOfBody) {
   peer->Send(packet(0x82, header(OBEX_HDR_BODY, "two")));
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
   EXPECT_TRUE(WaitForEvent("REQ 48/7"));
+  EXPECT_EQ(Body(), "one two");
 }
 
 TEST_F(ServerTest, YieldsNoBodyWhenAPutHasNone) {
@@ -197,6 +217,164 @@ TEST_F(ServerTest, YieldsNothingMoreAndKeepsTheLinkWhenRefusedAtCheck) {
   refuseAt = kNoEvent;
   peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+}
+
+TEST_F(ServerTest, IgnoresAnEmptySecondEndOfBody) {
+  const auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0x90);
+  peer->Send(packet(0x82, header(OBEX_HDR_BODY_END, "")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_EQ(Body(), "body");
+  for (const std::string& event : Events()) EXPECT_EQ(event.find("48/0"), std::string::npos);
+}
+
+TEST_F(ServerTest, YieldsABodyThatEndsWithAnEmptyEndOfBody) {
+  const auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0x90);
+  peer->Send(packet(0x82, header(OBEX_HDR_BODY_END, "")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_EQ(Body(), "body");
+}
+
+TEST_F(ServerTest, YieldsAnEmptyBodyOnce) {
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_THAT(Events(),
+              ElementsAre("REQHINT", "REQCHECK 01/12", "REQ 01/12 48/0", "PROGRESS", "REQDONE"));
+}
+
+TEST_F(ServerTest, YieldsEachHeaderOfManyPacketsOnce) {
+  const auto peer = Connect();
+  for (const int identifier : {OBEX_HDR_TYPE, OBEX_HDR_DESCRIPTION, OBEX_HDR_HTTP}) {
+    peer->Send(packet(0x02, header(identifier, "v") + header(OBEX_HDR_BODY, "x")));
+    ASSERT_EQ(peer->ReceiveCode(), 0x90);
+  }
+  peer->Send(packet(0x82, header(OBEX_HDR_TARGET, "v") + header(OBEX_HDR_BODY_END, "y")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 42/1", "PROGRESS 42/1", "PROGRESS 05/1",
+                                    "PROGRESS 47/1", "REQ 46/1 48/4", "PROGRESS", "REQDONE"));
+}
+
+TEST_F(ServerTest, YieldsEachObjectOfALinkFromItsBeginning) {
+  const auto peer = Connect();
+  for (const std::string body : {"first", "second one"}) {
+    peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY, body)));
+    ASSERT_EQ(peer->ReceiveCode(), 0xA0);
+    EXPECT_EQ(Body(), body);
+  }
+  peer->Send(packet(0x82, nameHeader("empty.vcf")));
+  ASSERT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_TRUE(WaitForEvent("REQ 01/20"));
+}
+
+TEST_F(ServerTest, YieldsNoBodyToConnect) {
+  const auto peer = Connect();
+  peer->Send(packet(0x80, std::string("\x10\0\xFF\xFF", 4) + header(OBEX_HDR_BODY, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_TRUE(WaitForEvent("REQ"));
+}
+
+TEST_F(ServerTest, YieldsNothingMoreWhenRefusedAtRequest) {
+  refuseAt = OBEX_EV_REQ;
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xCF);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_THAT(Events(),
+              ElementsAre("REQHINT", "REQCHECK 01/12", "REQ 01/12 48/4", "PROGRESS", "REQDONE"));
+  peer->Close();
+  ASSERT_TRUE(WaitForEvent("LINKERR"));
+  EXPECT_THAT(radioLink.Told(), Contains("answered 2 79"));
+}
+
+TEST_F(ServerTest, TellsTheHostOfAnObjectBeforeTheCallback) {
+  std::vector<std::string> toldAtRequest;
+  SetOnEvent([&](int event, void**) {
+    if (event == OBEX_EV_REQ) toldAtRequest = radioLink.Told();
+  });
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_THAT(toldAtRequest, Contains("object a.vcf 4"));
+}
+
+TEST_F(ServerTest, TellsTheHostOnceOfEachObject) {
+  auto peer = Connect();
+  for (const std::string name : {"a.vcf", "b.vcf"}) {
+    peer->Send(packet(0x82, nameHeader(name) + header(OBEX_HDR_BODY_END, "body")));
+    ASSERT_EQ(peer->ReceiveCode(), 0xA0);
+  }
+  peer->Send(packet(0x83));
+  EXPECT_EQ(peer->ReceiveCode(), 0xD1);
+  peer->Close();
+  ASSERT_TRUE(WaitForEvent("LINKERR"));
+  EXPECT_THAT(radioLink.Told(),
+              ElementsAre("listening 4", "accepted 00:11:22:33:44:55", "object a.vcf 4",
+                          "answered 2 32", "object b.vcf 4", "answered 2 32", "answered 3 81",
+                          "closed: closed by the peer"));
+}
+
+TEST_F(ServerTest, AnswersInTheNameOfItsOwnHandleAfterAnotherHandlesCallback) {
+  std::atomic<int> others = 0;
+  SetOnEvent([&](int event, void** object) {
+    if (event != OBEX_EV_REQCHECK) return;
+    void** other = OBEX_Init(
+        OBEX_TRANS_BLUETOOTH,
+        [](void** handle, void**, int, int, int, int) {
+          ++*static_cast<std::atomic<int>*>(OBEX_GetUserData(handle));
+        },
+        0);
+    OBEX_SetUserData(other, &others);
+    radioLink.stopping = true;
+    BtOBEX_ServerRegister(other, nullptr, kChannel + 1);
+    radioLink.stopping = false;
+    OBEX_HandleInput(other, 0);  // which calls the other's callback
+    OBEX_Cleanup(other);
+    OBEX_ObjectSetRsp(object, OBEX_RSP_FORBIDDEN, OBEX_RSP_FORBIDDEN);
+    refuseAt = OBEX_EV_REQCHECK;
+  });
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xCF);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_EQ(others, 1);
+  EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 01/12", "PROGRESS", "REQDONE"));
+}
+
+TEST_F(ServerTest, ASignalIsATimeOutOfTheListener) {
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &action, &before);
+  for (int i = 0; i < 20; ++i) {
+    pthread_kill(m_thread.native_handle(), SIGUSR1);
+    std::this_thread::yield();
+  }
+  const auto peer = Connect();
+  peer->Send(kConnect);
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_THAT(Events(), ::testing::Not(Contains("LINKERR")));
+  sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(ServerTest, AnswersAnAbortAndTellsTheHost) {
+  auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "half")));
+  EXPECT_EQ(peer->ReceiveCode(), 0x90);
+  peer->Send(packet(0xFF));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  peer->Send(packet(0x82, nameHeader("b.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_EQ(Body(), "body");
+  EXPECT_THAT(radioLink.Told(), Contains("object b.vcf 4"));
 }
 
 TEST_F(ServerTest, RefusesAGetAtItsHint) {
@@ -325,7 +503,7 @@ TEST_F(ServerTest, ReadsNothingFromAPeerThatIsNotLetIn) {
   peer->Send(kConnect);
   EXPECT_TRUE(WaitForEvent("LINKERR"));
   EXPECT_THAT(Events(), ElementsAre("LINKERR"));
-  EXPECT_THAT(radioLink.Told(), Contains("closed: the peer is not let in"));
+  EXPECT_THAT(radioLink.Told(), Contains("closed: the peer was not let in"));
 }
 
 }  // namespace
