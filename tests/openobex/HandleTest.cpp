@@ -12,10 +12,13 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "src/OBEXServer.h"
 #include "tests/openobex/LinkSupport.h"
 #include "tests/openobex/Packets.h"
+#include "tests/support/WaitFor.h"
 
 namespace openobex {
 namespace {
@@ -237,6 +240,19 @@ TEST_F(HandleTest, AListeningServerGoesOnWhileTheHostIsStopping) {
   host.stopping = true;
   const auto peer = Connect();
   EXPECT_EQ(OBEX_HandleInput(handle, 60), 1);
+}
+
+TEST_F(HandleTest, TheServiceEndsAServerWhoseChannelIsTaken) {
+  Listen();
+  OBEXServer server;
+  std::thread thread([&] { server.run(); });
+  const auto tries = [&] { return host.Told().size(); };
+  EXPECT_TRUE(test::waitFor([&] { return tries() > 20; })) << "more than one cycle";
+  server.setEnable(false);
+  const std::size_t before = tries();
+  EXPECT_TRUE(test::waitFor([&] { return tries() > before + 20; })) << "goes on regardless";
+  host.stopping = true;
+  thread.join();
 }
 
 // Descriptors
