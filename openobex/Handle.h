@@ -81,7 +81,7 @@ class Handle {
   std::unique_ptr<GuardedLink> m_link;
   bool m_server = false;
   bool m_withoutSocket = false;  ///< server registered while the host is stopping
-  bool m_broken = false;         ///< reported; the library must not be called but to clean up
+  bool m_broken = false;         ///< only clean-up is left; the caller knows
   bool m_muted = false;          ///< no more callbacks
   bool m_connectRefused = false;
   bool m_objectTold = false;  ///< the current request's, to the host

@@ -25,9 +25,9 @@ typedef struct obex obex_t;
 /// Limits of a link: packets of 3 to 65535 bytes; for each request `kMaxObjectSize` bytes of body,
 /// `kMaxHeaders` other headers of `kMaxHeaderBytes` in total, and `kMaxPackets` packets. A peer
 /// that connected to us may be idle (send no byte, take no byte of a response) for
-/// `kMaxIdleSeconds`, and has `kMaxPacketSeconds` plus a second for each `kMinBytesPerSecond` of
-/// its length for one packet in either direction. The link of a peer beyond these limits, or with
-/// malformed packets, is closed; the callback gets one `OBEX_EV_LINKERR`. After that, after
+/// `kMaxIdleSeconds`. A packet to or from it may take `kMaxPacketSeconds`, plus its length at
+/// `kMinBytesPerSecond`. The link of a peer beyond these limits, or with malformed packets, is
+/// closed; the callback gets one `OBEX_EV_LINKERR`. After that, after
 /// `OBEX_CancelRequest` without ABORT, and after a negative result of `OBEX_HandleInput`, the only
 /// valid call on a handle is `OBEX_Cleanup`.
 namespace openobex {
@@ -38,7 +38,7 @@ inline constexpr std::uint32_t kMaxHeaderBytes = 256U << 10;
 inline constexpr std::uint32_t kMaxPackets = 65536;
 inline constexpr int kMaxIdleSeconds = 30;
 inline constexpr int kMaxPacketSeconds = 60;
-inline constexpr int kMinBytesPerSecond = 2048;  ///< on top of `kMaxPacketSeconds`
+inline constexpr int kMinBytesPerSecond = 2048;
 
 using EventCallback = void (*)(void** handle, void** object, int mode, int event, int obex_cmd,
                                int obex_rsp);
