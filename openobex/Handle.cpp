@@ -121,7 +121,7 @@ int Handle::listen(const bdaddr_t* source, std::uint8_t channel) {
 }
 
 int Handle::connect(const bdaddr_t* source, const bdaddr_t* destination, std::uint8_t channel) {
-  if (m_server || m_broken || m_link != nullptr || destination == nullptr) return -1;
+  if (m_server || m_broken) return -1;
   const bdaddr_t any{};
   const int result =
       ::BtOBEX_TransportConnect(m_library, source == nullptr ? &any : source, destination, channel);

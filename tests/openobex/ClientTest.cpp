@@ -259,7 +259,11 @@ TEST_F(ClientTest, TellsTheHostNothing) {
   Request(NewObject(OBEX_CMD_CONNECT));
   peer->Send(kSuccess);
   EXPECT_EQ(HandleInput(), 1);
-  peer->Close();
+  void** object = NewObject(OBEX_CMD_PUT);
+  Add(object, OBEX_HDR_BODY, "body");
+  Request(object);
+  peer->Receive();
+  peer->Close();  // in the middle of the object
   EXPECT_EQ(HandleInput(), -1);
   Reopen();
   EXPECT_THAT(radioLink.Told(), IsEmpty());

@@ -148,13 +148,28 @@ TEST_F(HandleTest, AServerCannotConnect) {
 }
 
 TEST_F(HandleTest, AClientCannotConnectTwiceOrListen) {
-  Listen();
+  void** server = Listen();
   void** client = Init();
   ASSERT_GE(ConnectTo(client, Radio::address()), 0);
   const std::vector<int> before = openDescriptors();
   EXPECT_LT(ConnectTo(client, Radio::address()), 0);
   EXPECT_LT(Register(client), 0);
   EXPECT_EQ(openDescriptors(), before);
+  ASSERT_EQ(OBEX_HandleInput(server, 60), 1);
+  ASSERT_GE(OBEX_Request(client, OBEX_ObjectNew(client, OBEX_CMD_CONNECT)), 0);
+  EXPECT_EQ(OBEX_HandleInput(client, 60), 1);
+  EXPECT_EQ(OBEX_HandleInput(server, 60), 1);
+  EXPECT_EQ(OBEX_HandleInput(client, 60), 1) << "the link still works";
+}
+
+TEST_F(HandleTest, AClientCannotConnectAgainAfterALinkError) {
+  void** server = Listen();
+  void** client = Init();
+  ASSERT_GE(ConnectTo(client, Radio::address()), 0);
+  Cleanup(server);
+  EXPECT_EQ(OBEX_HandleInput(client, 60), -1);
+  Listen();
+  EXPECT_LT(ConnectTo(client, Radio::address()), 0);
 }
 
 TEST_F(HandleTest, ConnectingNeedsADestination) {
@@ -172,6 +187,13 @@ TEST_F(HandleTest, BindsTheGivenSourceAddress) {
   EXPECT_GE(BtOBEX_ServerRegister(Init(), &own, kChannel), 0);
   EXPECT_LT(BtOBEX_TransportConnect(Init(), &other, &own, kChannel), 0);
   EXPECT_GE(BtOBEX_TransportConnect(Init(), &own, &own, kChannel), 0);
+}
+
+TEST_F(HandleTest, ListensOnAfterATimeOut) {
+  void** handle = Listen();
+  EXPECT_EQ(OBEX_HandleInput(handle, 0), 0);
+  const auto peer = Connect();
+  EXPECT_EQ(OBEX_HandleInput(handle, 60), 1);
 }
 
 TEST_F(HandleTest, NothingHappensOnAHandleThatIsNotConnected) {
@@ -217,6 +239,7 @@ TEST_F(HandleTest, AServerWithoutSocketDoesNotSpin) {
 }
 
 TEST_F(HandleTest, AServerWithoutSocketCanNeitherRegisterNorConnect) {
+  Listen();
   host.stopping = true;
   void** handle = Listen();
   host.stopping = false;
