@@ -2,6 +2,8 @@
 
 #include <openobex/obex.h>
 
+#include <utility>
+
 namespace openobex {
 
 void HeaderCursor::begin(int command) {
@@ -31,10 +33,8 @@ int HeaderCursor::next(obex_object* object, std::uint8_t* identifier, obex_heade
     const int result = nextOfLibrary(object, identifier, value, size);
     if (result <= 0) return bufferedBody(object, identifier, value, size);
     if (*identifier != OBEX_HDR_BODY) return result;
-    // The caller would take an empty second End-of-Body for the body.
-    const bool extra = m_bodyYielded && *size == 0;
-    m_bodyYielded = true;
-    if (!extra) return result;
+    // A second End-of-Body is always empty; the caller would take it for the body.
+    if (!std::exchange(m_bodyYielded, true)) return result;
   }
 }
 

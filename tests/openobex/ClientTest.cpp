@@ -159,13 +159,21 @@ TEST_F(ClientTest, AddsNoEndOfBodyWithoutABody) {
 
 TEST_F(ClientTest, ForgetsTheBodyOfADeletedObject) {
   Connect();
-  void** object = NewObject(OBEX_CMD_PUT);
-  Add(object, OBEX_HDR_BODY, "body");
-  EXPECT_GE(OBEX_ObjectDelete(m_handle, object), 0);
-  object = NewObject(OBEX_CMD_PUT);  // usually at the same address
-  Add(object, OBEX_HDR_TYPE, "vCard");
-  Request(object);
-  EXPECT_EQ(PutToItsEnd(), header(OBEX_HDR_TYPE, "vCard"));
+  std::vector<void**> objects(16);
+  for (void**& object : objects) {
+    object = NewObject(OBEX_CMD_PUT);
+    Add(object, OBEX_HDR_BODY, "body");
+  }
+  for (void** object : objects) EXPECT_GE(OBEX_ObjectDelete(m_handle, object), 0);
+  // Some of the next ones are at the same addresses.
+  for (void**& object : objects) object = NewObject(OBEX_CMD_PUT);
+  for (void** object : objects) {
+    Add(object, OBEX_HDR_TYPE, "vCard");
+    Request(object);
+    ASSERT_EQ(PutToItsEnd(), header(OBEX_HDR_TYPE, "vCard"));
+    peer->Send(packet(0xA0));
+    ASSERT_EQ(HandleInput(), 1);
+  }
 }
 
 TEST_F(ClientTest, SendsALargeBodyWhole) {
@@ -260,9 +268,11 @@ TEST_F(ClientTest, TellsTheHostNothing) {
   peer->Send(kSuccess);
   EXPECT_EQ(HandleInput(), 1);
   void** object = NewObject(OBEX_CMD_PUT);
-  Add(object, OBEX_HDR_BODY, "body");
+  Add(object, OBEX_HDR_BODY, std::string(200000, 'x'));
   Request(object);
   peer->Receive();
+  peer->Send(packet(0x90));
+  EXPECT_EQ(HandleInput(), 1);
   peer->Close();  // in the middle of the object
   EXPECT_EQ(HandleInput(), -1);
   Reopen();

@@ -81,6 +81,9 @@ class ServerTest : public ::testing::Test {
   RecordingRadioLink radioLink;
   /// The event to refuse.
   std::atomic<int> refuseAt = kNoEvent;
+  /// The event whose headers are not read.
+  std::atomic<int> ignoreHeadersAt = kNoEvent;
+  std::atomic<bool> responds = true;
 
   std::thread m_thread;
 
@@ -93,7 +96,7 @@ class ServerTest : public ::testing::Test {
     std::string text = eventName(event);
     const bool yields =
         event == OBEX_EV_REQCHECK || event == OBEX_EV_REQ || event == OBEX_EV_PROGRESS;
-    if (yields) text += Headers(handle, object);
+    if (yields && ignoreHeadersAt != event) text += Headers(handle, object);
     std::function<void(int, void**)> onEvent;
     {
       const std::lock_guard lock(m_mutex);
@@ -105,7 +108,7 @@ class ServerTest : public ::testing::Test {
       OBEX_ObjectSetRsp(object, OBEX_RSP_UNSUPPORTED_MEDIA_TYPE, OBEX_RSP_UNSUPPORTED_MEDIA_TYPE);
     } else if (event == OBEX_EV_REQHINT && command == OBEX_CMD_GET) {
       OBEX_ObjectSetRsp(object, OBEX_RSP_NOT_IMPLEMENTED, OBEX_RSP_NOT_IMPLEMENTED);
-    } else if (yields) {
+    } else if (yields && responds) {
       OBEX_ObjectSetRsp(object, OBEX_RSP_CONTINUE, OBEX_RSP_SUCCESS);
     }
   }
@@ -249,17 +252,64 @@ TEST_F(ServerTest, YieldsAnEmptyBodyOnce) {
               ElementsAre("REQHINT", "REQCHECK 01/12", "REQ 01/12 48/0", "PROGRESS", "REQDONE"));
 }
 
-TEST_F(ServerTest, YieldsEachHeaderOfManyPacketsOnce) {
+TEST_F(ServerTest, YieldsEachHeaderOfManyPacketsOnceForEveryObject) {
   const auto peer = Connect();
-  for (const int identifier : {OBEX_HDR_TYPE, OBEX_HDR_DESCRIPTION, OBEX_HDR_HTTP}) {
-    peer->Send(packet(0x02, header(identifier, "v") + header(OBEX_HDR_BODY, "x")));
-    ASSERT_EQ(peer->ReceiveCode(), 0x90);
+  const std::vector<std::string> object = {"REQHINT",       "REQCHECK 42/1", "PROGRESS 42/1",
+                                           "PROGRESS 05/1", "PROGRESS 47/1", "REQ 46/1 48/4",
+                                           "PROGRESS",      "REQDONE"};
+  std::vector<std::string> expected;
+  for (int i = 0; i < 2; ++i) {
+    for (const int identifier : {OBEX_HDR_TYPE, OBEX_HDR_DESCRIPTION, OBEX_HDR_HTTP}) {
+      peer->Send(packet(0x02, header(identifier, "v") + header(OBEX_HDR_BODY, "x")));
+      ASSERT_EQ(peer->ReceiveCode(), 0x90);
+    }
+    peer->Send(packet(0x82, header(OBEX_HDR_TARGET, "v") + header(OBEX_HDR_BODY_END, "y")));
+    ASSERT_EQ(peer->ReceiveCode(), 0xA0);
+    expected.insert(expected.end(), object.begin(), object.end());
   }
-  peer->Send(packet(0x82, header(OBEX_HDR_TARGET, "v") + header(OBEX_HDR_BODY_END, "y")));
+  EXPECT_TRUE(test::waitFor([&] { return Events() == expected; }));
+}
+
+TEST_F(ServerTest, YieldsNothingAfterTheRequest) {
+  ignoreHeadersAt = OBEX_EV_REQ;
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
   ASSERT_TRUE(WaitForEvent("REQDONE"));
-  EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 42/1", "PROGRESS 42/1", "PROGRESS 05/1",
-                                    "PROGRESS 47/1", "REQ 46/1 48/4", "PROGRESS", "REQDONE"));
+  EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK 01/12", "REQ", "PROGRESS", "REQDONE"));
+}
+
+TEST_F(ServerTest, YieldsNothingAfterARefusalWhoseHeadersWereNotRead) {
+  ignoreHeadersAt = refuseAt = OBEX_EV_REQCHECK;
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.jpg") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xCF);
+  ASSERT_TRUE(WaitForEvent("REQDONE"));
+  EXPECT_THAT(Events(), ElementsAre("REQHINT", "REQCHECK", "PROGRESS", "REQDONE"));
+}
+
+TEST_F(ServerTest, AcceptsAnObjectWhenTheCallbackSetsNoResponse) {
+  refuseAt = OBEX_EV_REQCHECK;
+  const auto peer = Connect();
+  const std::string put = packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body"));
+  peer->Send(put);
+  EXPECT_EQ(peer->ReceiveCode(), 0xCF);
+  refuseAt = kNoEvent;
+  responds = false;
+  peer->Send(put);
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_TRUE(WaitForEvent("REQ 01/12 48/4"));
+}
+
+TEST_F(ServerTest, AcceptsAnObjectWhenTheCallbackSetsSuccessAtCheck) {
+  responds = false;
+  SetOnEvent([](int event, void** object) {
+    if (event == OBEX_EV_REQCHECK) OBEX_ObjectSetRsp(object, OBEX_RSP_SUCCESS, OBEX_RSP_SUCCESS);
+  });
+  const auto peer = Connect();
+  peer->Send(packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+  EXPECT_TRUE(WaitForEvent("REQ 01/12 48/4"));
 }
 
 TEST_F(ServerTest, YieldsEachObjectOfALinkFromItsBeginning) {
