@@ -56,6 +56,13 @@ TEST_F(ConnectRetryTest, UpdatesTheLengthOfALongConnect) {
   EXPECT_EQ(Answer(OBEX_RSP_FORBIDDEN), connect(large));
 }
 
+TEST_F(ConnectRetryTest, UpdatesBothBytesOfTheLength) {
+  const std::string description = header(OBEX_HDR_DESCRIPTION, std::string(241, 'x'));
+  ASSERT_EQ(connect(kWho + description).substr(1, 2), number(0x104));
+  Send(connect(kWho + description));
+  EXPECT_EQ(Answer(OBEX_RSP_FORBIDDEN).substr(1, 2), number(0xFB));
+}
+
 TEST_F(ConnectRetryTest, PassesOnAnyOtherResponse) {
   for (int code = 0; code < kFinal; ++code) {
     if (code != OBEX_RSP_FORBIDDEN) ExpectPassedOn(connect(kWho), code);
@@ -107,6 +114,7 @@ TEST_F(ConnectRetryTest, DoesNotRepeatAMalformedConnect) {
   ExpectPassedOn(connect(kWho + "\x4A"));
   ExpectPassedOn(connect(kWho + std::string("\x46\0", 2)));
   ExpectPassedOn(connect(kWho + std::string("\x46\0\2x", 4)));
+  ExpectPassedOn(connect(kWho + std::string("\x46\0\2\0\3", 5)));
   ExpectPassedOn(connect(kWho + std::string("\x46\0\5x", 4)));
   ExpectPassedOn(connect(kWho + "\xC3xxx"));
   ExpectPassedOn(connect(kWho + "\x93"));

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -65,6 +67,12 @@ class GuardedLinkTest : public ::testing::Test {
     }
     LibraryWrites(answer);
     ASSERT_TRUE(link->carryAnswers());
+  }
+
+  static bool IsAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    const std::string stat(std::istreambuf_iterator<char>(file), {});
+    return stat.find(") S ") != std::string::npos;
   }
 
   std::unique_ptr<GuardedLink> link;
@@ -284,7 +292,8 @@ TEST_F(GuardedLinkTest, WaitsForThePeerToReadWithinItsTimeOut) {
   const std::string answer = packet(0xA0);
   ASSERT_EQ(write(ends[1], answer.data(), answer.size()), std::ssize(answer));
   ASSERT_TRUE(other.carryAnswers());
-  std::thread reader([&] {
+  std::thread reader([&, waiting = gettid()] {
+    EXPECT_TRUE(test::waitFor([&] { return IsAsleep(waiting); }));
     std::string read;
     while (!read.ends_with(answer)) read += ReadAll(ends[0]);
     send(ends[0], answer.data(), answer.size(), MSG_NOSIGNAL);
