@@ -329,6 +329,13 @@ TEST_F(GuardedClientLinkTest, AServerMayBeSilentForAsLongAsTheCallerWaits) {
   EXPECT_EQ(Receive(), Result::kTimeOut);
 }
 
+TEST_F(GuardedClientLinkTest, SendsNothingThatTheGuardRefuses) {
+  LibraryWrites(packet(0x02));
+  EXPECT_FALSE(link->carryAnswers());
+  EXPECT_EQ(link->reason(), "a header exceeds the peer's packet size");
+  EXPECT_EQ(ReadAll(peer), "");
+}
+
 TEST_F(GuardedClientLinkTest, AnAbortGoesOutWithItsFinalBit) {
   LibraryWrites(packet(0x7F));
   ASSERT_TRUE(link->carryAnswers());

@@ -35,7 +35,9 @@ class PacketGuardTest : public ::testing::Test {
     const std::string answer = packet(code, "");
     guard.sent(reinterpret_cast<const std::uint8_t*>(answer.data()), answer.size());
   }
-  void ExpectRefused(const std::string& bytes) { EXPECT_NE(Check(bytes), nullptr); }
+  void ExpectRefused(const std::string& bytes, const char* reason) {
+    EXPECT_STREQ(Check(bytes), reason);
+  }
 
   PacketGuard guard{PacketGuard::Side::kServer};
 };
@@ -60,23 +62,25 @@ TEST_F(PacketGuardTest, AcceptsOrdinaryRequests) {
 
 TEST_F(PacketGuardTest, RefusesHeadersThatDoNotAddUpToThePacket) {
   ExpectPasses(packet(0x82, headerOfLength(OBEX_HDR_BODY, 4, "x")));
-  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 5, "x")));
-  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 65535, "x")));
-  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 4, "x") + "\x48"));
-  ExpectRefused(packet(0x82, "\xC3" + std::string(3, 'x')));
-  ExpectRefused(packet(0x82, "\x91"));
+  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 5, "x")), "header exceeds its packet");
+  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 65535, "x")),
+                "header exceeds its packet");
+  ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, 4, "x") + "\x48"), "truncated header");
+  ExpectRefused(packet(0x82, "\xC3" + std::string(3, 'x')), "header exceeds its packet");
+  ExpectRefused(packet(0x82, "\x91"), "header exceeds its packet");
 }
 
 TEST_F(PacketGuardTest, RefusesAHeaderLengthBelowThree) {
   for (const std::size_t length : {0U, 1U, 2U}) {
-    ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, length, "xyz")));
+    ExpectRefused(packet(0x82, headerOfLength(OBEX_HDR_BODY, length, "xyz")),
+                  "header length too small");
   }
   ExpectPasses(packet(0x82, headerOfLength(OBEX_HDR_BODY, 3, "")));
 }
 
 TEST_F(PacketGuardTest, RefusesConnectWithoutItsFields) {
-  ExpectRefused(packet(0x80, ""));
-  ExpectRefused(packet(0x80, std::string("\x10\0\xFF", 3)));
+  ExpectRefused(packet(0x80, ""), "truncated request");
+  ExpectRefused(packet(0x80, std::string("\x10\0\xFF", 3)), "truncated request");
   ExpectPasses(packet(0x80, std::string("\x10\0\0\xFF", 4)));
 }
 
@@ -86,13 +90,14 @@ TEST_F(PacketGuardTest, AcceptsAnyPacketSizeInARequest) {
 }
 
 TEST_F(PacketGuardTest, RefusesSetPathWithoutItsFields) {
-  ExpectRefused(packet(0x85, ""));
+  ExpectRefused(packet(0x85, ""), "truncated request");
   ExpectPasses(packet(0x85, std::string(2, '\0')));
 }
 
 TEST_F(PacketGuardTest, RefusesASinglePacketCommandWithoutFinalBit) {
   for (const int command : {0x00, 0x01, 0x05, 0x07}) {
-    ExpectRefused(packet(command, kConnectPayload));
+    ExpectRefused(packet(command, kConnectPayload),
+                  "a single-packet request without the final bit");
   }
 }
 
@@ -137,7 +142,7 @@ TEST_F(PacketGuardTest, LimitsTheBodyOfAnObject) {
   }
   ExpectPasses(packet(0x02, header(OBEX_HDR_BODY, std::string(kMaxObjectSize - sent, 'x'))));
   EXPECT_EQ(guard.bodySize(), kMaxObjectSize);
-  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "x")));
+  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "x")), "object too large");
 }
 
 TEST_F(PacketGuardTest, AcceptsTheLargestObjectInSmallChunks) {
@@ -149,14 +154,26 @@ TEST_F(PacketGuardTest, AcceptsTheLargestObjectInSmallChunks) {
 
 TEST_F(PacketGuardTest, LimitsThePacketsOfARequest) {
   for (std::uint32_t i = 0; i < kMaxPackets; ++i) ASSERT_EQ(Check(packet(0x02, "")), nullptr);
-  ExpectRefused(packet(0x02, ""));
+  ExpectRefused(packet(0x02, ""), "too many packets in one request");
+}
+
+TEST_F(PacketGuardTest, LimitsEachRequestOnItsOwn) {
+  std::string headers;
+  for (std::uint32_t i = 0; i < kMaxHeaders; ++i) headers += "\xCBxxxx";
+  for (int request = 0; request < 2; ++request) {
+    for (std::uint32_t i = 1; i < kMaxPackets; ++i) ASSERT_EQ(Check(packet(0x02, "")), nullptr);
+    ExpectPasses(packet(0x82, headers));
+  }
 }
 
 TEST_F(PacketGuardTest, CountsAnewForTheNextObject) {
+  ExpectPasses(packet(0x82, header(OBEX_HDR_NAME, unicode(u"a.vcf"))));
+  EXPECT_EQ(guard.objectName(), "a.vcf");
   ExpectPasses(packet(0x82, header(OBEX_HDR_BODY_END, "abc")));
   EXPECT_EQ(guard.bodySize(), 3U);
   ExpectPasses(packet(0x82, header(OBEX_HDR_BODY_END, "ab")));
   EXPECT_EQ(guard.bodySize(), 2U);
+  EXPECT_EQ(guard.objectName(), "");
 }
 
 TEST_F(PacketGuardTest, LimitsTheHeadersOfARequest) {
@@ -164,7 +181,7 @@ TEST_F(PacketGuardTest, LimitsTheHeadersOfARequest) {
   for (std::uint32_t i = 0; i < kMaxHeaders / 2; ++i) some += "\xCBxxxx";
   ExpectPasses(packet(0x02, some));
   ExpectPasses(packet(0x02, some));
-  ExpectRefused(packet(0x82, "\x91x"));
+  ExpectRefused(packet(0x82, "\x91x"), "too many headers");
 }
 
 TEST_F(PacketGuardTest, ConvertsTheNameToUtf8) {
@@ -177,6 +194,22 @@ TEST_F(PacketGuardTest, ReplacesUnpairedSurrogatesInTheName) {
   EXPECT_EQ(guard.objectName(), "\uFFFDa\uFFFD");
 }
 
+TEST_F(PacketGuardTest, ConvertsTheFirstAndLastCharactersOfEachUtf8Length) {
+  ExpectPasses(
+      packet(0x02, header(OBEX_HDR_NAME, unicode(u"\u007F\u0080\u07FF\u0800\uFFFF\U00010000"))));
+  EXPECT_EQ(guard.objectName(), "\u007F\u0080\u07FF\u0800\uFFFF\U00010000");
+}
+
+TEST_F(PacketGuardTest, ReadsANameWithoutTerminatorUpToItsEnd) {
+  const std::string pair = number(0xD83D) + number(0xDE00);
+  ExpectPasses(packet(0x02, header(OBEX_HDR_NAME, pair)));
+  EXPECT_EQ(guard.objectName(), "\U0001F600");
+  // What follows would complete the pair.
+  const std::string connectionId("\xDE\0\0\0\0", 5);
+  ExpectPasses(packet(0x02, header(OBEX_HDR_NAME, number(0xD83D)) + connectionId));
+  EXPECT_EQ(guard.objectName(), "\uFFFD");
+}
+
 TEST_F(PacketGuardTest, DoesNotCountBodyChunksAsHeaders) {
   std::string pieces;
   for (std::uint32_t i = 0; i < 2 * kMaxHeaders; ++i) pieces += header(OBEX_HDR_BODY, "x");
@@ -187,29 +220,31 @@ TEST_F(PacketGuardTest, DoesNotCountBodyChunksAsHeaders) {
 TEST_F(PacketGuardTest, CountsEmptyBodyChunksAsHeaders) {
   std::string pieces;
   for (std::uint32_t i = 0; i <= kMaxHeaders; ++i) pieces += header(OBEX_HDR_BODY, "");
-  ExpectRefused(packet(0x82, pieces));
+  ExpectRefused(packet(0x82, pieces), "too many headers");
 }
 
 TEST_F(PacketGuardTest, LimitsTheBytesOfOtherHeaders) {
   const std::string large = header(OBEX_HDR_TYPE, std::string(kMaxHeaderBytes / 8, 'x'));
   for (int i = 0; i < 8; ++i) ExpectPasses(packet(0x02, large));
-  ExpectRefused(packet(0x02, header(OBEX_HDR_TYPE, "x")));
+  ExpectRefused(packet(0x02, header(OBEX_HDR_TYPE, "x")), "headers too large");
 }
 
 TEST_F(PacketGuardTest, RefusesBodyDataAfterEndOfBody) {
   ExpectPasses(packet(0x02, header(OBEX_HDR_BODY_END, "abc")));
-  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY, "d")));
+  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY, "d")), "body data after End-of-Body");
 }
 
 TEST_F(PacketGuardTest, RefusesBodyHeadersOfTheWrongType) {
-  for (const int identifier : {0x08, 0x09}) ExpectRefused(packet(0x82, header(identifier, "x")));
+  for (const int identifier : {0x08, 0x09})
+    ExpectRefused(packet(0x82, header(identifier, "x")), "body header of the wrong type");
   for (const char* whole : {"\x88x", "\x89x", "\xC8xxxx", "\xC9xxxx"}) {
-    ExpectRefused(packet(0x82, whole));
+    ExpectRefused(packet(0x82, whole), "body header of the wrong type");
   }
 }
 
 TEST_F(PacketGuardTest, RefusesBodyDataAfterAnEmptyEndOfBody) {
-  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "") + header(OBEX_HDR_BODY_END, "d")));
+  ExpectRefused(packet(0x82, header(OBEX_HDR_BODY_END, "") + header(OBEX_HDR_BODY_END, "d")),
+                "body data after End-of-Body");
 }
 
 TEST_F(PacketGuardTest, AcceptsAnEmptySecondEndOfBody) {
@@ -254,7 +289,7 @@ TEST_F(AnswerGuardTest, RefusesAPacketSizeBelowTheMinimum) {
 }
 
 TEST_F(AnswerGuardTest, RefusesAResponseWithoutFinalBit) {
-  EXPECT_FALSE(PassesAfter(0x82, packet(0x10, "")));
+  EXPECT_FALSE(PassesAfter(0x82, packet(0x20, "")));
 }
 
 TEST_F(AnswerGuardTest, RefusesACommandAsResponse) {

@@ -14,6 +14,7 @@ class TextTest : public ::testing::Test {
   // Exact allocations, so that sanitizers detect accesses beyond them.
   int Widen(const std::string& text, std::size_t size) {
     auto buffer = std::make_unique<std::uint8_t[]>(size);
+    std::memset(buffer.get(), 0xEE, size);
     std::memcpy(buffer.get(), text.c_str(), std::min(size, text.size() + 1));
     const int length = OBEX_CharToUnicode(buffer.get(), buffer.get(), static_cast<int>(size));
     if (length > 0)
