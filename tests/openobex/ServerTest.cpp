@@ -290,12 +290,12 @@ TEST_F(ServerTest, YieldsNothingAfterARefusalWhoseHeadersWereNotRead) {
 
 TEST_F(ServerTest, AcceptsAnObjectWhenTheCallbackSetsNoResponse) {
   refuseAt = OBEX_EV_REQCHECK;
+  responds = false;
   const auto peer = Connect();
   const std::string put = packet(0x82, nameHeader("a.vcf") + header(OBEX_HDR_BODY_END, "body"));
   peer->Send(put);
   EXPECT_EQ(peer->ReceiveCode(), 0xCF);
   refuseAt = kNoEvent;
-  responds = false;
   peer->Send(put);
   EXPECT_EQ(peer->ReceiveCode(), 0xA0);
   EXPECT_TRUE(WaitForEvent("REQ 01/12 48/4"));
@@ -415,8 +415,18 @@ TEST_F(ServerTest, ASignalIsATimeOutOfTheListener) {
   sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST_F(ServerTest, AnswersAnAbortAndTellsTheHost) {
-  auto peer = Connect();
+TEST_F(ServerTest, RefusesARequestInsideAnotherAndKeepsTheLink) {
+  const auto peer = Connect();
+  peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "half")));
+  EXPECT_EQ(peer->ReceiveCode(), 0x90);
+  peer->Send(packet(0x83, nameHeader("a.vcf")));
+  EXPECT_EQ(peer->ReceiveCode(), 0xC0);
+  peer->Send(packet(0x81));
+  EXPECT_EQ(peer->ReceiveCode(), 0xA0);
+}
+
+TEST_F(ServerTest, AnswersAnAbortAndTheNextObject) {
+  const auto peer = Connect();
   peer->Send(packet(0x02, nameHeader("a.vcf") + header(OBEX_HDR_BODY, "half")));
   EXPECT_EQ(peer->ReceiveCode(), 0x90);
   peer->Send(packet(0xFF));
