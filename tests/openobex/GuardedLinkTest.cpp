@@ -295,7 +295,10 @@ TEST_F(GuardedLinkTest, WaitsForThePeerToReadWithinItsTimeOut) {
   std::thread reader([&, waiting = gettid()] {
     EXPECT_TRUE(test::waitFor([&] { return IsAsleep(waiting); }));
     std::string read;
-    while (!read.ends_with(answer)) read += ReadAll(ends[0]);
+    EXPECT_TRUE(test::waitFor([&] {
+      read += ReadAll(ends[0]);
+      return read.ends_with(answer);
+    }));
     send(ends[0], answer.data(), answer.size(), MSG_NOSIGNAL);
   });
   EXPECT_EQ(other.receive(seconds(60)), Result::kPacket);
