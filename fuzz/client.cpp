@@ -1,15 +1,12 @@
-// A push to a hostile receiver: the real sender of cards, over the virtual radio, the layer and the
-// OBEX library.
+// A push to a hostile receiver: the real card sender with the OBEX library, over the virtual radio.
 //
-// An input is a byte that says how large the card is (in steps of 64 bytes), then what the receiver
-// sends: each time a request has come a length of one byte and so many bytes. When it has nothing
-// more to send it closes the link.
+// Input: a byte for the size of the card (in steps of 64 bytes), then the receiver's writes, each a
+// length byte and its bytes. The receiver writes after each request and closes at the end of input.
 //
-// Promised: the push ends, without waiting for a time-out; it succeeds or fails; what it sends are
-// whole, well-formed packets, in the order CONNECT, PUT, DISCONNECT; a CONNECT that was forbidden
-// is made once more without the name of a service, and no other request is repeated; when it says
-// that it succeeded the whole card has gone out and every request that counts was answered with
-// success; traces change nothing.
+// Checks: the push ends without a time-out and sends whole, well-formed packets in the order
+// CONNECT, PUT, DISCONNECT; only a forbidden CONNECT is repeated, once, without Who; after a
+// success the whole card was sent and every request but such a CONNECT got success; tracing changes
+// nothing.
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -34,9 +31,9 @@ constexpr std::uint8_t kChannel = 9;
 constexpr int kSuccess = 0xA0;
 constexpr int kForbidden = 0xC3;
 constexpr std::uint8_t kWho = 0x4A;
-constexpr int kTimeout = 5000;  // milliseconds; the sender's own is twice that
+constexpr int kTimeout = 5000;  // milliseconds; half of the sender's own
 
-/// A host that has a forbidden CONNECT made again.
+/// A host that has a forbidden CONNECT repeated.
 class Host : public RadioLinkIfc {
  public:
   Host() { setRadioLink(this); }
@@ -53,7 +50,7 @@ class Host : public RadioLinkIfc {
   bool linkForbidden() override { return true; }
 };
 
-/// Takes one link and plays its part on a thread of its own.
+/// Serves one link on its own thread.
 class Receiver {
  public:
   explicit Receiver(std::string_view script)
@@ -66,7 +63,7 @@ class Receiver {
     if (m_thread.joinable()) m_thread.join();
   }
 
-  // What went over the link; only after `finish`.
+  // All traffic; valid after `finish`.
   std::string received;
   std::string sent;
 
@@ -77,7 +74,7 @@ class Receiver {
       const sockaddr_rc place = ScratchRadio::place(kChannel);
       const auto* address = reinterpret_cast<const sockaddr*>(&place);
       require(::bind(made, address, sizeof place) == 0 && ::listen(made, 1) == 0,
-              "the radio has a free channel");
+              "the channel is free");
       return made;
     }();
     return socket;
@@ -85,7 +82,7 @@ class Receiver {
 
   void receive() {
     pollfd waiting{m_listener, POLLIN, 0};
-    require(::poll(&waiting, 1, kTimeout) == 1, "a push begins with a link");
+    require(::poll(&waiting, 1, kTimeout) == 1, "the sender connects");
     const int link = ::accept(m_listener, nullptr, nullptr);
     require(link >= 0, "the link is accepted");
     while (takeRequest(link) && answer(link)) {
@@ -93,11 +90,11 @@ class Receiver {
     ::close(link);
   }
 
-  /// Waits until more requests have come than answers were sent. False at the end of the link.
+  /// Waits for a request that is not answered yet. False at the end of the link.
   bool takeRequest(int link) {
     while (countPackets(received) <= countPackets(sent)) {
       pollfd waiting{link, POLLIN, 0};
-      require(::poll(&waiting, 1, kTimeout) == 1, "a push never leaves its receiver waiting");
+      require(::poll(&waiting, 1, kTimeout) == 1, "the sender never stalls");
       char buffer[16384];
       const ssize_t got = ::recv(link, buffer, sizeof buffer, 0);
       if (got <= 0) return false;
@@ -106,7 +103,7 @@ class Receiver {
     return true;
   }
 
-  /// Sends pieces of the script until they make up an answer. False when there are none left.
+  /// Sends writes of the script until they complete a response. False when there are none left.
   bool answer(int link) {
     const std::size_t before = countPackets(sent);
     while (countPackets(sent) == before) {
@@ -136,7 +133,7 @@ struct Push {
   std::string sent;
 };
 
-/// How much of a push that failed is still seen depends on who is faster.
+/// How much of a failed push the receiver sees is a race.
 bool areSame(const Push& left, const Push& right) {
   return left.error == right.error && (left.error != 0 || left.received == right.received);
 }
@@ -148,7 +145,7 @@ Push push(const std::string& card, std::string_view script) {
   sender.run();
   const auto took = std::chrono::steady_clock::now() - begin;
   receiver.finish();
-  require(took < std::chrono::milliseconds(kTimeout), "a push to someone who answers ends soon");
+  require(took < std::chrono::milliseconds(kTimeout), "a push to a responsive peer ends soon");
   const int error = sender.getError();
   require(error == 0 || error == 1, "a push succeeds or fails");
   return {error, std::move(receiver.received), std::move(receiver.sent)};
@@ -161,31 +158,31 @@ bool hasWho(std::string_view connect) {
                      [](const PacketHeader& header) { return header.identifier == kWho; });
 }
 
-/// The requests of a push and the answers to them.
+/// Requests and their responses.
 struct Exchange {
   std::string_view received;
   std::string_view sent;
 };
 
-/// What counts of a push: all of it, but for a first CONNECT that was forbidden.
+/// The traffic of a push, without a first CONNECT that was forbidden.
 Exchange whatCounts(const Push& push) {
   Exchange rest{push.received, push.sent};
   const std::optional<std::string_view> connect = cutPacket(rest.received);
   const std::optional<std::string_view> answer = cutPacket(rest.sent);
   if (!connect || !answer) return {push.received, push.sent};
-  require(hasWho(*connect), "the first CONNECT names a service");
+  require(hasWho(*connect), "the first CONNECT has a Who header");
   if (static_cast<std::uint8_t>((*answer)[0]) != kForbidden) return {push.received, push.sent};
   std::string_view received = rest.received;
   const std::optional<std::string_view> second = cutPacket(received);
-  require(!second || !hasWho(*second), "the second CONNECT names none");
+  require(!second || !hasWho(*second), "the second CONNECT has none");
   return rest;
 }
 
-/// What the receiver understood of a push.
+/// The requests of a push, parsed.
 struct Understood {
-  std::string commands;  ///< a letter for each request
+  std::string commands;  ///< a letter per command
   int connects = 0;
-  int ended = 0;  ///< requests of which the last packet came
+  int ended = 0;  ///< final packets
   std::string body;
 };
 
@@ -194,9 +191,9 @@ Understood understand(std::string_view received) {
   while (const std::optional<std::string_view> bytes = cutPacket(received)) {
     const int command = static_cast<std::uint8_t>((*bytes)[0]) & 0x7F;
     require(command == kConnect || command == kPut || command == kDisconnect,
-            "a push is made of CONNECT, PUT and DISCONNECT");
+            "requests are CONNECT, PUT and DISCONNECT");
     const std::optional<Packet> packet = readPacket(*bytes, bytesBeforeHeaders(command));
-    require(packet.has_value(), "what a push sends is well formed");
+    require(packet.has_value(), "requests are well formed");
     for (const PacketHeader& header : packet->headers) {
       if (header.identifier == kBody || header.identifier == kEndOfBody)
         understood.body += header.value;
@@ -209,8 +206,7 @@ Understood understand(std::string_view received) {
   return understood;
 }
 
-/// Whether every request was answered with success: of the answers to the packets of a PUT the
-/// last.
+/// Whether every final packet got success.
 bool areAllAnswersGood(Exchange exchange) {
   while (const std::optional<std::string_view> request = cutPacket(exchange.received)) {
     const std::optional<std::string_view> answer = cutPacket(exchange.sent);
@@ -225,14 +221,13 @@ bool areAllAnswersGood(Exchange exchange) {
 void check(const Push& push, const std::string& card) {
   const Exchange exchange = whatCounts(push);
   const Understood understood = understand(exchange.received);
-  require(std::string_view("cpd").starts_with(understood.commands), "requests come in their order");
-  require(understood.connects <= 1, "no other CONNECT is made again");
-  require(card.starts_with(understood.body), "a body is a card from its beginning");
+  require(std::string_view("cpd").starts_with(understood.commands), "requests are in order");
+  require(understood.connects <= 1, "CONNECT is repeated only when forbidden");
+  require(card.starts_with(understood.body), "the body is a prefix of the card");
   if (push.error != 0) return;
-  require(understood.commands == "cpd" && understood.ended == 3,
-          "a push that succeeded was made to its end");
-  require(understood.body == card, "a push that succeeded has sent the whole card");
-  require(areAllAnswersGood(exchange), "a push that succeeded was answered with success");
+  require(understood.commands == "cpd" && understood.ended == 3, "a successful push is complete");
+  require(understood.body == card, "a successful push has sent the whole card");
+  require(areAllAnswersGood(exchange), "a successful push got success");
 }
 
 }  // namespace
@@ -252,7 +247,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   check(result, card);
   if (isSampled(input, kTracedShare)) {
     const Tracing tracing;
-    require(areSame(push(card, input.substr(1)), result), "traces change nothing");
+    require(areSame(push(card, input.substr(1)), result), "tracing changes nothing");
   }
   return 0;
 }

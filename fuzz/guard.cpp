@@ -1,12 +1,11 @@
-// The judge of packets, without a link.
+// PacketGuard without a link.
 //
-// An input is the side (odd: the peer answers us), then packets: a byte that says whose it is (its
-// highest bit: ours) and how often it comes (once, but where the next two bits are set: as often as
-// two to the power of the other five), two bytes of length, and the packet's bytes; the length in
-// the packet itself may lie.
+// Input: a byte for the side (odd: client), then packets: a control byte, a two-byte length, and
+// the packet, whose own length field may differ. Control byte: bit 7 set means sent by us; bits 6
+// and 5 both set mean repeated 2^(bits 4-0) times.
 //
-// Promised: a verdict is a sentence or none; what passes is well formed by another reading of it,
-// within the limits of its request, and in its place; the same packets get the same verdicts.
+// Checks: a verdict is null or a text; what passes is well formed according to an independent
+// parser, within the limits and allowed at this point; verdicts are deterministic.
 
 #include <algorithm>
 #include <optional>
@@ -25,7 +24,7 @@ namespace {
 using openobex::PacketGuard;
 using Side = PacketGuard::Side;
 
-/// What was let through of one request, counted anew.
+/// An independent count of what passed of one request.
 struct Request {
   int command = -1;
   bool complete = true;
@@ -40,10 +39,9 @@ struct Request {
     for (const PacketHeader& header : packet.headers) {
       const bool body = header.identifier == kBody || header.identifier == kEndOfBody;
       const int low = header.identifier & 0x3F;
-      require(body || (low != 0x08 && low != 0x09),
-              "the library can't mistake a header for a body");
+      require(body || (low != 0x08 && low != 0x09), "no header can be mistaken for a body");
       if (body && !header.value.empty()) {
-        require(!bodyEnded, "a body doesn't go on after its end");
+        require(!bodyEnded, "no body data after End-of-Body");
         bodyBytes += header.value.size();
       } else {
         ++headers;
@@ -53,23 +51,23 @@ struct Request {
     }
     require(packets <= openobex::kMaxPackets && headers <= openobex::kMaxHeaders &&
                 headerBytes <= openobex::kMaxHeaderBytes && bodyBytes <= openobex::kMaxObjectSize,
-            "what is let through stays within the limits");
+            "what passes is within the limits");
   }
 };
 
-/// Follows a guard, and looks at everything that it lets through.
+/// Drives a guard and checks everything that passes.
 class Follower {
  public:
   explicit Follower(Side side) : m_guard(side), m_side(side) {}
 
-  /// False when the guard ended the link.
+  /// False when the guard refused the packet.
   bool take(bool ours, std::string_view bytes) {
-    // Of exactly this size, so that the sanitizer sees a byte read behind it.
+    // An exact copy, so that the sanitizer detects reads beyond the packet.
     const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
     const char* verdict =
         ours ? m_guard.sent(exact.data(), exact.size()) : m_guard.check(exact.data(), exact.size());
     if (verdict != nullptr) {
-      require(std::string_view(verdict).size() > 10, "a verdict is in words");
+      require(std::string_view(verdict).size() > 10, "a verdict is a text");
       verdicts.emplace_back(verdict);
       return false;
     }
@@ -101,20 +99,20 @@ class Follower {
     const int command = answers ? m_request.command : code & 0x7F;
     const std::size_t head = bytesBeforeHeaders(answers && command == kSetPath ? kPut : command);
     const std::optional<Packet> packet = readPacket(bytes, head);
-    require(packet.has_value(), "what is let through is well formed");
+    require(packet.has_value(), "what passes is well formed");
     if (answers) {
       require(m_answerDue && packet->isFinal() && packet->command() >= 0x10,
-              "an answer is let through when one is due");
+              "a response passes only when one is due");
       m_answerDue = false;
     } else {
       const bool single = command == kConnect || command == kDisconnect || command == kSetPath;
-      require(packet->isFinal() || !single, "a request of one packet is let through whole");
+      require(packet->isFinal() || !single, "a single-packet request has the final bit");
       beginUnlessUnderWay(command);
       m_request.complete = packet->isFinal();
     }
     m_request.count(*packet);
     require(m_guard.bodySize() == m_request.bodyBytes && m_guard.command() == m_request.command,
-            "the guard counts what it lets through");
+            "the guard counts what passes");
   }
 
   void beginUnlessUnderWay(int command) {
@@ -150,12 +148,12 @@ std::optional<Step> cutStep(std::string_view& input) {
 }
 
 std::vector<std::string> follow(std::string_view input) {
-  std::size_t budget = openobex::kMaxPackets + 100;  // what it takes to reach every limit
+  std::size_t budget = openobex::kMaxPackets + 100;  // enough to reach every limit
   if (input.empty()) return {};
   Follower follower((input[0] & 1) != 0 ? Side::kClient : Side::kServer);
   input.remove_prefix(1);
   while (const std::optional<Step> step = cutStep(input)) {
-    // What the link hands over is as long as it says, or is a stranger's attempt.
+    // The link never passes less than a head to `sent`.
     if (step->ours && step->bytes.size() < PacketGuard::kHeadSize) break;
     for (std::size_t i = 0; i < step->times && budget > 0; ++i, --budget) {
       if (!follower.take(step->ours, step->bytes)) return follower.verdicts;
@@ -170,6 +168,6 @@ std::vector<std::string> follow(std::string_view input) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view input = fuzz::textOf(data, size);
   const std::vector<std::string> verdicts = fuzz::follow(input);
-  fuzz::require(fuzz::follow(input) == verdicts, "the same packets get the same verdict");
+  fuzz::require(fuzz::follow(input) == verdicts, "verdicts are deterministic");
   return 0;
 }

@@ -1,13 +1,13 @@
-// A whole link to the push server: the bytes of a hostile peer, over the virtual radio, into the
-// real OBEX library behind the guard, and on to the handlers and the reader of cards.
+// A hostile peer against the push server: over the virtual radio, through the guard and the real
+// OBEX library, to the event handlers and the card reader.
 //
-// An input is a byte that says in pieces of how many bytes the peer sends (0: all at once), and
-// what it sends. It never waits for an answer.
+// Input: a byte for the size of the peer's writes (0: one write), then what it sends, without
+// waiting for responses.
 //
-// Promised: every call returns and its results are the listed ones; every answer is a whole packet
-// of a listed code, one at most for each packet sent; the end of the link is told once; every
-// object that is answered with success was offered as a card or told as an error, and no other was;
-// an offered card is one that the Directory takes; traces change nothing; the next peer is served.
+// Checks: every response is a whole packet with an allowed code, at most one per packet sent; the
+// end of the link is reported once; each object answered with success was offered as a card or
+// reported as an error, and no other was; the Directory accepts every offered card; tracing changes
+// nothing; the next peer is served.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -35,19 +35,18 @@ namespace {
 constexpr std::uint8_t kChannel = 4;
 constexpr int kSuccess = 0x20;
 
-/// What came of a link.
+/// The outcome of a link.
 struct Outcome {
   std::string answers;
   std::vector<std::string> offered;
   int errors = 0;
-  int successes = 0;  ///< complete objects with a body that were answered so
+  int successes = 0;  ///< complete objects with a body
   int photos = 0;
-  std::vector<std::string> ends;  ///< the reasons for the link's end
+  std::vector<std::string> ends;  ///< the reasons for which the link was closed
   bool operator==(const Outcome&) const = default;
 };
 
-/// The service as the server sees it, with pictures thrown away, and whoever hears of the link and
-/// of what came in.
+/// The service, its observer and the link's observer. Discards photos.
 class Phone : public OBEXService, public OBEXServiceObserverIfc, public RadioLinkIfc {
  public:
   Phone() {
@@ -63,8 +62,8 @@ class Phone : public OBEXService, public OBEXServiceObserverIfc, public RadioLin
   }
 
   int writeFile(const char* data, int size, const std::string& path) override {
-    require(data != nullptr && size > 0, "a photo holds something");
-    require(path.starts_with("/data/images/photo"), "photos are named so");
+    require(data != nullptr && size > 0, "a photo is not empty");
+    require(path.starts_with("/data/images/photo"), "photos have this prefix");
     ++m_outcome.photos;
     return 1;
   }
@@ -72,7 +71,7 @@ class Phone : public OBEXService, public OBEXServiceObserverIfc, public RadioLin
 
   void vCardAccept(const std::string& message) override { m_outcome.offered.push_back(message); }
   void vCardError(const std::string& text, int count) override {
-    require(text.empty() && count == 1, "an unreadable object is told as one without a text");
+    require(text.empty() && count == 1, "an unreadable object is reported without a text");
     ++m_outcome.errors;
   }
   void vCardReceived(const std::string&, int) override { require(false, "nothing is stored"); }
@@ -85,7 +84,7 @@ class Phone : public OBEXService, public OBEXServiceObserverIfc, public RadioLin
   void linkListening(int channel) override { require(channel == kChannel, "the channel is 4"); }
   void linkStopped() override {}
   bool linkAccepted(const std::string& address) override {
-    require(address == ScratchRadio::kAddress, "the peer's address is told");
+    require(address == ScratchRadio::kAddress, "the peer's address is reported");
     return true;
   }
   void linkObject(const std::string&, std::size_t size) override { m_objectUnanswered = size > 0; }
@@ -105,7 +104,7 @@ Phone& phone() {
   return phone;
 }
 
-/// The OpenOBEX instance of the server, with its handlers.
+/// A listening handle with the server's event handlers.
 class Listener {
  public:
   Listener() {
@@ -115,23 +114,23 @@ class Listener {
     require(m_handle != nullptr, "OpenOBEX opens");
     openobex::OBEX_SetUserData(m_handle, &m_flags);
     require(openobex::BtOBEX_ServerRegister(m_handle, nullptr, kChannel) >= 0,
-            "the channel is free again");
+            "the channel is free");
   }
   ~Listener() { openobex::OBEX_Cleanup(m_handle); }
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
-  /// Takes what has come in, without waiting. False when the link has ended.
+  /// Processes all input without waiting. False when the link has ended.
   bool work(std::size_t mostPackets) {
     for (std::size_t calls = 0;; ++calls) {
       const int result = openobex::OBEX_HandleInput(m_handle, 0);
       if (result == 0) return true;
       if (result < 0) {
         require(m_flags.stopRequested == 1 && m_flags.resetRequested == 1,
-                "the end of a link is told to the server");
+                "the end of a link is reported to the server");
         return false;
       }
-      require(calls <= mostPackets, "the server works no more often than packets come");
+      require(calls <= mostPackets, "no more calls than packets");
     }
   }
 
@@ -145,7 +144,7 @@ class Peer {
   Peer() : m_socket(ScratchRadio::openSocket()) {
     const sockaddr_rc place = ScratchRadio::place(kChannel);
     const auto* address = reinterpret_cast<const sockaddr*>(&place);
-    require(::connect(m_socket, address, sizeof place) == 0, "the next peer gets in");
+    require(::connect(m_socket, address, sizeof place) == 0, "the next peer connects");
     ::fcntl(m_socket, F_SETFL, ::fcntl(m_socket, F_GETFL) | O_NONBLOCK);
   }
   ~Peer() { close(); }
@@ -155,7 +154,7 @@ class Peer {
   void send(std::string_view bytes) {
     static_cast<void>(::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL));
   }
-  /// Appends what has come.
+  /// Appends what has arrived.
   void receive(std::string& answers) {
     char buffer[4096];
     for (ssize_t got = 1; got > 0;) {
@@ -185,7 +184,7 @@ Outcome serve(std::string_view bytes, std::size_t pieceSize) {
     peer.receive(answers);
   }
   peer.close();
-  if (open) require(!listener.work(size), "a peer's end is the end of the link");
+  if (open) require(!listener.work(size), "the link ends when the peer closes");
   Outcome outcome = phone().takeOutcome();
   outcome.answers = std::move(answers);
   return outcome;
@@ -202,7 +201,7 @@ std::size_t countPackets(std::string_view bytes) {
   return count;
 }
 
-/// How many packets can have ended a body: nothing else makes a card of it.
+/// How many packets can have completed a body, an upper bound for the cards.
 int countBodies(std::string_view bytes) {
   int count = 0;
   while (const std::optional<std::string_view> whole = cutPacket(bytes)) {
@@ -221,30 +220,30 @@ void checkAnswers(std::string_view answers, std::size_t sent) {
   std::size_t count = 0;
   while (!answers.empty()) {
     const std::optional<std::string_view> answer = cutPacket(answers);
-    require(answer.has_value(), "answers are whole packets");
-    require(isListedAnswer(static_cast<std::uint8_t>((*answer)[0])), "answers are the listed ones");
+    require(answer.has_value(), "responses are whole packets");
+    require(isListedAnswer(static_cast<std::uint8_t>((*answer)[0])),
+            "responses have allowed codes");
     ++count;
   }
-  require(count <= sent, "there is one answer at most to a packet");
+  require(count <= sent, "at most one response per packet");
 }
 
 void checkOffer(const std::string& message) {
   try {
     const auto request = host::DirectoryRequest::parse(message);
-    require(request.kind() == host::DirectoryRequest::Kind::Write, "a card is to be written");
+    require(request.kind() == host::DirectoryRequest::Kind::Write, "a card is a write request");
   } catch (const host::DirectoryRefusal&) {
-    require(false, "the phonebook takes every card that isn't huge");
+    require(false, "the Directory accepts every card");
   }
 }
 
 void checkOutcome(const Outcome& outcome, std::string_view sent) {
   checkAnswers(outcome.answers, countPackets(sent));
   require(outcome.ends.size() == 1 && outcome.ends[0].size() > 5,
-          "the end of a link is told once, in words");
+          "the end of a link is reported once, with a reason");
   const int told = static_cast<int>(outcome.offered.size()) + outcome.errors;
-  require(told <= countBodies(sent), "no card is offered that did not come in whole");
-  require(told >= outcome.successes,
-          "what is answered with success is offered or told as an error");
+  require(told <= countBodies(sent), "only complete bodies are offered or reported");
+  require(told >= outcome.successes, "success means offered or reported as an error");
   for (const std::string& message : outcome.offered) checkOffer(message);
 }
 
@@ -257,7 +256,7 @@ void checkNextPeer() {
   std::string_view answers = outcome.answers;
   for (int i = 0; i < 3; ++i) {
     const std::optional<std::string_view> answer = cutPacket(answers);
-    require(answer && (*answer)[0] == '\xA0', "the next peer is answered with success");
+    require(answer && (*answer)[0] == '\xA0', "the next peer gets success");
   }
   require(outcome.offered.size() == 1 &&
               outcome.offered[0].find("<Surname>Doe</Surname>") != std::string::npos,
@@ -274,14 +273,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string_view input = textOf(data, size);
   const std::string_view sent = input.substr(1);
-  // So small that not every byte of a large input is a call of its own.
+  // Not smaller, to bound the calls for a large input.
   const std::size_t wish = data[0] == 0 ? sent.size() : data[0];
   const std::size_t pieceSize = std::max<std::size_t>({wish, sent.size() / 512, 1});
   const Outcome outcome = serve(sent, pieceSize);
   checkOutcome(outcome, sent);
   if (isSampled(input, kCostlyShare)) {
     const Tracing tracing;
-    require(serve(sent, pieceSize) == outcome, "traces change nothing");
+    require(serve(sent, pieceSize) == outcome, "tracing changes nothing");
   }
   if (isSampled(sent, kCostlyShare)) checkNextPeer();
   return 0;

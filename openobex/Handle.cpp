@@ -13,33 +13,33 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <thread>
 
 #include "framework/RadioLinkIfc.h"
 
 namespace openobex {
 namespace {
 
-/// Packets of the largest size both ways: smaller ones cost time on the radio, and the library's
-/// receive buffer, which it never grows, must hold whatever a peer may send.
+/// Maximum packet size, both ways. The library's receive buffer never grows, so it must hold
+/// whatever a peer may send; smaller packets out are slower.
 constexpr std::uint16_t kMaxPacket = 65535;
-/// So often the library may be called for one packet; it needs one or two, and a fault of its own
-/// must not loop.
+/// Maximum calls of the library per packet (normally 1 or 2); stops a library bug from looping.
 constexpr int kMaxSteps = 64;
 constexpr int kMaxTimeout = 24 * 60 * 60;
+/// Keeps the caller's input loop from spinning until it sees that it was disabled.
+constexpr std::chrono::milliseconds kStoppingPause(20);
 
-/// The library waits with `select`, which knows no descriptors beyond its set.
+/// The library uses `select`, which aborts on descriptors from FD_SETSIZE on.
 bool isSelectable(int descriptor) { return descriptor >= 0 && descriptor < FD_SETSIZE; }
-
-bool hasSelectableDescriptors() {
-  const int next = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-  if (next < 0) return false;
-  ::close(next);
-  return isSelectable(next);
-}
 
 void setNonBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
   if (flags >= 0) fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
+}
+
+bool hostIsStopping() {
+  RadioLinkAccess link;
+  return link && link->linkStopping();
 }
 
 std::string addressText(const bdaddr_t& address) {
@@ -49,7 +49,7 @@ std::string addressText(const bdaddr_t& address) {
   return text.data();
 }
 
-/// Empty when the peer is gone already.
+/// Empty when the peer has gone already.
 std::string peerAddress(int socket) {
   sockaddr_rc peer{};
   socklen_t size = sizeof peer;
@@ -64,7 +64,7 @@ thread_local Handle* currentHandle = nullptr;
 Handle* Handle::current() { return currentHandle; }
 
 std::unique_ptr<Handle> Handle::create(int transport, EventCallback callback, unsigned int flags) {
-  // A listener that stays open could not be told from one that failed to accept.
+  // letLibraryAccept takes a listener that stays open for a failed accept.
   flags = (flags | OBEX_FL_CLOEXEC) & ~static_cast<unsigned>(OBEX_FL_KEEPSERVER);
   obex_t* library = ::OBEX_Init(transport, &Handle::onEvent, flags);
   if (library == nullptr) return nullptr;
@@ -77,89 +77,105 @@ Handle::Handle(obex_t* library, EventCallback callback)
     : m_library(library), m_callback(callback), m_cursor(library) {}
 
 Handle::~Handle() {
-  // The library's clean-up loses the object of an unfinished request, body and all; cancelling it
-  // first doesn't.
+  // OBEX_Cleanup leaks the object of an unfinished request, so cancel that first.
   m_muted = true;
   ::OBEX_CancelRequest(m_library, 0);
   ::OBEX_Cleanup(m_library);
-  endLink("ended by this side");
-  if (!m_server) return;
+  endLink("closed by this side");
+  if (!m_server || m_withoutSocket) return;
   if (RadioLinkAccess link; link) link->linkStopped();
 }
 
 int Handle::registerServer(const bdaddr_t* source, std::uint8_t channel) {
-  // A second registration would cost the library its first socket, and the process the descriptor.
-  if (m_server || m_broken || m_link != nullptr || !hasSelectableDescriptors()) return -1;
+  // The library would leak its first socket.
+  if (m_server || m_broken || m_link != nullptr) return -1;
+  if (hostIsStopping()) {
+    m_server = m_withoutSocket = true;
+    return 0;
+  }
+  const int result = listen(source, channel);
+  const int error = errno;
+  m_server = result >= 0;
+  RadioLinkAccess link;
+  if (link && m_server) link->linkListening(channel);
+  if (link && !m_server) link->listenFailed(channel, error);
+  return result;
+}
+
+/// Negative with `errno` set on failure.
+int Handle::listen(const bdaddr_t* source, std::uint8_t channel) {
   ::OBEX_SetTransportMTU(m_library, kMaxPacket, kMaxPacket);
-  // The library takes a missing address for the bytes that happen to lie there.
+  // For a null address the library binds uninitialised bytes.
   const bdaddr_t any{};
   const int result = ::BtOBEX_ServerRegister(m_library, source == nullptr ? &any : source, channel);
   if (result < 0) return result;
-  if (!usesSelectableDescriptor()) return -1;
-  // A peer that is gone again before it is accepted must not make the library wait for the next.
+  if (!isSelectable(::OBEX_GetFD(m_library))) {
+    // Only OBEX_Cleanup closes the socket; registering again would leak it.
+    m_broken = true;
+    errno = EMFILE;
+    return -1;
+  }
+  // The library must not block in accept when the peer has gone before that.
   setNonBlocking(::OBEX_GetFD(m_library));
-  m_server = true;
-  if (RadioLinkAccess link; link) link->linkListening(channel);
   return result;
 }
 
 int Handle::connect(const bdaddr_t* source, const bdaddr_t* destination, std::uint8_t channel) {
-  if (m_server || m_broken || m_link != nullptr || destination == nullptr) return -1;
-  if (!hasSelectableDescriptors()) return -1;
+  if (m_server || m_broken) return -1;
   const bdaddr_t any{};
   const int result =
       ::BtOBEX_TransportConnect(m_library, source == nullptr ? &any : source, destination, channel);
   if (result < 0) return result;
-  if (!usesSelectableDescriptor()) return -1;
   auto link = std::make_unique<GuardedLink>(PacketGuard::Side::kClient);
-  if (!link->open(::OBEX_GetFD(m_library))) {
+  const int descriptor = ::OBEX_GetFD(m_library);
+  if (!isSelectable(descriptor) || !link->open(descriptor)) {
     ::OBEX_TransportDisconnect(m_library);
     return -1;
   }
-  // Not before: the buffers are large, and a handle whose connect failed may be kept.
+  // Not earlier: the buffers are large, and callers may keep a handle whose connect failed.
   ::OBEX_SetTransportMTU(m_library, kMaxPacket, kMaxPacket);
   m_link = std::move(link);
   return result;
 }
 
-/// Another thread may have taken the last descriptor that `select` knows. The library then gives
-/// its own back and may try again.
-bool Handle::usesSelectableDescriptor() {
-  if (isSelectable(::OBEX_GetFD(m_library))) return true;
-  ::OBEX_TransportDisconnect(m_library);
-  return false;
-}
-
 int Handle::handleInput(int timeout) {
   if (m_broken) return -1;
   const std::chrono::seconds wait(std::clamp(timeout, 0, kMaxTimeout));
+  if (m_withoutSocket) return waitWhileStopping(wait);
   if (m_link == nullptr) return m_server ? acceptPeer(wait) : -1;
   if (::OBEX_GetDataDirection(m_library) == OBEX_DATA_OUT) return sendRequest();
   return receivePacket(wait);
 }
 
-/// Waits for a peer on the listening descriptor, so that the library is called only when there is
-/// one.
+/// For a server without socket, whose caller is about to see that it was disabled. If the host is
+/// no longer stopping, a link error makes the caller register again.
+int Handle::waitWhileStopping(std::chrono::milliseconds timeout) {
+  if (!hostIsStopping()) return broken("no longer stopping");
+  std::this_thread::sleep_for(std::min(timeout, kStoppingPause));
+  return 0;
+}
+
+/// Polls the listener, so that the library is called only when a peer is there.
 int Handle::acceptPeer(std::chrono::milliseconds timeout) {
   const int listener = ::OBEX_GetFD(m_library);
   pollfd waiting{listener, POLLIN, 0};
   const int ready = poll(&waiting, 1, static_cast<int>(timeout.count()));
   if (ready == 0 || (ready < 0 && errno == EINTR)) return 0;
-  if (ready < 0 || !letLibraryAccept(listener)) return broken("the peer could not be accepted");
+  if (ready < 0 || !letLibraryAccept(listener)) return broken("could not accept the peer");
   return admitPeer();
 }
 
-/// When `accept` fails the library says that it succeeded, loses its transport and crashes when it
-/// is asked for its descriptor. A listener that was closed means success, so it is seen by that;
-/// the number alone would not do, another thread may have taken it.
+/// When accept fails, the library reports success, drops its transport and crashes in OBEX_GetFD.
+/// It closes the listener on success only, so check that; by inode, because another thread may have
+/// reused the descriptor.
 bool Handle::letLibraryAccept(int listener) {
   struct stat before {};
   struct stat after {};
-  if (fstat(listener, &before) != 0 || !hasSelectableDescriptors()) return false;
+  if (fstat(listener, &before) != 0) return false;
   const int result = ::OBEX_HandleInput(m_library, 0);
   const bool stillOpen = fstat(listener, &after) == 0 && after.st_dev == before.st_dev &&
                          after.st_ino == before.st_ino;
-  if (stillOpen) ::close(listener);  // the library no longer knows it
+  if (stillOpen) ::close(listener);  // the library has forgotten it
   return result >= 0 && !stillOpen;
 }
 
@@ -167,12 +183,12 @@ int Handle::admitPeer() {
   const int accepted = ::OBEX_GetFD(m_library);
   auto guarded = std::make_unique<GuardedLink>(PacketGuard::Side::kServer);
   if (!isSelectable(accepted) || !guarded->open(accepted)) {
-    return broken("there are no descriptors left");
+    return broken("no file descriptors left");
   }
   m_link = std::move(guarded);
   bool admitted = true;
   if (RadioLinkAccess link; link) admitted = link->linkAccepted(peerAddress(m_link->radio()));
-  return admitted ? 1 : broken("the peer is not let in");
+  return admitted ? 1 : broken("the peer was not let in");
 }
 
 int Handle::receivePacket(std::chrono::milliseconds timeout) {
@@ -189,14 +205,13 @@ int Handle::receivePacket(std::chrono::milliseconds timeout) {
   return m_link->handOver() ? work() : broken(m_link->reason());
 }
 
-/// A request of ours goes out with the first call after it was made.
 int Handle::sendRequest() {
   const int result = ::OBEX_HandleInput(m_library, 0);
-  if (m_broken || result < 0) return broken("the request could not be sent");
+  if (m_broken || result < 0) return broken("could not send the request");
   return m_link->carryAnswers() ? 1 : broken(m_link->reason());
 }
 
-/// Lets the library work on a packet until it has read all of it and answered.
+/// Calls the library until it has read the whole packet, and sends its answer.
 int Handle::work() {
   m_connectRefused = false;
   for (int step = 0; step < kMaxSteps; ++step) {
@@ -207,14 +222,13 @@ int Handle::work() {
     tellAnswer();
     return 1;
   }
-  return broken("the library refused a packet");
+  return broken("the OBEX library refused a packet");
 }
 
-/// Ends the link for good and lets the callback know, once.
+/// Closes the link for good and reports OBEX_EV_LINKERR, once. Returns -1.
 int Handle::broken(std::string reason) {
   const bool known = m_broken;
   m_broken = true;
-  // What the peer still sends is no longer read, and it sees the end of the link.
   endLink(reason);
   if (!known) call(nullptr, m_server ? OBEX_MODE_SERVER : OBEX_MODE_CLIENT, OBEX_EV_LINKERR, 0, 0);
   return -1;
@@ -233,7 +247,7 @@ void Handle::endLink(std::string reason) {
 int Handle::request(obex_object* object) {
   if (m_broken || object == nullptr) return -1;
   if (forgetOpenBody(object)) {
-    // Without an end of its body no server would see one.
+    // Without End-of-Body a server doesn't see the body.
     const obex_headerdata_t nothing{};
     ::OBEX_ObjectAddHeader(m_library, object, OBEX_HDR_BODY_END, nothing, 0,
                            OBEX_FL_STREAM_DATAEND);
@@ -247,9 +261,8 @@ int Handle::cancel(int nice) {
   if (m_broken) return -1;
   if (m_link != nullptr) m_link->giveUpRequest();
   const int result = ::OBEX_CancelRequest(m_library, nice);
-  // Without an ABORT the library drops the request, says so by LINKERR, and would not survive the
-  // peer's late answer.
-  if (m_broken) endLink("given up");
+  // Without `nice` the library drops the request with LINKERR, and would crash on a late response.
+  if (m_broken) endLink("cancelled");
   return result;
 }
 
@@ -276,14 +289,14 @@ void Handle::onEvent(obex_t* library, obex_object* object, int mode, int event, 
 
 void Handle::handleEvent(obex_object* object, int mode, int event, int command, int response) {
   if (event == OBEX_EV_LINKERR) {
-    // The link itself is ended when the library has returned: it must not lose its other end.
+    // Keep the link until the library has returned: it may still write to it.
     if (m_broken) return;
     m_broken = true;
   } else if (mode == OBEX_MODE_SERVER) {
     handleServerEvent(object, event, command, response);
     return;
   } else if (event == OBEX_EV_PARSEERR && command == OBEX_CMD_CONNECT) {
-    // The library takes a refused CONNECT for an error of form; it is an answer.
+    // The library reports a refused CONNECT as a parse error; report it as a response.
     m_connectRefused = true;
     event = OBEX_EV_REQDONE;
     const int answer = m_link == nullptr ? -1 : m_link->lastReceived();
@@ -294,7 +307,7 @@ void Handle::handleEvent(obex_object* object, int mode, int event, int command, 
 
 void Handle::handleServerEvent(obex_object* object, int event, int command, int response) {
   if (event == OBEX_EV_REQHINT) {
-    // Unless told otherwise the library refuses every request.
+    // The library's default is to refuse every request.
     ::OBEX_ObjectSetRsp(object, OBEX_RSP_CONTINUE, OBEX_RSP_SUCCESS);
     m_response = OBEX_RSP_CONTINUE;
     m_cursor.begin(command);
@@ -327,10 +340,10 @@ void Handle::tellObject() {
   if (RadioLinkAccess link; link) link->linkObject(guard.objectName(), guard.bodySize());
 }
 
-/// The answers that ask for the next packet are not told.
+/// Tells the host of the response just sent, unless it is CONTINUE.
 void Handle::tellAnswer() {
   if (!m_server || m_link->lastSent() < 0 || m_link->lastSent() == OBEX_RSP_CONTINUE) return;
-  // One that is refused by its name was not told when its last packet came.
+  // Not told yet if it was refused before its last packet.
   if (m_link->guard().command() == OBEX_CMD_PUT) tellObject();
   m_objectTold = false;
   if (RadioLinkAccess link; link) link->linkAnswered(m_link->guard().command(), m_link->lastSent());

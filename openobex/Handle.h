@@ -9,21 +9,20 @@
 #include <vector>
 
 #include "openobex/GuardedLink.h"
-#include "openobex/HeaderCursor.h"
+#include "openobex/Headers.h"
 #include "openobex/openobex.h"
 
 struct obex_object;
 
 namespace openobex {
 
-/// What stands behind a handle of this layer: the library's handle, the guarded link once there is
-/// one, and what the library gets wrong between its events. The functions of openobex.h are its
-/// operations.
+/// The object behind a handle of openobex.h, whose functions are its operations: the library's
+/// handle, the link once there is one, and the corrections to the library's events.
 ///
-/// Threads: the one that uses the handle.
+/// Belongs to one thread.
 class Handle {
  public:
-  /// Null when the library has no handle.
+  /// Null on failure.
   static std::unique_ptr<Handle> create(int transport, EventCallback callback, unsigned int flags);
   ~Handle();
   Handle(const Handle&) = delete;
@@ -44,12 +43,12 @@ class Handle {
   int cancel(int nice);
   int deleteObject(obex_object* object);
 
-  /// Takes note of a header that was added to an object of ours.
+  /// Call after a header was added to a request object.
   void headerAdded(obex_object* object, std::uint8_t identifier, unsigned int flags);
-  /// Takes note of an answer that the callback gave.
+  /// Call when the callback sets a response.
   void answered(std::uint8_t response) { m_response = response; }
 
-  /// The handle whose callback runs on this thread; null when none does.
+  /// The handle whose callback is running on this thread, or null.
   static Handle* current();
 
  private:
@@ -61,10 +60,11 @@ class Handle {
   void handleServerEvent(obex_object* object, int event, int command, int response);
   void call(obex_object* object, int mode, int event, int command, int response);
 
+  int listen(const bdaddr_t* source, std::uint8_t channel);
+  int waitWhileStopping(std::chrono::milliseconds timeout);
   int acceptPeer(std::chrono::milliseconds timeout);
   bool letLibraryAccept(int listener);
   int admitPeer();
-  bool usesSelectableDescriptor();
   int receivePacket(std::chrono::milliseconds timeout);
   int sendRequest();
   int work();
@@ -80,12 +80,13 @@ class Handle {
   HeaderCursor m_cursor;
   std::unique_ptr<GuardedLink> m_link;
   bool m_server = false;
-  bool m_broken = false;  ///< the library must not work again, and the callback knows
-  bool m_muted = false;
+  bool m_withoutSocket = false;  ///< server registered while the host is stopping
+  bool m_broken = false;         ///< only clean-up is left; the caller knows
+  bool m_muted = false;          ///< no more callbacks
   bool m_connectRefused = false;
-  bool m_objectTold = false;  ///< that of the request under way
+  bool m_objectTold = false;  ///< the current request's, to the host
   int m_response = 0;
-  std::vector<obex_object*> m_openBodies;  ///< objects of ours whose body has no end yet
+  std::vector<obex_object*> m_openBodies;  ///< request objects with Body but no End-of-Body
 };
 
 }  // namespace openobex

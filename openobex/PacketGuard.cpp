@@ -1,6 +1,5 @@
 #include "openobex/PacketGuard.h"
 
-#include "openobex/UnicodeName.h"
 #include "openobex/openobex.h"
 
 namespace openobex {
@@ -8,18 +7,18 @@ namespace {
 
 constexpr int kFinal = 0x80;
 constexpr std::size_t kSetPathHead = 5;
-/// The least that any peer must take. Told less than three bytes, the library counts below zero and
-/// writes into memory that it has freed; told little more, it sends empty packets for ever.
+/// The protocol's minimum. With less than 3 the library's arithmetic underflows and it writes to
+/// freed memory; with slightly more it sends empty packets for ever.
 constexpr std::size_t kMinPacketSize = 255;
-/// Codes below are commands, not answers.
-constexpr int kFirstAnswer = 0x10;
+/// Lower codes are commands.
+constexpr int kFirstResponse = 0x10;
 
 std::size_t readLength(const std::uint8_t* bytes) {
   return static_cast<std::size_t>(bytes[0]) << 8 | bytes[1];
 }
 
-/// Commands that are one packet each. The library loses memory with every further packet of a
-/// SETPATH. Its own client sends ABORT without the final bit, which is let pass.
+/// Commands of one packet; the library leaks memory for each further packet of a SETPATH. ABORT is
+/// not listed because the library's own client sends it without the final bit.
 bool isSinglePacket(int command) {
   return command == OBEX_CMD_CONNECT || command == OBEX_CMD_DISCONNECT ||
          command == OBEX_CMD_SETPATH || command == OBEX_CMD_SESSION;
@@ -35,13 +34,52 @@ bool isBody(std::uint8_t identifier) {
   return identifier == OBEX_HDR_BODY || identifier == OBEX_HDR_BODY_END;
 }
 
-/// The library goes by the six low bits alone: it would take a header of another type for a body,
-/// which nobody has counted.
+/// The library looks at the low six bits only, and would treat these as body data that this guard
+/// didn't count.
 bool isMistakenForBody(std::uint8_t identifier) {
   const int number = identifier & ~OBEX_HDR_TYPE_MASK;
   const bool isNumberOfBody = number == (OBEX_HDR_BODY & ~OBEX_HDR_TYPE_MASK) ||
                               number == (OBEX_HDR_BODY_END & ~OBEX_HDR_TYPE_MASK);
   return isNumberOfBody && !isBody(identifier);
+}
+
+constexpr std::uint32_t kReplacement = 0xFFFD;
+
+bool isHighSurrogate(std::uint32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+bool isLowSurrogate(std::uint32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+void append(std::string& text, std::uint32_t character) {
+  if (character < 0x80) {
+    text += static_cast<char>(character);
+    return;
+  }
+  const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+  constexpr std::uint32_t kLead[] = {0, 0xC0, 0xE0, 0xF0};
+  text += static_cast<char>(kLead[more] | character >> (6 * more));
+  for (int i = more - 1; i >= 0; --i) {
+    text += static_cast<char>(0x80 | (character >> (6 * i) & 0x3F));
+  }
+}
+
+/// Converts big-endian UTF-16 of `length` bytes, up to a terminator if there is one. Unpaired
+/// surrogates become U+FFFD; an odd last byte is ignored.
+std::string unicodeToUtf8(const std::uint8_t* unicode, std::size_t length) {
+  const std::size_t units = length / 2;
+  const auto unitAt = [unicode](std::size_t i) {
+    return static_cast<std::uint32_t>(unicode[2 * i]) << 8 | unicode[2 * i + 1];
+  };
+  std::string text;
+  for (std::size_t i = 0; i < units; ++i) {
+    const std::uint32_t unit = unitAt(i);
+    if (unit == 0) break;
+    if (isHighSurrogate(unit) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
+      append(text, 0x10000 + ((unit - 0xD800) << 10) + (unitAt(i + 1) - 0xDC00));
+      ++i;
+    } else {
+      append(text, isHighSurrogate(unit) || isLowSurrogate(unit) ? kReplacement : unit);
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -68,22 +106,22 @@ std::size_t PacketGuard::headerLength(const std::uint8_t* header) {
 }
 
 const char* PacketGuard::check(const std::uint8_t* packet, std::size_t length) {
-  if (length < kHeadSize || packetLength(packet) != length) return "a packet of a wrong length";
+  if (length < kHeadSize || packetLength(packet) != length) return "invalid packet length";
   return m_side == Side::kServer ? checkRequest(packet, length) : checkAnswer(packet, length);
 }
 
 const char* PacketGuard::sent(const std::uint8_t* packet, std::size_t length) {
-  if (length < kHeadSize) return "a packet of our own that is too short";
+  if (length < kHeadSize) return "the OBEX library wrote an invalid packet";
   const int code = packet[0] & ~kFinal;
   const bool final = (packet[0] & kFinal) != 0;
   if (m_side == Side::kServer) {
-    // Any other answer ends the request, whether or not its last packet had come.
+    // Any response but CONTINUE ends the request, complete or not.
     if (code != OBEX_RSP_CONTINUE) m_complete = true;
     return nullptr;
   }
-  // The library can't divide a header and sends empty packets for ever where one doesn't fit.
+  // The library can't split a header; when one doesn't fit it sends empty packets for ever.
   if (!final && length == kHeadSize && code == OBEX_CMD_PUT) {
-    return "a header that is too large for the peer's packets";
+    return "a header exceeds the peer's packet size";
   }
   if (m_complete || code != m_command) begin(code);
   m_complete = final;
@@ -104,30 +142,29 @@ void PacketGuard::begin(int command) {
 const char* PacketGuard::checkRequest(const std::uint8_t* packet, std::size_t length) {
   const int command = packet[0] & ~kFinal;
   const bool final = (packet[0] & kFinal) != 0;
-  if (!final && isSinglePacket(command)) return "a request that should be one packet goes on";
-  // A request inside another ends both: the library refuses it.
+  if (!final && isSinglePacket(command)) return "a single-packet request without the final bit";
+  // The library refuses a request inside another and ends both.
   if (m_complete || command != m_command) begin(command);
   m_complete = final;
-  if (++m_packets > kMaxPackets) return "a request without an end";
+  if (++m_packets > kMaxPackets) return "too many packets in one request";
   const std::size_t head = requestHead(command);
-  if (length < head) return "a request that is too short";
+  if (length < head) return "truncated request";
   return checkHeaders(packet + head, length - head);
 }
 
 const char* PacketGuard::checkAnswer(const std::uint8_t* packet, std::size_t length) {
-  // Without a request in flight the library would take it for a request and serve it, or crash.
-  if (!m_answerExpected) return "an answer to nothing";
+  // With no request in flight the library would serve it as a request, or crash.
+  if (!m_answerExpected) return "unexpected response";
   const int code = packet[0] & ~kFinal;
-  if ((packet[0] & kFinal) == 0 || code < kFirstAnswer) return "an answer that is none";
+  if ((packet[0] & kFinal) == 0 || code < kFirstResponse) return "invalid response code";
   m_answerExpected = false;
   if (m_command != OBEX_CMD_CONNECT) {
-    // The library would send the last packet again, for ever.
-    if (code == OBEX_RSP_CONTINUE && m_complete)
-      return "an answer that asks for more than there is";
+    // The library would resend the last packet for ever.
+    if (code == OBEX_RSP_CONTINUE && m_complete) return "CONTINUE after the last packet";
     return checkHeaders(packet + kHeadSize, length - kHeadSize);
   }
-  if (length < kConnectHead) return "an answer to CONNECT that is too short";
-  if (readLength(packet + 5) < kMinPacketSize) return "a peer whose packets would be too small";
+  if (length < kConnectHead) return "truncated CONNECT response";
+  if (readLength(packet + 5) < kMinPacketSize) return "the peer's packet size is too small";
   return checkHeaders(packet + kConnectHead, length - kConnectHead);
 }
 
@@ -135,10 +172,10 @@ const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t l
   while (length > 0) {
     const std::uint8_t identifier = headers[0];
     const std::size_t head = headerHead(identifier);
-    if (length < head) return "a header that is cut off";
+    if (length < head) return "truncated header";
     const std::size_t size = headerLength(headers);
-    if (size < head) return "a header that is shorter than its own head";
-    if (size > length) return "a header that is longer than its packet";
+    if (size < head) return "header length too small";
+    if (size > length) return "header exceeds its packet";
     if (const char* reason = countHeader(identifier, headers + head, size - head)) return reason;
     headers += size;
     length -= size;
@@ -148,23 +185,23 @@ const char* PacketGuard::checkHeaders(const std::uint8_t* headers, std::size_t l
 
 const char* PacketGuard::countHeader(std::uint8_t identifier, const std::uint8_t* value,
                                      std::size_t length) {
-  if (isMistakenForBody(identifier)) return "a body of the wrong type";
-  // The pieces of a body are as many as its packets; their bytes are what bounds them.
+  if (isMistakenForBody(identifier)) return "body header of the wrong type";
+  // Body chunks are bounded by their bytes, not their number.
   if (isBody(identifier) && length > 0) return countBody(identifier, length);
   if (identifier == OBEX_HDR_BODY_END) m_bodyEnded = true;
   if (++m_headers > kMaxHeaders) return "too many headers";
   m_headerBytes += length;
-  if (m_headerBytes > kMaxHeaderBytes) return "headers that are too large";
+  if (m_headerBytes > kMaxHeaderBytes) return "headers too large";
   if (identifier == OBEX_HDR_NAME) m_name = unicodeToUtf8(value, length);
   return nullptr;
 }
 
 const char* PacketGuard::countBody(std::uint8_t identifier, std::size_t length) {
-  // The library would lose these bytes.
-  if (m_bodyEnded) return "a body that goes on after its end";
+  // The library would drop these bytes.
+  if (m_bodyEnded) return "body data after End-of-Body";
   m_bodyEnded = identifier == OBEX_HDR_BODY_END;
   m_bodyBytes += length;
-  return m_bodyBytes > kMaxObjectSize ? "an object that is too large" : nullptr;
+  return m_bodyBytes > kMaxObjectSize ? "object too large" : nullptr;
 }
 
 }  // namespace openobex

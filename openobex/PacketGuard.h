@@ -6,18 +6,17 @@
 
 namespace openobex {
 
-/// Judges every packet of a peer before the library sees it. The library trusts the lengths in
-/// packets and headers, sets aside no more than it expects, and loops or writes past its buffers
-/// where they lie; what passes here is well formed: the packet is whole, its headers add up to its
-/// end, and the request it belongs to stays within the limits. What is merely against the protocol
-/// (a request inside another, an unknown command) passes: the library answers it and stays whole.
+/// Validates every packet from a peer before the library sees it. The library trusts the lengths in
+/// packets and headers; false ones make it loop or write past its buffers. A packet that passes is
+/// whole, its headers add up to its length, and its request is within the limits of openobex.h.
+/// Mere protocol violations (a request inside another, an unknown command) pass: the library
+/// answers them safely.
 ///
-/// Does no input or output, and keeps nothing of a packet but an object's name. Threads: one object
-/// belongs to one thread.
+/// Does no I/O. Belongs to one link and its thread.
 class PacketGuard {
  public:
   static constexpr std::size_t kHeadSize = 3;
-  /// What CONNECT and its answer have before their headers.
+  /// Bytes before the headers of CONNECT and its response.
   static constexpr std::size_t kConnectHead = 7;
   static constexpr std::size_t kMaxSize = 65535;
 
@@ -28,31 +27,31 @@ class PacketGuard {
 
   explicit PacketGuard(Side side) : m_side(side) {}
 
-  /// The length that a packet's first three bytes announce; 0 when it is none.
+  /// The packet length in the first three bytes; 0 when invalid.
   static std::size_t packetLength(const std::uint8_t* head);
 
-  /// How many bytes of a header come before its value.
+  /// Bytes of a header before its value.
   static std::size_t headerHead(std::uint8_t identifier);
-  /// The length that a header's `headerHead` first bytes announce, those included.
+  /// The total length of a header, from its first `headerHead` bytes.
   static std::size_t headerLength(const std::uint8_t* header);
 
-  /// Judges one whole packet of the peer. Null when it may pass, otherwise the reason, for people.
+  /// Checks one whole packet from the peer. Returns null when valid, otherwise the reason, a static
+  /// text for status and journal ("truncated header").
   const char* check(const std::uint8_t* packet, std::size_t length);
 
-  /// Takes note of one whole packet of ours: as a client, a request that the peer must answer; as a
-  /// server, an answer, which may end the request. Null when it may go out, otherwise the reason.
+  /// Checks one whole packet to the peer, a request (client) or a response (server). Returns as
+  /// `check`.
   const char* sent(const std::uint8_t* packet, std::size_t length);
 
-  /// As a client: what is sent next belongs to a new request.
+  /// Client: the next packet sent begins a new request.
   void beginRequest() { m_complete = true; }
 
   [[nodiscard]] Side side() const { return m_side; }
-  /// The command of the request under way or just ended, without the final bit; -1 before the
-  /// first.
+  /// Command of the current or last request, without the final bit; -1 before the first.
   [[nodiscard]] int command() const { return m_command; }
-  /// Whether more packets of it are to come, and no answer has ended it.
+  /// Whether more packets of it are expected.
   [[nodiscard]] bool requestUnderWay() const { return !m_complete; }
-  /// What was seen of the object so far: its name in UTF-8, and the bytes of its body.
+  /// Name (UTF-8) and body bytes of the object received so far.
   [[nodiscard]] const std::string& objectName() const { return m_name; }
   [[nodiscard]] std::size_t bodySize() const { return m_bodyBytes; }
 

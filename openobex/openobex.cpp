@@ -3,7 +3,7 @@
 #include <openobex/obex.h>
 
 #include "openobex/Handle.h"
-#include "openobex/HeaderLength.h"
+#include "openobex/Headers.h"
 
 namespace openobex {
 namespace {
@@ -46,7 +46,7 @@ int OBEX_ObjectDelete(void** handle, void** obexObject) {
 
 int OBEX_ObjectAddHeader(void** handle, void** obexObject, std::uint8_t identifier,
                          obex_headerdata_t value, std::uint32_t size, unsigned int flags) {
-  if (obexObject == nullptr || !isPossibleHeaderLength(identifier, size)) return -1;
+  if (!isPossibleHeaderLength(identifier, size)) return -1;
   Handle* const own = Handle::from(handle);
   const int result =
       ::OBEX_ObjectAddHeader(own->library(), object(obexObject), identifier, value, size, flags);

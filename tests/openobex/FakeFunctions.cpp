@@ -1,6 +1,6 @@
 #include "tests/openobex/FakeOpenObex.h"
 
-// The functions of openobex/openobex.h, each handed to the fake that lives at the moment.
+// openobex/openobex.h implemented with the current FakeOpenObex.
 
 namespace openobex {
 

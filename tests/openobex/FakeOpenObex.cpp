@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "openobex/HeaderLength.h"
+#include "openobex/Headers.h"
 
 namespace openobex::fake {
 
@@ -41,7 +41,7 @@ std::string wireValue(std::uint8_t identifier, obex_headerdata_t value, std::uin
 
 }  // namespace
 
-/// An object of either side. The values that were yielded live as long as the object.
+/// A received or a request object. Owns the header values that it returned.
 struct FakeOpenObex::Object {
   int number = 0;
   int command = 0;
@@ -83,7 +83,7 @@ std::string Call::text() const {
 }
 
 FakeOpenObex::FakeOpenObex() {
-  if (g_current.exchange(this) != nullptr) ADD_FAILURE() << "two fakes of OpenOBEX at one time";
+  if (g_current.exchange(this) != nullptr) ADD_FAILURE() << "two FakeOpenObex at a time";
 }
 
 FakeOpenObex::~FakeOpenObex() { g_current.store(nullptr); }
@@ -91,7 +91,7 @@ FakeOpenObex::~FakeOpenObex() { g_current.store(nullptr); }
 FakeOpenObex& FakeOpenObex::current() {
   FakeOpenObex* fake = g_current.load();
   if (fake == nullptr) {
-    std::fputs("an OBEX function was called while no FakeOpenObex lived\n", stderr);
+    std::fputs("OBEX function called without a FakeOpenObex\n", stderr);
     std::abort();
   }
   return *fake;
@@ -182,17 +182,17 @@ void FakeOpenObex::record(Call call) {
 FakeOpenObex::Handle* FakeOpenObex::findHandle(void** handle) {
   for (const auto& known : m_handles) {
     if (reinterpret_cast<void**>(known.get()) != handle) continue;
-    if (!known->alive) ADD_FAILURE() << "a handle was used after its clean-up";
+    if (!known->alive) ADD_FAILURE() << "handle used after OBEX_Cleanup";
     return known.get();
   }
-  ADD_FAILURE() << "not a handle of OBEX_Init";
+  ADD_FAILURE() << "not a handle from OBEX_Init";
   std::abort();
 }
 
 FakeOpenObex::Object* FakeOpenObex::findObject(void** object) {
   for (const auto& known : m_objects) {
     if (reinterpret_cast<void**>(known.get()) != object) continue;
-    if (!known->alive) ADD_FAILURE() << "an object was used after its end";
+    if (!known->alive) ADD_FAILURE() << "object used after its end";
     return known.get();
   }
   ADD_FAILURE() << "not an OBEX object";
@@ -200,7 +200,7 @@ FakeOpenObex::Object* FakeOpenObex::findObject(void** object) {
 }
 
 FakeOpenObex::Object* FakeOpenObex::makeObject(Handle& handle, int command) {
-  if (!handle.alive) ADD_FAILURE() << "an object of a handle that is gone";
+  if (!handle.alive) ADD_FAILURE() << "object of a handle after OBEX_Cleanup";
   m_objects.push_back(std::make_unique<Object>());
   Object* object = m_objects.back().get();
   object->number = static_cast<int>(m_objects.size());
@@ -342,7 +342,7 @@ void FakeOpenObex::playAnswer(void** handle, int response) {
     const std::scoped_lock lock(m_mutex);
     Handle* known = findHandle(handle);
     if (known->requested == nullptr) {
-      ADD_FAILURE() << "an answer without a request in flight";
+      ADD_FAILURE() << "response without a request in flight";
       return;
     }
     event.command = known->requested->command;
@@ -371,7 +371,8 @@ int FakeOpenObex::deleteObject(void** handle, void** object) {
   record({.function = "OBEX_ObjectDelete",
           .handle = findHandle(handle)->number,
           .object = known->number});
-  if (!known->callersOwn) ADD_FAILURE() << "an object was deleted that is not the caller's";
+  if (!known->callersOwn)
+    ADD_FAILURE() << "OBEX_ObjectDelete of an object that the caller doesn't own";
   known->alive = false;
   return 0;
 }
@@ -416,7 +417,7 @@ int FakeOpenObex::nextHeader(void** handle, void** object, std::uint8_t* identif
   }
   value->bs = nullptr;
   if (header.value.empty()) return 1;
-  // Exactly as long as the value, so that a sanitizer sees every byte read behind it.
+  // An exact copy, so that sanitizers detect reads beyond the value.
   known->values.push_back(std::make_unique<std::uint8_t[]>(header.value.size()));
   std::memcpy(known->values.back().get(), header.value.data(), header.value.size());
   value->bs = known->values.back().get();
@@ -445,7 +446,7 @@ int FakeOpenObex::request(void** handle, void** object) {
   if (m_request.strikes()) return m_request.result;
   if (asked == nullptr) return -1;
   if (known->requested != nullptr) {
-    ADD_FAILURE() << "a second request while one is in flight";
+    ADD_FAILURE() << "second request while one is in flight";
     return kBusy;
   }
   known->requested = asked;

@@ -20,39 +20,34 @@ namespace openobex::fake {
 /// One recorded call of an OBEX function.
 struct Call {
   std::string function;
-  /// The number of the handle and of the object, counted from 1 in the order of their making; 0 is
-  /// null, or a function without one.
+  /// Handle and object, numbered from 1 in order of creation; 0 for null or none.
   int handle = 0;
   int object = 0;
-  /// The other numbers among the arguments, in their order. `OBEX_ObjectAddHeader`: identifier,
-  /// size as it was given, flags. `BtOBEX_ServerRegister` and `BtOBEX_TransportConnect`: channel.
+  /// The other numeric arguments. `OBEX_ObjectAddHeader`: identifier, size, flags;
+  /// `BtOBEX_ServerRegister` and `BtOBEX_TransportConnect`: channel.
   std::vector<std::int64_t> numbers{};
-  /// `OBEX_ObjectAddHeader`: the value as it is on the wire, empty when its length was impossible.
-  /// `BtOBEX_TransportConnect`: the destination as text, "00:11:22:33:44:55".
+  /// `OBEX_ObjectAddHeader`: the value as sent, empty if its length was impossible.
+  /// `BtOBEX_TransportConnect`: the destination, "00:11:22:33:44:55".
   std::string bytes{};
 
-  /// "OBEX_HandleInput(handle 1, 10)"; the bytes are left out.
+  /// "OBEX_HandleInput(handle 1, 10)", without `bytes`.
   std::string text() const;
 };
 
-/// The OBEX functions of a test, in place of the real layer (link `openobex_fake` instead of
-/// `openobex_layer`). While one of these lives, the functions of openobex/openobex.h play what it
-/// was told and record how they were called; without one they end the process.
+/// A scripted, recording implementation of openobex/openobex.h: link `openobex_fake` instead of
+/// `openobex_layer` and create one per test. Without one the functions abort.
 ///
 ///     FakeOpenObex obex;
 ///     obex.server().request(OBEX_CMD_PUT, {nameHeader("a.vcf"), bodyHeader("BEGIN:VCARD…")});
-///     … start the server thread …
+///     … start the server's thread …
 ///     ASSERT_TRUE(obex.server().waitUntilTaken());
 ///     EXPECT_EQ(obex.responses().back(), std::pair(OBEX_RSP_CONTINUE, OBEX_RSP_SUCCESS));
 ///
-/// Handles that were registered as a server follow the script `server()`, all others `client()`.
-/// Handles that come later go on where the earlier ones stopped.
+/// Registered servers play `server()`, all other handles `client()`; a new handle continues where
+/// the previous one stopped. Misuse that would harm the real library (a handle after OBEX_Cleanup,
+/// a deleted object, a second request) fails the test.
 ///
-/// A use that would harm the real library (a handle after its clean-up, an object that is gone, a
-/// second request) fails the test on the spot.
-///
-/// Threads: everything may be called from any thread. The threads that use the functions must have
-/// ended before this is destroyed.
+/// Thread-safe. Join the threads that use the functions before destroying this.
 class FakeOpenObex {
  public:
   static constexpr int kForever = -1;
@@ -65,8 +60,7 @@ class FakeOpenObex {
   Script& server() { return m_server; }
   Script& client() { return m_client; }
 
-  /// The next `times` calls fail (`kForever`: all of them; 0: no more). Where a result can be given
-  /// it is theirs, null otherwise.
+  /// Makes the next `times` calls fail (`kForever`: all; 0: none), with `result` or null.
   void failInit(int times);
   void failRegister(int times, int result = -1);
   void failConnect(int times, int result = -1);
@@ -76,24 +70,24 @@ class FakeOpenObex {
 
   /// All calls so far, in order.
   std::vector<Call> calls() const;
-  /// Those of one function.
+  /// All calls of one function.
   std::vector<Call> calls(const std::string& function) const;
-  /// The headers that were added to one object, or to the objects of one command, in order.
+  /// The headers added to all objects of one command, in order.
   std::vector<Header> headersOfCommand(int command) const;
-  /// The answers given with `OBEX_ObjectSetRsp`, in order: before the last packet, to the last.
+  /// The arguments of all `OBEX_ObjectSetRsp` calls, in order.
   std::vector<std::pair<int, int>> responses() const;
-  /// Handles that were made and not cleaned up.
+  /// Handles not yet cleaned up.
   int liveHandles() const;
-  /// Objects of `OBEX_ObjectNew` that were neither deleted nor given to `OBEX_Request`.
+  /// Objects from `OBEX_ObjectNew` neither deleted nor taken by `OBEX_Request`.
   int liveObjects() const;
   void forgetCalls();
 
-  /// Waits until the function was called so many times; false when it wasn't within the deadline.
+  /// Waits for `times` calls of a function; false after a deadline.
   bool waitForCalls(const std::string& function, int times = 1) const;
-  /// Waits until the condition holds, which is tested after each call; it may use this object.
+  /// Waits for a condition, which may use this object; false after a deadline.
   bool waitUntil(const std::function<bool()>& condition) const;
 
-  // What the functions do; for FakeFunctions.cpp only.
+  // For FakeFunctions.cpp only.
   static FakeOpenObex& current();
   void** init(int transport, EventCallback callback, unsigned int flags);
   void cleanup(void** handle);

@@ -14,18 +14,18 @@
 
 namespace openobex::fake {
 
-/// A header of a received object: its identifier and its value as it is on the wire, numbers in
-/// big-endian order. An empty value is yielded with a null pointer, as the library does.
+/// A header of a received object, with its value as sent (numbers big-endian). As in the library,
+/// the pointer to an empty value is null.
 struct Header {
   std::uint8_t identifier;
   std::string value{};
 };
 
-/// A NAME header: the text's bytes as UTF-16, with the terminator unless told otherwise.
+/// A NAME header; each byte of `text` becomes a UTF-16 unit.
 Header nameHeader(std::string_view text, bool terminated = true);
-/// A BODY header (0x48), as whole bodies are yielded.
+/// A BODY header (0x48) with a whole body.
 Header bodyHeader(std::string_view bytes);
-/// A header whose value is a 4-byte number, such as LENGTH.
+/// A header with a 4-byte number, such as LENGTH.
 Header numberHeader(std::uint8_t identifier, std::uint32_t number);
 
 /// One call of the event callback.
@@ -34,63 +34,60 @@ struct Event {
   int command = 0;
   int response = 0;
   int mode = OBEX_MODE_SERVER;
-  /// What `OBEX_ObjectGetNextHeader` yields in this order during this event, and nothing after.
+  /// What `OBEX_ObjectGetNextHeader` returns during this event.
   std::vector<Header> headers{};
-  /// The callback gets a null object.
+  /// Pass a null object to the callback.
   bool withoutObject = false;
 };
 
-/// What one call of `OBEX_HandleInput` does: wait to be unblocked, the hook, the events, the
-/// result.
+/// What one call of `OBEX_HandleInput` does, in this order.
 struct Input {
   bool blocks = false;
   std::function<void()> hook{};
   std::vector<Event> events{};
-  /// A whole request of one packet, played as the library does it; see `Script::request`.
+  /// See `Script::request`.
   std::optional<Event> request{};
-  /// The answer to the request in flight; see `Script::answer`.
+  /// See `Script::answer`.
   std::optional<int> answer{};
   int result = 1;
 };
 
-/// What the calls of `OBEX_HandleInput` do, one entry for each call, in order. A call that finds no
-/// entry waits a little for one and then returns 0, a time-out.
-///
-/// Threads: everything may be called from any thread, also from a callback or a hook.
+/// What the calls of `OBEX_HandleInput` do, one entry per call. A call without an entry waits
+/// briefly for one and then returns 0, a time-out. Thread-safe; may be used in callbacks and hooks.
 class Script {
  public:
-  /// The general case; the others are short-hands.
+  /// The general case of those below.
   Script& input(Input input);
   /// One event; returns 1.
   Script& deliver(Event event);
-  /// A request of one packet on a server: REQHINT, REQCHECK with all headers but the body, REQ with
-  /// all, PROGRESS, REQDONE, in one call. Before REQHINT the answer is set to CONTINUE/SUCCESS. A
-  /// refusal at REQHINT or REQCHECK leads to PROGRESS without headers and REQDONE at once.
+  /// A one-packet request to a server: REQHINT, REQCHECK with all headers but the body, REQ with
+  /// all, PROGRESS, REQDONE, in one call. The response is CONTINUE/SUCCESS before REQHINT. When
+  /// refused at REQHINT or REQCHECK, PROGRESS without headers and REQDONE follow at once.
   Script& request(int command, std::vector<Header> headers = {});
-  /// The peer's answer to the client's request in flight: REQDONE with that request's command and
-  /// object; returns 1. Without a request in flight the test fails.
+  /// The response to the client's request in flight: REQDONE with its command and object;
+  /// returns 1. Without a request in flight the test fails.
   Script& answer(int response);
   /// Returns 0 without waiting.
   Script& timeOut();
-  /// Returns this without an event.
+  /// Returns `result` without an event.
   Script& fail(int result = -1);
-  /// LINKERR, with a null object unless one is in hand; returns `result`.
+  /// LINKERR, with a null object or the current one; returns `result`.
   Script& linkError(int result = -1, bool withoutObject = true);
-  /// Calls the function inside `OBEX_HandleInput`; returns 1.
+  /// Calls `hook`; returns 1.
   Script& call(std::function<void()> hook);
-  /// The call stays inside until `unblock`; returns 1.
+  /// Blocks until `unblock`; returns 1.
   Script& block();
 
-  /// Lets the blocked call go on, or the next one that blocks.
+  /// Releases the blocked call, or the next that blocks.
   void unblock();
-  /// Waits until a call is blocked; false when none was within the deadline.
+  /// Waits until a call is blocked; false after a deadline.
   bool waitUntilBlocked();
-  /// Waits until all entries have been taken; false when they weren't within the deadline.
+  /// Waits until all entries are taken; false after a deadline.
   bool waitUntilTaken();
-  /// From now on a request in flight is answered like this whenever the script has no entry.
+  /// Whenever the script has no entry, answers the request in flight with `response`.
   void answerAlways(int response);
 
-  /// For the fake: the next entry, or none when there was none for a while.
+  /// For the fake: the next entry, or none after a brief wait.
   std::optional<Input> take(bool requestInFlight);
 
  private:

@@ -7,36 +7,40 @@
 
 #include "framework/Export.h"
 
-/// Hears of what happens on the push server's radio link, and decides who may come in: status,
-/// policy and journal of the host are made of it. There is one for the process at most; the host
-/// gives it with `setRadioLink` and takes it back (with null) before it deletes it.
+/// Observes the push server's radio link and decides who may connect. The host implements it for
+/// status, policy and journal, sets it with `setRadioLink` and owns it; a process has at most one.
 ///
-/// Threads: all operations are called from the thread that serves the link, in the order of events;
-/// they must not wait, and no exception may leave them. Ownership stays with the host.
+/// Called from the server's thread in the order of events, except `linkForbidden`. Calls must not
+/// block, and must not throw.
 class FRAMEWORK_API RadioLinkIfc {
  public:
-  /// A server listens on this RFCOMM channel now.
+  /// A server listens on RFCOMM channel `channel`.
   virtual void linkListening(int channel) = 0;
-  /// It no longer does: it was stopped, or its link ended and it opens anew.
+  /// The server has closed, for good or to open again after a link.
   virtual void linkStopped() = 0;
-  /// A peer has connected; `address` is its Bluetooth device address, "00:11:22:33:44:55". On false
-  /// the link is closed before a byte of it is read.
+  /// A peer with this Bluetooth address ("00:11:22:33:44:55") has connected. If this returns false
+  /// the link is closed before anything is read from it.
   virtual bool linkAccepted(const std::string& address) = 0;
-  /// A peer pushes an object. Told once for each object: when its last packet is in, before it is
-  /// given to the service; or before that, when it is refused or its link ends. `name` is the
-  /// object's name in UTF-8, empty when it has told none; `size` counts the bytes of its body that
-  /// have come.
+  /// A peer pushes an object. Called once for each, before the service gets it: when its last
+  /// packet has arrived, when it is refused, or when its link ends early. `name` is UTF-8, empty if
+  /// the peer gave none; `size` is the number of body bytes received.
   virtual void linkObject(const std::string& name, std::size_t size) = 0;
-  /// The answer to a request went out; `command` and `response` are OBEX codes without the final
-  /// bit.
+  /// The final response to a request was sent. Both are OBEX codes without the final bit.
   virtual void linkAnswered(int command, int response) = 0;
-  /// The link to the peer has ended, for this reason (a sentence fragment for people: "closed by
-  /// the peer").
+  /// The link has ended. `reason` is for status and journal ("closed by the peer").
   virtual void linkClosed(const std::string& reason) = 0;
-  /// The receiver of a contact has answered CONNECT with Forbidden. On true this is taken to be
-  /// about the name of the wanted service in it, and CONNECT is made once more without; on false it
-  /// stands. Unlike the others, called from the thread that sends.
+  /// The receiver of a contact has answered Forbidden to a CONNECT with a Who header. Returns
+  /// whether to send CONNECT again without it. Called once per link at most, from the sending
+  /// thread.
   virtual bool linkForbidden() { return false; }
+  /// Returns whether the host is switching receiving off. If so, a server that registers its
+  /// channel succeeds without opening a socket, so that it reaches its input loop, where it sees
+  /// that it is disabled, even while the channel is taken. Asked again about every 20 ms until
+  /// then; a false makes the server register again.
+  virtual bool linkStopping() { return false; }
+  /// The server could not listen on `channel`; `error` is the errno. The server retries at once, so
+  /// expect up to 200 calls a second.
+  virtual void listenFailed(int /*channel*/, int /*error*/) {}
 
  protected:
   RadioLinkIfc() = default;
@@ -45,12 +49,12 @@ class FRAMEWORK_API RadioLinkIfc {
   virtual ~RadioLinkIfc() = default;
 };
 
-/// Sets the process's radio link observer; null for none. May be called from any thread. It returns
-/// only when no call of the former one is under way any more.
+/// Sets the process's observer, or none (null). Returns when no call of the previous one is
+/// running. Any thread.
 FRAMEWORK_API void setRadioLink(RadioLinkIfc* link);
 
-/// Access to the observer for the length of a scope: `if (RadioLinkAccess link; link)
-/// link->linkStopped();` Any thread; while one lives, `setRadioLink` waits.
+/// Scoped access to the observer: `if (RadioLinkAccess link; link) link->linkStopped();`. Any
+/// thread; `setRadioLink` waits for it.
 class FRAMEWORK_API RadioLinkAccess {
  public:
   RadioLinkAccess();

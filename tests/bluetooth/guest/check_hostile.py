@@ -42,6 +42,6 @@ def silent(machine):
         link.sendall(phone.connect_packet()[:5])
         link.settimeout(None)
         expect(phone.is_closed_by_phone(link), True, "the telephone closes the link")
-    wait_for(lambda: machine.telephone.status()["lastLinkEnd"] == "the peer said nothing for too long",
+    wait_for(lambda: machine.telephone.status()["lastLinkEnd"] == "the peer was idle for too long",
              "the telephone to say why the link has ended")
     expect_card_goes_through(machine, "Silent")

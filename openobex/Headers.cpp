@@ -1,6 +1,8 @@
-#include "openobex/HeaderCursor.h"
+#include "openobex/Headers.h"
 
 #include <openobex/obex.h>
+
+#include <utility>
 
 namespace openobex {
 
@@ -31,15 +33,12 @@ int HeaderCursor::next(obex_object* object, std::uint8_t* identifier, obex_heade
     const int result = nextOfLibrary(object, identifier, value, size);
     if (result <= 0) return bufferedBody(object, identifier, value, size);
     if (*identifier != OBEX_HDR_BODY) return result;
-    // A second, empty End-of-Body would take the place of the body that came before it.
-    const bool extra = m_bodyYielded && *size == 0;
-    m_bodyYielded = true;
-    if (!extra) return result;
+    // A second End-of-Body is always empty; the caller would take it for the body.
+    if (!std::exchange(m_bodyYielded, true)) return result;
   }
 }
 
-/// At the end of its list the library stays there, whatever arrives later: the list is read anew
-/// and what was yielded passed over.
+/// Rewinds the library's iterator when it sticks at the end, and skips what was returned already.
 int HeaderCursor::nextOfLibrary(obex_object* object, std::uint8_t* identifier,
                                 obex_headerdata_t* value, std::uint32_t* size) {
   int result = ::OBEX_ObjectGetNextHeader(m_library, object, identifier, value, size);
@@ -54,8 +53,8 @@ int HeaderCursor::nextOfLibrary(obex_object* object, std::uint8_t* identifier,
   return result;
 }
 
-/// A body that came without End-of-Body is never yielded; the library holds it as a stream. It may
-/// be asked for it once, and only when no body was yielded.
+/// A body without End-of-Body is not in the header list; the library has buffered it as a stream.
+/// It crashes when asked after a body was returned.
 int HeaderCursor::bufferedBody(obex_object* object, std::uint8_t* identifier,
                                obex_headerdata_t* value, std::uint32_t* size) {
   if (!m_atRequest || m_bodyYielded || m_command != OBEX_CMD_PUT) return 0;

@@ -1,20 +1,20 @@
+// The conversions that OpenOBEX 1.x had and the current library lacks.
+
 #include <cstddef>
 #include <cstring>
 
 #include "openobex/openobex.h"
 
-// The library of today has lost both conversions.
-
 namespace openobex {
 
 int OBEX_CharToUnicode(std::uint8_t* unicode, const std::uint8_t* text, int size) {
   if (unicode == nullptr || text == nullptr || size < 2) return -1;
-  // More characters than this do not fit, so the text is never read further than that.
+  // Characters beyond this don't fit, so don't look for the terminator there.
   const std::size_t limit = static_cast<std::size_t>(size) / 2;
   const void* end = std::memchr(text, 0, limit);
   if (end == nullptr) return -1;
   const auto length = static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - text);
-  // From the end, since both may be the same buffer. The terminator goes with the rest.
+  // Backwards, because both may be the same buffer; includes the terminator.
   for (std::size_t i = length + 1; i-- > 0;) {
     const std::uint8_t character = text[i];
     unicode[2 * i + 1] = character;
@@ -31,7 +31,7 @@ int OBEX_UnicodeToChar(std::uint8_t* text, const std::uint8_t* unicode, int size
     const std::uint8_t high = unicode[2 * length];
     const std::uint8_t low = unicode[2 * length + 1];
     if (high == 0 && low == 0) break;
-    // The low byte alone could be a dot or the end of the text, which a name must not gain here.
+    // The low byte alone could be '.' or 0, and change the extension that the caller sees.
     text[length] = high == 0 ? low : std::uint8_t{'?'};
   }
   text[length] = 0;
