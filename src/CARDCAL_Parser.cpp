@@ -9,8 +9,7 @@
 #include <cstring>
 #include <limits>
 
-#include "Base64Quartets.h"
-#include "CardText.h"
+#include "TextScan.h"
 #include "Trace.h"
 
 namespace {
@@ -63,7 +62,7 @@ constexpr char hexPair(char first, char second) {
   if (high >= 0) return static_cast<char>(low >= 0 ? high * 16 + low : high);
   if (low < 0) return 0;
   if (first == '-') return static_cast<char>(-low);
-  return static_cast<char>(first == '+' || cardtext::isWhiteSpace(first) ? low : 0);
+  return static_cast<char>(first == '+' || textscan::isWhiteSpace(first) ? low : 0);
 }
 
 /// For each character, the states of the name part in which it is ordinary: it is appended to the
@@ -72,7 +71,7 @@ constexpr std::array<unsigned char, 256> kOrdinary = [] {
   std::array<unsigned char, 256> ordinary{};
   for (int i = 0; i < 256; ++i) {
     const char c = static_cast<char>(i);
-    if (cardtext::isWhiteSpace(c) || c == ':') continue;
+    if (textscan::isWhiteSpace(c) || c == ':') continue;
     unsigned states = 1U << kParamBN;
     if (c != ';') states |= 1U << kPropName | 1U << kParamBV;
     if (c != ';' && c != '=') states |= 1U << kParamIN;
@@ -195,7 +194,7 @@ inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end)
       ++state;  // inside of it
       *out++ = *in++;
     }
-    in = cardtext::copyWordOfName(in, end, out);
+    in = textscan::copyWordOfName(in, end, out);
     while (in < end && isOrdinary(*in, state)) *out++ = *in++;
     if (in == end) break;
     if (*in == ';' && state != kParamIV) {
@@ -218,7 +217,7 @@ inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   if (s.qpEscape) return in;
   if (s.startOfData) {
-    if (cardtext::isWhiteSpace(*in)) return in;
+    if (textscan::isWhiteSpace(*in)) return in;
     s.startOfData = 0;
   }
   while (in < end) {
@@ -229,8 +228,8 @@ inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
       if (in == end || *in != '\n') continue;
     }
     if (*in != '\n') return in;
-    if (cardtext::isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
-    if (!cardtext::isFold(in, end)) return in;
+    if (textscan::isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
+    if (!textscan::isFold(in, end)) return in;
     if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
     in += 2;
   }
@@ -257,8 +256,8 @@ const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
     const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
     char* out = s.lineBuffer + s.lineLength;
     for (;;) {
-      in = cardtext::copyText<kQuoted>(in, stop, out);
-      const char* const next = in < stop ? cardtext::skipFold(in, end) : in;
+      in = textscan::copyText<kQuoted>(in, stop, out);
+      const char* const next = in < stop ? textscan::skipFold(in, end) : in;
       if (next == in) break;
       *out++ = ' ';
       in = next;
@@ -275,7 +274,7 @@ const char* CARDCAL_Parser::takeQuotedPrintable(const char* in, const char* end)
     in = takeText<true>(in, end);
     if (in == nullptr || in == end || *in != '=') return in;
     const bool isByte = end - in > 2 && hexDigit(in[1]) >= 0 && hexDigit(in[2]) >= 0;
-    const char* const next = isByte ? in + 3 : cardtext::skipSoftBreak(in, end);
+    const char* const next = isByte ? in + 3 : textscan::skipSoftBreak(in, end);
     if (next == in) return in;
     if (isByte && !vcardAddCharacterToCurrentLine(hexPair(in[1], in[2]))) return nullptr;
     in = next;
@@ -304,7 +303,7 @@ const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
       s.pending[count++] = *in++;
       continue;
     }
-    const char* const next = cardtext::skipFold(in, end);
+    const char* const next = textscan::skipFold(in, end);
     if (next == in) break;
     in = next;
   }
@@ -350,7 +349,7 @@ int CARDCAL_Parser::parseByte(char c) {
         return 0;
       }
     }
-    if (!s.foldSeen && cardtext::isWhiteSpace(c)) {
+    if (!s.foldSeen && textscan::isWhiteSpace(c)) {
       s.foldSeen = 1;
       return 1;
     }
@@ -558,7 +557,7 @@ int CARDCAL_Parser::processCharacter_propName(char c) {
     m_state->state = kParamBN;
     return 1;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -567,7 +566,7 @@ int CARDCAL_Parser::processCharacter_paramBN(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   vcardAddParameter(m_state->lineLength);
   m_state->state = kParamIN;
   return vcardAddCharacterToCurrentLine(c);
@@ -579,7 +578,7 @@ int CARDCAL_Parser::processCharacter_paramIN(char c) {
     m_state->state = c == ';' ? kParamBN : kParamBV;
     return vcardAddCharacterToCurrentLine('\0');
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -588,7 +587,7 @@ int CARDCAL_Parser::processCharacter_paramBV(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   if (!vcardSetParameterValue(m_state->lineLength)) return 0;
   m_state->state = kParamIV;
   return vcardAddCharacterToCurrentLine(c);
@@ -612,7 +611,7 @@ int CARDCAL_Parser::processCharacter_paramIV(char c) {
   }
   if (c == ';' || c == '\\') {
     s.escapeSeen = 0;
-  } else if (cardtext::isWhiteSpace(c)) {
+  } else if (textscan::isWhiteSpace(c)) {
     return 1;
   }
   return vcardAddCharacterToCurrentLine(c);
@@ -623,7 +622,7 @@ int CARDCAL_Parser::processCharacter_propData(char c) {
   if (c == '\n') return processDataLineEnd();
   if (c == '\r') return 1;
   if (s.startOfData) {
-    if (cardtext::isWhiteSpace(c)) {
+    if (textscan::isWhiteSpace(c)) {
       TRACE("\tParser: StartOfData");
       return 1;
     }
@@ -655,7 +654,7 @@ int CARDCAL_Parser::processQuotedPrintable(char c) {
 
 int CARDCAL_Parser::processBase64(char c) {
   CARDCAL_State& s = *m_state;
-  if (s.base64Count < 4 && !cardtext::isWhiteSpace(c)) s.pending[s.base64Count++] = c;
+  if (s.base64Count < 4 && !textscan::isWhiteSpace(c)) s.pending[s.base64Count++] = c;
   return s.base64Count < 4 ? 1 : decodeBase64Quartet();
 }
 

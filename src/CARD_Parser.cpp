@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "TextScan.h"
+#include "TextWriter.h"
 #include "Trace.h"
-#include "XmlWriter.h"
 
 namespace {
 

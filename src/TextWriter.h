@@ -2,9 +2,12 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
+
+#include "TextScan.h"
 
 /// Appends many small pieces to a text, which has all of them after `flush`: they are collected
 /// first, so that the text grows by few large steps.
@@ -48,3 +51,172 @@ class TextWriter {
   std::size_t m_size = 0;
   std::array<char, kRoom> m_collected;
 };
+
+/// An element's name with its brackets, made when the program is compiled.
+class XmlTag {
+ public:
+  /// The longest tag, brackets and slash included.
+  static constexpr std::size_t kMaxSize = 16;
+
+  /// `name` has 13 characters at most; a longer one doesn't compile.
+  consteval explicit XmlTag(std::string_view name)
+      : m_openSize(name.size() + 2), m_closeSize(name.size() + 3) {
+    fill(m_open, "<", name);
+    fill(m_close, "</", name);
+  }
+
+ private:
+  friend class XmlWriter;
+  using Text = std::array<char, kMaxSize>;
+
+  static consteval void fill(Text& text, std::string_view bracket, std::string_view name) {
+    std::size_t size = 0;
+    for (char c : bracket) text.at(size++) = c;
+    for (char c : name) text.at(size++) = c;
+    text.at(size) = '>';
+  }
+
+  Text m_open{};
+  Text m_close{};
+  std::size_t m_openSize;
+  std::size_t m_closeSize;
+};
+
+/// Writes XML. Time and memory grow linearly with what is written, whatever it is.
+///
+/// Threads: one writer belongs to one thread. What it writes to is the caller's. std::bad_alloc
+/// passes through.
+class XmlWriter {
+ public:
+  explicit XmlWriter(TextWriter& out) : m_out(out) {}
+
+  /// The text as it stands.
+  void add(std::string_view text) { m_out.add(text); }
+  /// The text with the five special characters as their entities.
+  void addEscaped(std::string_view text);
+  /// An element with an escaped value, nothing for an empty value.
+  void addElement(const XmlTag& tag, std::string_view value);
+
+ private:
+  std::size_t addPlainWords(std::string_view text);
+  void escapeEach(const char* in, std::size_t count);
+
+  TextWriter& m_out;
+};
+
+// Of the writer only.
+namespace xml_detail {
+
+/// So many characters are looked at together, and are mostly copied as they are.
+inline constexpr std::size_t kBlock = 64;
+inline constexpr std::size_t kLongestEntity = 6;
+
+/// What stands for a character: itself, or its entity. Eight bytes are copied whatever the size.
+struct Replacement {
+  std::array<char, 8> text;
+  std::uint8_t size;
+};
+
+inline constexpr std::array<Replacement, 256> kReplacements = [] {
+  std::array<Replacement, 256> all{};
+  for (std::size_t i = 0; i < all.size(); ++i) all[i] = {{static_cast<char>(i)}, 1};
+  const auto replace = [&](char c, std::string_view entity) {
+    Replacement& replacement = all[static_cast<unsigned char>(c)];
+    replacement.size = static_cast<std::uint8_t>(entity.size());
+    for (std::size_t i = 0; i < entity.size(); ++i) replacement.text[i] = entity[i];
+  };
+  replace('&', "&amp;");
+  replace('<', "&lt;");
+  replace('>', "&gt;");
+  replace('\'', "&apos;");
+  replace('"', "&quot;");
+  return all;
+}();
+
+/// Marks special characters; the five differ in pairs by one bit only.
+constexpr textscan::Word marksOfSpecial(textscan::Word word) {
+  // & and ', " and &, < and >
+  return textscan::Marks(word).of('\'', 1).of('&', 4).of('>', 2).marked();
+}
+
+/// Whether one of `kBlock` characters may be special: the neighbours of the special ones count,
+/// too. Without a branch in it, so that the compiler takes many of them in one instruction.
+inline bool mayHaveSpecial(const char* in) {
+  unsigned char found = 0;
+  for (std::size_t i = 0; i < kBlock; ++i) {
+    const auto c = static_cast<unsigned char>(in[i]);
+    const bool isQuote = static_cast<unsigned char>(c - '"') <= '\'' - '"';
+    const bool isBracket = static_cast<unsigned char>(c - '<') <= '>' - '<';
+    found = static_cast<unsigned char>(found | isQuote | isBracket);
+  }
+  return found != 0;
+}
+
+/// How many of the characters surely have none that is special, in whole blocks.
+inline std::size_t plainBlocks(std::string_view text) {
+  std::size_t plain = 0;
+  while (text.size() - plain >= kBlock && !mayHaveSpecial(text.data() + plain)) plain += kBlock;
+  return plain;
+}
+
+}  // namespace xml_detail
+
+/// Every character for itself.
+inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
+  char* out =
+      m_out.makeRoom(count * xml_detail::kLongestEntity + sizeof(xml_detail::Replacement::text));
+  char* const begin = out;
+  for (const char* const end = in + count; in < end; ++in) {
+    const xml_detail::Replacement& replacement =
+        xml_detail::kReplacements[static_cast<unsigned char>(*in)];
+    std::memcpy(out, replacement.text.data(), sizeof replacement.text);
+    out += replacement.size;
+  }
+  m_out.take(static_cast<std::size_t>(out - begin));
+}
+
+inline void XmlWriter::addEscaped(std::string_view text) {
+  while (text.size() >= xml_detail::kBlock) {
+    const std::size_t plain = xml_detail::plainBlocks(text);
+    add(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (text.size() < xml_detail::kBlock) break;
+    escapeEach(text.data(), xml_detail::kBlock);
+    text.remove_prefix(xml_detail::kBlock);
+  }
+  const std::size_t plain = addPlainWords(text);
+  escapeEach(text.data() + plain, text.size() - plain);
+}
+
+/// Adds the beginning of a text that is shorter than a block, up to a word with a special
+/// character, and says how much that was.
+inline std::size_t XmlWriter::addPlainWords(std::string_view text) {
+  using textscan::kWordSize;
+  if (text.size() < kWordSize) return 0;
+  const auto isPlain = [&](std::size_t at) {
+    return xml_detail::marksOfSpecial(textscan::load(text.data() + at)) == 0;
+  };
+  char* const out = m_out.makeRoom(xml_detail::kBlock);
+  const std::size_t last = text.size() - kWordSize;
+  std::size_t plain = 0;
+  while (plain <= last && isPlain(plain)) {
+    std::memcpy(out + plain, text.data() + plain, kWordSize);
+    plain += kWordSize;
+  }
+  // The last word may have characters again that are there already.
+  if (plain > last && plain < text.size() && isPlain(last)) {
+    std::memcpy(out + last, text.data() + last, kWordSize);
+    plain = text.size();
+  }
+  m_out.take(plain);
+  return plain;
+}
+
+inline void XmlWriter::addElement(const XmlTag& tag, std::string_view value) {
+  if (value.empty()) return;
+  std::memcpy(m_out.makeRoom(XmlTag::kMaxSize), tag.m_open.data(), XmlTag::kMaxSize);
+  m_out.take(tag.m_openSize);
+  addEscaped(value);
+  std::memcpy(m_out.makeRoom(XmlTag::kMaxSize), tag.m_close.data(), XmlTag::kMaxSize);
+  m_out.take(tag.m_closeSize);
+}
