@@ -8,7 +8,8 @@
 #include <cstdint>
 #include <cstring>
 
-// Looking at many characters at once. Nothing here reads outside of the text that it is given.
+// Scans the text of cards, eight characters at a time where possible. Nothing here reads outside
+// the given text.
 namespace textscan {
 
 /// Eight characters, the first in the lowest byte.
@@ -17,26 +18,24 @@ constexpr std::size_t kWordSize = sizeof(Word);
 constexpr Word kEachByte = ~Word{0} / 255;
 constexpr Word kTopBits = kEachByte * 0x80;
 
-/// The eight characters at `in`.
 inline Word load(const char* in) {
   Word word = 0;
   std::memcpy(&word, in, sizeof word);
   return le64toh(word);
 }
 
-/// Of eight characters those that are looked for are marked by their top bits. Tests are made of
-/// ASCII characters only, and say where there is none: they are joined with "&" and then inverted.
+/// SWAR: sets the top bit of each byte that matches one of the tests. Tests are for ASCII; bytes
+/// from 0x80 on never match.
 class Marks {
  public:
   explicit constexpr Marks(Word word) : m_word(word), m_ascii(word & ~kTopBits) {}
 
-  /// Marks characters below `limit`, which is ASCII.
+  /// Marks characters below `limit`.
   constexpr Marks& below(char limit) {
     m_others &= m_ascii + kEachByte * (0x80U - static_cast<unsigned char>(limit));
     return *this;
   }
-  /// Marks the ASCII character `c`; with some `bits` that it has, also those that are the same
-  /// but for them.
+  /// Marks `c`, and characters that differ from it only in `bits`, which are all set in `c`.
   constexpr Marks& of(char c, unsigned bits = 0) {
     const Word difference =
         (m_ascii | kEachByte * bits) ^ kEachByte * static_cast<unsigned char>(c);
@@ -48,34 +47,41 @@ class Marks {
  private:
   Word m_word;
   Word m_ascii;
-  Word m_others = ~Word{0};
+  Word m_others = ~Word{0};  ///< top bit clear where a test matched
 };
 
-/// Where the first marked character stands, the size of a word when none is.
+/// Index of the first marked character, `kWordSize` if there is none.
 constexpr std::size_t firstMarked(Word marks) {
   return static_cast<std::size_t>(std::countr_zero(marks)) / 8;
 }
 
-/// Whether the `size` characters are all ASCII.
 inline bool isAscii(const char* text, std::size_t size) {
   Word seen = 0;
   std::size_t i = 0;
   for (; size - i >= kWordSize; i += kWordSize) seen |= load(text + i);
-  // The last word may have characters again that were seen already.
+  // The last word may overlap the one before.
   if (size >= kWordSize) return ((seen | load(text + size - kWordSize)) & kTopBits) == 0;
   for (; i < size; ++i) seen |= static_cast<unsigned char>(text[i]);
   return (seen & kTopBits) == 0;
 }
 
-/// What `isspace` accepts, whatever the locale of the process.
+/// `isspace` of the C locale.
 constexpr bool isWhiteSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// Copies those of the next eight characters that are ordinary wherever in the name part they
-/// stand, up to the first other one. There is room for them.
+/// The value of a hexadecimal digit, -1 for any other character.
+constexpr int hexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+/// Copies up to eight characters of a property's name part, stopping before the first one that any
+/// state of the tokenizer treats specially. `out` must have room for `end - in` characters.
 inline const char* copyWordOfName(const char* in, const char* end, char*& out) {
   if (end - in < static_cast<long>(kWordSize)) return in;
   const Word word = load(in);
-  // ":" and ";" differ in one bit.
+  // ":" and ";" differ in bit 0.
   const Word marks = Marks(word).below('!').of(';', 1).of('=').of('\\').marked();
   std::memcpy(out, in, sizeof word);
   const std::size_t ordinary = firstMarked(marks);
@@ -83,8 +89,7 @@ inline const char* copyWordOfName(const char* in, const char* end, char*& out) {
   return in + ordinary;
 }
 
-/// Marks line ends, carriage returns and a few rare control characters in text, and where it is
-/// quoted-printable, what begins an escape.
+/// Marks control characters up to "\r" and, in quoted-printable text, "=".
 template <bool kQuoted>
 Word marksOfText(Word word) {
   Marks marks(word);
@@ -93,7 +98,8 @@ Word marksOfText(Word word) {
   return marks.marked();
 }
 
-/// Copies text up to the first character that means something in it, or to `stop`. There is room.
+/// Copies text up to `stop` or the first line feed, carriage return or, in quoted-printable text,
+/// "=". `out` must have room for `stop - in` characters.
 template <bool kQuoted>
 const char* copyText(const char* in, const char* stop, char*& out) {
   const auto isText = [](char c) { return c != '\n' && c != '\r' && !(kQuoted && c == '='); };
@@ -119,24 +125,26 @@ const char* copyText(const char* in, const char* stop, char*& out) {
   return in;
 }
 
-/// Whether a line that ends here goes on in the next one, as far as can be seen at once.
+// The fast path handles folds and soft line breaks only where the next two characters decide. The
+// functions below return false, or `in`, for the rest, which the tokenizer reads byte by byte.
+
+/// Whether the line break at `lineEnd` continues the line.
 inline bool isFold(const char* lineEnd, const char* end) {
   return end - lineEnd > 2 && lineEnd[1] != '\n' && isWhiteSpace(lineEnd[1]) && lineEnd[2] != '\n';
 }
 
-/// Behind a line break and the white space that continues the line, `in` itself where that isn't
-/// seen at once.
+/// Skips a line break that continues the line and the white space after it.
 inline const char* skipFold(const char* in, const char* end) {
   const char* const lineEnd = *in == '\r' ? in + 1 : in;
   return lineEnd < end && *lineEnd == '\n' && isFold(lineEnd, end) ? lineEnd + 2 : in;
 }
 
-/// Whether it is seen at once that the line doesn't go on: another one begins.
+/// Whether the line break at `lineEnd` ends the line.
 inline bool isLastOfLine(const char* lineEnd, const char* end) {
   return end - lineEnd > 1 && !isWhiteSpace(lineEnd[1]);
 }
 
-/// Behind a soft line break of quoted-printable text, `in` itself where there is none.
+/// Skips a soft line break of quoted-printable text.
 inline const char* skipSoftBreak(const char* in, const char* end) {
   const char* lineEnd = in + 1;
   if (lineEnd < end && *lineEnd == '\r') ++lineEnd;
@@ -146,13 +154,13 @@ inline const char* skipSoftBreak(const char* in, const char* end) {
 
 }  // namespace textscan
 
-// BASE64 by its quartets: four characters of the alphabet are 24 bits, three bytes.
+// BASE64 decoding. A quartet is four characters, which encode 24 bits.
 namespace base64 {
 
 inline constexpr unsigned char kInvalidOrd = 255;
 inline constexpr std::uint32_t kInvalidQuartet = 1U << 31;
 
-/// The value of each character of the BASE64 alphabet.
+/// The 6-bit value of each character, `kInvalidOrd` outside the alphabet.
 inline constexpr std::array<unsigned char, 256> kOrds = [] {
   constexpr const char* kAlphabet =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -162,7 +170,7 @@ inline constexpr std::array<unsigned char, 256> kOrds = [] {
   return ords;
 }();
 
-/// What a character adds to the 24 bits of its quartet at each of the four places.
+/// For each place in a quartet, the characters' values shifted into position.
 using QuartetPlace = std::array<std::uint32_t, 256>;
 inline constexpr std::array<QuartetPlace, 4> kQuartet = [] {
   std::array<QuartetPlace, 4> places{};
@@ -175,14 +183,14 @@ inline constexpr std::array<QuartetPlace, 4> kQuartet = [] {
   return places;
 }();
 
-/// The 24 bits of a quartet of the alphabet; anything else has the bit `kInvalidQuartet`.
+/// Decodes a quartet. The bit `kInvalidQuartet` is set if a character is not in the alphabet.
 inline std::uint32_t quartetBits(const char* in) {
   const auto* c = reinterpret_cast<const unsigned char*>(in);
   return kQuartet[0][c[0]] | kQuartet[1][c[1]] | kQuartet[2][c[2]] | kQuartet[3][c[3]];
 }
 
-/// Writes the bytes of one quartet, or of two, which are 24 bits each. There must be room for
-/// `kQuartetRoom` bytes, as some are written that don't count.
+/// Room that `putQuartet` and `putQuartets` need: they write a whole word and return the end of the
+/// 3 or 6 bytes that count.
 inline constexpr int kQuartetRoom = 8;
 
 inline char* putQuartet(char* out, std::uint32_t bits) {

@@ -9,11 +9,11 @@
 
 #include "TextScan.h"
 
-/// Appends many small pieces to a text, which has all of them after `flush`: they are collected
-/// first, so that the text grows by few large steps.
+/// Appends many small pieces to a string. Pieces are buffered, so that the string grows in few
+/// large steps: it is complete only after `flush`.
 ///
-/// Threads: one writer belongs to one thread. The text is the caller's and isn't to be touched
-/// meanwhile. std::bad_alloc passes through.
+/// Not thread-safe. The string must outlive the writer and must not change until `flush`. Throws
+/// std::bad_alloc.
 class TextWriter {
  public:
   explicit TextWriter(std::string& text) : m_text(text) {}
@@ -31,14 +31,13 @@ class TextWriter {
     take(text.size());
   }
 
-  /// Where to write the next `bytes` bytes, `kRoom` at most. Only what is taken then counts.
+  /// Returns where to write up to `bytes` bytes (at most `kRoom`). `take` then adds those written.
   char* makeRoom(std::size_t bytes) {
     if (kRoom - m_size < bytes) flush();
     return m_collected.data() + m_size;
   }
   void take(std::size_t bytes) { m_size += bytes; }
 
-  /// Hands on what was collected.
   void flush() {
     m_text.append(m_collected.data(), m_size);
     m_size = 0;
@@ -52,13 +51,13 @@ class TextWriter {
   std::array<char, kRoom> m_collected;
 };
 
-/// An element's name with its brackets, made when the program is compiled.
+/// Start and end tag of an XML element, built at compile time.
 class XmlTag {
  public:
-  /// The longest tag, brackets and slash included.
+  /// Longest end tag.
   static constexpr std::size_t kMaxSize = 16;
 
-  /// `name` has 13 characters at most; a longer one doesn't compile.
+  /// A name of more than 13 characters doesn't compile.
   consteval explicit XmlTag(std::string_view name)
       : m_openSize(name.size() + 2), m_closeSize(name.size() + 3) {
     fill(m_open, "<", name);
@@ -82,19 +81,17 @@ class XmlTag {
   std::size_t m_closeSize;
 };
 
-/// Writes XML. Time and memory grow linearly with what is written, whatever it is.
-///
-/// Threads: one writer belongs to one thread. What it writes to is the caller's. std::bad_alloc
-/// passes through.
+/// Writes XML in linear time and memory. Not thread-safe; `out` must outlive the writer. Throws
+/// std::bad_alloc.
 class XmlWriter {
  public:
   explicit XmlWriter(TextWriter& out) : m_out(out) {}
 
-  /// The text as it stands.
+  /// Adds text without escaping.
   void add(std::string_view text) { m_out.add(text); }
-  /// The text with the five special characters as their entities.
+  /// Adds text with & < > ' " replaced by entities.
   void addEscaped(std::string_view text);
-  /// An element with an escaped value, nothing for an empty value.
+  /// Adds an element with an escaped value, or nothing if the value is empty.
   void addElement(const XmlTag& tag, std::string_view value);
 
  private:
@@ -104,14 +101,13 @@ class XmlWriter {
   TextWriter& m_out;
 };
 
-// Of the writer only.
 namespace xml_detail {
 
-/// So many characters are looked at together, and are mostly copied as they are.
+/// Number of characters that are searched together and copied if none needs escaping.
 inline constexpr std::size_t kBlock = 64;
 inline constexpr std::size_t kLongestEntity = 6;
 
-/// What stands for a character: itself, or its entity. Eight bytes are copied whatever the size.
+/// A character or its entity. Copied as eight bytes, of which `size` count.
 struct Replacement {
   std::array<char, 8> text;
   std::uint8_t size;
@@ -133,14 +129,14 @@ inline constexpr std::array<Replacement, 256> kReplacements = [] {
   return all;
 }();
 
-/// Marks special characters; the five differ in pairs by one bit only.
+/// Marks the five characters to escape.
 constexpr textscan::Word marksOfSpecial(textscan::Word word) {
-  // & and ', " and &, < and >
+  // Pairs that differ in one bit: & and ', " and &, < and >.
   return textscan::Marks(word).of('\'', 1).of('&', 4).of('>', 2).marked();
 }
 
-/// Whether one of `kBlock` characters may be special: the neighbours of the special ones count,
-/// too. Without a branch in it, so that the compiler takes many of them in one instruction.
+/// Whether a block may contain a character to escape; # $ % and = also count. Has no branches, so
+/// that the compiler vectorizes it.
 inline bool mayHaveSpecial(const char* in) {
   unsigned char found = 0;
   for (std::size_t i = 0; i < kBlock; ++i) {
@@ -152,7 +148,7 @@ inline bool mayHaveSpecial(const char* in) {
   return found != 0;
 }
 
-/// How many of the characters surely have none that is special, in whole blocks.
+/// Size of the leading whole blocks that need no escaping.
 inline std::size_t plainBlocks(std::string_view text) {
   std::size_t plain = 0;
   while (text.size() - plain >= kBlock && !mayHaveSpecial(text.data() + plain)) plain += kBlock;
@@ -161,7 +157,6 @@ inline std::size_t plainBlocks(std::string_view text) {
 
 }  // namespace xml_detail
 
-/// Every character for itself.
 inline void XmlWriter::escapeEach(const char* in, std::size_t count) {
   char* out =
       m_out.makeRoom(count * xml_detail::kLongestEntity + sizeof(xml_detail::Replacement::text));
@@ -188,8 +183,8 @@ inline void XmlWriter::addEscaped(std::string_view text) {
   escapeEach(text.data() + plain, text.size() - plain);
 }
 
-/// Adds the beginning of a text that is shorter than a block, up to a word with a special
-/// character, and says how much that was.
+/// Copies the start of a text shorter than a block, up to the first word with a character to
+/// escape. Returns the number of characters copied.
 inline std::size_t XmlWriter::addPlainWords(std::string_view text) {
   using textscan::kWordSize;
   if (text.size() < kWordSize) return 0;
@@ -203,7 +198,7 @@ inline std::size_t XmlWriter::addPlainWords(std::string_view text) {
     std::memcpy(out + plain, text.data() + plain, kWordSize);
     plain += kWordSize;
   }
-  // The last word may have characters again that are there already.
+  // The last word may overlap the one before.
   if (plain > last && plain < text.size() && isPlain(last)) {
     std::memcpy(out + last, text.data() + last, kWordSize);
     plain = text.size();
