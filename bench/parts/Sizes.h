@@ -7,8 +7,7 @@
 
 namespace bench {
 
-// What the measured parts share: sizes from 1 KiB to 16 MiB and the cost of a byte. Where the cost
-// of a byte stays the same from the first to the last line, time is linear in size.
+// Sizes from 1 KiB to 16 MiB, and the cost per byte, which is constant where time is linear.
 
 inline void allSizes(benchmark::internal::Benchmark* benchmark) {
   constexpr std::int64_t kLeast = 1 << 10;
@@ -20,8 +19,8 @@ inline std::size_t sizeOf(const benchmark::State& state) {
   return static_cast<std::size_t>(state.range(0));
 }
 
-/// So many bytes were handled in each iteration: shows bytes per second, and seconds per byte as
-/// "perByte" ("1.2n" is 1.2 ns).
+/// Reports bytes per second, and seconds per byte as "perByte" ("1.2n" is 1.2 ns). `bytes` is the
+/// size processed by one iteration.
 inline void countBytes(benchmark::State& state, std::size_t bytes) {
   const auto all = state.iterations() * static_cast<std::int64_t>(bytes);
   state.SetBytesProcessed(all);

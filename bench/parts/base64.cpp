@@ -1,5 +1,5 @@
-// BASE64 both ways: what the builder encodes, and what the tokenizer decodes of one property,
-// folded at 76 characters and in a single line.
+// BASE64: encoding by the builder, and decoding of a property by the tokenizer, in a single line
+// and folded at 76 characters.
 
 #include <benchmark/benchmark.h>
 

@@ -1,5 +1,5 @@
-// The phonebook message of a card that was read before, ordinary and with one large field: plain,
-// and of characters that each become an entity.
+// The phonebook message of a parsed card: an ordinary one, and with a large field that needs no
+// escaping or consists of characters to escape.
 
 #include <benchmark/benchmark.h>
 

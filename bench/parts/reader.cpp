@@ -1,4 +1,4 @@
-// The whole reader, to the finished message; pictures are discarded.
+// The whole reader, including the message. Discards pictures.
 
 #include <benchmark/benchmark.h>
 

@@ -1,4 +1,4 @@
-// The tokenizer alone: handlers that do nothing.
+// The tokenizer with empty handlers.
 
 #include <benchmark/benchmark.h>
 
