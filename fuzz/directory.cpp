@@ -1,8 +1,8 @@
 // Requests to the Directory Service with a real phonebook.
 //
-// Contract: every request is answered with a reason that quotes nothing from it, with the matching
-// entries, or with the Id of the entry written, updated or deleted. A written entry reads back
-// unchanged and is found by its values. An update changes exactly the given columns, a delete
+// Contract: every request is answered with a failure whose reason quotes nothing from it, with the
+// matching entries, or with the Id of the entry written, updated or deleted. A written entry reads
+// back unchanged and is found by its values. An update changes exactly the given columns, a delete
 // removes the entry, and neither affects other entries. A valid update or delete is refused only if
 // the entry doesn't exist or would become empty, and then changes nothing.
 

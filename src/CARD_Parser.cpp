@@ -359,7 +359,7 @@ int CARD_Parser::handleTelephone(const char* data) {
   return 1;
 }
 
-/// Stores the value in an empty field and logs it with the format `log`.
+/// Stores the value as UTF-8 unless the field has one, and logs it with the format `log`.
 int CARD_Parser::handleText(const char* data, std::string& field, const char* log) {
   if (!field.empty()) return 1;
   Utf8Copy copy;

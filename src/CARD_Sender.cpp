@@ -153,7 +153,7 @@ void CARD_Sender::run() {
   const bdaddr_t anyAdapter{};
   if (BtOBEX_TransportConnect(m_handle, &anyAdapter, &m_remoteAddress,
                               static_cast<std::uint8_t>(m_channel)) < 0) {
-    // The handle is not cleaned up.
+    // Leaks the handle, unlike the failures below.
     LOG_ERROR("\tOBEX transport connect");
     fail();
     return;

@@ -22,7 +22,7 @@ constexpr int kInputTimeoutSeconds = 1;
 constexpr int kPauseMilliseconds = 50;
 constexpr int kDefaultRegisterAttempts = 10;
 constexpr int kNoLimit = -1;
-/// Can't be received, since the highest bit marks the last packet of a request. Refused anyway.
+/// Never received: on the wire, this bit marks the last packet of a request. Refused anyway.
 constexpr int kCommandWithFinalBit = 0x80;
 
 constexpr const char* kVCardExtension = "vcf";
