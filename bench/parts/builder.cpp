@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "bench/support/Folder.h"
 #include "src/CARD_Creator.h"

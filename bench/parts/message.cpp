@@ -3,7 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "src/CARD_Parser.h"
 

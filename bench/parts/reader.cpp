@@ -2,7 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "cards/DiscardedPictures.h"
 #include "src/CARD_Parser.h"
