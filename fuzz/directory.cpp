@@ -1,10 +1,11 @@
-// Requests to the Directory Service with a real phonebook.
+// Requests to the Directory Service, with a real phonebook behind it.
 //
-// Contract: every request is answered with a failure whose reason quotes nothing from it, with the
-// matching entries, or with the Id of the entry written, updated or deleted. A written entry reads
-// back unchanged and is found by its values. An update changes exactly the given columns, a delete
-// removes the entry, and neither affects other entries. A valid update or delete is refused only if
-// the entry doesn't exist or would become empty, and then changes nothing.
+// Promised: every request is answered with a failure in a sentence that holds nothing of it, with
+// the entries that match, or with the Id of the entry that was written, changed or deleted. A new
+// entry reads back byte for byte, and is found by its values; of a changed one so do the texts that
+// were named, and the others stay; a deleted one is gone; no other entry is touched. What is
+// refused though it can be understood names an entry that isn't there or would leave it empty, and
+// changes nothing.
 
 #include <algorithm>
 #include <optional>
@@ -27,36 +28,34 @@ using host::DirectoryEntry;
 using host::DirectoryRequest;
 
 void checkRead(const DirectoryAnswer& answer, const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Read, "a read request is answered with entries");
+  require(answer.kind == DirectoryAnswer::Kind::Read, "a request to read is answered with entries");
   const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
   const std::vector<ColumnValue>& match = request.entry();
   const bool matchesNothing = !match.empty() && std::all_of(match.begin(), match.end(), isEmpty);
   require(!matchesNothing || answer.entries.empty(), "empty values alone match nothing");
-  require(!match.empty() || answer.entries.size() == 2, "without values every entry matches");
+  require(!match.empty() || answer.entries.size() == 2, "without values everything matches");
   for (const DirectoryEntry& entry : answer.entries) {
     require(entry.values.size() == request.resultColumns().size(),
-            "an entry has the requested columns");
+            "an entry has every column that was asked for");
     for (std::size_t i = 0; i < entry.values.size(); ++i) {
-      require(entry.values[i].column == request.resultColumns()[i],
-              "columns are in the requested order");
+      require(entry.values[i].column == request.resultColumns()[i], "columns come in their order");
     }
     for (const ColumnValue& wanted : match) {
       const bool asked = std::count(request.resultColumns().begin(), request.resultColumns().end(),
                                     wanted.column) > 0;
       const bool id = wanted.column == Column::Id;
-      require(!asked || id || entry.value(wanted.column) == wanted.value,
-              "an entry has the values searched for");
+      require(!asked || id || entry.value(wanted.column) == wanted.value, "an entry matches");
     }
   }
 }
 
 void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
                   const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Written, "a valid request is stored");
+  require(answer.kind == DirectoryAnswer::Kind::Written, "what can be understood is stored");
   const DirectoryEntry entry = book.entryOf(answer.id);
   std::size_t given = 0;
   for (const ColumnValue& value : request.entry()) {
-    require(entry.value(value.column) == value.value, "an entry is stored unchanged");
+    require(entry.value(value.column) == value.value, "an entry is stored byte for byte");
     if (!value.value.empty()) ++given;
   }
   const auto holds = [](const ColumnValue& value) {
@@ -88,7 +87,7 @@ bool areEqual(const Entries& left, const Entries& right) {
       [](const DirectoryEntry& a, const DirectoryEntry& b) { return areEqual(a, b); });
 }
 
-/// Applies an update or delete to a plain list. Returns false if it must be refused.
+/// Carries a change out on a plain list. False when it can't be done.
 bool change(Entries& entries, const DirectoryRequest& request) {
   const auto found = std::find_if(entries.begin(), entries.end(), [&](const DirectoryEntry& entry) {
     return entry.value(Column::Id) == std::to_string(request.id());
@@ -112,16 +111,16 @@ void checkChanged(const DirectoryAnswer& answer, const DirectoryRequest& request
                   const Entries& after) {
   Entries expected = before;
   if (!change(expected, request)) {
-    require(answer.kind == DirectoryAnswer::Kind::Failure, "an impossible change is refused");
+    require(answer.kind == DirectoryAnswer::Kind::Failure, "what can't be done is refused");
     require(areEqual(before, after), "a refused change changes nothing");
     return;
   }
   const bool deletes = request.kind() == DirectoryRequest::Kind::Delete;
   require(
       answer.kind == (deletes ? DirectoryAnswer::Kind::Deleted : DirectoryAnswer::Kind::Updated),
-      "a possible change is made");
+      "what can be understood is done");
   require(answer.id == std::to_string(request.id()), "a change is answered with the entry's Id");
-  require(areEqual(expected, after), "a change affects exactly one entry");
+  require(areEqual(expected, after), "a change is done byte for byte, and to one entry only");
 }
 
 void checkUnderstood(ScratchBook& book, const std::string& text, const DirectoryRequest& request) {
@@ -146,7 +145,7 @@ void check(ScratchBook& book, const std::string& text) {
   } catch (const host::DirectoryRefusal& refusal) {
     const DirectoryAnswer answer = book.ask(text);
     require(answer.kind == DirectoryAnswer::Kind::Failure && answer.reason == refusal.what(),
-            "an invalid request is refused with the reason");
+            "what can't be understood is refused, with the reason");
     return;
   }
   checkUnderstood(book, text, *request);
