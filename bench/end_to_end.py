@@ -1,4 +1,4 @@
-"""A whole telephone on the virtual radio: pushes on one link, and a body of 3 MB. Run by bench/endtoend, which says how."""
+"""Pushes to a whole telephone on the virtual radio: many small cards, and bodies of 3 MB. Run by bench/endtoend."""
 
 import base64
 import os
@@ -20,7 +20,7 @@ PICTURE = f"photo{SURNAME}Test.jpg"
 
 
 def large_card():
-    """A card whose picture makes it 3 MB large."""
+    """A card of 3 MB, most of it a picture."""
     frame = card(SURNAME, "PHOTO;TYPE=JPEG;ENCODING=BASE64:", " {}", "")
     width = 76
     lines = (BODY_SIZE - len(frame)) // (width + 2)
@@ -37,7 +37,7 @@ class EndToEnd(PhoneTest):
         self.watcher = self.watch()
 
     def push(self, peer, packets):
-        """Returns the seconds until the last answer."""
+        """Returns the seconds to the last answer."""
         began = time.perf_counter()
         for data in packets:
             peer.sendall(data)
@@ -48,38 +48,38 @@ class EndToEnd(PhoneTest):
     def expect_offers(self, count):
         wait_for(lambda: self.watcher.out().count('"event":"accept"') >= count, f"{count} offers")
 
-    def processor_seconds(self):
+    def cpu_seconds(self):
         fields = pathlib.Path(f"/proc/{self.phone.process.pid}/stat").read_text(encoding="ascii").rsplit(")", 1)[1].split()
         return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
 
     def test_pushes_on_one_link(self):
         pushes = [phone.put_packets("card.vcf", card(f"Push{i:06}", "TEL;WORK:+4755112233").encode())
                   for i in range(PUSHES)]
-        used = self.processor_seconds()
+        used = self.cpu_seconds()
         began = time.perf_counter()
         with self.link() as peer:
             taken = [self.push(peer, packets) for packets in pushes]
         answered = time.perf_counter() - began
         self.expect_offers(PUSHES)
         offered = time.perf_counter() - began
-        used = self.processor_seconds() - used
-        print(f"\npushes {PUSHES} on one link: {PUSHES / answered:.0f} a second, "
-              f"{statistics.median(taken) * 1e6:.0f} us until the answer (median), "
-              f"all offered to the user after {offered:.2f} s, processor {used / PUSHES * 1e6:.0f} us a push", flush=True)
+        used = self.cpu_seconds() - used
+        print(f"\npushes {PUSHES} on one link: {PUSHES / answered:.0f} per second, "
+              f"{statistics.median(taken) * 1e6:.0f} us to the answer (median), "
+              f"all offered to the user after {offered:.2f} s, CPU {used / PUSHES * 1e6:.0f} us per push", flush=True)
 
     def test_body_of_3_mb(self):
         self.addCleanup(self.remove_pictures)
         body = large_card()
         packets = phone.put_packets("card.vcf", body)
-        used = self.processor_seconds()
+        used = self.cpu_seconds()
         with self.link() as peer:
             taken = [self.push(peer, packets) for _ in range(BODIES)]
         self.expect_offers(BODIES)
-        used = self.processor_seconds() - used
+        used = self.cpu_seconds() - used
         self.assertGreater((phone.IMAGES / PICTURE).stat().st_size, BODY_SIZE * 2 // 3)
         median = statistics.median(taken)
-        print(f"\nbodies {BODIES} of {len(body)} bytes: {median * 1e3:.1f} ms until the answer (median), picture stored, "
-              f"{len(body) / median / 1e6:.0f} MB a second, processor {used / BODIES * 1e3:.1f} ms a body", flush=True)
+        print(f"\nbodies {BODIES} of {len(body)} bytes: {median * 1e3:.1f} ms to the answer (median), picture stored, "
+              f"{len(body) / median / 1e6:.0f} MB per second, CPU {used / BODIES * 1e3:.1f} ms per body", flush=True)
 
     def remove_pictures(self):
         for path in phone.IMAGES.glob(f"{PICTURE}*"):

@@ -1,8 +1,8 @@
-// bench_make_cards DIR: makes the folders that everything is measured on. The same bytes each time.
+// bench_make_cards DIR: writes the cards and contacts to measure with. Always the same bytes.
 //
 //   small/     small vCards 2.1            photo/      with a picture of 100 KB, folded at 76
 //   folded/    vCards 3.0 of 20 KB text    records/    contacts without a picture, as JSON
-//   pictured/  contacts with a picture, which stands in pictured/data/images/
+//   pictured/  contacts with a picture in pictured/data/images/
 
 #include <filesystem>
 
@@ -36,7 +36,7 @@ void makeCards(const std::filesystem::path& folder) {
 }
 
 void makeRecords(const std::filesystem::path& folder) {
-  // The builder takes a path for whole where it holds the name of the telephone's folder.
+  // The builder uses a path that contains "/data/images/" as it is.
   const std::filesystem::path images = folder / "pictured" / "data" / "images";
   std::filesystem::create_directories(images);
   std::filesystem::create_directories(folder / "records");

@@ -1,5 +1,5 @@
-// bench_read DIR: reads the .vcf files of a folder, each to its finished phonebook message, over
-// and over. Pictures are discarded. What it prints stands at bench::measure.
+// bench_read DIR: repeatedly converts the .vcf files of a folder to phonebook messages. Discards
+// pictures. See bench::measure for the output.
 
 #include <iostream>
 #include <stdexcept>
@@ -13,7 +13,7 @@ namespace {
 
 const std::string kEncoding = "utf-8";
 
-/// Whether the card was read to its end. The message is made in any case.
+/// Returns whether the card parses. Builds the message in any case.
 bool readCard(const std::string& card) {
   contacts::DiscardedPictures pictures;
   CARD_Parser reader(&pictures);
@@ -22,19 +22,19 @@ bool readCard(const std::string& card) {
   return !reader.getPhoneBookWriteMessage(kEncoding).empty() && whole;
 }
 
-// A card that is refused early is cheap: nobody is to take that for speed.
-void warnOfRefused(const std::vector<bench::File>& cards) {
+// Warns because a card that fails to parse takes less time.
+void warnOfRefused(const std::string& folder, const std::vector<bench::File>& cards) {
   std::size_t refused = 0;
   for (const bench::File& card : cards) refused += readCard(card.content) ? 0 : 1;
-  if (refused == cards.size()) throw std::runtime_error("none of the cards can be read");
+  if (refused == cards.size()) throw std::runtime_error(folder + ": no card parses");
   if (refused == 0) return;
   std::cerr << "bench_read: " << refused << " of " << cards.size()
-            << " cards can't be read; they are measured as far as they go" << std::endl;
+            << " cards don't parse and are measured up to the error" << std::endl;
 }
 
 void readFolderOfCards(const std::string& folder) {
   const std::vector<bench::File> cards = bench::readFolder(folder, ".vcf");
-  warnOfRefused(cards);
+  warnOfRefused(folder, cards);
   bench::measureEach(cards, [](const bench::File& card) {
     readCard(card.content);
     return card.content.size();

@@ -1,4 +1,4 @@
-"""bench_read and bench_write as other programs call them: one line of figures, and a sentence where there is nothing to measure."""
+"""The command line of bench_read and bench_write: a line of figures, or an error message."""
 
 import json
 import os
@@ -35,7 +35,7 @@ class Programs(unittest.TestCase):
         self.assertEqual((result.returncode, result.stdout), (code, ""))
         self.assertIn(sentence, result.stderr)
 
-    def test_cards_are_read_for_the_seconds_asked_for(self):
+    def test_reads_for_the_given_seconds(self):
         (self.folder / "a.vcf").write_text(CARD, newline="")
         (self.folder / "b.vcf").write_text(CARD, newline="")
         (self.folder / "c.txt").write_text("no card")
@@ -43,58 +43,58 @@ class Programs(unittest.TestCase):
         self.assertGreaterEqual(seconds, 0.2)
         self.assertEqual((cards % 2, size), (0, cards * len(CARD)))
 
-    def test_warming_up_is_not_counted(self):
+    def test_does_not_count_the_warm_up(self):
         (self.folder / "a.vcf").write_text(CARD)
         cards, *_ = self.expect_figures("bench_read", seconds="0", warm="0.2")
         self.assertEqual(cards, 1)
 
-    def test_bytes_written_are_those_of_the_cards(self):
+    def test_counts_the_bytes_of_built_cards(self):
         (self.folder / "a.json").write_text(json.dumps({"surname": "Berg", "mobile": "1"}))
         cards, _, size, _ = self.expect_figures("bench_write")
         written = subprocess.run([BIN / "cardtool", "write", self.folder / "a.json"], capture_output=True, check=True)
         self.assertEqual(size, cards * len(written.stdout))
 
-    def test_refused_cards_are_told_of(self):
+    def test_warns_of_cards_that_do_not_parse(self):
         (self.folder / "a.vcf").write_text(CARD)
         (self.folder / "b.vcf").write_text("N:no card\n")
         *_, words = self.expect_figures("bench_read")
-        self.assertIn("1 of 2 cards can't be read", words)
+        self.assertIn("1 of 2 cards don't parse", words)
 
-    def test_a_picture_that_is_missing_is_told_of(self):
+    def test_warns_of_a_missing_picture(self):
         (self.folder / "a.json").write_text(json.dumps({"surname": "Berg", "picture": "benchMissing.jpg"}))
         *_, words = self.expect_figures("bench_write")
-        self.assertIn("1 of 1 records name a picture that can't be read", words)
+        self.assertIn("1 of 1 contacts have an unreadable picture", words)
 
-    def test_only_refused_cards_are_an_error(self):
+    def test_fails_if_no_card_parses(self):
         (self.folder / "a.vcf").write_text("N:no card\n")
-        self.expect_error("none of the cards can be read", "bench_read", self.folder)
+        self.expect_error("no card parses", "bench_read", self.folder)
 
-    def test_a_folder_that_is_missing_is_an_error(self):
+    def test_fails_for_a_missing_folder(self):
         for name in ("bench_read", "bench_write"):
             self.expect_error("No such file or directory", name, self.folder / "missing")
 
-    def test_a_folder_without_cards_is_an_error(self):
-        self.expect_error("there is no .vcf file in it", "bench_read", self.folder)
-        self.expect_error("there is no .json file in it", "bench_write", self.folder)
+    def test_fails_for_a_folder_without_cards(self):
+        self.expect_error("no .vcf file", "bench_read", self.folder)
+        self.expect_error("no .json file", "bench_write", self.folder)
 
-    def test_a_card_that_leads_nowhere_is_an_error(self):
+    def test_fails_for_a_dangling_link(self):
         (self.folder / "a.vcf").symlink_to("nowhere")
-        self.expect_error("can't be read: No such file", "bench_read", self.folder)
+        self.expect_error("can't read: No such file", "bench_read", self.folder)
 
-    def test_a_pipe_is_an_error(self):
+    def test_fails_for_a_fifo(self):
         os.mkfifo(self.folder / "a.vcf")
-        self.expect_error("is no regular file", "bench_read", self.folder)
+        self.expect_error("not a regular file", "bench_read", self.folder)
 
-    def test_a_record_that_is_no_contact_is_an_error(self):
+    def test_fails_for_json_that_is_no_contact(self):
         (self.folder / "a.json").write_text("[]")
         self.expect_error("a.json", "bench_write", self.folder)
 
-    def test_seconds_that_are_no_number_are_an_error(self):
+    def test_fails_for_invalid_seconds(self):
         (self.folder / "a.vcf").write_text(CARD)
         for seconds in ("soon", "-1", "nan", "1x"):
-            self.expect_error("BENCH_SECONDS is to be a number of seconds", "bench_read", self.folder, seconds=seconds)
+            self.expect_error("BENCH_SECONDS must be a number of seconds", "bench_read", self.folder, seconds=seconds)
 
-    def test_no_folder_at_all_is_a_wrong_command_line(self):
+    def test_prints_usage_without_a_folder(self):
         self.expect_error("usage: bench_read DIR", "bench_read", code=2)
 
 

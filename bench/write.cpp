@@ -1,15 +1,15 @@
-// bench_write DIR: makes the cards of the contact records in a folder's .json files over and over.
-// Bytes are those of the cards made. What it prints stands at bench::measure.
+// bench_write DIR: repeatedly builds the cards of the contacts in a folder's .json files. Counts
+// the bytes of the cards. See bench::measure for the output.
 
 #include <iostream>
 
+#include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "bench/support/Records.h"
 #include "src/CARD_Creator.h"
 
 namespace {
 
-// A card without the picture that it should have is cheap: nobody is to take that for speed.
+// Warns because a card without its picture takes less time.
 void warnOfPictures(const std::vector<contacts::Contact>& records) {
   std::size_t missing = 0;
   for (const contacts::Contact& record : records) {
@@ -17,8 +17,7 @@ void warnOfPictures(const std::vector<contacts::Contact>& records) {
   }
   if (missing == 0) return;
   std::cerr << "bench_write: " << missing << " of " << records.size()
-            << " records name a picture that can't be read; their cards are made without it"
-            << std::endl;
+            << " contacts have an unreadable picture, which is left out" << std::endl;
 }
 
 void writeCardsOf(const std::string& folder) {

@@ -1,11 +1,9 @@
-// The builder of cards, read back by the reader. An input is a contact: one line for each field, in
-// the order of the record, then the bytes of the picture.
+// The vCard builder, checked with the reader. An input is a contact: a line for each field, in the
+// order of the record, then the bytes of the picture.
 //
-// Promised for any contact: the card is built, is the same with traces, and its end is in place.
-// Promised for a contact of one- and two-byte UTF-8 without line breaks, zero bytes or leading
-// white space, without semicolons in the names, whose second number and address come only with the
-// first: the reader reads every field back, the preferred number when it is filled, and the
-// picture.
+// Contract for any contact: the card is complete, and tracing doesn't change it. Contract for a
+// contact that the reader can represent (`isReadable`): the reader finds every field, the preferred
+// number unless it is empty, and the picture.
 
 #include <array>
 #include <filesystem>
@@ -83,7 +81,9 @@ bool isReadable(const std::string& value) {
   return true;
 }
 
-/// Whether the reader can be expected to find every field again.
+/// Whether the reader must find every field: UTF-8 of at most two bytes per character, no line
+/// breaks, zero bytes or leading white space, no semicolons in names, no second number or address
+/// without the first.
 bool isReadable(const Contact& contact) {
   for (const Field& field : kFields) {
     if (!isReadable(contact.*field.given)) return false;
@@ -101,10 +101,10 @@ const Number* preferredOf(const Contact& contact) {
   return nullptr;
 }
 
-/// Puts the picture where the builder looks for one. Nothing that an input says becomes a path.
+/// Writes the picture where the builder reads it. The path doesn't depend on the input.
 std::string keepPicture(std::string_view bytes) {
   static const ScratchFolder folder;
-  // A path with the images folder in it is taken as it is.
+  // The builder uses a path that contains "/data/images/" as it is.
   static const std::filesystem::path images = folder.path() / "data/images";
   std::filesystem::create_directories(images);
   const std::filesystem::path file = images / "picture.jpg";
@@ -127,7 +127,7 @@ void checkReadBack(const Contact& contact, const std::string& vCard, std::string
   require(storage.photos.size() == (picture.empty() ? 0 : 1), "a picture is read back once");
   if (picture.empty()) return;
   require(storage.photos[0].bytes == picture.substr(0, kMaxPicture),
-          "a picture is read back whole");
+          "a picture is read back unchanged");
   require(storage.photos[0].path == "/data/images/" + card.picture, "the entry names its picture");
 }
 
@@ -142,15 +142,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Contact contact;
   for (const Field& field : kFields) contact.*field.given = cutLine(rest);
   contact.defaultnumber = cutLine(rest);
-  // A picture's name can't hold a zero byte or a slash, and its card can do without a name.
   if (!rest.empty()) contact.picture = keepPicture(rest);
   const std::string card = CARD_Creator().createVCard(contact);
   require(card.starts_with("BEGIN:VCARD\r\n") && card.ends_with("END:VCARD\r\n"),
-          "a card has its begin and its end");
+          "a card is complete");
   if (isReadable(contact)) checkReadBack(contact, card, rest);
   if (isSampled(input, kTracedShare)) {
     const Tracing tracing;
-    require(CARD_Creator().createVCard(contact) == card, "traces change nothing");
+    require(CARD_Creator().createVCard(contact) == card, "tracing doesn't change the card");
   }
   return 0;
 }

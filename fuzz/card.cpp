@@ -1,9 +1,9 @@
-// A whole card, from its bytes to the entry in the phonebook.
+// A card, from its bytes to the phonebook entry.
 //
-// Promised: the reading ends with 1 or 0; photos go beneath the images folder, and one that can't
-// be stored fails its card; a second reader makes the same message and photos; the Directory takes
-// the message, or refuses it in words; what it took it gives back; what is shown of the card is
-// one line of valid JSON; traces change nothing.
+// Contract: `parse` returns 1 or 0, and 0 if a photo can't be stored; photos are stored in the
+// images folder; a second reader produces the same message and photos; the Directory Service
+// stores the message and returns it unchanged, or refuses a huge one with a reason; the card's JSON
+// is valid and has no control characters; tracing changes nothing.
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
@@ -34,7 +34,7 @@ struct Reading {
   bool operator==(const Reading&) const = default;
 };
 
-/// How the card's photos fare.
+/// How the storage treats photos; kMissing: there is none.
 enum class Keeping { kWorks, kRefuses, kMissing };
 
 Reading read(std::string_view card, Keeping keeping) {
@@ -43,13 +43,13 @@ Reading read(std::string_view card, Keeping keeping) {
   CARD_Parser reader(keeping == Keeping::kMissing ? nullptr : &storage);
   const int result = reader.parse(reinterpret_cast<const unsigned char*>(card.data()),
                                   static_cast<int>(card.size()));
-  require(result == 0 || result == 1, "reading gives 1 or 0");
+  require(result == 0 || result == 1, "parse returns 1 or 0");
   require(storage.calls == 0 || keeping == Keeping::kWorks || result == 0,
           "a photo that can't be stored fails its card");
   Reading reading{result, reader.getPhoneBookWriteMessage("utf-8"), std::move(storage.photos)};
   reader.clearBuffers();
   require(reader.getPhoneBookWriteMessage("utf-8") == reading.message,
-          "the message can be had again");
+          "the message can be built again");
   return reading;
 }
 
@@ -63,29 +63,30 @@ Reading readPlainly(std::string_view card, Keeping keeping) {
 
 void checkPhotos(const Photos& photos) {
   for (const test::StoredPhoto& photo : photos) {
-    require(photo.path.starts_with("/data/images/photo"), "photos are named so");
-    require(photo.path.find('.') != std::string::npos, "photos have an extension");
-    require(!photo.bytes.empty(), "photos hold something");
+    require(photo.path.starts_with("/data/images/photo"),
+            "a photo's path begins with /data/images/photo");
+    require(photo.path.find('.') != std::string::npos, "a photo has an extension");
+    require(!photo.bytes.empty(), "a photo is not empty");
   }
 }
 
 void checkShown(const cards::Card& card) {
   const std::string line = cards::jsonLine(cards::cardJson(card));
-  require(nlohmann::json::accept(line), "a card is shown as valid JSON");
+  require(nlohmann::json::accept(line), "a card's JSON is valid");
   const bool plain = std::all_of(line.begin(), line.end(), [](char c) {
     return static_cast<std::uint8_t>(c) >= ' ' && c != 0x7F;
   });
-  require(plain, "what is shown of a card is one line and steers no terminal");
+  require(plain, "a card's JSON has no control characters");
 }
 
-/// The phonebook, the tools and the reader must understand the same by a message.
+/// Phonebook and tools must read the same entry from a message.
 void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) {
   require(request.kind() == host::DirectoryRequest::Kind::Write,
-          "a card's message is to be written");
+          "a card's message is a write request");
   cards::Card taken;
   for (const host::ColumnValue& value : request.entry()) {
     const bool known = cards::setColumn(taken, host::columnName(value.column), value.value);
-    require(known && !value.value.empty(), "a card's message holds columns with values");
+    require(known && !value.value.empty(), "a card's message has known columns with values");
   }
   require(taken == card, "phonebook and tools read the same from a message");
 }
@@ -93,10 +94,10 @@ void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) 
 void checkStored(const std::string& message, const host::DirectoryRequest& request) {
   static ScratchBook book;
   const host::DirectoryAnswer answer = book.ask(message);
-  require(answer.kind == host::DirectoryAnswer::Kind::Written, "what can be understood is stored");
+  require(answer.kind == host::DirectoryAnswer::Kind::Written, "a valid request is stored");
   const host::DirectoryEntry entry = book.entryOf(answer.id);
   for (const host::ColumnValue& value : request.entry()) {
-    require(entry.value(value.column) == value.value, "an entry is stored byte for byte");
+    require(entry.value(value.column) == value.value, "an entry is stored unchanged");
   }
   book.renew();
 }
@@ -110,8 +111,8 @@ void checkMessage(std::string_view input, const Reading& reading) {
     checkTaken(request, card);
     if (isSampled(input, kStoredShare)) checkStored(reading.message, request);
   } catch (const host::DirectoryRefusal& refusal) {
-    require(input.size() > (1U << 20), "the phonebook takes every card that isn't huge");
-    require(*refusal.what() != '\0', "a refusal is in words");
+    require(input.size() > (1U << 20), "the phonebook accepts every card that isn't huge");
+    require(*refusal.what() != '\0', "a refusal has a reason");
   }
 }
 
@@ -123,20 +124,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::uint64_t kTracedShare = 16;
   const std::string_view input = textOf(data, size);
   const Reading reading = read(input, Keeping::kWorks);
-  require(reading == readPlainly(input, Keeping::kWorks), "both readers read the same");
+  require(reading == readPlainly(input, Keeping::kWorks), "both readers agree");
   checkPhotos(reading.photos);
   checkMessage(input, reading);
   if (!reading.photos.empty()) {
     for (const Keeping keeping : {Keeping::kRefuses, Keeping::kMissing}) {
       require(read(input, keeping) == readPlainly(input, keeping),
-              "both readers read the same without a place for photos");
+              "both readers agree when photos can't be stored");
     }
   }
   if (isSampled(input, kTracedShare)) {
     const Tracing tracing;
-    require(read(input, Keeping::kWorks) == reading, "traces change nothing");
+    require(read(input, Keeping::kWorks) == reading, "tracing changes nothing");
     require(tracing.lines() > input.size() / 2 || reading.result == 0 || input.size() < 2,
-            "traces are written when they are wanted");
+            "traces are logged at the trace level");
   }
   return 0;
 }

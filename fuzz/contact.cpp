@@ -1,8 +1,8 @@
-// The JSON of a contact, as `cardtool write` reads it.
+// JSON contacts, as read by `cardtool write`.
 //
-// Promised: a text is a contact, or is refused in a sentence that is safe to show; a contact is
-// written as one line that steers no terminal, and read back as the same; the card for it can be
-// built; the phonebook's entry for it gives the same contact again.
+// Contract: a text is a contact or is refused with a reason; reasons and output are valid UTF-8
+// without control characters; a contact survives a round trip through JSON and through a phonebook
+// entry; its card can be built.
 
 #include <glib.h>
 
@@ -40,8 +40,8 @@ std::optional<Contact> read(std::string_view json) {
   try {
     return contacts::contactFromJson(json);
   } catch (const std::runtime_error& refusal) {
-    require(*refusal.what() != '\0', "a refusal is in words");
-    requireSafe(refusal.what(), "a refusal is safe to show");
+    require(*refusal.what() != '\0', "a refusal has a reason");
+    requireSafe(refusal.what(), "a reason is safe to show");
     return std::nullopt;
   }
 }
@@ -56,9 +56,9 @@ void checkEntry(const Contact& contact) {
     Contact again = contacts::contactOf(card);
     Contact named = contact;
     named.picture = card.picture;
-    require(areSame(again, named), "the phonebook keeps a contact as it is");
+    require(areSame(again, named), "a phonebook entry keeps the contact");
   } catch (const std::runtime_error& refusal) {
-    requireSafe(refusal.what(), "a refusal is safe to show");
+    requireSafe(refusal.what(), "a reason is safe to show");
   }
 }
 
@@ -72,11 +72,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string json = contacts::contactJson(*contact);
   requireSafe(json, "a contact's JSON is safe to show");
   const std::optional<Contact> again = read(json);
-  require(again && areSame(*again, *contact), "a contact is read back as it was written");
+  require(again && areSame(*again, *contact), "a contact survives a round trip through JSON");
   checkEntry(*contact);
   Contact plain = *contact;
-  plain.picture.clear();  // no path of an input is opened
+  plain.picture.clear();  // never open a path from the input
   const std::string card = CARD_Creator().createVCard(plain);
-  require(card.ends_with("END:VCARD\r\n"), "the card for a contact has its end");
+  require(card.ends_with("END:VCARD\r\n"), "a contact's card is complete");
   return 0;
 }

@@ -1,7 +1,7 @@
-// What a device tells of its services: the attribute lists of a service discovery answer.
+// The attribute lists in a device's answer to a service discovery request.
 //
-// Promised: the bytes are records, or none; a channel is 0 or 1 to 30; a name is a piece of the
-// input; no more records than bytes; what is cut off is refused.
+// Contract: a channel is 0 to 30; a name is part of the input; there are no more records than
+// bytes; truncated input is refused.
 
 #include <span>
 #include <string_view>
@@ -17,8 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text = fuzz::textOf(data, size);
   for (const host::SdpRecord& record : *records) {
     fuzz::require(record.channel >= 0 && record.channel <= 30, "a channel is 0 to 30");
-    fuzz::require(text.find(record.name) != std::string_view::npos, "a name is from the input");
+    fuzz::require(text.find(record.name) != std::string_view::npos, "a name is part of the input");
   }
-  fuzz::require(!host::readSdpRecords(bytes.first(1)), "what is cut off is refused");
+  fuzz::require(!host::readSdpRecords(bytes.first(1)), "truncated input is refused");
   return 0;
 }

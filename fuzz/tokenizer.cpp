@@ -1,8 +1,8 @@
-// The tokenizer of cards, with handlers that keep what they are told.
+// The vCard tokenizer, with handlers that record their calls.
 //
-// Promised: the reading ends with 1 or 0; handlers are called in the order that their comments
-// state, with texts that end in a zero byte; a refusal of data ends the reading; a second tokenizer
-// makes the same calls; traces change nothing.
+// Contract: `parse` returns 1 or 0; handlers are called in the documented order, with
+// zero-terminated texts; a refusal of data ends `parse`; a second tokenizer makes the same calls;
+// tracing changes nothing.
 
 #include <cstring>
 #include <string>
@@ -21,8 +21,7 @@ using test::HandlerCall;
 using Kind = HandlerCall::Kind;
 using Calls = std::vector<HandlerCall>;
 
-/// The input itself says what the handlers refuse: texts that begin with "!", and the end of data
-/// that begin with "?".
+/// Handlers refuse texts that begin with "!" and the end of data that begin with "?".
 bool isAccepted(const Calls& calls) {
   const HandlerCall& last = calls.back();
   if (last.kind != Kind::End) return !last.text.starts_with('!');
@@ -35,7 +34,7 @@ class Recorder : public CARDCAL_Parser {
   explicit Recorder(std::size_t inputSize) : m_inputSize(inputSize) {}
 
   int groupHandler(const char* group) override {
-    require(group != nullptr, "a group has a text");
+    require(group != nullptr, "a group is not null");
     return take({Kind::Group, group, {}});
   }
 
@@ -57,7 +56,7 @@ class Recorder : public CARDCAL_Parser {
       return take({Kind::End, "", {}});
     }
     require(len > 0 && static_cast<std::size_t>(len) <= m_inputSize,
-            "data are not empty, and not longer than what they come from");
+            "data are neither empty nor longer than the input");
     require(data[len] == '\0', "a zero byte follows the data");
     return take({Kind::Data, std::string(data, static_cast<std::size_t>(len)), {}});
   }
@@ -77,10 +76,10 @@ class Recorder : public CARDCAL_Parser {
   }
 
   void checkOrder(Kind kind) const {
-    require(!m_dataRefused, "a refusal of data ends the reading");
+    require(!m_dataRefused, "a refusal of data ends parse");
     const bool isData = kind == Kind::Data || kind == Kind::End;
-    require(!m_expectsEnd || kind == Kind::End, "after data comes their end");
-    require(isData == (m_expectsData || m_expectsEnd), "data belong to one accepted property");
+    require(!m_expectsEnd || kind == Kind::End, "data are followed by their end");
+    require(isData == (m_expectsData || m_expectsEnd), "data follow an accepted property, once");
   }
 
   const std::size_t m_inputSize;
@@ -119,7 +118,7 @@ Reading read(std::string_view input) {
   Recorder recorder(input.size());
   const int result = recorder.parse(reinterpret_cast<const unsigned char*>(input.data()),
                                     static_cast<int>(input.size()));
-  require(result == 0 || result == 1, "reading gives 1 or 0");
+  require(result == 0 || result == 1, "parse returns 1 or 0");
   return {result, std::move(recorder.calls)};
 }
 
@@ -136,10 +135,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::uint64_t kTracedShare = 16;
   const std::string_view input = fuzz::textOf(data, size);
   const fuzz::Reading reading = fuzz::read(input);
-  fuzz::require(reading == fuzz::readPlainly(input), "both tokenizers call the same handlers");
+  fuzz::require(reading == fuzz::readPlainly(input), "both tokenizers make the same calls");
   if (fuzz::isSampled(input, kTracedShare)) {
     const fuzz::Tracing tracing;
-    fuzz::require(fuzz::read(input) == reading, "traces change nothing");
+    fuzz::require(fuzz::read(input) == reading, "tracing changes nothing");
   }
   return 0;
 }

@@ -9,70 +9,61 @@
 #include <cstring>
 #include <limits>
 
-#include "Base64Quartets.h"
-#include "CardText.h"
+#include "TextScan.h"
 #include "Trace.h"
 
 namespace {
 
+using textscan::hexDigit;
+
 constexpr const char* kLogComponent = "VCARD Parser";
 constexpr const char* kLogSource = "CARDCAL_Parser";
 
-// Of a parameter's name and of its value, the beginning comes before the inside.
+// B: before the first character of a parameter's name (N) or value (V); I: inside it.
 enum State { kPropName, kParamBN, kParamIN, kParamBV, kParamIV, kPropData };
 enum Encoding { kNoEncoding, kQuotedPrintable, kBase64, k8Bit };
 
-/// The buffer begins with this size and doubles, so that the time for a line grows no faster than
-/// its length.
+/// First size of the line buffer, which then doubles: linear time for a line of any length.
 constexpr int kLineStep = 128;
-/// A buffer that got this large is given back after its property.
+/// A line buffer of this size or larger is freed after its property.
 constexpr int kLargeLine = 1025;
-/// Room for more parameters than most properties have.
+/// First capacity of the parameter lists; most properties have fewer.
 constexpr int kFewParameters = 8;
-/// So many quartets at once at most: what is reserved for them must not be much more than they
-/// fill.
+/// Maximum quartets decoded per buffer check; bounds the room reserved in advance.
 constexpr int kBase64Run = 32;
 
-/// A parameter as offsets into the line buffer, which may move while the line is read. A name
-/// offset of 0 ends a list: no parameter can stand where the property's name is. A value offset of
-/// 0 is no value.
+/// A parameter as offsets into the line buffer, which may be reallocated while the line is read.
+/// The property's name is at offset 0, so 0 is free: as `name` it ends a list, as `value` it means
+/// no value.
 struct Parameter {
   int name;
   int value;
 };
 
-/// Whether a word with this first character may be "ENCODING" or one of the encodings: most aren't.
+/// Whether a word with this first character may be "ENCODING" or the name of an encoding.
 constexpr bool mayBeEncoding(char first) {
   return first == '8' || first == 'E' || first == 'e' || first == 'Q' || first == 'q' ||
          first == 'B' || first == 'b';
 }
 
-constexpr int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-/// The low byte of what `sscanf` reads from the two characters with "%X": white space and a sign
-/// may come first, and a character that is no digit ends the number, so that an invalid pair gives
-/// its first digit, or 0.
+/// The low byte of what `sscanf` with "%X" reads from the two characters. The first may be white
+/// space or a sign; a number ends at the first character that is no digit; no digits give 0.
 constexpr char hexPair(char first, char second) {
   const int high = hexDigit(first);
   const int low = hexDigit(second);
   if (high >= 0) return static_cast<char>(low >= 0 ? high * 16 + low : high);
   if (low < 0) return 0;
   if (first == '-') return static_cast<char>(-low);
-  return static_cast<char>(first == '+' || cardtext::isWhiteSpace(first) ? low : 0);
+  return static_cast<char>(first == '+' || textscan::isWhiteSpace(first) ? low : 0);
 }
 
-/// For each character, the states of the name part in which it is ordinary: it is appended to the
-/// line and changes nothing else, but that it may begin a parameter or a value. A bit for each.
+/// For each character, a bit mask of the name part's states in which it is ordinary: it is appended
+/// to the line and changes no state, except from the B of a parameter or value to its I.
 constexpr std::array<unsigned char, 256> kOrdinary = [] {
   std::array<unsigned char, 256> ordinary{};
   for (int i = 0; i < 256; ++i) {
     const char c = static_cast<char>(i);
-    if (cardtext::isWhiteSpace(c) || c == ':') continue;
+    if (textscan::isWhiteSpace(c) || c == ':') continue;
     unsigned states = 1U << kParamBN;
     if (c != ';') states |= 1U << kPropName | 1U << kParamBV;
     if (c != ';' && c != '=') states |= 1U << kParamIN;
@@ -85,31 +76,30 @@ constexpr std::array<unsigned char, 256> kOrdinary = [] {
 }  // namespace
 
 struct CARDCAL_State {
-  int atLineStart;  ///< the next byte is the first of a physical line
+  int atLineStart;  ///< at the start of a physical line
   int foldSeen;     ///< the physical line began with white space
   char* lineBuffer;
   int lineCapacity;
   int lineLength;
   int state;
-  int startOfData;  ///< no character of the data but white space was seen
+  int startOfData;  ///< only white space of the data was seen so far
   Parameter* params;
   int paramCount;
   int escapeSeen;  ///< a backslash was seen in a parameter value
   int encoding;
-  int qpEscape;     ///< a quoted-printable "=" waits for its digits
+  int qpEscape;     ///< inside a quoted-printable escape, after "="
   char pending[4];  ///< digits of a quoted-printable escape, or characters of a BASE64 quartet
   int base64Count;
 
-  /// Part of a line couldn't be kept. Steps whose result isn't looked at can meet this too, and
-  /// what follows them would be made of half a line: the reading ends.
+  /// An allocation failed. Kept here because some callers ignore the result: `parse` stops rather
+  /// than go on with part of a line.
   int outOfMemory;
   int paramCapacity;
-  /// Of a name part that is evaluated more than once (after a handler refused it in a parameter
-  /// value, a further ":" does that): how often it was, and how many parameters the encoding was
-  /// taken from already.
+  /// A name part that a handler refused inside a parameter value is evaluated again at the next
+  /// ":". Number of evaluations, and of parameters already searched for the encoding.
   int evaluations;
   int paramsExamined;
-  /// The list for `propHandler`, made of the parameters of the first evaluation and valid for the
+  /// The list for `propHandler`: the parameters of the first evaluation, as pointers into the line
   /// buffer at `listBase`.
   const char** list;
   const char* listBase;
@@ -132,7 +122,7 @@ CARDCAL_Parser::~CARDCAL_Parser() {
 
 int CARDCAL_Parser::parse(const unsigned char* data, int len) {
   if (m_state == nullptr || m_state->outOfMemory) return 0;
-  // Asked once for a body: with tracing on, every character has its line.
+  // With tracing on, every character is logged: no fast path. Asked once per body.
   const bool tracing = loggingOnAppUni(kLogComponent, kLogTrace);
   const char* in = reinterpret_cast<const char*>(data);
   const char* const end = in + std::max(len, 0);
@@ -148,9 +138,8 @@ int CARDCAL_Parser::parse(const unsigned char* data, int len) {
   return vcardProcessCharacter('\n') && !m_state->outOfMemory ? 1 : 0;
 }
 
-/// Takes as many characters at once as need no look at each, lines included that are of the usual
-/// shape; gives what taking them one by one gives. Returns where the next one stands that needs a
-/// look, null when the reading fails.
+/// The fast path. Reads lines of the usual shape, with the same result as `parseByte`. Returns the
+/// first character that `parseByte` must read, null on failure; so do the functions that it calls.
 const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
   const CARDCAL_State& s = *m_state;
   do {
@@ -161,11 +150,11 @@ const char* CARDCAL_Parser::takeRun(const char* in, const char* end) {
   return in;
 }
 
-/// The name part, as far as its ":".
+/// Reads the name part including its ":".
 inline const char* CARDCAL_Parser::takeNamePart(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   while (in < end) {
-    // Each character adds one to the line at most.
+    // Each character adds at most one to the line.
     if (!vcardReserve(1)) return nullptr;
     in = takeOrdinary(in, in + std::min<long>(end - in, s.lineCapacity - s.lineLength));
     if (in == nullptr || in == end) return in;
@@ -177,7 +166,7 @@ inline const char* CARDCAL_Parser::takeNamePart(const char* in, const char* end)
   return in;
 }
 
-/// Characters that are ordinary or only divide name, parameters and values. There is room for them.
+/// Reads ordinary characters and separators. The line must have room for `end - in` characters.
 inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   const auto isOrdinary = [](char c, int state) {
@@ -192,10 +181,10 @@ inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end)
       const int done =
           state == kParamBN ? vcardAddParameter(offset) : vcardSetParameterValue(offset);
       if (!done) return nullptr;
-      ++state;  // inside of it
+      ++state;  // from B to I
       *out++ = *in++;
     }
-    in = cardtext::copyWordOfName(in, end, out);
+    in = textscan::copyWordOfName(in, end, out);
     while (in < end && isOrdinary(*in, state)) *out++ = *in++;
     if (in == end) break;
     if (*in == ';' && state != kParamIV) {
@@ -213,12 +202,12 @@ inline const char* CARDCAL_Parser::takeOrdinary(const char* in, const char* end)
   return in;
 }
 
-/// Data over many lines, as long as they are continued, and the end of the last one.
+/// Reads data to the end of the logical line.
 inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   if (s.qpEscape) return in;
   if (s.startOfData) {
-    if (cardtext::isWhiteSpace(*in)) return in;
+    if (textscan::isWhiteSpace(*in)) return in;
     s.startOfData = 0;
   }
   while (in < end) {
@@ -229,8 +218,8 @@ inline const char* CARDCAL_Parser::takeData(const char* in, const char* end) {
       if (in == end || *in != '\n') continue;
     }
     if (*in != '\n') return in;
-    if (cardtext::isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
-    if (!cardtext::isFold(in, end)) return in;
+    if (textscan::isLastOfLine(in, end)) return processDataLineEnd() ? in + 1 : nullptr;
+    if (!textscan::isFold(in, end)) return in;
     if (s.encoding != kBase64 && !vcardAddCharacterToCurrentLine(' ')) return nullptr;
     in += 2;
   }
@@ -248,7 +237,7 @@ inline const char* CARDCAL_Parser::takeDataOfLine(const char* in, const char* en
   }
 }
 
-/// What has no meaning of its own in plain data, or in quoted-printable ones, over continued lines.
+/// Reads text and folds, up to a character that `copyText` doesn't copy.
 template <bool kQuoted>
 const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
@@ -257,8 +246,8 @@ const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
     const char* const stop = in + std::min<long>(end - in, s.lineCapacity - s.lineLength);
     char* out = s.lineBuffer + s.lineLength;
     for (;;) {
-      in = cardtext::copyText<kQuoted>(in, stop, out);
-      const char* const next = in < stop ? cardtext::skipFold(in, end) : in;
+      in = textscan::copyText<kQuoted>(in, stop, out);
+      const char* const next = in < stop ? textscan::skipFold(in, end) : in;
       if (next == in) break;
       *out++ = ' ';
       in = next;
@@ -269,33 +258,33 @@ const char* CARDCAL_Parser::takeText(const char* in, const char* end) {
   return in;
 }
 
-/// Quoted-printable data: escapes of two digits and soft line breaks included.
+/// Reads quoted-printable text, escapes of two digits and soft line breaks.
 const char* CARDCAL_Parser::takeQuotedPrintable(const char* in, const char* end) {
   for (;;) {
     in = takeText<true>(in, end);
     if (in == nullptr || in == end || *in != '=') return in;
     const bool isByte = end - in > 2 && hexDigit(in[1]) >= 0 && hexDigit(in[2]) >= 0;
-    const char* const next = isByte ? in + 3 : cardtext::skipSoftBreak(in, end);
+    const char* const next = isByte ? in + 3 : textscan::skipSoftBreak(in, end);
     if (next == in) return in;
     if (isByte && !vcardAddCharacterToCurrentLine(hexPair(in[1], in[2]))) return nullptr;
     in = next;
   }
 }
 
-/// Characters of the alphabet; padding and errors are looked at one by one.
+/// Reads characters of the alphabet and folds. Padding and errors are left to `parseByte`.
 const char* CARDCAL_Parser::takeBase64(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   for (;;) {
     if (s.base64Count == 0) in = takeQuartets(in, end);
     if (in == nullptr) return nullptr;
     in = gatherQuartet(in, end);
-    // A quartet that was refused is full, and is refused again.
+    // A refused quartet stays pending and is refused again.
     if (s.base64Count < 4) return in;
     if (!decodeBase64Quartet()) return nullptr;
   }
 }
 
-/// The rest of a quartet, which may stand in more than one line.
+/// Completes a quartet, across folds.
 const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   int count = s.base64Count;
@@ -304,7 +293,7 @@ const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
       s.pending[count++] = *in++;
       continue;
     }
-    const char* const next = cardtext::skipFold(in, end);
+    const char* const next = textscan::skipFold(in, end);
     if (next == in) break;
     in = next;
   }
@@ -312,7 +301,7 @@ const char* CARDCAL_Parser::gatherQuartet(const char* in, const char* end) {
   return in;
 }
 
-/// Whole quartets that stand together.
+/// Decodes consecutive whole quartets.
 const char* CARDCAL_Parser::takeQuartets(const char* in, const char* end) {
   CARDCAL_State& s = *m_state;
   const char* stop = nullptr;
@@ -337,8 +326,7 @@ const char* CARDCAL_Parser::takeQuartets(const char* in, const char* end) {
   return in;
 }
 
-// An end of line counts only once the first byte of the next line shows that it isn't continued
-// there.
+// A line break is processed only when the first byte of the next line tells whether it is a fold.
 int CARDCAL_Parser::parseByte(char c) {
   CARDCAL_State& s = *m_state;
   if (s.atLineStart) {
@@ -350,7 +338,7 @@ int CARDCAL_Parser::parseByte(char c) {
         return 0;
       }
     }
-    if (!s.foldSeen && cardtext::isWhiteSpace(c)) {
+    if (!s.foldSeen && textscan::isWhiteSpace(c)) {
       s.foldSeen = 1;
       return 1;
     }
@@ -362,8 +350,7 @@ int CARDCAL_Parser::parseByte(char c) {
   return 1;
 }
 
-/// Passes on what stands for the line break before this line: its end, or a space where the line is
-/// continued.
+/// Processes the line break before this line: "\n" ends the logical line, " " continues it.
 int CARDCAL_Parser::startLine(char lineBreak) {
   CARDCAL_State& s = *m_state;
   s.atLineStart = 0;
@@ -393,7 +380,7 @@ int CARDCAL_Parser::vcardResetCurrentLine() {
   return 1;
 }
 
-/// Makes room for this many bytes behind those in use.
+/// Ensures room for `bytes` more bytes in the line buffer.
 inline int CARDCAL_Parser::vcardReserve(int bytes) {
   return m_state->lineCapacity - m_state->lineLength >= bytes ? 1 : vcardGrow(bytes);
 }
@@ -465,9 +452,8 @@ inline int CARDCAL_Parser::vcardPropertyEnd() {
   return 1;
 }
 
-/// Finds where the property's name begins, behind the group if there is one. The group is cut off
-/// by the first evaluation: a later one finds it as the name, and no dot that would have to be
-/// looked for again.
+/// Finds the start of the property's name and reports the group, if any. Ends the group with a zero
+/// byte, so that a later evaluation takes it for the name.
 inline int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
   const CARDCAL_State& s = *m_state;
   char* dot = s.lineBuffer;
@@ -478,8 +464,7 @@ inline int CARDCAL_Parser::vcardSplitGroup(int& nameOffset) {
   return groupHandler(s.lineBuffer);
 }
 
-/// Takes the encoding from the parameters that were not examined yet; the last one that names an
-/// encoding decides.
+/// Takes the encoding from the parameters not yet examined; the last one that names one wins.
 inline void CARDCAL_Parser::vcardReadEncoding() {
   CARDCAL_State& s = *m_state;
   for (int i = s.paramsExamined; i < s.paramCount; ++i) {
@@ -501,8 +486,8 @@ inline void CARDCAL_Parser::vcardReadEncoding() {
   }
 }
 
-/// Turns offsets into the list of pointers that handlers get. It ends where the first evaluation
-/// ended, and is made anew only where the buffer has moved since.
+/// Builds the handlers' list from the parameters of the first evaluation. A later evaluation builds
+/// it again only if the line buffer has moved, which keeps many of them linear.
 inline int CARDCAL_Parser::vcardBuildParameterList() {
   CARDCAL_State& s = *m_state;
   if (s.evaluations > 1 && s.listBase == s.lineBuffer) return 1;
@@ -558,7 +543,7 @@ int CARDCAL_Parser::processCharacter_propName(char c) {
     m_state->state = kParamBN;
     return 1;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -567,7 +552,7 @@ int CARDCAL_Parser::processCharacter_paramBN(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   vcardAddParameter(m_state->lineLength);
   m_state->state = kParamIN;
   return vcardAddCharacterToCurrentLine(c);
@@ -579,7 +564,7 @@ int CARDCAL_Parser::processCharacter_paramIN(char c) {
     m_state->state = c == ';' ? kParamBN : kParamBV;
     return vcardAddCharacterToCurrentLine('\0');
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   return vcardAddCharacterToCurrentLine(c);
 }
 
@@ -588,7 +573,7 @@ int CARDCAL_Parser::processCharacter_paramBV(char c) {
     vcardResetCurrentLine();
     return 0;
   }
-  if (cardtext::isWhiteSpace(c)) return 1;
+  if (textscan::isWhiteSpace(c)) return 1;
   if (!vcardSetParameterValue(m_state->lineLength)) return 0;
   m_state->state = kParamIV;
   return vcardAddCharacterToCurrentLine(c);
@@ -597,8 +582,7 @@ int CARDCAL_Parser::processCharacter_paramBV(char c) {
 int CARDCAL_Parser::processCharacter_paramIV(char c) {
   CARDCAL_State& s = *m_state;
   if (c == ':') {
-    // A property that is refused here doesn't end the reading: its data are taken for more of the
-    // value.
+    // A refusal is ignored here: the value then goes on with the property's data.
     vcardPropertyEnd();
     return 1;
   }
@@ -612,7 +596,7 @@ int CARDCAL_Parser::processCharacter_paramIV(char c) {
   }
   if (c == ';' || c == '\\') {
     s.escapeSeen = 0;
-  } else if (cardtext::isWhiteSpace(c)) {
+  } else if (textscan::isWhiteSpace(c)) {
     return 1;
   }
   return vcardAddCharacterToCurrentLine(c);
@@ -623,7 +607,7 @@ int CARDCAL_Parser::processCharacter_propData(char c) {
   if (c == '\n') return processDataLineEnd();
   if (c == '\r') return 1;
   if (s.startOfData) {
-    if (cardtext::isWhiteSpace(c)) {
+    if (textscan::isWhiteSpace(c)) {
       TRACE("\tParser: StartOfData");
       return 1;
     }
@@ -655,7 +639,7 @@ int CARDCAL_Parser::processQuotedPrintable(char c) {
 
 int CARDCAL_Parser::processBase64(char c) {
   CARDCAL_State& s = *m_state;
-  if (s.base64Count < 4 && !cardtext::isWhiteSpace(c)) s.pending[s.base64Count++] = c;
+  if (s.base64Count < 4 && !textscan::isWhiteSpace(c)) s.pending[s.base64Count++] = c;
   return s.base64Count < 4 ? 1 : decodeBase64Quartet();
 }
 
@@ -669,7 +653,7 @@ int CARDCAL_Parser::decodeBase64Quartet() {
   return clearPending();
 }
 
-/// A quartet that ends in padding, or is none.
+/// Decodes a quartet with padding; fails on one with an invalid character.
 int CARDCAL_Parser::decodePaddedQuartet() {
   CARDCAL_State& s = *m_state;
   constexpr unsigned kInvalid = 255;

@@ -2,36 +2,33 @@
 
 struct CARDCAL_State;
 
-/// Reads vCard-style text character by character: unfolds continued lines, cuts each logical line
-/// into group, property name, parameters and data, undoes quoted-printable and BASE64, and hands
-/// the pieces to the three handlers that a subclass implements. Knows nothing of what properties
-/// mean.
+/// Tokenizer for vCard-style text: unfolds lines, splits each logical line into group, property
+/// name, parameters and data, decodes quoted-printable and BASE64, and calls the handlers of a
+/// subclass. Knows nothing about the meaning of properties.
 ///
-/// The bytes are a stranger's: any input is safe, and the work grows linearly with its size.
-/// Operations return 1 for success and 0 for failure; the first 0, a handler's or an own one, ends
-/// `parse`. Messages go to the log as traces.
+/// Safe for any input, in linear time; memory is a small multiple of the longest logical line.
+/// Operations return 1 for success and 0 for failure. `parse` stops at the first 0, except that it
+/// ignores a handler's refusal inside a parameter value. Failures are only traced.
 ///
-/// Threads: one object belongs to one thread. Handlers' arguments are valid during the call only.
-/// What `parse` holds in memory is a small multiple of the longest logical line.
+/// Not thread-safe. Arguments of handlers are valid during the call only.
 class CARDCAL_Parser {
  public:
   CARDCAL_Parser();
-  /// Frees the buffers. The small state block stays allocated.
+  /// Frees the buffers, but not the small state block.
   virtual ~CARDCAL_Parser();
   CARDCAL_Parser(const CARDCAL_Parser&) = delete;
   CARDCAL_Parser& operator=(const CARDCAL_Parser&) = delete;
 
-  /// The name and parameters of a property are complete. `params` holds name, value, name, value,
-  /// ... and ends with a null name; a parameter without "=" has a null value.
+  /// Starts a property. `params` holds name, value, name, value, ... and ends with a null name; a
+  /// parameter without "=" has a null value.
   virtual int propHandler(const char* name, const char** params) = 0;
-  /// The decoded data of the property, `len` bytes and a zero byte behind them; then once (null, 0)
-  /// at its end. A property without data gets the second call only.
+  /// Called with the property's decoded data, `len` bytes and a terminating zero byte, if there are
+  /// any; then with (null, 0) to end the property.
   virtual int dataHandler(const char* data, int len) = 0;
-  /// The text before the first "." of the name part; comes before `propHandler`.
+  /// Called before `propHandler` with the text before the first "." of the name part, if any.
   virtual int groupHandler(const char* group) = 0;
 
-  /// Reads `len` bytes, a whole object: it ends with an end of line whether or not the data do.
-  /// Once for each parser.
+  /// Reads a whole object of `len` bytes; the end counts as an end of line. Call once per parser.
   int parse(const unsigned char* data, int len);
 
  private:

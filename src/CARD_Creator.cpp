@@ -20,7 +20,7 @@ constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::string_view kBase64Alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// The two characters of every 12 bits.
+/// BASE64 characters of each 12-bit value.
 using CharacterPairs = std::array<std::array<char, 2>, 4096>;
 constexpr CharacterPairs kBase64Pairs = [] {
   CharacterPairs pairs{};
@@ -38,23 +38,22 @@ void putCharacters(char* out, std::size_t bits) {
 constexpr const char* kPictureDirectory = "/data/images/";
 constexpr std::size_t kMaxPicture = 102400;
 
-/// The descriptor to read a picture from. A folder, which is what a contact without a picture
-/// names, can't be read: it isn't opened, unless it would be descriptor 0, which counts as not
-/// opened.
+/// Opens a picture for reading; -1 on failure. A contact without a picture names a folder, which
+/// isn't opened unless it would become descriptor 0: that is logged as a different failure.
 int openPicture(const std::string& file) {
-  // The system sees the name up to its first zero byte only.
+  // `c_str`, because the system sees the name only up to a zero byte.
   if (std::string_view(file.c_str()).ends_with('/') && fcntl(STDIN_FILENO, F_GETFD) != -1)
     return -1;
-  // Not to wait for a writer where the path names a pipe.
+  // O_NONBLOCK: don't wait for a writer if the path is a FIFO.
   return open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
 }
 
-/// What an ordinary card takes.
+/// Estimated size of a card without a picture.
 constexpr std::size_t kCardSize = 512;
-/// What stands around a picture, and the end of the card.
+/// Room for the text around a picture and the end of the card.
 constexpr std::size_t kLineFrame = 64;
 
-/// The line of a text property, nothing without a value.
+/// Writes a text property unless its value is empty.
 void writeText(TextWriter& out, std::string_view name, const std::string& value) {
   if (value.empty()) return;
   out.add(name);
@@ -65,7 +64,7 @@ void writeText(TextWriter& out, std::string_view name, const std::string& value)
 
 constexpr std::size_t base64Size(std::size_t size) { return (size + 2) / 3 * 4; }
 
-/// What `base64Encode` does, into a text that is there already.
+/// `base64Encode`, appending to a text.
 void appendBase64(std::string& text, const char* data, int length) {
   TRACE_ENTRY("base64Encode");
   const auto size = static_cast<std::size_t>(std::max(length, 0));
@@ -83,9 +82,9 @@ void appendBase64(std::string& text, const char* data, int length) {
   TRACE_EXIT("base64Encode");
 }
 
-// The steps of a card: what each operation of the creator gives, behind what is written already.
+// The creator's operations, appending to a card.
 
-// The blank behind the colon is what other telephones have always been sent.
+// The space after "VERSION:" is kept for compatibility.
 void writeProlog(TextWriter& out) {
   TRACE_ENTRY("prolog");
   TRACE_EXIT("prolog");
@@ -166,7 +165,6 @@ void writeJobFunction(TextWriter& out, const std::string& value) {
   writeText(out, "TITLE", value);
 }
 
-/// A whole picture at once.
 void appendPicture(std::string& card, const std::string& path) {
   TRACE_ENTRY("addPicture");
   const bool isWhole = path.find(kPictureDirectory) != std::string::npos;
@@ -176,7 +174,7 @@ void appendPicture(std::string& card, const std::string& path) {
   if (descriptor == 0) {
     LOG_ERROR("\tcannot open file");
   } else {
-    // A file that could not be opened is told by the read, as one that is empty.
+    // A failed open is logged as a failed read.
     std::array<char, kMaxPicture> buffer;
     const auto length =
         descriptor < 0 ? -1 : static_cast<int>(read(descriptor, buffer.data(), buffer.size()));
@@ -194,7 +192,7 @@ void appendPicture(std::string& card, const std::string& path) {
   TRACE_EXIT("addPicture");
 }
 
-/// What one of these steps writes, as a text of its own.
+/// Returns what one of these functions writes.
 template <typename Step, typename... Values>
 std::string written(const Step& step, const Values&... values) {
   std::string text;

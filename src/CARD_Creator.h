@@ -4,12 +4,11 @@
 
 #include "OBEXServiceIfc.h"
 
-/// Turns a contact record into the text of a vCard 2.1. Joins text only: values are neither checked
-/// nor escaped, and lines are not folded, whatever a value holds.
+/// Builds a vCard 2.1 from a contact record. Values are neither checked nor escaped, and lines are
+/// not folded.
 ///
-/// Threads: keeps nothing; separate objects may be used by separate threads. It never fails: what
-/// can't be had, such as a picture that can't be read, is left out. Every operation returns the
-/// lines it names, each ended by CR LF, or an empty text where there is nothing to say.
+/// Thread-safe: stateless. Never fails: a picture that can't be read is left out. Every operation
+/// returns its property as lines ended by CR LF, or an empty text if the value is empty.
 class CARD_Creator {
  public:
   CARD_Creator();
@@ -31,9 +30,9 @@ class CARD_Creator {
   std::string addEmail(const std::string& value);
   std::string addCompany(const std::string& value);
   std::string addJobFunction(const std::string& value);
-  /// The picture at a path, or under a name in "/data/images/"; of a large one the first 102400
+  /// `path` is a path that contains "/data/images/", or a name in that folder. Reads at most 102400
   /// bytes.
   std::string addPicture(const std::string& path);
-  /// Base64 with padding, in one line. `length` bytes at `data`.
+  /// BASE64 of `length` bytes, with padding, in one line.
   std::string base64Encode(const char* data, int length);
 };

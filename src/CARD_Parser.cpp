@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "TextScan.h"
+#include "TextWriter.h"
 #include "Trace.h"
-#include "XmlWriter.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr const char* kLogSource = "CARD_Parser";
 
 constexpr const char* kPhotoDirectory = "/data/images/";
 
-/// What an ordinary message takes beside the texts that may be long.
+/// Estimated size of a message without its longer fields.
 constexpr std::size_t kMessageFrame = 640;
 
 namespace tag {
@@ -54,8 +54,7 @@ enum PropertyKind {
   kPhoto,
 };
 
-/// Whether the text is the word, which is in capitals, whatever the text's case. Most texts differ
-/// in their first character.
+/// Case-insensitive compare; `word` is upper case. Most texts differ in the first character.
 bool equalsIgnoringCase(const char* text, const char* word) {
   const char first = *text;
   const bool sameStart =
@@ -68,7 +67,7 @@ struct PhotoType {
   const char* extension;
 };
 
-// "PMB" is the spelling that telephones know.
+// "PMB" is intended: existing telephones use it for PBM.
 constexpr std::array<PhotoType, 16> kPhotoTypes{{
     {"GIF", "gif"},
     {"CGM", "cgm"},
@@ -88,7 +87,7 @@ constexpr std::array<PhotoType, 16> kPhotoTypes{{
     {"QTIME", "qt"},
 }};
 
-/// Whether the text is the word, which has capital letters only, whatever the text's case.
+/// Case-insensitive compare with a word of upper case letters only.
 template <std::size_t kSize>
 constexpr bool isWord(const char* text, const char (&word)[kSize]) {
   constexpr int kLowerCase = 'a' - 'A';
@@ -125,13 +124,13 @@ PropertyKind propertyKind(const char* name) {
   }
 }
 
-/// Whether the property's data are in a character set.
+/// Whether the property's data have a character set.
 constexpr bool isText(int kind) {
   return kind == kName || kind == kFormattedName || kind == kEmail || kind == kTitle ||
          kind == kOrganisation || kind == kAddress;
 }
 
-/// What a parameter says about a telephone number, 0 for nothing.
+/// The PHONE_ flag of a TEL parameter, 0 for an unknown one.
 int phoneFlag(const char* name) {
   constexpr int kUnsupported = CARD_Parser::PHONE_UNSUPPORTED;
   switch (lowerCase(*name)) {
@@ -166,7 +165,7 @@ int phoneFlag(const char* name) {
 
 const char* orNull(const char* text) { return text == nullptr ? "(null)" : text; }
 
-/// The two lines of an element, whatever is in it.
+/// Logs what `addProperty` logs, for elements written without it.
 void traceProperty() {
   TRACE_ENTRY("addProperty");
   TRACE_EXIT("addProperty");
@@ -231,7 +230,7 @@ int CARD_Parser::propertyHandler1Level(const char* name, const char** params) {
   return readProperty(propertyKind(name), params);
 }
 
-/// A property of the card itself; `kind` is one of `PropertyKind`.
+/// Handles a property outside nested cards. `kind` is a `PropertyKind`.
 int CARD_Parser::readProperty(int kind, const char** params) {
   TRACE_ENTRY("propertyHandler1Level");
   m_propertyKind = kIgnored;
@@ -360,7 +359,7 @@ int CARD_Parser::handleTelephone(const char* data) {
   return 1;
 }
 
-/// A field that is kept with its first value. `log` is the line that shows it.
+/// Stores the value as UTF-8 unless the field has one, and logs it with the format `log`.
 int CARD_Parser::handleText(const char* data, std::string& field, const char* log) {
   if (!field.empty()) return 1;
   Utf8Copy copy;
@@ -460,9 +459,8 @@ void CARD_Parser::handleDefault(std::string number, bool pref) {
 
 // Character sets
 
-/// The text in UTF-8: `data` where they are that already, otherwise `copy`; null when they can't be
-/// converted. ASCII is the same in both character sets, and only copied to show the steps of the
-/// conversion where tracing is on.
+/// Converts to UTF-8. Returns `data` itself for ASCII, otherwise the result in `copy`, null if the
+/// character set can't be converted. With tracing on, ASCII is converted too, to log the steps.
 const char* CARD_Parser::toUtf8(const char* data, Utf8Copy& copy) {
   const bool isKnown = m_charset == CHARSET_UTF8 || m_charset == CHARSET_ISO_8859_1;
   if (isKnown && !loggingOnAppUni(kLogComponent, kLogTrace) &&
@@ -492,7 +490,7 @@ char* CARD_Parser::data2Utf8(const char* data, t_cardparser_charset charset) {
   return converted;
 }
 
-/// A copy of the text up to its first invalid byte.
+/// Copies the text, cut at the first byte that `validateUTF8String` refuses.
 char* CARD_Parser::copyUtf8(const char* data) {
   const std::size_t size = std::strlen(data) + 1;
   char* copy = static_cast<char*>(std::malloc(size));
@@ -512,7 +510,7 @@ char* CARD_Parser::copyUtf8(const char* data) {
 unsigned char* CARD_Parser::latin12Utf8(const unsigned char* data, int len, int* outLen) {
   static_cast<void>(len);
   TRACE_ENTRY("latin12Utf8");
-  // Every character is one byte, or two from 0x80 on.
+  // A character from 0x80 on takes two bytes in UTF-8.
   std::size_t size = 0;
   std::size_t wide = 0;
   for (; data[size] != 0; ++size) wide += data[size] >> 7;
@@ -653,7 +651,7 @@ const std::string& CARD_Parser::getPhoneBookWriteMessage(const std::string& enco
   addEntry(xml);
   xml.add("</Entry></Schema>");
   out.flush();
-  // Of what stands around the entry.
+  // The entry, the reason and the schema around the fields.
   for (int part = 0; part < 3; ++part) traceProperty();
   TRACE_EXIT("getPhoneBookWriteMessage");
   return m_message;

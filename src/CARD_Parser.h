@@ -9,31 +9,31 @@
 
 class XmlWriter;
 
-/// The character set of a text property. 0 is none: it was not determined.
+/// Character set of a text property.
 enum t_cardparser_charset {
-  CHARSET_NONE = 0,
-  CHARSET_UNKNOWN = 1,  ///< a CHARSET that isn't known
+  CHARSET_NONE = 0,     ///< not determined
+  CHARSET_UNKNOWN = 1,  ///< unknown CHARSET
   CHARSET_UTF8 = 2,
-  CHARSET_ISO_8859_1 = 3,  ///< also where there is no CHARSET
-  CHARSET_ISO_8859_2 = 4,  ///< known, but not converted
+  CHARSET_ISO_8859_1 = 3,  ///< default without CHARSET
+  CHARSET_ISO_8859_2 = 4,  ///< recognized, but not converted
 };
 
-/// Checks a zero-terminated text for UTF-8 of one and two bytes a character. At the first byte that
-/// is neither, longer sequences included, the text is cut with a zero byte and the result is 0;
-/// otherwise it is 1.
+/// Checks that a zero-terminated text is UTF-8 with at most two bytes per character. Returns 1; at
+/// the first other byte, longer sequences included, cuts the text with a zero byte and returns 0.
 int validateUTF8String(unsigned char* s);
 
-/// Reads one received card into one phonebook entry: `parse` it, then take
-/// `getPhoneBookWriteMessage`. Fields keep their first value; a body of several cards merges into
-/// one entry. A photo is written to the storage while the card is read.
+/// Converts a received card to a phonebook entry: call `parse`, then `getPhoneBookWriteMessage`. A
+/// field keeps its first value; several cards in one body are merged into one entry. Photos are
+/// written to the storage during `parse`.
 ///
-/// Threads: one object belongs to one thread. The storage is not owned and may be null, which fails
-/// a card with a photo. Operations return 1 for success and 0 for failure; `parse` returns 0 for
-/// text before BEGIN:VCARD, a BEGIN of anything else, a text in a character set that can't be
-/// converted, a photo that can't be stored, and broken BASE64.
+/// Operations return 1 for success and 0 for failure. `parse` fails on a property before
+/// BEGIN:VCARD, a BEGIN of anything else, text in a character set that can't be converted, a photo
+/// that can't be stored, and invalid BASE64.
+///
+/// Not thread-safe. The storage is not owned; with a null storage, a card with a photo fails.
 class CARD_Parser : public CARDCAL_Parser {
  public:
-  // What kind of telephone number it is, by the parameters of TEL.
+  // Kinds of telephone numbers, from the parameters of TEL.
   static constexpr int PHONE_VOICE = 1;
   static constexpr int PHONE_WORK = 2;
   static constexpr int PHONE_HOME = 4;
@@ -44,48 +44,47 @@ class CARD_Parser : public CARDCAL_Parser {
   explicit CARD_Parser(OBEXStorage* storage);
   ~CARD_Parser() override;
 
-  /// The message that asks the phonebook to write this entry, an XML text that names `encoding` as
-  /// its encoding and is UTF-8. Valid until the next call or the end of the object.
+  /// Returns the XML request that writes the entry to the phonebook. The text is always UTF-8;
+  /// `encoding` is only the name in the XML declaration. Valid until the next call.
   const std::string& getPhoneBookWriteMessage(const std::string& encoding);
-  /// Empties the message.
+  /// Clears the message.
   void clearBuffers();
 
   int propHandler(const char* name, const char** params) override;
   int dataHandler(const char* data, int len) override;
   int groupHandler(const char* group) override;
 
-  // The steps of the above. `params` is the list that `propHandler` gets.
+  // Steps of the above. `params` is the list passed to `propHandler`.
 
   int propertyHandler1Level(const char* name, const char** params);
   int getPhoneKind(const char** params);
   t_cardparser_charset getCharset(const char** params);
-  /// The file extension for the TYPE of a photo, empty when it isn't known.
+  /// File extension for the photo's TYPE, empty if it is unknown.
   std::string getPhotoExt(const char** params);
-  /// "photo", surname and first name (or else the company), ".", extension.
+  /// "photo", surname and first name (the company if both are empty), ".", extension.
   std::string getPhotoFilename();
-  /// The `index`th part (from 1) of a zero-terminated text that `separator` divides; an empty part
-  /// is passed over once.
+  /// The `index`th field (from 1) of a zero-terminated text. If a field after the first is empty,
+  /// the next one is returned.
   std::string getToken(const unsigned char* data, int index, char separator);
 
   void handleOffice(std::string number, bool pref);
   void handlePrivate(std::string number, bool pref);
   void handleMobile(std::string number, bool pref);
-  /// A number that is neither of work, home nor cell.
+  /// Stores a number that is not marked WORK, HOME or CELL.
   void handleDefault(std::string number, bool pref);
 
-  /// Converts a zero-terminated text to UTF-8. The result is the caller's to `free`; null when it
-  /// can't be converted.
+  /// Converts a zero-terminated text to UTF-8. Returns null if the character set can't be
+  /// converted; otherwise the caller frees the result with `free`.
   char* data2Utf8(const char* data, t_cardparser_charset charset);
-  /// Converts ISO-8859-1 up to the first zero byte. `outLen`, where given, gets the length of the
-  /// result, which is the caller's to `free`; null when there is no memory.
+  /// Converts a zero-terminated ISO-8859-1 text to UTF-8; `len` is ignored. Stores the new length
+  /// in `outLen` unless null. Returns null without memory; otherwise the caller frees the result.
   unsigned char* latin12Utf8(const unsigned char* data, int len, int* outLen);
-  /// Writes one character as UTF-8 into `buf` of `size` bytes, or only measures it where that is
-  /// null. Returns its length, -1 for what is no character or doesn't fit.
+  /// Writes a character as UTF-8 to `buf` of `size` bytes; with a null `buf`, only measures it.
+  /// Returns its length, -1 if it is no character or doesn't fit.
   int unicodeChar2Utf8(unsigned int codePoint, unsigned char* buf, int size);
 
-  /// An XML element, empty for an empty value. A value longer than `maxLength` bytes (0: no limit)
-  /// is cut and ends in
-  /// "..."; with `escape` the five special characters are replaced by their entities.
+  /// Returns an XML element, or an empty text if the value is empty. Cuts a value longer than
+  /// `maxLength` bytes (0: no limit) and ends it in "..."; `escape` replaces & < > ' " by entities.
   std::string addProperty(std::string name, std::string value, std::string attributes,
                           unsigned int maxLength, bool escape);
 
@@ -110,9 +109,9 @@ class CARD_Parser : public CARDCAL_Parser {
   int m_propertyKind = 0;
   t_cardparser_charset m_charset = CHARSET_NONE;
   int m_phoneKind = PHONE_VOICE;
-  std::string
-      m_defaultNumber;  ///< slot digit: "1" office, "2" second office, "3" mobile, "4" private
-  std::string m_preferredNumber;  ///< slot digit of the number marked PREF
+  // Digits: "1" office, "2" second office, "3" mobile, "4" private.
+  std::string m_defaultNumber;
+  std::string m_preferredNumber;  ///< number marked PREF
   std::string m_photoExt;
   std::string m_firstname;
   std::string m_surname;

@@ -5,10 +5,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include "TextScan.h"
 #include "Trace.h"
 #include "openobex/openobex.h"
 
 using namespace openobex;  // NOLINT: the OBEX functions keep their own names here
+using textscan::hexDigit;
 
 namespace {
 
@@ -30,7 +32,7 @@ obex_headerdata_t bytes(const void* data) {
   return value;
 }
 
-/// What the events that need nothing done are called in the log; null for one that is unknown.
+/// The log text of an event that is only logged, null for an unknown event.
 const char* eventText(int event) {
   switch (event) {
     case OBEX_EV_PROGRESS:
@@ -60,7 +62,7 @@ const char* eventText(int event) {
   }
 }
 
-/// Judges an answer: 1, with an error in the log, when it is no success.
+/// Logs the result of a request. Returns 1 if it failed.
 int checkAnswer(const char* name, const char* request, int response) {
   TRACE_ENTRY(name);
   const bool failed = response != OBEX_RSP_SUCCESS;
@@ -71,13 +73,6 @@ int checkAnswer(const char* name, const char* request, int response) {
   }
   TRACE_EXIT(name);
   return failed ? 1 : 0;
-}
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 /// The value of one or two hexadecimal digits, -1 for anything else.
@@ -98,7 +93,7 @@ int bt_aton(const char* text, bdaddr_t* address) {
   std::memset(address, 0, sizeof *address);
   for (int byte = 5; byte >= 0; --byte) {
     const char* colon = std::strchr(text, ':');
-    // Five groups end with a colon, the sixth ends with the text.
+    // The first five groups end with a colon, the last one with the text.
     if ((colon != nullptr) != (byte > 0)) return 0;
     const std::size_t length =
         colon != nullptr ? static_cast<std::size_t>(colon - text) : std::strlen(text);
@@ -158,7 +153,7 @@ void CARD_Sender::run() {
   const bdaddr_t anyAdapter{};
   if (BtOBEX_TransportConnect(m_handle, &anyAdapter, &m_remoteAddress,
                               static_cast<std::uint8_t>(m_channel)) < 0) {
-    // The handle is left as it is.
+    // Leaks the handle, unlike the failures below.
     LOG_ERROR("\tOBEX transport connect");
     fail();
     return;
@@ -224,8 +219,7 @@ bool CARD_Sender::connect_client() {
 
 bool CARD_Sender::put_client(const std::string& data, const std::string& remoteFilename) {
   TRACE_ENTRY("put_client");
-  // A name that doesn't fit goes into the buffer as far as it does, and its conversion fails all
-  // the same.
+  // A name that doesn't fit is truncated; its conversion fails in any case.
   std::array<std::uint8_t, kNameBuffer> name{};
   std::memcpy(name.data(), remoteFilename.c_str(),
               std::min(remoteFilename.size(), name.size() - 1));

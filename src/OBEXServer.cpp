@@ -22,8 +22,7 @@ constexpr int kInputTimeoutSeconds = 1;
 constexpr int kPauseMilliseconds = 50;
 constexpr int kDefaultRegisterAttempts = 10;
 constexpr int kNoLimit = -1;
-/// A command that never comes in over the wire, where its highest bit marks the last packet;
-/// refused all the same.
+/// Never received: on the wire, this bit marks the last packet of a request. Refused anyway.
 constexpr int kCommandWithFinalBit = 0x80;
 
 constexpr const char* kVCardExtension = "vcf";
@@ -32,12 +31,10 @@ void refuseAsNotImplemented(void** object) {
   OBEX_ObjectSetRsp(object, OBEX_RSP_NOT_IMPLEMENTED, OBEX_RSP_NOT_IMPLEMENTED);
 }
 
-/// Whether a NAME header names a vCard. One that is empty, or for which there is no memory, says
-/// nothing against it.
+/// Whether a NAME header names a vCard. An empty name, or no memory to read it, counts as a vCard.
 bool isVCardName(const std::uint8_t* unicode, std::uint32_t length) {
   if (length == 0) return true;
-  const std::size_t size =
-      length / 2 + 1;  // without a terminator of its own, the whole value is the name
+  const std::size_t size = length / 2 + 1;  // the value may lack a terminator
   auto* name = static_cast<std::uint8_t*>(std::malloc(size));
   if (name == nullptr) return true;
   name[0] = 0;
@@ -126,8 +123,7 @@ void OBEXServer::run() {
   TRACE_EXIT("run");
 }
 
-/// An OpenOBEX instance that is registered as server; null, with nothing left of it, when that
-/// failed.
+/// Returns a new OpenOBEX instance, registered as server; null on failure.
 void** OBEXServer::open(ServerLoopFlags& flags) {
   void** handle = OBEX_Init(OBEX_TRANS_BLUETOOTH, obexEventCallback, 0);
   if (handle != nullptr) {
@@ -152,7 +148,7 @@ bool OBEXServer::registerServer(void** handle) {
 void OBEXServer::serve(void** handle) {
   TRACE("\tOBEX Server is running");
   std::puts("OBEX SERVER IS RUNNING");
-  std::fflush(stdout);  // whoever waits for the line may read it through a pipe
+  std::fflush(stdout);  // in case it is a pipe
   auto* flags = static_cast<ServerLoopFlags*>(OBEX_GetUserData(handle));
   flags->stopRequested = 0;
   while (m_enabled.load(std::memory_order_relaxed)) {
@@ -317,7 +313,7 @@ void EventHandler::parseBody(const unsigned char* body, int length) {
     if (parser.parse(body, length)) {
       forward(parser.getPhoneBookWriteMessage("utf-8"));
     } else {
-      // The service is set before the server's thread starts.
+      // Not null: set before the server's thread starts.
       m_service->errorVCard("");
     }
   }

@@ -10,42 +10,40 @@
 class EventHandler;
 class OBEXService;
 
-/// Travels with the server's OpenOBEX handle, on the stack of the thread that runs it: how an event
-/// ends the input loop.
+/// User data of the server's OpenOBEX handle, on the stack of the server's thread: how events end
+/// the input loop.
 struct ServerLoopFlags {
   std::uint8_t stopRequested;   ///< leave the input loop
-  std::uint8_t resetRequested;  ///< then start over instead of ending the thread
+  std::uint8_t resetRequested;  ///< then open OpenOBEX again instead of ending the thread
 };
 
-/// The push server: makes the telephone reachable for Object Push on RFCOMM channel 4. Opens
-/// OpenOBEX, registers, and takes input until it is disabled; a link that breaks makes it open and
-/// register anew. What happens on the link goes to the `EventHandler`.
+/// Object Push server on RFCOMM channel 4. Opens OpenOBEX, registers, and handles input until it is
+/// disabled; after a link error it opens and registers again. Events go to the `EventHandler`.
 ///
 /// Threads: the service constructs it, calls `setOBEXService` and `setEnable`, spawns it, and
-/// deletes it when its thread has ended. `run` and all events belong to that thread. `setEnable`
-/// may be called from any thread; the server notices within a second, but not while it fails to
-/// open or to register: that is tried until it succeeds. There is one server at a time.
+/// deletes it after its thread has ended. `run` and all events run on that thread. `setEnable` may
+/// be called from any thread and takes effect within a second, but not while opening or registering
+/// fails and is retried. Only one server may exist at a time.
 class OBEXServer : public Threadable {
  public:
   OBEXServer();
   ~OBEXServer() override;
 
-  /// Where received cards go; not owned. Before the thread starts.
+  /// Sets the receiver of cards, not owned. Call before the thread starts.
   void setOBEXService(OBEXService* service);
   void setEnable(bool enable);
-  /// How often registration is tried on one OpenOBEX instance (once at least), and how many further
-  /// instances may be tried after the first one that failed; -1 is without limit. Before the thread
-  /// starts.
+  /// Sets the number of registration attempts per OpenOBEX instance (at least one is made) and of
+  /// further instances to try after a failed one (-1: no limit). Call before the thread starts.
   void setInitAttempts(int registerAttempts, int initAttempts);
 
   void run() override;
 
-  /// The function that OpenOBEX calls for every event.
+  /// OpenOBEX event callback.
   static void obexEventCallback(void** handle, void** object, int mode, int event, int obex_cmd,
                                 int obex_rsp);
 
-  /// Takes the events: OpenOBEX's plain function reaches it through here. Written by the
-  /// constructor and the destructor only, while no server thread runs.
+  /// Lets the callback reach the handler. Written only by constructor and destructor, while no
+  /// server thread runs.
   static EventHandler* m_obexEventHandler;
 
  private:
@@ -60,15 +58,14 @@ class OBEXServer : public Threadable {
   std::int32_t m_initAttempts;
 };
 
-/// Decides what the push server answers, and turns a pushed object into a phonebook entry for the
-/// service: CONNECT, DISCONNECT and PUT of objects named "….vcf" are accepted, anything else is
-/// refused.
+/// Answers requests to the push server and hands pushed cards to the service. Accepts CONNECT,
+/// DISCONNECT and PUT of objects named "*.vcf"; refuses everything else.
 ///
-/// Threads: everything runs on the server's thread, inside OpenOBEX's input handling. Keeps nothing
-/// between events. Owned by the server; the service is not owned.
+/// Threads: runs on the server's thread, inside OpenOBEX's input handling. Keeps no state between
+/// events. Owned by the server; the service is not owned.
 class EventHandler {
  public:
-  /// The arguments of every event, as OpenOBEX gives them.
+  /// Takes the arguments of the OpenOBEX callback.
   using Handler = void (EventHandler::*)(void** handle, void** object, int mode, int event,
                                          int obex_cmd, int obex_rsp);
   using HandlerTable = std::map<int, Handler>;
@@ -78,24 +75,24 @@ class EventHandler {
   void setOBEXService(OBEXService* service);
   [[nodiscard]] const HandlerTable& handlers() const { return m_handlers; }
 
-  /// A request has begun: refuses the commands that are not served.
+  /// Start of a request: refuses unsupported commands.
   void handleEventReqHint(void** handle, void** object, int mode, int event, int obex_cmd,
                           int obex_rsp);
-  /// The first headers of a request have arrived: refuses an object that is no vCard by its name.
+  /// First headers of a request: refuses an object whose name is not a vCard's.
   void handleEventReqCheck(void** handle, void** object, int mode, int event, int obex_cmd,
                            int obex_rsp);
-  /// A request is complete.
+  /// Complete request.
   void handleEventRequest(void** handle, void** object, int mode, int event, int obex_cmd,
                           int obex_rsp);
-  /// A packet of a request has been handled.
+  /// A packet of a request was handled.
   void handleEventProgress(void** handle, void** object, int mode, int event, int obex_cmd,
                            int obex_rsp);
-  /// The link broke: the server starts over.
+  /// Link error: makes the server open OpenOBEX again.
   void handleEventLinkErr(void** handle, void** object, int mode, int event, int obex_cmd,
                           int obex_rsp);
 
   void handleConnectRequest(void** handle, void** object);
-  /// Reads the object that a peer has pushed, whole, and hands its card to the service.
+  /// Parses a pushed object and hands its card to the service.
   void handlePutRequest(void** handle, void** object);
 
  private:

@@ -40,7 +40,7 @@ const std::string READ_REQUEST_HEAD =
     "DefaultNumber Office2 Picture</ResultCols><Entry>";
 const std::string READ_REQUEST_TAIL = "</Entry></Schema>";
 
-/// The first characters of a name, marked where there are more.
+/// Cuts a long name and appends "...".
 std::string shorten(const std::string& name) {
   std::string part = mb_substr(name, 0, kInfoCharacters);
   if (part.size() < name.size()) part += "...";
@@ -63,7 +63,7 @@ const std::string OBEXService::OFFICE2 = "Office2";
 
 void* createOBEXService() { return static_cast<Service*>(new OBEXService); }
 
-// Life
+// Lifecycle
 
 OBEXService::OBEXService()
     : context(nullptr),
@@ -88,7 +88,7 @@ OBEXService::~OBEXService() {
 
 void OBEXService::init(Context& newContext) {
   TRACE_ENTRY("init");
-  // A reference is never null to a compiler, but this one may be.
+  // The framework may pass a null reference; volatile keeps the compiler from dropping the check.
   Context* volatile given = &newContext;
   context = given;
   if (context == nullptr) {
@@ -144,7 +144,7 @@ void OBEXService::OBEXServerEnable(bool enable) {
   if (!enable) {
     if (serverThreadId != 0 && serverRunning) stopServer();
   } else if (!serverRunning) {
-    // After a spawn that failed, the server that could not be started is left where it is.
+    // Leaks a server whose thread could not be spawned before.
     obexServer = new (std::nothrow) OBEXServer;
     if (obexServer == nullptr) {
       LOG_ERROR("\tOBEX server creation error.");
@@ -182,7 +182,7 @@ void OBEXService::forwardVCard(const std::string& message) {
   vCardQueue.push_back(message);
   observerLock.take(kForEver);
   for (OBEXServiceObserverIfc* observer : observers) {
-    // No error, but at the errors' level: so the offer of a card stands in every log.
+    // No error, but logged as one so that every log shows the offer.
     LOG_ERROR("\t\tsending vCard accept request to observers...\n");
     observer->vCardAccept(message);
   }
@@ -287,7 +287,7 @@ bool OBEXService::vCard2DirectoryService(const std::string& message) {
   return true;
 }
 
-/// Asks for an entry with the same names and numbers as the message's.
+/// A request for entries with the same names and numbers as the message.
 std::string OBEXService::createReadRequest(const std::string& message) {
   std::string request = READ_REQUEST_HEAD;
   for (const std::string* column : {&FIRSTNAME, &SURNAME, &MOBILE, &PRIVATE, &OFFICE, &OFFICE2}) {
@@ -306,11 +306,11 @@ std::string OBEXService::createXMLField(const std::string& name, const std::stri
   return createXMLBegin(name) + value + createXMLClose(name);
 }
 
-// Contacts to be sent
+// Sending contacts
 
 void OBEXService::sendContact(const obex_phonebook_data_t& contact) {
   TRACE_ENTRY("sendContact");
-  // A contact that was neither sent nor cancelled is abandoned, not deleted.
+  // Contacts neither sent nor cancelled are leaked.
   std::queue<obex_phonebook_data_t*>().swap(contactQueue);
   contactQueue.push(new obex_phonebook_data_t(contact));
   sendContact();
@@ -353,7 +353,7 @@ void OBEXService::sendVCard(const std::string& address, int channel) {
   TRACE_EXIT("sendVCard");
 }
 
-/// Lets the sender work, and waits for its end. A sender that could not be started has no error.
+/// Runs the sender and waits for it. A sender that could not be spawned counts as successful.
 bool OBEXService::push(CARD_Sender& sender) {
   unsigned long threadId = 0;
   const bool spawned =
@@ -378,7 +378,7 @@ void OBEXService::cancelTransmission() {
   TRACE_EXIT("cancelTransmission");
 }
 
-/// Twice: a part of the user interface that takes no text waits for the first.
+/// Notifies twice: the admin phonelet waits for the notification without text.
 void OBEXService::vCardSendSucc() {
   TRACE_ENTRY("vCardSendSucc");
   observerLock.take(kForEver);

@@ -18,21 +18,20 @@ class DirectoryServiceIfc;
 class MobilityServiceIfc;
 class OBEXServer;
 
-/// The service: receives business cards from other devices, offers them to its observers and stores
-/// them in the telephone's phonebook; sends contacts.
+/// Receives business cards from other devices, offers them to its observers and stores them in the
+/// phonebook; sends contacts to other devices.
 ///
-/// Threads: the framework thread runs `init` and every operation of `OBEXServiceIfc`; the push
-/// server's thread runs `forwardVCard`, `errorVCard` and `writeFile`. `vCardQueueLock` guards the
-/// cards that wait and is kept while a batch is stored, so that a card arriving meanwhile belongs
-/// to the next one; `observerLock` guards the observers and is kept for every round of
-/// notifications. Where both are held, `vCardQueueLock` is taken first. Nothing else is locked.
+/// Threads: `init` and the operations of `OBEXServiceIfc` run on the framework thread;
+/// `forwardVCard`, `errorVCard` and `writeFile` run on the push server's thread. `vCardQueueLock`
+/// guards the card queue and is held while a batch is stored: a card that arrives meanwhile belongs
+/// to the next batch. `observerLock` guards the observers and is held while they are notified. Lock
+/// order: `vCardQueueLock`, then `observerLock`. Nothing else is locked.
 ///
-/// Ownership: the framework owns the service. The service owns its push server, and copies of what
-/// it queues; not its observers nor the services that it uses. The order of the virtual operations
-/// is relied on by other binaries.
+/// Ownership: the framework owns the service. The service owns its push server and copies of what
+/// it queues, but neither observers nor peer services. The order of virtual functions is ABI.
 class OBEXService : public Service, public OBEXServiceIfc, public Threader, public OBEXStorage {
  public:
-  // The phonebook's columns that tell whether a card is there already.
+  // Phonebook columns that are compared to find duplicates.
   static const std::string FIRSTNAME;
   static const std::string SURNAME;
   static const std::string PRIVATE;
@@ -41,11 +40,10 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
   static const std::string OFFICE2;
 
   OBEXService();
-  /// Stops the push server and waits for its thread. Contacts that were never sent nor cancelled
-  /// stay allocated.
+  /// Stops the push server and waits for its thread. Leaks a contact neither sent nor cancelled.
   ~OBEXService() override;
 
-  /// Finds the Directory Service and the Mobility Service.
+  /// Looks up the Directory Service and the Mobility Service.
   void init(Context& context) override;
   void shutdown() override {}
   void run() override {}
@@ -61,31 +59,30 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
   void vCardsAcceptFinished() override;
   void vCardsRejected() override;
 
-  /// Writes a photo through the framework's storage and tells the Mobility Service of it.
+  /// Writes a photo through the framework's storage and registers it with the Mobility Service.
   int writeFile(const char* data, int size, const std::string& path) override;
 
-  /// Queues a received card, given as its phonebook write message, and asks the observers whether
-  /// to store it.
+  /// Queues a received card, as a phonebook write message, and offers it to the observers.
   void forwardVCard(const std::string& message);
-  /// Tells the observers that an object could not be read.
+  /// Notifies the observers of an object that could not be parsed.
   void errorVCard(const std::string& text);
 
-  /// Stores a card unless an entry of the same names and numbers is there. True when it is in the
-  /// phonebook afterwards.
+  /// Stores a card unless the phonebook has an entry with the same names and numbers. Returns
+  /// whether the phonebook has it now.
   bool vCard2DirectoryService(const std::string& message);
   std::string createXMLBegin(const std::string& name);
   std::string createXMLClose(const std::string& name);
-  /// The value is not escaped: it comes from a message where it is.
+  /// Doesn't escape the value, which comes from a message where it is already escaped.
   std::string createXMLField(const std::string& name, const std::string& value);
 
-  /// Asks the observers for a destination of the pending contact, if there is one.
+  /// Asks the observers for the destination of the pending contact, if any.
   void sendContact();
-  /// Tell the observers that the pending contact was sent, or was not.
+  /// Notify the observers whether the pending contact was sent.
   void vCardSendSucc();
   void vCardSendErr();
-  /// The name under which the pending contact is sent.
+  /// Object name of the pending contact.
   std::string createRemoteFilename();
-  /// A contact as a short text for people.
+  /// Short name of a contact for display.
   std::string createInfoString(obex_phonebook_data_t* contact);
 
  private:
@@ -110,5 +107,5 @@ class OBEXService : public Service, public OBEXServiceIfc, public Threader, publ
   bool allStored;
 };
 
-/// The framework's way in: a new service as `Service*`, owned by the caller.
+/// Plug-in entry point: returns a new `Service*`, owned by the caller.
 extern "C" FRAMEWORK_API void* createOBEXService();

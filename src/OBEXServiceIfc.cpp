@@ -1,6 +1,6 @@
 #include "OBEXServiceIfc.h"
 
-// The fields start empty and are assigned one by one, in the order of their declaration.
+// All fields start empty and are then assigned in declaration order.
 obex_phonebook_data_t::obex_phonebook_data_t(const obex_phonebook_data_t& other) {  // NOLINT
   firstname = other.firstname;
   surname = other.surname;

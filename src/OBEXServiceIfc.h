@@ -4,16 +4,14 @@
 
 #include "OBEXStorage.h"
 
-// What every part of the service and its clients share: the service's interface, its observers'
-// interface, the contact record, and the names under which calls travel between processes.
+// Shared by the service and its clients: the interfaces of the service and its observers, the
+// contact record, and the names of messages and parameters.
 
-/// A contact to be sent as a business card. All fields are UTF-8; an empty one is not given. A
-/// plain value: whoever creates a record owns it.
+/// A contact to be sent as a business card. Fields are UTF-8; empty means not given.
 struct obex_phonebook_data_t {
   std::string firstname;
   std::string surname;
-  /// Which number is the preferred one: exactly "Office", "Office2", "Mobile" or "Private";
-  /// anything else is none.
+  /// Preferred number: exactly "Office", "Office2", "Mobile" or "Private"; anything else is none.
   std::string defaultnumber;
   std::string office;
   std::string office2;
@@ -24,7 +22,7 @@ struct obex_phonebook_data_t {
   std::string address2;  ///< free text
   std::string company;
   std::string jobfunction;
-  /// Path, or name beneath "/data/images/", of a JPEG picture.
+  /// JPEG picture: a path, or a name in "/data/images/".
   std::string picture;
 
   obex_phonebook_data_t() = default;
@@ -33,69 +31,66 @@ struct obex_phonebook_data_t {
   ~obex_phonebook_data_t() = default;
 };
 
-/// What the service tells: implemented by whoever wants to know, subscribed with
-/// `OBEXServiceIfc::subscribe`.
+/// Notifications of the service; see `OBEXServiceIfc::subscribe`. Cards are passed as phonebook
+/// write messages (XML).
 ///
-/// Threads: called from the framework thread and from the push server's thread, one call at a time.
-/// An observer must not subscribe or unsubscribe from inside a call, since the service holds its
-/// observers' lock. A card travels as the phonebook write message, an XML text. The order of the
-/// operations is relied on by other binaries.
+/// Threads: called from the framework thread and the push server's thread, one call at a time, with
+/// the observers' lock held: an observer must not subscribe or unsubscribe inside a call. The order
+/// of virtual functions is part of the ABI.
 class OBEXServiceObserverIfc {
  public:
-  /// A batch of `count` cards is in the phonebook now; `vcard` is the first of them.
+  /// A batch of `count` cards was stored; `vcard` is the first of them.
   virtual void vCardReceived(const std::string& vcard, int count) = 0;
-  /// An object could not be read (empty text, count 1), or a batch of `count` cards could not all
-  /// be stored; `error` is then the first of them.
+  /// An object could not be parsed (empty text, count 1), or at least one of a batch of `count`
+  /// cards could not be stored; `error` is then the first card.
   virtual void vCardError(const std::string& error, int count) = 0;
-  /// Where shall this contact go? The answer is `sendVCard` or `cancelVCard`.
+  /// Asks for the destination of a contact. Answer with `sendVCard` or `cancelVCard`.
   virtual void vCardDestRequest(const std::string& info) = 0;
-  /// The contact was sent. Told twice, with an empty text first.
+  /// The contact was sent. Called twice, first with an empty text.
   virtual void vCardSendSucc(const std::string& info) = 0;
   /// The contact could not be sent to the device `bda`; `channel` is always 0.
   virtual void vCardSendErr(const std::string& info, const std::string& bda, int channel) = 0;
-  /// A card has come in and waits: store it? The answer is `vCardsAccepted` or `vCardsRejected`.
+  /// A card was received and queued. Answer with `vCardsAccepted` or `vCardsRejected`.
   virtual void vCardAccept(const std::string& vcard) = 0;
 
  protected:
   ~OBEXServiceObserverIfc() = default;
 };
 
-/// What clients may ask of the service.
+/// Operations for clients.
 ///
-/// Threads: called from the framework thread, one call at a time. The order of the operations is
-/// relied on by other binaries.
+/// Threads: called from the framework thread, one call at a time. The order of virtual functions is
+/// part of the ABI.
 class OBEXServiceIfc {
  public:
   /// Starts or stops the push server. Stopping waits for the server's thread.
   virtual void OBEXServerEnable(bool enable) = 0;
-  /// Adds an observer, which stays the caller's; twice means that it is told everything twice.
-  /// False for null.
+  /// Adds an observer, not owned; one added twice is notified twice. Returns false for null.
   virtual bool subscribe(OBEXServiceObserverIfc* observer) = 0;
-  /// Removes an observer once. False when it wasn't there.
+  /// Removes an observer once. Returns false if it was not subscribed.
   virtual bool unsubscribe(OBEXServiceObserverIfc* observer) = 0;
-  /// Makes a copy of this contact the pending one, in place of an earlier one, and asks the
-  /// observers for a destination.
+  /// Makes a copy of the contact the pending one, replacing any other, and asks the observers for a
+  /// destination.
   virtual void sendContact(const obex_phonebook_data_t& contact) = 0;
-  /// Sends the pending contact to a Bluetooth device address ("00:11:22:33:44:55") and RFCOMM
-  /// channel. Returns when the transfer has ended; the observers are told how.
+  /// Sends the pending contact to a Bluetooth address ("00:11:22:33:44:55") and RFCOMM channel.
+  /// Returns after the transfer; the observers are notified of its result.
   virtual void sendVCard(const std::string& bda, int channel) = 0;
   /// Drops the pending contact.
   virtual void cancelVCard() = 0;
-  /// Does nothing: a transfer runs to its end.
+  /// Does nothing: a transfer can't be interrupted.
   virtual void cancelTransmission() = 0;
-  /// Stores every card that waits and tells the observers the outcome.
+  /// Stores the queued cards and notifies the observers of the result.
   virtual void vCardsAccepted() = 0;
   /// Does nothing.
   virtual void vCardsAcceptFinished() = 0;
-  /// Throws every card that waits away.
+  /// Discards the queued cards.
   virtual void vCardsRejected() = 0;
 
  protected:
   ~OBEXServiceIfc() = default;
 };
 
-// Names of messages and of their parameters. Parameters of different messages have constants of
-// their own even where their names are the same.
+// Names of messages and parameters. Each message has its own constants, even for equal names.
 
 const std::string OBEX_RESULT_RETURN = "obexbResultReturn";
 
@@ -150,10 +145,10 @@ const std::string CONTACT_COMPANY_PARAM = "companyParam";
 const std::string CONTACT_JOBFUNCTION_PARAM = "jobfunctionParam";
 const std::string CONTACT_PICTURE_PARAM = "pictureParam";
 
-/// Appended to the name under which a contact is sent.
+/// Extension of the object name of a sent contact.
 const std::string VCARD_FILE_SUFFIX = ".vcf";
 
-// Names under which the services and the observers' proxies are found.
+// Names for looking up peer services and observers' proxies.
 const std::string DIRECTORY_SERVICE_IFC = "DirectoryServiceIfc";
 const std::string MOBILITY_SERVICE_IFC = "MobilityServiceIfc";
 const std::string OBEX_SERVICE_OBSERVER_IFC = "OBEXServiceObserverIfc";

@@ -35,7 +35,7 @@ void callSendVCard(OBEXServiceIfc& service, const Method& request) {
   }
 }
 
-/// A parameter that isn't there leaves its field empty.
+/// Missing parameters leave their fields empty.
 void callSendContact(OBEXServiceIfc& service, const Method& request) {
   obex_phonebook_data_t contact;
   const auto read = [&request](const std::string& parameter, std::string& field) {
@@ -57,8 +57,7 @@ void callSendContact(OBEXServiceIfc& service, const Method& request) {
   service.sendContact(contact);
 }
 
-/// Calls the operation that a message without a reply asks for. False when there is none of that
-/// name.
+/// Dispatches a message that has no reply. Returns false for an unknown name.
 bool callOperation(OBEXServiceIfc& service, const Method& request) {
   const std::string& name = request.getName();
   if (name == OBEX_ENABLE_EVENT) {

@@ -7,18 +7,17 @@ class Method;
 class MessageSerializer;
 class OBEXServiceIfc;
 
-/// Turns the messages that other processes send to the service into calls, and answers the two that
-/// have a result.
+/// Decodes messages from other processes and calls the service; replies to the two that have a
+/// result.
 ///
-/// Threads: the framework thread. Keeps nothing between messages but the context, which is not
-/// owned.
+/// Threads: framework thread only. Keeps no state but the context, which is not owned.
 class OBEXServiceInvoker : public Invoker {
  public:
   OBEXServiceInvoker();
   ~OBEXServiceInvoker() override;
 
-  /// Handles one message. A message that can't be decoded is dropped; one of an unknown name is
-  /// logged. Deletes `response` on every path.
+  /// Handles one message. Drops one that can't be decoded, logs one with an unknown name. Always
+  /// deletes `response`.
   void handleMessage(Executable* executable, const char* data, int length,
                      InvokerResponse* response) override;
   void initInvoker(FrameworkContext* context) override;
@@ -32,5 +31,5 @@ class OBEXServiceInvoker : public Invoker {
   FrameworkContext* m_context;
 };
 
-/// The framework's way in: a new invoker as `Invoker*`, owned by the caller.
+/// Plug-in entry point: returns a new `Invoker*`, owned by the caller.
 extern "C" FRAMEWORK_API void* createOBEXServiceInvoker();

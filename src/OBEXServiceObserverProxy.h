@@ -6,17 +6,16 @@
 #include "framework/Export.h"
 #include "framework/Proxy.h"
 
-/// Stands for an observer in another process: each call becomes one notification, sent without
-/// waiting.
+/// Represents an observer in another process: sends each call as a notification, without waiting.
 ///
-/// Threads: whichever thread the service notifies on, one call at a time. The request is not owned.
-/// The order of the operations is relied on by other binaries.
+/// Threads: called from the service's notifying threads, one call at a time. The request is not
+/// owned. The order of virtual functions is part of the ABI.
 class OBEXServiceObserverProxy : public Proxy, public OBEXServiceObserverIfc {
  public:
   OBEXServiceObserverProxy();
   ~OBEXServiceObserverProxy() override;
 
-  /// Before the first call of an observer's operation.
+  /// Call before any notification.
   void initProxy(ProxyRequest& request) override;
 
   void vCardReceived(const std::string& vcard, int count) override;
@@ -30,5 +29,5 @@ class OBEXServiceObserverProxy : public Proxy, public OBEXServiceObserverIfc {
   ProxyRequest* m_request;
 };
 
-/// The framework's way in: a new proxy as `Proxy*`, owned by the caller.
+/// Plug-in entry point: returns a new `Proxy*`, owned by the caller.
 extern "C" FRAMEWORK_API void* createOBEXServiceObserverProxy();

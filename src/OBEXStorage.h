@@ -2,15 +2,13 @@
 
 #include <string>
 
-/// Where the reader of a received card puts the card's photo.
-///
-/// Threads: called from the thread that reads the card. An implementation outlives the readers that
-/// it was given to.
+/// Stores the photos of received cards. Called on the thread that parses the card; must outlive the
+/// parser.
 class OBEXStorage {
  public:
   virtual ~OBEXStorage() = default;
 
-  /// Writes the file named by `path` (an absolute path beneath "/data/images/") from `size` bytes
-  /// at `data`, which stay the caller's. Returns non-zero when the whole file was written.
+  /// Writes `size` bytes to `path`, an absolute path below "/data/images/". Returns non-zero if the
+  /// whole file was written.
   virtual int writeFile(const char* data, int size, const std::string& path) = 0;
 };

@@ -2,14 +2,13 @@
 
 #include "framework/Logging.h"
 
-// How the service's sources write log lines. A source file that uses these names its component and
-// itself first:
+// Log macros of the service. A source file that uses them first defines its component and itself:
 //
 //   constexpr const char* kLogComponent = "OBEX Service";
 //   constexpr const char* kLogSource = "./src/OBEXService.cpp";
 //
-// Errors are written always, traces only when they are wanted. Entry and exit are macros of their
-// own and not a scope guard, because an operation that ends early mostly doesn't write its exit.
+// Errors are always logged, traces only at the trace level. TRACE_EXIT is not a scope guard because
+// most operations don't log an exit when they return early.
 
 #define LOG_ERROR(...) logAppUni(kLogComponent, kLogSource, kLogError, __LINE__, __VA_ARGS__)
 

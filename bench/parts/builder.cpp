@@ -1,24 +1,23 @@
-// The card of a contact, without and with a picture, and with one large field.
+// The builder: contacts without a picture, with one, and with a large field.
 
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
 #include <stdexcept>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "bench/support/Folder.h"
 #include "src/CARD_Creator.h"
 
 namespace {
 
-/// A picture in a folder that goes with it. The builder takes a path for whole where it holds the
-/// name of the telephone's folder.
+/// A picture in a temporary folder. The builder uses a path that contains "/data/images/" as it is.
 class PictureFile {
  public:
   explicit PictureFile(std::size_t size) {
     std::string folder = std::filesystem::temp_directory_path() / "bench-XXXXXX";
-    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error(folder + ": can't be made");
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error(folder + ": can't create");
     m_folder = folder;
     std::filesystem::create_directories(m_folder / "data" / "images");
     bench::writeFile(path(), bench::picture(1, size));

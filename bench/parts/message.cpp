@@ -1,9 +1,9 @@
-// The phonebook message of a card that was read before, ordinary and with one large field: plain,
-// and of characters that each become an entity.
+// The phonebook message of a parsed card: an ordinary one, and with a large field that needs no
+// escaping or consists of characters to escape.
 
 #include <benchmark/benchmark.h>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "src/CARD_Parser.h"
 

@@ -1,8 +1,8 @@
-// The whole reader, to the finished message; pictures are discarded.
+// The whole reader, including the message. Discards pictures.
 
 #include <benchmark/benchmark.h>
 
-#include "bench/parts/Sizes.h"
+#include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
 #include "cards/DiscardedPictures.h"
 #include "src/CARD_Parser.h"

@@ -1,6 +1,5 @@
-// bench_read with Evolution's EVCard. It cuts a card into attributes when the first is asked for
-// and decodes a value when that is: so every attribute is asked for its decoded values, which is
-// what a reader has to know before it can use a card.
+// bench_read with Evolution's EVCard, which parses and decodes on demand. Asks for all decoded
+// values, since our reader decodes them, too.
 
 #include <libebook-contacts/libebook-contacts.h>
 
@@ -11,7 +10,7 @@
 
 namespace {
 
-/// The bytes of all values.
+/// Returns the size of all values.
 std::size_t readCard(const std::string& text) {
   EVCard* const card = e_vcard_new_from_string(text.c_str());
   std::size_t bytes = 0;
@@ -29,9 +28,9 @@ std::size_t readCard(const std::string& text) {
 void readFolderOfCards(const std::string& folder) {
   const std::vector<bench::File> cards = bench::readFolder(folder, ".vcf");
   for (const bench::File& card : cards) {
-    // What isn't value is names, parameters, folding and transfer encoding.
+    // The rest is names, parameters, folding and transfer encoding.
     if (readCard(card.content) < card.content.size() / 3) {
-      throw std::runtime_error(card.path + ": isn't read whole");
+      throw std::runtime_error(card.path + ": not read completely");
     }
   }
   bench::measureEach(cards, [](const bench::File& card) {

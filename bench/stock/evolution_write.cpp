@@ -1,13 +1,13 @@
-// bench_write with Evolution's EVCard: the same properties, the picture's file read for each card
-// as our builder does.
+// bench_write with Evolution's EVCard: the same properties. Reads the picture's file for each card,
+// like our builder.
 
 #include <libebook-contacts/libebook-contacts.h>
 
 #include <initializer_list>
 #include <stdexcept>
 
+#include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "bench/support/Records.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ void addPicture(EVCard* card, const std::string& path) {
   gchar* data = nullptr;
   gsize size = 0;
   if (!g_file_get_contents(path.c_str(), &data, &size, nullptr)) {
-    throw std::runtime_error(path + ": can't be read");
+    throw std::runtime_error(path + ": can't read");
   }
   EVCardAttribute* const attribute = e_vcard_attribute_new(nullptr, EVC_PHOTO);
   e_vcard_attribute_add_param_with_value(attribute, e_vcard_attribute_param_new(EVC_ENCODING),
@@ -45,7 +45,7 @@ void addPicture(EVCard* card, const std::string& path) {
   g_free(data);
 }
 
-/// The size of the card's text.
+/// Returns the size of the card.
 std::size_t writeCard(const contacts::Contact& contact) {
   EVCard* const card = e_vcard_new();
   const auto preferred = [&](const char* which) {

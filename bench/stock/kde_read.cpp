@@ -1,4 +1,4 @@
-// bench_read with KDE's KContacts: a card becomes an Addressee with all its fields.
+// bench_read with KDE's KContacts: converts a card to an Addressee with all fields.
 
 #include <KContacts/Addressee>
 #include <KContacts/VCardConverter>
@@ -18,7 +18,7 @@ void readFolderOfCards(const std::string& folder) {
   std::vector<QByteArray> cards;
   for (const bench::File& card : bench::readFolder(folder, ".vcf")) {
     cards.push_back(QByteArray::fromStdString(card.content));
-    if (!readCard(cards.back())) throw std::runtime_error(card.path + ": isn't read");
+    if (!readCard(cards.back())) throw std::runtime_error(card.path + ": can't parse");
   }
   bench::measureEach(cards, [](const QByteArray& card) {
     readCard(card);

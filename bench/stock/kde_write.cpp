@@ -1,5 +1,5 @@
-// bench_write with KDE's KContacts: the record becomes an Addressee and that a vCard 2.1; the
-// picture's file is read for each card as our builder does.
+// bench_write with KDE's KContacts: builds an Addressee and a vCard 2.1. Reads the picture's file
+// for each card, like our builder.
 
 #include <KContacts/Addressee>
 #include <KContacts/Picture>
@@ -7,8 +7,8 @@
 #include <QFile>
 #include <stdexcept>
 
+#include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "bench/support/Records.h"
 
 namespace {
 
@@ -33,13 +33,13 @@ void addAddress(KContacts::Addressee& person, const std::string& text,
 void addPicture(KContacts::Addressee& person, const std::string& path) {
   if (path.empty()) return;
   QFile file(QString::fromStdString(path));
-  if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error(path + ": can't be read");
+  if (!file.open(QIODevice::ReadOnly)) throw std::runtime_error(path + ": can't read");
   KContacts::Picture picture;
   picture.setRawData(file.readAll(), QStringLiteral("jpeg"));
   person.setPhoto(picture);
 }
 
-/// The size of the card's text.
+/// Returns the size of the card.
 std::size_t writeCard(const contacts::Contact& contact) {
   KContacts::Addressee person;
   person.setFamilyName(QString::fromStdString(contact.surname));
@@ -54,7 +54,7 @@ std::size_t writeCard(const contacts::Contact& contact) {
   person.setOrganization(QString::fromStdString(contact.company));
   person.setTitle(QString::fromStdString(contact.jobfunction));
   addPicture(person, contact.picture);
-  // In its vCard 2.1 a picture stands as bare bytes, which no one could read.
+  // Its vCard 2.1 contains pictures as raw bytes, which is invalid.
   const auto version =
       contact.picture.empty() ? KContacts::VCardConverter::v2_1 : KContacts::VCardConverter::v3_0;
   const QByteArray text = KContacts::VCardConverter().createVCard(person, version);

@@ -28,7 +28,7 @@ constexpr std::array<const char*, 16> kWords{
     "please",  "call", "after", "the",   "delivery", "on",     "Thursday", "morning",
     "because", "gate", "three", "stays", "closed",   "during", "repairs",  "again"};
 
-/// The dice. Nothing of the library's distributions is used: they differ between machines.
+/// Random choices without the library's distributions, whose results differ between platforms.
 class Dice {
  public:
   explicit Dice(unsigned number) : m_random(number * 7919U + 17U) {}
@@ -47,7 +47,7 @@ class Dice {
 
 std::string line(const std::string& text) { return text + kLineEnd; }
 
-/// A line cut into lines of at most so many characters, each but the first behind a blank.
+/// Folds a line at `width` characters.
 std::string folded(std::string_view text, std::size_t width) {
   std::string lines(text.substr(0, width));
   for (std::size_t at = width; at < text.size(); at += width - 1) {

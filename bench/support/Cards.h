@@ -7,21 +7,19 @@
 
 namespace bench {
 
-// Made-up cards and contacts to measure with. The same number gives the same bytes on every
-// machine. Stateless: any thread.
+// Generated cards and contacts. The same number gives the same bytes on every machine. Thread-safe.
 
-/// A vCard 2.1 as telephones send it: name, numbers, address, company; every fourth one has
+/// A vCard 2.1 as sent by telephones: name, numbers, address, company. Every fourth has
 /// quoted-printable text.
 std::string smallCard(unsigned number);
-/// A small card with a picture of so many bytes, in BASE64 folded at 76 characters.
+/// A small card with a picture, in BASE64 folded at 76 characters.
 std::string photoCard(unsigned number, std::size_t pictureBytes);
-/// A vCard 3.0 with so many bytes of text, most of them in a note and some in fields that the
-/// telephone keeps, folded at 75 characters.
+/// A vCard 3.0 with text folded at 75 characters, mostly in a note, the rest in stored fields.
 std::string foldedCard(unsigned number, std::size_t textBytes);
 
-/// A contact with every field but the picture.
+/// A contact with all fields but the picture.
 contacts::Contact contact(unsigned number);
-/// Bytes that nothing can compress, which begin as a JPEG does.
+/// Random bytes that begin like a JPEG.
 std::string picture(unsigned number, std::size_t size);
 
 }  // namespace bench

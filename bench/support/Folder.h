@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "cards/Contact.h"
+
 namespace bench {
 
 struct File {
@@ -10,11 +12,15 @@ struct File {
   std::string content;
 };
 
-/// Every file of `folder` whose name ends in `suffix`, in the byte order of the names. Throws
-/// std::runtime_error with a sentence when there is no such folder or file, or one can't be read.
+/// Reads the files of `folder` whose names end in `suffix`, sorted by name. Throws
+/// std::runtime_error if there are none or one can't be read.
 std::vector<File> readFolder(const std::string& folder, const std::string& suffix);
 
-/// Writes a file. Throws std::runtime_error with a sentence when it can't be written.
+/// Reads a contact from each .json file of `folder`. Throws like `readFolder`, and for a file that
+/// is no contact.
+std::vector<contacts::Contact> readRecords(const std::string& folder);
+
+/// Throws std::runtime_error if the file can't be written.
 void writeFile(const std::string& path, const std::string& content);
 
 }  // namespace bench

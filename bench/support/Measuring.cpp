@@ -25,7 +25,7 @@ double secondsFrom(const char* variable, double otherwise) {
   char* end = nullptr;
   const double seconds = std::strtod(text, &end);
   if (*end == '\0' && std::isfinite(seconds) && seconds >= 0) return seconds;
-  throw std::runtime_error(std::string(variable) + " is to be a number of seconds, not \"" + text +
+  throw std::runtime_error(std::string(variable) + " must be a number of seconds, not \"" + text +
                            "\"");
 }
 

@@ -7,16 +7,15 @@
 
 namespace bench {
 
-/// Handles every card of the folder once; returns their bytes.
+/// Processes all cards once and returns their size.
 using Pass = std::function<std::size_t()>;
 
-/// Makes passes for the seconds in BENCH_WARM (default 0.2; 0 makes none), then measures whole
-/// passes until those in BENCH_SECONDS (default 0.5) are over, one at least, and prints
-/// "cards N seconds S bytes B cpu C": S are elapsed seconds and C those of the processor. Throws
-/// std::runtime_error when one of the variables holds no such number.
+/// Runs passes for BENCH_WARM seconds (default 0.2), then measures passes for BENCH_SECONDS
+/// (default 0.5; at least one pass) and prints "cards N seconds S bytes B cpu C": elapsed seconds S
+/// and CPU seconds C. Throws std::runtime_error if a variable is invalid.
 void measure(std::size_t cardsInPass, const Pass& pass);
 
-/// Measures passes in which `work` handles each of `items` and returns its bytes.
+/// Measures `work`, which processes an item and returns its size.
 template <typename Item, typename Work>
 void measureEach(const std::vector<Item>& items, const Work& work) {
   measure(items.size(), [&] {
@@ -26,8 +25,8 @@ void measureEach(const std::vector<Item>& items, const Work& work) {
   });
 }
 
-/// The main function of a program that is given a folder: `work` gets its name. Returns the exit
-/// code; what `work` throws is told on standard error under the program's name.
+/// Main function of a program whose only argument is a folder, which it passes to `work`. Prints
+/// what `work` throws to standard error. Returns the exit code.
 int runOnFolder(int argc, char** argv, const std::function<void(const std::string&)>& work);
 
 }  // namespace bench

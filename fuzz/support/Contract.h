@@ -6,17 +6,15 @@
 #include <cstdlib>
 #include <string_view>
 
-/// The one function of a target: libFuzzer calls it with made-up inputs, the replay program with
-/// the files of the corpus. Returns 0.
+/// Entry point of a target, called by libFuzzer or by Replay.cpp. Returns 0.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace fuzz {
 
-/// Ends the process when something that a target promises doesn't hold. The sentence says what was
-/// promised; the stack says where.
-inline void require(bool holds, const char* promise) {
+/// Aborts unless a condition of the target's contract holds.
+inline void require(bool holds, const char* condition) {
   if (holds) return;
-  std::fprintf(stderr, "\nBROKEN PROMISE: %s\n", promise);
+  std::fprintf(stderr, "\nCONTRACT VIOLATED: %s\n", condition);
   std::abort();
 }
 
@@ -24,8 +22,8 @@ inline std::string_view textOf(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
 
-/// Whether a costly promise is looked at for this input. While fuzzing it is for one input in
-/// `oneIn`, always the same ones; in the replay of the corpus for all.
+/// Whether to make an expensive check for this input. Fuzzers select one input in `oneIn` by its
+/// hash, replays select every input.
 inline bool isSampled(std::string_view input, std::uint64_t oneIn) {
 #ifdef FUZZ_SAMPLING
   std::uint64_t hash = 14695981039346656037U;

@@ -15,7 +15,7 @@ std::string number(std::size_t value) {
   return {static_cast<char>(value >> 8), static_cast<char>(value & 0xFF)};
 }
 
-/// How long the first of the headers is, and how much of that is its own head.
+/// Size of a header, and of its part before the value.
 struct Extent {
   std::size_t whole;
   std::size_t head;

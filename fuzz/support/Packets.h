@@ -9,17 +9,17 @@
 
 namespace fuzz {
 
-// OBEX packets as this folder understands them, written without a look at the guard that it judges.
+// OBEX packets. Independent of the code under test.
 
 struct PacketHeader {
   std::uint8_t identifier;
   std::string_view value;
 };
 
-/// A packet that is whole and well formed. Points into the bytes it was read from.
+/// A complete, well-formed packet. Refers to the bytes it was read from.
 struct Packet {
-  std::uint8_t code;       ///< as it is on the wire
-  std::string_view fixed;  ///< what CONNECT and SETPATH have before the headers
+  std::uint8_t code;       ///< with the final bit
+  std::string_view fixed;  ///< fields of CONNECT and SETPATH before the headers
   std::vector<PacketHeader> headers;
 
   [[nodiscard]] bool isFinal() const { return (code & 0x80) != 0; }
@@ -33,16 +33,16 @@ inline constexpr int kSetPath = 0x05;
 inline constexpr std::uint8_t kBody = 0x48;
 inline constexpr std::uint8_t kEndOfBody = 0x49;
 
-/// How many bytes of the packet come before its headers, by the command of its request.
+/// Offset of the headers in a packet of this command.
 std::size_t bytesBeforeHeaders(int command);
-/// The length that a packet announces; none while fewer than three bytes are there.
+/// The length field of a packet, if there are enough bytes.
 std::optional<std::size_t> announcedLength(std::string_view bytes);
-/// Reads exactly one packet; none when its lengths don't add up.
+/// Reads exactly one packet; none if its length fields are inconsistent.
 std::optional<Packet> readPacket(std::string_view bytes, std::size_t beforeHeaders);
-/// Cuts the first whole packet off `bytes`; none when there is none.
+/// Removes the first packet from `bytes`; none if it is incomplete.
 std::optional<std::string_view> cutPacket(std::string_view& bytes);
 
-// For writing them.
+// Writing.
 
 std::string packet(int code, std::string_view payload = {});
 std::string header(std::uint8_t identifier, std::string_view value);

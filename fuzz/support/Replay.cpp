@@ -1,5 +1,5 @@
-// Runs a target over files, and over all files of folders, in the order of their names. The
-// stand-in for libFuzzer where that isn't built in.
+// Main program of a target without libFuzzer: runs it on files, and on all files of folders in the
+// order of their names.
 
 #include <algorithm>
 #include <cstdio>
@@ -28,13 +28,13 @@ std::vector<fs::path> filesOf(const fs::path& place) {
 }
 
 void replay(const fs::path& file) {
-  // Told before it runs: an input that ends the process is the last one named.
+  // Printed first, so that an input that crashes is the last one named.
   std::printf("%s\n", file.c_str());
   std::fflush(stdout);
   std::ifstream in(file, std::ios::binary);
-  if (!in) throw std::runtime_error("can't be opened");
+  if (!in) throw std::runtime_error(file.string() + ": can't open");
   const std::string bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  // Of exactly this size, so that the sanitizer sees a byte read behind it.
+  // Exact size, so that the sanitizer reports reads past the end.
   const std::unique_ptr<std::uint8_t[]> exact(new std::uint8_t[bytes.size()]);
   std::copy(bytes.begin(), bytes.end(), exact.get());
   LLVMFuzzerTestOneInput(exact.get(), bytes.size());
@@ -57,6 +57,6 @@ int main(int argc, char** argv) {
   }
   std::printf("%zu inputs\n", count);
   if (count > 0) return 0;
-  std::fprintf(stderr, "no inputs: name files or folders\n");
+  std::fprintf(stderr, "no inputs: give files or folders\n");
   return 1;
 }

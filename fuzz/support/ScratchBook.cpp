@@ -12,11 +12,10 @@ namespace {
 using host::Column;
 using Kind = host::DirectoryAnswer::Kind;
 
-/// A failure must say in words what is wrong; the word alone is what is left without memory.
 void requireSentence(const std::string& reason) {
-  require(reason.size() > 10 && reason.back() == '.', "a refusal is a sentence");
+  require(reason.size() > 10 && reason.back() == '.', "a reason is a sentence");
   for (const char c : reason) {
-    require(c >= ' ' && c < 0x7F, "a refusal holds nothing of the request");
+    require(c >= ' ' && c < 0x7F, "a reason quotes nothing from the request");
   }
 }
 
@@ -32,10 +31,10 @@ host::DirectoryAnswer ScratchBook::ask(const std::string& request) {
     const bool word = text.find("failure") != std::string::npos;
     const bool changed = answer.kind == Kind::Written || answer.kind == Kind::Updated ||
                          answer.kind == Kind::Deleted;
-    require(!changed || !word, "no answer of success says failure");
+    require(!changed || !word, "no successful answer contains the word failure");
     return answer;
   } catch (const std::runtime_error&) {
-    require(false, "the Directory answers with something that is an answer");
+    require(false, "an answer is valid");
     throw;
   }
 }
@@ -49,7 +48,7 @@ host::DirectoryEntry ScratchBook::entryOf(const std::string& id) {
   const std::vector<Column> all(host::kAllColumns.begin(), host::kAllColumns.end());
   host::DirectoryAnswer answer = ask(host::DirectoryClient::matchRequest(all, {{Column::Id, id}}));
   require(answer.kind == Kind::Read && answer.entries.size() == 1,
-          "what was written can be read by its Id");
+          "an entry can be read by its Id");
   return std::move(answer.entries.front());
 }
 

@@ -10,20 +10,18 @@
 
 namespace fuzz {
 
-/// A real phonebook in a temporary folder, which holds the same few entries at the beginning of
-/// every input.
+/// A real phonebook in a temporary folder, initially with two entries.
 class ScratchBook {
  public:
   ScratchBook();
 
-  /// Sends the request to the Directory Service and reads the answer, which must be one of those
-  /// that there are.
+  /// Sends a request and checks that the answer is valid.
   host::DirectoryAnswer ask(const std::string& request);
-  /// Asks for everything that the entry of this Id holds.
+  /// Reads all columns of an entry.
   host::DirectoryEntry entryOf(const std::string& id);
-  /// Everything that it holds.
+  /// Reads all columns of all entries.
   std::vector<host::DirectoryEntry> entries();
-  /// Throws away what was written.
+  /// Restores the initial entries.
   void renew();
 
  private:

@@ -4,18 +4,31 @@
 #include <cstddef>
 
 #include "framework/Logging.h"
+#include "fuzz/support/Contract.h"
 
 namespace fuzz {
 
-/// Traces are wanted while it lives; their lines are counted and thrown away. One at a time.
+/// Turns tracing on during its lifetime; checks and counts the lines. One at a time.
 class Tracing : public LogSink {
  public:
-  Tracing();
-  ~Tracing() override;
+  Tracing() {
+    addLogSink(this);
+    setLogLevel(kLogTrace);
+  }
+  ~Tracing() override {
+    setLogLevel(kLogError);
+    removeLogSink(this);
+  }
   Tracing(const Tracing&) = delete;
   Tracing& operator=(const Tracing&) = delete;
 
-  void write(const LogLine& line) override;
+  void write(const LogLine& line) override {
+    require(!line.component.empty() && !line.source.empty(),
+            "a log line has a component and a source");
+    require(line.level == kLogError || line.level == kLogTrace,
+            "a log line is an error or a trace");
+    ++m_lines;
+  }
   [[nodiscard]] std::size_t lines() const { return m_lines; }
 
  private:

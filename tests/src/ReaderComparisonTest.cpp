@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <tuple>
 
 #include "tests/src/CardFixture.h"
@@ -16,9 +18,16 @@ namespace test {
 namespace {
 
 constexpr std::uint64_t kBlocks = 10;
-constexpr std::uint64_t kCardsOfABlock = 2000;
 /// Logs are compared for one card in so many: a line is written for each character.
 constexpr std::size_t kLoggedCard = 10;
+
+/// READER_COMPARISON_CARDS in the environment sets the number of cards of all blocks.
+std::uint64_t cardsPerBlock() {
+  constexpr std::uint64_t kDefaultCards = 20000;
+  const char* const cards = std::getenv("READER_COMPARISON_CARDS");
+  const std::uint64_t all = cards == nullptr ? kDefaultCards : std::strtoull(cards, nullptr, 10);
+  return std::max<std::uint64_t>(all / kBlocks, 1);
+}
 
 /// Refuses a share of the calls, the same ones each time.
 class Refusals {
@@ -69,8 +78,9 @@ class ReaderComparison : public ::testing::TestWithParam<std::uint64_t> {
  protected:
   template <typename Comparison>
   void ForEachCard(Comparison compare) {
-    for (std::uint64_t i = 0; i < kCardsOfABlock && !HasFailure(); ++i) {
-      const std::uint64_t seed = GetParam() * kCardsOfABlock + i;
+    const std::uint64_t cards = cardsPerBlock();
+    for (std::uint64_t i = 0; i < cards && !HasFailure(); ++i) {
+      const std::uint64_t seed = GetParam() * cards + i;
       CardGenerator generator(seed);
       const std::string card = generator.card();
       SCOPED_TRACE("card " + std::to_string(seed) + ": " + readable(card));
