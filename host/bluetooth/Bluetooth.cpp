@@ -1,6 +1,5 @@
 #include "host/bluetooth/Bluetooth.h"
 
-#include "host/bluetooth/BluezNames.h"
 #include "host/loader/HostLog.h"
 
 namespace host {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/bluetooth/BluezNames.h"
-
 namespace host {
 namespace {
 

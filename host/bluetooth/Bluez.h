@@ -11,6 +11,31 @@
 #include "host/bluetooth/BluezObjects.h"
 
 namespace host {
+namespace bluez {
+
+// The names of BlueZ's interface on the system bus.
+inline constexpr const char* kService = "org.bluez";
+inline constexpr const char* kRoot = "/org/bluez";
+inline constexpr const char* kAdapter = "org.bluez.Adapter1";
+inline constexpr const char* kDevice = "org.bluez.Device1";
+inline constexpr const char* kProfileManager = "org.bluez.ProfileManager1";
+inline constexpr const char* kProfile = "org.bluez.Profile1";
+inline constexpr const char* kObjectManager = "org.freedesktop.DBus.ObjectManager";
+inline constexpr const char* kProperties = "org.freedesktop.DBus.Properties";
+
+/// The error of a bus that doesn't let a call through.
+inline constexpr const char* kAccessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+
+/// OBEX Object Push, as an adapter lists it.
+inline constexpr const char* kObjectPush = "00001105-0000-1000-8000-00805f9b34fb";
+
+/// How long it may take to answer, in milliseconds.
+inline constexpr int kTimeout = 20000;
+
+/// The name by which our service record is told from those of other programs.
+inline constexpr const char* kRecordName = "obexphone";
+
+}  // namespace bluez
 
 /// The way to BlueZ over the system bus: keeps its objects up to date, follows it when it is
 /// restarted, and the bus when that is. Nothing here waits for anyone. Where there is no system bus

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "dbus/Values.h"
-#include "host/bluetooth/BluezNames.h"
+#include "host/bluetooth/Bluez.h"
 
 namespace host {
 namespace {

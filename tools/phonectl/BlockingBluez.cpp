@@ -8,7 +8,6 @@
 
 #include "cards/CardText.h"
 #include "cards/SafeText.h"
-#include "host/bluetooth/BluezNames.h"
 #include "tools/phonectl/Failure.h"
 #include "tools/phonectl/Waiting.h"
 

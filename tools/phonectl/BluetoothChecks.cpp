@@ -1,7 +1,6 @@
 #include "tools/phonectl/BluetoothChecks.h"
 
 #include "cards/SafeText.h"
-#include "host/bluetooth/ServiceRecord.h"
 
 namespace phonectl {
 
@@ -214,7 +213,7 @@ void BluetoothChecks::judgeRecord(const host::SdpQuery::Answer& answer, const st
   bool ours = false;
   for (const host::SdpRecord& record : answer.records) {
     told.push_back(std::to_string(record.channel) + " (" + record.name + ")");
-    ours = ours || (record.channel == channel() && record.name == host::kRecordName);
+    ours = ours || (record.channel == channel() && record.name == host::bluez::kRecordName);
   }
   if (ours) {
     m_diagnosis.good("record", "it names channel " + number + " (" + how + ")");

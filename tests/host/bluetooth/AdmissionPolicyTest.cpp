@@ -1,4 +1,4 @@
-#include "host/bluetooth/AdmissionPolicy.h"
+#include "host/bluetooth/DeviceRegistry.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "host/bluetooth/SdpQuery.h"
-#include "host/bluetooth/SdpRecords.h"
 
 namespace {
 

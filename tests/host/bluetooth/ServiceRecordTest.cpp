@@ -1,4 +1,4 @@
-#include "host/bluetooth/ServiceRecord.h"
+#include "host/bluetooth/RecordPublisher.h"
 
 #include <glib.h>
 #include <gmock/gmock.h>
