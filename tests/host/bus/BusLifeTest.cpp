@@ -124,7 +124,7 @@ TEST_F(BusLifeTest, aBusThatIsNotThereEndsTheStart) {
   bus().kill();
   const auto host = launchHost();
   EXPECT_EQ(host->wait(), 1);
-  EXPECT_THAT(host->err(), HasSubstr("phone-host: can't reach unix:path="));
+  EXPECT_THAT(host->err(), HasSubstr("phone-host: can't reach the bus at unix:path="));
 }
 
 }  // namespace
