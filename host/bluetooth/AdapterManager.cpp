@@ -9,17 +9,15 @@
 namespace host {
 namespace {
 
-/// Before it is tried again, in milliseconds.
-constexpr std::array<unsigned, 6> kPauses = {200, 400, 800, 1600, 3000, 4000};
+constexpr unsigned kMaxRetries = 6;  ///< ten seconds
 
-constexpr std::array<const char*, 3> kPassing = {
+constexpr std::array<const char*, 3> kTemporary = {
     "org.bluez.Error.Busy", "org.bluez.Error.InProgress", "org.bluez.Error.NotReady"};
 
-/// Whether the same may be possible a moment later.
-bool passes(const Bluez::Reply& reply) {
-  // What the kernel says, BlueZ passes on in the text of another error.
+bool isTemporary(const Bluez::Reply& reply) {
+  // BlueZ reports the kernel's EBUSY as a general failure with this text.
   if (reply.error == "org.bluez.Error.Failed" && reply.text == "Busy") return true;
-  return std::find(kPassing.begin(), kPassing.end(), reply.error) != kPassing.end();
+  return std::find(kTemporary.begin(), kTemporary.end(), reply.error) != kTemporary.end();
 }
 
 }  // namespace
@@ -41,13 +39,14 @@ void AdapterSwitch::forget() {
   m_timer.disconnect();
   m_path.clear();
   m_problem.clear();
-  m_pauses = 0;
+  m_backoff.reset();
+  m_retries = 0;
   ++m_attempt;
   m_underWay = false;
 }
 
-// While an attempt is under way, what is told may be the outcome of a former one.
 void AdapterSwitch::update() {
+  // During an attempt the property may still show the outcome of an earlier one.
   if (!m_path.empty() && !m_underWay && isTurned()) forget();
 }
 
@@ -69,15 +68,16 @@ void AdapterSwitch::answered(const Bluez::Reply& reply) {
   m_underWay = false;
   if (reply.body || isTurned()) {
     forget();
-  } else if (passes(reply) && m_pauses < kPauses.size()) {
+  } else if (isTemporary(reply) && m_retries < kMaxRetries) {
+    ++m_retries;
     m_timer = Glib::signal_timeout().connect(
         [this] {
           attempt();
           return false;
         },
-        kPauses[m_pauses++]);
+        m_backoff.next());
   } else {
-    m_problem = m_complaint + ": " + (reply.text.empty() ? reply.error : reply.text);
+    m_problem = m_complaint + ": " + reply.reason();
     HOST_LOG_ERROR("%s", m_problem.c_str());
   }
 }
@@ -94,10 +94,10 @@ const AdapterFacts* AdapterManager::adapter() const {
   return m_bluez.ready() ? m_bluez.objects().adapter(m_wanted) : nullptr;
 }
 
-void AdapterManager::receive(bool on) {
+void AdapterManager::setReceiving(bool on) {
   if (m_receiving == on) return;
   m_receiving = on;
-  m_caredFor.clear();
+  m_switchedOn.clear();
   update();
 }
 
@@ -106,8 +106,8 @@ void AdapterManager::makeVisible(int seconds) {
   m_visibility.forget();
   m_shown.clear();
   m_visible = seconds != 0;
-  // Who wants it visible wants it on, also if it was switched off since.
-  if (m_visible) m_caredFor.clear();
+  // A user who wants it visible wants it on, even if it was switched off since.
+  if (m_visible) m_switchedOn.clear();
   m_until.reset();
   if (seconds > 0) {
     m_until = Clock::now() + std::chrono::seconds(seconds);
@@ -119,7 +119,7 @@ void AdapterManager::makeVisible(int seconds) {
         static_cast<unsigned>(seconds));
   }
   if (!m_visible && adapter() != nullptr)
-    m_visibility.turn(adapter()->path, false, "the adapter can't be made invisible");
+    m_visibility.turn(adapter()->path, false, "the adapter can't be hidden");
   update();
 }
 
@@ -141,9 +141,9 @@ std::string AdapterManager::problem() const {
 void AdapterManager::update() {
   const AdapterFacts* const found = adapter();
   if (found == nullptr || m_generation != m_bluez.generation()) {
-    // One that comes back is another one.
+    // An adapter that comes back counts as a new one.
     m_generation = m_bluez.generation();
-    m_caredFor.clear();
+    m_switchedOn.clear();
     m_shown.clear();
     m_power.forget();
     m_visibility.forget();
@@ -154,28 +154,28 @@ void AdapterManager::update() {
   m_visibility.update();
   if (!m_receiving && !m_visible) m_power.forget();
   if (!adapter.powered) {
-    // It is shown when it is on again.
+    // It becomes visible again once it is on.
     m_shown.clear();
     m_visibility.forget();
   }
-  if ((m_receiving || m_visible) && m_caredFor != adapter.path) switchOn(adapter);
-  if (m_visible && adapter.powered && m_shown != adapter.path) showAdapter(adapter);
+  if ((m_receiving || m_visible) && m_switchedOn != adapter.path) switchOn(adapter);
+  if (m_visible && adapter.powered && m_shown != adapter.path) show(adapter);
 }
 
 void AdapterManager::switchOn(const AdapterFacts& adapter) {
-  m_caredFor = adapter.path;
+  m_switchedOn = adapter.path;
   if (!adapter.powered) m_power.turn(adapter.path, true, "the adapter can't be switched on");
 }
 
-/// The adapter counts for itself, so that it does not stay visible should the telephone end.
-void AdapterManager::showAdapter(const AdapterFacts& adapter) {
+void AdapterManager::show(const AdapterFacts& adapter) {
   m_shown = adapter.path;
   const int seconds = std::max(secondsLeft(), 0);
+  // bluetoothd counts, too, so that visibility ends even if this process doesn't live that long.
   m_bluez.set(adapter.path, bluez::kAdapter, "DiscoverableTimeout",
               g_variant_new_uint32(static_cast<guint32>(seconds)), [](const Bluez::Reply& reply) {
                 if (!reply.body)
-                  HOST_LOG_ERROR("the adapter doesn't take how long it is to be visible: %s",
-                                 (reply.text.empty() ? reply.error : reply.text).c_str());
+                  HOST_LOG_ERROR("can't set how long the adapter is visible: %s",
+                                 reply.reason().c_str());
               });
   m_visibility.turn(adapter.path, true, "the adapter can't be made visible");
 }

@@ -2,7 +2,6 @@
 
 #include <glib.h>
 
-#include <algorithm>
 #include <cstdio>
 
 #include "host/loader/HostLog.h"
@@ -10,8 +9,8 @@
 namespace host {
 namespace {
 
-// By the attribute's number: service classes, protocols, browse group, profile version, name,
-// supported formats. Not 0xFF, "any object": others than vCards are refused.
+// Service classes, protocols, browse group, profile version, name, supported formats. The formats
+// don't include 0xFF (any object), because only vCards are accepted.
 constexpr const char* kHead = R"(<?xml version="1.0" encoding="UTF-8"?>
 <record>
   <attribute id="0x0001"><sequence><uuid value="0x1105"/></sequence></attribute>
@@ -49,8 +48,13 @@ constexpr const char* kXml = R"(
   </interface>
 </node>)";
 
-constexpr unsigned kFirstPause = 2;  ///< before a refused registration is tried again, in seconds
-constexpr unsigned kLongestPause = 300;
+/// BlueZ itself listens, and takes the channel, for a profile whose UUID it knows.
+std::string randomUuid() {
+  char* const text = g_uuid_string_random();
+  std::string uuid = text;
+  g_free(text);
+  return uuid;
+}
 
 GVariant* registration(const std::string& uuid, int channel) {
   GVariantBuilder options;
@@ -70,13 +74,6 @@ std::string serviceRecord(int channel) {
   return std::string(kHead) + number + kMiddle + bluez::kRecordName + kTail;
 }
 
-std::string randomUuid() {
-  char* const text = g_uuid_string_random();
-  std::string uuid = text;
-  g_free(text);
-  return uuid;
-}
-
 RecordPublisher::RecordPublisher(Bluez& bluez)
     : m_bluez(bluez),
       m_profile(kPath, bluez::kProfile, kXml,
@@ -87,17 +84,17 @@ RecordPublisher::~RecordPublisher() { m_timer.disconnect(); }
 void RecordPublisher::want(int channel) {
   if (channel == m_wanted) return;
   m_wanted = channel;
-  m_attempts = 0;
+  m_backoff.reset();
   m_problem.clear();
   update();
 }
 
 void RecordPublisher::update() {
   if (m_generation != m_bluez.generation()) {
-    // A new BlueZ, or a new connection to it: what the former knew is gone.
+    // A restarted BlueZ knows nothing of our registration.
     m_generation = m_bluez.generation();
     m_state = State::kNone;
-    m_attempts = 0;
+    m_backoff.reset();
     m_problem.clear();
     m_timer.disconnect();
   }
@@ -107,7 +104,10 @@ void RecordPublisher::update() {
 }
 
 void RecordPublisher::registerRecord() {
-  offerProfile();
+  if (m_exportedOn != m_bluez.connection()) {
+    m_profile.exportOn(m_bluez.connection());
+    m_exportedOn = m_bluez.connection();
+  }
   m_state = State::kRegistering;
   m_channel = m_wanted;
   m_bluez.call(bluez::kRoot, bluez::kProfileManager, "RegisterProfile",
@@ -119,15 +119,15 @@ void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
   if (m_generation != m_bluez.generation()) return;
   if (reply.body) {
     m_state = State::kRegistered;
-    m_attempts = 0;
+    m_backoff.reset();
     m_problem.clear();
-    HOST_LOG_TRACE("BlueZ has taken the service record for channel %d", m_channel);
+    HOST_LOG_TRACE("service record for channel %d registered with BlueZ", m_channel);
   } else {
     m_state = State::kNone;
     m_denied = reply.error == bluez::kAccessDenied;
-    m_problem = (m_denied ? "the policy of the system bus keeps it from BlueZ: "
-                          : "BlueZ doesn't take it: ") +
-                (reply.text.empty() ? reply.error : reply.text);
+    m_problem =
+        (m_denied ? "the system bus's policy denies access to BlueZ: " : "BlueZ refuses it: ") +
+        reply.reason();
     HOST_LOG_ERROR("the service record is not published: %s", m_problem.c_str());
     tryLater();
   }
@@ -135,15 +135,13 @@ void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
 }
 
 void RecordPublisher::tryLater() {
-  const unsigned pause = std::min(kFirstPause << std::min(m_attempts, 8U), kLongestPause);
-  ++m_attempts;
-  m_timer = Glib::signal_timeout().connect_seconds(
+  m_timer = Glib::signal_timeout().connect(
       [this] {
         m_timer.disconnect();
         update();
         return false;
       },
-      pause);
+      m_backoff.next());
 }
 
 void RecordPublisher::unregisterRecord() {
@@ -151,24 +149,17 @@ void RecordPublisher::unregisterRecord() {
   m_bluez.call(bluez::kRoot, bluez::kProfileManager, "UnregisterProfile",
                g_variant_new("(o)", kPath), [](const Bluez::Reply& reply) {
                  if (!reply.body)
-                   HOST_LOG_ERROR("the service record could not be taken back: %s",
-                                  reply.text.c_str());
+                   HOST_LOG_ERROR("can't unregister the service record: %s",
+                                  reply.reason().c_str());
                });
 }
 
-/// BlueZ wants an object that it can tell of the profile's connections. There are none, since
-/// nothing but our own socket listens.
-void RecordPublisher::offerProfile() {
-  if (m_offeredOn == m_bluez.connection()) return;
-  m_profile.exportOn(m_bluez.connection());
-  m_offeredOn = m_bluez.connection();
-}
-
 GVariant* RecordPublisher::serve(const std::string& method) {
+  // BlueZ has no connections to hand over: only our own socket listens.
   if (method == "NewConnection")
-    throw BusError("org.bluez.Error.Rejected", "links come to the telephone by another way");
+    throw BusError("org.bluez.Error.Rejected", "connections are accepted on the RFCOMM socket");
   if (method == "Release") {
-    HOST_LOG_TRACE("BlueZ has given the service record back");
+    HOST_LOG_TRACE("BlueZ has dropped the service record");
     m_state = State::kNone;
     tryLater();
   }

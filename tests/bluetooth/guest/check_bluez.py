@@ -81,7 +81,7 @@ def strangers_refused(machine):
     with machine.telephone.restarted("--strangers", "refuse"):
         expect(machine.peer.gets_in(), False, "the untrusted device gets in")
         said = machine.telephone.status()["lastDecision"]
-        expect_in("is refused: paired, but not trusted", said, "the last decision")
+        expect_in("is refused: paired but not trusted", said, "the last decision")
         with device(machine, "Trusted"):
             expect_card_goes_through(machine, "Trusted")
 

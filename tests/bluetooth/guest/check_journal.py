@@ -9,7 +9,7 @@ from peer import PEER
 from phone import card
 
 REFUSED = 0x4F  # OBEX: Unsupported Media Type
-NOT_LET_IN = ("", 0, "not let in: paired, but not trusted", "")
+NOT_LET_IN = ("", 0, "not let in: paired but not trusted", "")
 
 
 def surnames(machine):
