@@ -174,18 +174,73 @@ class Doctor(DoctorTest):
             self.assert_fault(self.doctor(1)["phonebook"], "is locked by another program", "fix ")
         self.assertIn("can be read and written", self.doctor(0)["phonebook"]["text"])
 
-    def test_channel_of_another_program_is_named(self):
-        self.start_bluez()
-        self.start_phone()
+
+class TakenChannel(DoctorTest):
+    """Another program on the phone's address listens on its channel."""
+
+    def take_channel(self):
         other = self.start("other", self.on_radio(phone.PHONE_ADDRESS) + ["obex_test", "-b", "4"],
                            stdin=subprocess.PIPE)
         other.process.stdin.write(b"s\n")
         other.process.stdin.flush()
-        wait_for(lambda: (self.radio / "001122334455-04").exists(), "the other program to listen")
-        self.call_service("obexEnableEvent", "a{sv}", "1", "obexEnableParam", "b", "true")
-        self.assert_fault(self.doctor(1, *self.on_radio(phone.PHONE_ADDRESS))["channel"], "channel 4 is taken by another program")
+        wait_for(self.channel_is_taken, "the other program to listen")
+        return other
+
+    def channel_is_taken(self):
+        path = str(self.radio / "001122334455-04")
+        sockets = pathlib.Path("/proc/net/unix").read_text().splitlines()
+        return any(line.endswith(path) and " 00010000 " in line for line in sockets)
+
+    def receive_on_fails(self):
+        result = self.run_program([self.phonectl_program, "--bus", self.bus_address, "receive", "on"])
+        self.assertEqual(result.returncode, 1, result.stdout + result.stderr)
+        self.assertEqual(result.stdout, "")
+        self.assertIn("phonectl: the phone can't receive yet: ", result.stderr)
+        self.assertIn("Find the cause with: phonectl doctor", result.stderr)
+        return result.stderr
+
+    def test_doctor_names_the_program(self):
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        findings = self.doctor(1)
+        self.assert_fault(findings["channel"], f"channel 4 is taken by obex_test (process {other.process.pid})",
+                          "end that program")
+        self.assertFalse(findings["receiving"]["ok"])
+
+    def test_doctor_on_the_same_radio_names_the_program(self):
+        self.start_bluez()
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        finding = self.doctor(1, *self.on_radio(phone.PHONE_ADDRESS))["channel"]
+        self.assert_fault(finding, f"channel 4 is taken by obex_test (process {other.process.pid})")
+
+    def test_phone_receives_once_the_program_has_ended(self):
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
         other.end()
-        (self.radio / "001122334455-04").unlink(missing_ok=True)
+        wait_for(lambda: self.status("listening"), "the phone to listen")
+        self.phonectl("receive", "on")
+        self.doctor(0)
+
+    def test_receive_on_gives_the_reason(self):
+        self.take_channel()
+        self.start_phone()
+        said = self.receive_on_fails()
+        reason = self.status("listenError")
+        self.assertTrue(reason)
+        self.assertIn(reason, said)
+        self.assertIn(reason, self.phonectl("status"))
+        self.assertIn(reason, self.doctor(1)["receiving"]["text"])
+
+    def test_reason_is_gone_when_receiving_is_switched_off(self):
+        self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        self.phonectl("receive", "off")
+        self.assertEqual(self.status("listenError"), "")
 
 
 class NotRunning(DoctorTest):

@@ -32,7 +32,7 @@ class Policy(PhoneTest):
 
     def test_missing_bluez_is_told_once(self):
         self.start_phone_with()
-        self.assertIn("the system bus can't be reached", self.status("bluetooth"))
+        self.assertIn("no connection to the system bus", self.status("bluetooth"))
         self.assertEqual(self.phone.err().count("other phones can't find this one"), 1)
 
     def test_with_a_policy_but_without_bluez_everybody_is_refused(self):
