@@ -11,7 +11,7 @@ from phone import IMAGES
 
 
 def examine(machine):
-    """The exit code, and the doctor's findings by their names."""
+    """The doctor's exit code, and its findings by name."""
     result = machine.run_program("phonectl", "doctor", "--json")
     return result.returncode, {found["check"]: found for found in json.loads(result.stdout)}
 
