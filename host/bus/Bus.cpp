@@ -32,7 +32,7 @@ Bus::Connection Bus::connect() const {
     // A connection of our own: the shared one can't be made anew when it is lost.
     const auto connection = Gio::DBus::Connection::create_for_address_sync(
         m_where.resolve(), Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
-                       Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
+                               Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
     connection->set_exit_on_close(false);
     return connection;
   } catch (const Glib::Error& error) {
@@ -72,8 +72,8 @@ void Bus::offerObjects() {
 void Bus::takeName() {
   guint32 answer = 0;
   try {
-    const dbus::VariantPtr reply = dbus::callDaemon(m_connection, "RequestName",
-                                                    g_variant_new("(su)", kName, kDoNotQueue));
+    const dbus::VariantPtr reply =
+        dbus::callDaemon(m_connection, "RequestName", g_variant_new("(su)", kName, kDoNotQueue));
     if (dbus::isOfType(reply.get(), "(u)")) g_variant_get(reply.get(), "(u)", &answer);
   } catch (const Glib::Error& error) {
     throw std::runtime_error(error.what());

@@ -76,7 +76,8 @@ TEST_F(StartTest, aWrongCommandLineIsExitCode2) {
 
 TEST_F(StartTest, saysWhenItIsReadyAndWhere) {
   startHost();
-  EXPECT_EQ(host().out(), "phone-host: ready on the bus at " + bus().address() + " as org.obexphone.Phone\n");
+  EXPECT_EQ(host().out(),
+            "phone-host: ready on the bus at " + bus().address() + " as org.obexphone.Phone\n");
 }
 
 TEST_F(StartTest, theSessionBusIsTheDefault) {
