@@ -74,24 +74,25 @@ std::string virtualSocket(pid_t process, int channel) {
   return folder + "/" + address + suffix;
 }
 
-/// Whether a descriptor of another process is an RFCOMM socket that listens on the channel; nullopt
-/// if this process may not look.
-std::optional<bool> listensOn(pid_t process, int descriptor, int channel) {
+/// Whether a descriptor of another process is an RFCOMM socket that is bound to the channel and not
+/// connected; nullopt if this process may not look.
+std::optional<bool> holds(pid_t process, int descriptor, int channel) {
   // Debian 12's glibc declares functions for these without C linkage.
   const auto handle = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
   const auto copy =
       handle < 0 ? -1 : static_cast<int>(::syscall(SYS_pidfd_getfd, handle, descriptor, 0));
   if (handle >= 0) ::close(handle);
   if (copy < 0) return std::nullopt;
-  int listening = 0;
-  socklen_t size = sizeof listening;
-  sockaddr_rc address{};
-  socklen_t length = sizeof address;
-  const bool known = ::getsockopt(copy, SOL_SOCKET, SO_ACCEPTCONN, &listening, &size) == 0 &&
-                     ::getsockname(copy, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+  sockaddr_rc own{};
+  sockaddr_rc peer{};
+  socklen_t size = sizeof own;
+  socklen_t peerSize = sizeof peer;
+  const bool bound = ::getsockname(copy, reinterpret_cast<sockaddr*>(&own), &size) == 0 &&
+                     own.rc_channel == channel;
+  // SO_ACCEPTCONN is always 0 for Bluetooth sockets.
+  const bool connected = ::getpeername(copy, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0;
   ::close(copy);
-  if (!known) return std::nullopt;
-  return listening != 0 && address.rc_channel == channel;
+  return bound && !connected;
 }
 
 std::optional<int> number(const fs::path& name) {
@@ -155,12 +156,12 @@ std::vector<ChannelHolder> findChannelHolders(int channel, pid_t phone) {
   if (sockets.empty()) return holders;
   for (const pid_t process : numbersIn("/proc")) {
     if (process == phone) continue;
-    std::optional<bool> listens = false;
+    std::optional<bool> held = false;
     for (const int descriptor : descriptorsOf(process, sockets)) {
-      listens = file.empty() ? listensOn(process, descriptor, channel) : std::optional(true);
-      if (listens.value_or(true)) break;
+      held = file.empty() ? holds(process, descriptor, channel) : std::optional(true);
+      if (held.value_or(true)) break;
     }
-    if (listens.value_or(true)) holders.push_back({programOf(process), process, listens == true});
+    if (held.value_or(true)) holders.push_back({programOf(process), process, held == true});
   }
   if (std::any_of(holders.begin(), holders.end(),
                   [](const auto& holder) { return holder.certain; }))
