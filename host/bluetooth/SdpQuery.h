@@ -49,7 +49,7 @@ class SdpQuery {
   /// Queries the local bluetoothd, which allows that only if it runs with --compat, and only to
   /// root and its group.
   Answer askLocal();
-  /// Queries over a connected socket, which stays the caller's and must preserve packets.
+  /// Queries over a connected socket, which stays the caller's. Reads each packet with one recv.
   Answer askOver(int socket, std::chrono::milliseconds timeout);
   /// Makes the query return soon.
   void cancel();

@@ -1,5 +1,6 @@
 #include "tools/phonectl/ReceiveCommand.h"
 
+#include <functional>
 #include <iostream>
 
 #include "tools/phonectl/Duration.h"
