@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/support/Contract.h"
-#include "host/bluetooth/SdpRecords.h"
+#include "host/bluetooth/SdpQuery.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::span<const std::uint8_t> bytes(data, size);

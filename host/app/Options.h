@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/bluetooth/AdmissionPolicy.h"
+#include "host/bluetooth/DeviceRegistry.h"
 
 namespace host {
 

@@ -1,12 +1,86 @@
 #include "host/bluetooth/AdapterManager.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
-#include "host/bluetooth/BluezNames.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
+namespace {
+
+constexpr unsigned kMaxRetries = 6;  ///< ten seconds
+
+constexpr std::array<const char*, 3> kTemporary = {
+    "org.bluez.Error.Busy", "org.bluez.Error.InProgress", "org.bluez.Error.NotReady"};
+
+bool isTemporary(const Bluez::Reply& reply) {
+  // BlueZ reports the kernel's EBUSY as a general failure with this text.
+  if (reply.error == "org.bluez.Error.Failed" && reply.text == "Busy") return true;
+  return std::find(kTemporary.begin(), kTemporary.end(), reply.error) != kTemporary.end();
+}
+
+}  // namespace
+
+AdapterSwitch::AdapterSwitch(Bluez& bluez, const char* property, bool AdapterFacts::*fact)
+    : m_bluez(bluez), m_property(property), m_fact(fact) {}
+
+AdapterSwitch::~AdapterSwitch() { m_timer.disconnect(); }
+
+void AdapterSwitch::turn(const std::string& path, bool on, const std::string& complaint) {
+  forget();
+  m_path = path;
+  m_on = on;
+  m_complaint = complaint;
+  attempt();
+}
+
+void AdapterSwitch::forget() {
+  m_timer.disconnect();
+  m_path.clear();
+  m_problem.clear();
+  m_backoff.reset();
+  m_retries = 0;
+  ++m_attempt;
+  m_underWay = false;
+}
+
+void AdapterSwitch::update() {
+  // During an attempt the property may still show the outcome of an earlier one.
+  if (!m_path.empty() && !m_underWay && isTurned()) forget();
+}
+
+bool AdapterSwitch::isTurned() const {
+  const auto& adapters = m_bluez.objects().adapters();
+  const auto adapter = adapters.find(m_path);
+  return adapter != adapters.end() && adapter->second.*m_fact == m_on;
+}
+
+void AdapterSwitch::attempt() {
+  m_underWay = true;
+  m_bluez.set(m_path, bluez::kAdapter, m_property, g_variant_new_boolean(m_on ? TRUE : FALSE),
+              [this, number = ++m_attempt](const Bluez::Reply& reply) {
+                if (number == m_attempt) answered(reply);
+              });
+}
+
+void AdapterSwitch::answered(const Bluez::Reply& reply) {
+  m_underWay = false;
+  if (reply.body || isTurned()) {
+    forget();
+  } else if (isTemporary(reply) && m_retries < kMaxRetries) {
+    ++m_retries;
+    m_timer = Glib::signal_timeout().connect(
+        [this] {
+          attempt();
+          return false;
+        },
+        m_backoff.next());
+  } else {
+    m_problem = m_complaint + ": " + reply.reason();
+    HOST_LOG_ERROR("%s", m_problem.c_str());
+  }
+}
 
 AdapterManager::AdapterManager(Bluez& bluez, std::string wanted)
     : m_bluez(bluez),
@@ -20,10 +94,10 @@ const AdapterFacts* AdapterManager::adapter() const {
   return m_bluez.ready() ? m_bluez.objects().adapter(m_wanted) : nullptr;
 }
 
-void AdapterManager::receive(bool on) {
+void AdapterManager::setReceiving(bool on) {
   if (m_receiving == on) return;
   m_receiving = on;
-  m_caredFor.clear();
+  m_switchedOn.clear();
   update();
 }
 
@@ -32,8 +106,8 @@ void AdapterManager::makeVisible(int seconds) {
   m_visibility.forget();
   m_shown.clear();
   m_visible = seconds != 0;
-  // Who wants it visible wants it on, also if it was switched off since.
-  if (m_visible) m_caredFor.clear();
+  // A user who wants it visible wants it on, even if it was switched off since.
+  if (m_visible) m_switchedOn.clear();
   m_until.reset();
   if (seconds > 0) {
     m_until = Clock::now() + std::chrono::seconds(seconds);
@@ -45,7 +119,7 @@ void AdapterManager::makeVisible(int seconds) {
         static_cast<unsigned>(seconds));
   }
   if (!m_visible && adapter() != nullptr)
-    m_visibility.turn(adapter()->path, false, "the adapter can't be made invisible");
+    m_visibility.turn(adapter()->path, false, "the adapter can't be hidden");
   update();
 }
 
@@ -67,9 +141,9 @@ std::string AdapterManager::problem() const {
 void AdapterManager::update() {
   const AdapterFacts* const found = adapter();
   if (found == nullptr || m_generation != m_bluez.generation()) {
-    // One that comes back is another one.
+    // An adapter that comes back counts as a new one.
     m_generation = m_bluez.generation();
-    m_caredFor.clear();
+    m_switchedOn.clear();
     m_shown.clear();
     m_power.forget();
     m_visibility.forget();
@@ -80,28 +154,28 @@ void AdapterManager::update() {
   m_visibility.update();
   if (!m_receiving && !m_visible) m_power.forget();
   if (!adapter.powered) {
-    // It is shown when it is on again.
+    // It becomes visible again once it is on.
     m_shown.clear();
     m_visibility.forget();
   }
-  if ((m_receiving || m_visible) && m_caredFor != adapter.path) switchOn(adapter);
-  if (m_visible && adapter.powered && m_shown != adapter.path) showAdapter(adapter);
+  if ((m_receiving || m_visible) && m_switchedOn != adapter.path) switchOn(adapter);
+  if (m_visible && adapter.powered && m_shown != adapter.path) show(adapter);
 }
 
 void AdapterManager::switchOn(const AdapterFacts& adapter) {
-  m_caredFor = adapter.path;
+  m_switchedOn = adapter.path;
   if (!adapter.powered) m_power.turn(adapter.path, true, "the adapter can't be switched on");
 }
 
-/// The adapter counts for itself, so that it does not stay visible should the telephone end.
-void AdapterManager::showAdapter(const AdapterFacts& adapter) {
+void AdapterManager::show(const AdapterFacts& adapter) {
   m_shown = adapter.path;
   const int seconds = std::max(secondsLeft(), 0);
+  // bluetoothd counts, too, so that visibility ends even if this process doesn't live that long.
   m_bluez.set(adapter.path, bluez::kAdapter, "DiscoverableTimeout",
               g_variant_new_uint32(static_cast<guint32>(seconds)), [](const Bluez::Reply& reply) {
                 if (!reply.body)
-                  HOST_LOG_ERROR("the adapter doesn't take how long it is to be visible: %s",
-                                 (reply.text.empty() ? reply.error : reply.text).c_str());
+                  HOST_LOG_ERROR("can't set how long the adapter is visible: %s",
+                                 reply.reason().c_str());
               });
   m_visibility.turn(adapter.path, true, "the adapter can't be made visible");
 }

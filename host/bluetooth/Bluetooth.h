@@ -11,28 +11,28 @@
 
 namespace host {
 
-/// The telephone's side of BlueZ: while it receives, other phones can see, by its service record,
-/// that it takes cards, and the adapter is on. Where BlueZ or an adapter is missing it says so,
-/// once in the log, and goes on when they come.
+/// What the telephone does with BlueZ: while it receives, the adapter is on and the service record
+/// is published, so that other phones offer to send to it. A missing BlueZ or adapter is logged
+/// once; everything continues when it appears.
 ///
-/// Threads: the main thread, except for what `peers` gives.
+/// Threads: the main thread, except for the result of `peers`.
 class Bluetooth {
  public:
-  /// How things are, for status.
+  /// For the telephone's status.
   struct State {
-    std::string missing;  ///< what keeps phones from finding this one, empty for nothing
-    std::string bluez;    ///< "ready", "missing", or "denied" by the policy of the bus
-    std::string adapter;  ///< "hci0", empty without one
+    std::string missing;  ///< why other phones can't find this one; empty if they can
+    std::string bluez;    ///< "ready", "missing", or "denied" (by the bus's policy)
+    std::string adapter;  ///< "hci0"; empty if there is none
     std::string address;
     bool powered = false;
     bool discoverable = false;
     int visibleSeconds = 0;      ///< see `AdapterManager::secondsLeft`
-    std::string visibleProblem;  ///< empty when it is visible, or was not asked to be
-    std::string record;          ///< "published", "off" or a sentence
-    bool recordDenied = false;   ///< by the policy of the bus
+    std::string visibleProblem;  ///< empty if it is visible or need not be
+    std::string record;          ///< "published", "off", or why it isn't published
+    bool recordDenied = false;   ///< by the bus's policy
   };
 
-  /// `adapter` names the one to use, empty for the first.
+  /// `adapter` is the adapter to use, see `BluezObjects::adapter`.
   explicit Bluetooth(const std::string& adapter);
   ~Bluetooth();
   Bluetooth(const Bluetooth&) = delete;
@@ -41,10 +41,10 @@ class Bluetooth {
   void start();
   void stop();
 
-  /// A push server listens on this channel; 0: none does. One that is gone for a moment, because
-  /// it opens its link anew, still counts as there.
+  /// The channel that a push server listens on, 0 for none. A server that is gone for less than a
+  /// second still counts: it reopens its socket after each connection.
   void listening(int channel);
-  void makeVisible(int seconds) { m_care.makeVisible(seconds); }
+  void makeVisible(int seconds) { m_adapter.makeVisible(seconds); }
 
   [[nodiscard]] State state() const;
   [[nodiscard]] const DeviceRegistry& peers() const { return m_peers; }
@@ -58,10 +58,10 @@ class Bluetooth {
 
   Bluez m_bluez;
   RecordPublisher m_record;
-  AdapterManager m_care;
+  AdapterManager m_adapter;
   DeviceRegistry m_peers;
   int m_channel = 0;
-  std::string m_logged;  ///< what was missing when it was last logged
+  std::string m_logged;  ///< the last state of `missing` that was logged
   sigc::connection m_pause;
 };
 

@@ -7,24 +7,42 @@
 #include <string>
 #include <vector>
 
-#include "dbus/Values.h"
+#include "dbus/Backoff.h"
+#include "dbus/Calls.h"
 #include "host/bluetooth/BluezObjects.h"
 
 namespace host {
+namespace bluez {
 
-/// The way to BlueZ over the system bus: keeps its objects up to date, follows it when it is
-/// restarted, and the bus when that is. Nothing here waits for anyone. Where there is no system bus
-/// it looks again from time to time.
+inline constexpr const char* kService = "org.bluez";
+inline constexpr const char* kRoot = "/org/bluez";
+inline constexpr const char* kAdapter = "org.bluez.Adapter1";
+inline constexpr const char* kDevice = "org.bluez.Device1";
+inline constexpr const char* kProfileManager = "org.bluez.ProfileManager1";
+inline constexpr const char* kProfile = "org.bluez.Profile1";
+
+/// The D-Bus error of calls that the bus's policy denies.
+inline constexpr const char* kAccessDenied = "org.freedesktop.DBus.Error.AccessDenied";
+/// The UUID of OBEX Object Push, as in an adapter's UUIDs.
+inline constexpr const char* kObjectPush = "00001105-0000-1000-8000-00805f9b34fb";
+/// The name in our service record; those of other programs have other names.
+inline constexpr const char* kRecordName = "obexphone";
+
+}  // namespace bluez
+
+/// A client of BlueZ on the system bus. Mirrors BlueZ's objects, and reconnects when BlueZ or the
+/// bus is restarted. Never blocks.
 ///
-/// Threads: the main thread. What was given as a callback may be called until `stop`.
+/// Threads: the main thread. Callbacks run there, until `stop`.
 class Bluez {
  public:
-  using Connection = Glib::RefPtr<Gio::DBus::Connection>;
-
   struct Reply {
-    VariantPtr body;    ///< null when it failed
-    std::string error;  ///< name of the D-Bus error
-    std::string text;   ///< a sentence, not safe to show
+    dbus::VariantPtr body;  ///< null if the call failed
+    std::string error;      ///< D-Bus error name
+    std::string text;       ///< error message, not safe to show
+
+    /// The error message, or the name where there is no message.
+    [[nodiscard]] const std::string& reason() const { return text.empty() ? error : text; }
   };
   using OnReply = std::function<void(const Reply&)>;
 
@@ -33,24 +51,24 @@ class Bluez {
   Bluez(const Bluez&) = delete;
   Bluez& operator=(const Bluez&) = delete;
 
-  /// Begins; `onChange` is called whenever anything here has changed.
+  /// Connects. `onChange` is called after every change of what the functions below return.
   void start(std::function<void()> onChange);
   void stop();
 
-  /// Whether BlueZ is there and its objects are known.
+  /// Whether BlueZ runs and its objects are known.
   [[nodiscard]] bool ready() const { return m_ready; }
-  /// What is missing, a sentence without an end; empty when it is ready.
+  /// Why it isn't ready, without a full stop; empty if it is.
   [[nodiscard]] const std::string& missing() const { return m_missing; }
-  /// Whether it isn't, because the bus's policy keeps this program from it.
+  /// Whether it isn't ready because the bus's policy denies access to BlueZ.
   [[nodiscard]] bool denied() const { return m_denied; }
   [[nodiscard]] const BluezObjects& objects() const { return m_objects; }
-  /// A number that changes when BlueZ was restarted, or the connection is another.
+  /// Changes whenever BlueZ starts, ends or is reached over a new connection.
   [[nodiscard]] unsigned generation() const { return m_generation; }
   /// Null without a system bus.
-  [[nodiscard]] const Connection& connection() const { return m_connection; }
+  [[nodiscard]] const dbus::Connection& connection() const { return m_connection; }
 
-  /// Calls one of BlueZ's methods. `arguments` is a tuple and may be floating. `onReply` is called
-  /// once, later, unless this object was stopped or the connection lost meanwhile.
+  /// Calls a method of BlueZ. `arguments` is a tuple, may be floating, and null for none. `onReply`
+  /// is called once, later, but not after `stop` or once the connection is lost.
   void call(const std::string& path, const std::string& interface, const std::string& method,
             GVariant* arguments, OnReply onReply);
   /// Sets a property. `value` may be floating.
@@ -58,37 +76,34 @@ class Bluez {
            GVariant* value, OnReply onReply);
 
  private:
+  using OnSignal = std::function<void(const std::string& path, GVariant* arguments)>;
+
   void connect();
   void connected(const Glib::RefPtr<Gio::AsyncResult>& result);
   void connectLater(const std::string& reason);
   void subscribe();
-  void listen(const char* interface, const char* member,
-              void (Bluez::*handler)(const std::string& path, GVariant* arguments));
+  void listen(const char* interface, const char* member, OnSignal onSignal);
   void disconnect();
   void appeared(const std::string& owner);
   void vanished();
-  void readObjects();
+  void forgetObjects();
   void objectsRead(const Reply& reply);
   void changed();
 
-  void onAdded(const std::string& path, GVariant* arguments);
-  void onRemoved(const std::string& path, GVariant* arguments);
-  void onChanged(const std::string& path, GVariant* arguments);
-
   std::function<void()> m_onChange;
-  Connection m_connection;
-  std::string m_owner;  ///< BlueZ's unique name, empty when it isn't there
+  dbus::Connection m_connection;
+  std::string m_owner;  ///< BlueZ's unique name; empty if it doesn't run
   BluezObjects m_objects;
   bool m_ready = false;
   bool m_denied = false;
-  std::string m_missing = "BlueZ has not been asked yet";
+  std::string m_missing = "BlueZ has not answered yet";
   unsigned m_generation = 0;
-  unsigned m_attempts = 0;
+  dbus::Backoff m_backoff{std::chrono::seconds(1), std::chrono::minutes(1)};
   guint m_nameWatch = 0;
   std::vector<guint> m_subscriptions;
   sigc::connection m_closed;
   sigc::connection m_timer;
-  /// Gone with this connection: what it answers later is not for us any more.
+  /// Lives as long as the connection: replies that arrive after it are dropped.
   std::shared_ptr<char> m_alive;
 };
 

@@ -3,21 +3,22 @@
 #include <algorithm>
 
 #include "dbus/Values.h"
-#include "host/bluetooth/BluezNames.h"
+#include "host/bluetooth/Address.h"
+#include "host/bluetooth/Bluez.h"
 
 namespace host {
 namespace {
 
 void setBool(GVariant* properties, const char* name, bool& value) {
-  value = boolNamed(properties, name).value_or(value);
+  value = dbus::boolNamed(properties, name).value_or(value);
 }
 
 void setText(GVariant* properties, const char* name, std::string& value) {
-  if (auto text = textNamed(properties, name)) value = std::move(*text);
+  if (auto text = dbus::textNamed(properties, name)) value = std::move(*text);
 }
 
 void setAddress(GVariant* properties, std::string& value) {
-  if (const auto text = textNamed(properties, "Address")) value = normalAddress(*text);
+  if (const auto text = dbus::textNamed(properties, "Address")) value = normalAddress(*text);
 }
 
 void read(GVariant* properties, AdapterFacts& adapter) {
@@ -25,9 +26,7 @@ void read(GVariant* properties, AdapterFacts& adapter) {
   setText(properties, "Alias", adapter.name);
   setBool(properties, "Powered", adapter.powered);
   setBool(properties, "Discoverable", adapter.discoverable);
-  if (const auto seconds = numberNamed(properties, "DiscoverableTimeout"))
-    adapter.discoverableTimeout = *seconds;
-  if (auto uuids = textsNamed(properties, "UUIDs")) adapter.uuids = std::move(*uuids);
+  if (auto uuids = dbus::textsNamed(properties, "UUIDs")) adapter.uuids = std::move(*uuids);
 }
 
 void read(GVariant* properties, DeviceFacts& device) {
@@ -38,31 +37,16 @@ void read(GVariant* properties, DeviceFacts& device) {
   setBool(properties, "Trusted", device.trusted);
   setBool(properties, "Blocked", device.blocked);
   setBool(properties, "Connected", device.connected);
-  if (valueNamed(properties, "RSSI")) device.near = true;
-  if (boolNamed(properties, "Paired") && boolNamed(properties, "Trusted") &&
-      boolNamed(properties, "Blocked"))
+  if (dbus::valueNamed(properties, "RSSI")) device.near = true;
+  if (dbus::boolNamed(properties, "Paired") && dbus::boolNamed(properties, "Trusted") &&
+      dbus::boolNamed(properties, "Blocked"))
     device.judged = true;
 }
 
 /// "/org/bluez/hci0" of "/org/bluez/hci0/dev_00_11_22_33_44_55".
 std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
-bool isOfType(GVariant* value, const char* type) {
-  return value != nullptr && g_variant_is_of_type(value, G_VARIANT_TYPE(type)) != FALSE;
-}
-
 }  // namespace
-
-std::string normalAddress(const std::string& text) {
-  constexpr std::size_t kLength = 17;
-  if (text.size() != kLength) return {};
-  std::string address = text;
-  for (std::size_t i = 0; i < kLength; ++i) {
-    if (i % 3 == 2 ? text[i] != ':' : g_ascii_isxdigit(text[i]) == FALSE) return {};
-    address[i] = g_ascii_toupper(text[i]);
-  }
-  return address;
-}
 
 std::string AdapterFacts::shortName() const { return path.substr(path.rfind('/') + 1); }
 
@@ -80,25 +64,25 @@ void BluezObjects::clear() {
 
 bool BluezObjects::reset(GVariant* answer) {
   clear();
-  if (!isOfType(answer, "(a{oa{sa{sv}}})")) return false;
-  const VariantPtr objects(g_variant_get_child_value(answer, 0));
+  if (!dbus::isOfType(answer, "(a{oa{sa{sv}}})")) return false;
+  const dbus::VariantPtr objects(g_variant_get_child_value(answer, 0));
   GVariantIter iterator;
   g_variant_iter_init(&iterator, objects.get());
   const char* path = nullptr;
   GVariant* raw = nullptr;
   while (g_variant_iter_next(&iterator, "{&o@a{sa{sv}}}", &path, &raw) != FALSE) {
-    const VariantPtr interfaces(raw);
+    const dbus::VariantPtr interfaces(raw);
     take(path, interfaces.get());
   }
   return true;
 }
 
 void BluezObjects::added(GVariant* arguments) {
-  if (!isOfType(arguments, "(oa{sa{sv}})")) return;
+  if (!dbus::isOfType(arguments, "(oa{sa{sv}})")) return;
   const char* path = nullptr;
   GVariant* raw = nullptr;
   g_variant_get(arguments, "(&o@a{sa{sv}})", &path, &raw);
-  const VariantPtr interfaces(raw);
+  const dbus::VariantPtr interfaces(raw);
   take(path, interfaces.get());
 }
 
@@ -108,12 +92,12 @@ void BluezObjects::take(const std::string& path, GVariant* interfaces) {
   const char* interface = nullptr;
   GVariant* raw = nullptr;
   while (g_variant_iter_next(&iterator, "{&s@a{sv}}", &interface, &raw) != FALSE) {
-    const VariantPtr properties(raw);
+    const dbus::VariantPtr properties(raw);
     takeInterface(path, interface, properties.get());
   }
 }
 
-// What is told of an object that is new begins with nothing known of it.
+// An object that is added again starts from nothing.
 void BluezObjects::takeInterface(const std::string& path, const std::string& interface,
                                  GVariant* properties) {
   if (interface == bluez::kAdapter) {
@@ -139,13 +123,13 @@ bool BluezObjects::hasRoom() {
 }
 
 void BluezObjects::removed(GVariant* arguments) {
-  if (!isOfType(arguments, "(oas)")) return;
+  if (!dbus::isOfType(arguments, "(oas)")) return;
   const char* path = nullptr;
   GVariant* raw = nullptr;
   g_variant_get(arguments, "(&o@as)", &path, &raw);
-  const VariantPtr interfaces(raw);
+  const dbus::VariantPtr interfaces(raw);
   for (gsize i = 0; i < g_variant_n_children(interfaces.get()); ++i) {
-    const VariantPtr name(g_variant_get_child_value(interfaces.get(), i));
+    const dbus::VariantPtr name(g_variant_get_child_value(interfaces.get(), i));
     const std::string interface = g_variant_get_string(name.get(), nullptr);
     if (interface == bluez::kAdapter) m_adapters.erase(path);
     if (interface == bluez::kDevice) m_devices.erase(path);
@@ -153,11 +137,11 @@ void BluezObjects::removed(GVariant* arguments) {
 }
 
 void BluezObjects::changed(const std::string& path, GVariant* arguments) {
-  if (!isOfType(arguments, "(sa{sv}as)")) return;
+  if (!dbus::isOfType(arguments, "(sa{sv}as)")) return;
   const char* interface = nullptr;
   GVariant* raw = nullptr;
   g_variant_get(arguments, "(&s@a{sv}@as)", &interface, &raw, nullptr);
-  const VariantPtr properties(raw);
+  const dbus::VariantPtr properties(raw);
   const auto adapter = m_adapters.find(path);
   const auto device = m_devices.find(path);
   if (std::string(interface) == bluez::kAdapter && adapter != m_adapters.end())

@@ -3,55 +3,53 @@
 #include <gio/gio.h>
 
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace host {
 
-/// A Bluetooth adapter, as BlueZ tells of it.
+/// A Bluetooth adapter, as BlueZ describes it.
 struct AdapterFacts {
   std::string path;     ///< BlueZ's object: "/org/bluez/hci0"
-  std::string address;  ///< "00:11:22:33:44:55", in capitals
-  std::string name;     ///< as other devices see it
+  std::string address;  ///< "00:11:22:33:44:55", upper case; empty if unknown
+  std::string name;     ///< as other devices see it; not safe to show
   bool powered = false;
   bool discoverable = false;
-  std::uint32_t discoverableTimeout = 0;  ///< in seconds, 0 for none
-  std::vector<std::string> uuids;         ///< of the services that it offers
+  std::vector<std::string> uuids;  ///< of the services that it advertises
 
   /// "hci0".
   [[nodiscard]] std::string shortName() const;
   [[nodiscard]] bool offers(const std::string& uuid) const;
 };
 
-/// Another device that an adapter has met.
+/// A device that an adapter knows.
 struct DeviceFacts {
   std::string path;
-  std::string adapter;  ///< path of the adapter that has met it
-  std::string address;  ///< as the adapter's
-  std::string name;     ///< not safe to show; empty when it has told none
+  std::string adapter;  ///< path of the adapter
+  std::string address;  ///< as that of an adapter
+  std::string name;     ///< not safe to show; empty if unknown
   bool paired = false;
   bool trusted = false;
   bool blocked = false;
   bool connected = false;
-  bool near = false;    ///< heard of in a scan
-  bool judged = false;  ///< BlueZ has said whether it is paired, trusted and blocked
+  bool near = false;    ///< seen in a scan
+  bool judged = false;  ///< BlueZ has reported Paired, Trusted and Blocked
 };
 
-/// What BlueZ has: its adapters and devices, kept up to date from what it tells. Whatever it tells
-/// is taken with care: what has another form than it should have is ignored.
+/// BlueZ's adapters and devices, kept up to date from its signals. Malformed input is ignored.
 ///
-/// Threads: one at a time.
+/// Not thread-safe.
 class BluezObjects {
  public:
-  /// Beyond so many objects, further ones are not kept.
+  /// Further objects are dropped.
   static constexpr std::size_t kMaxObjects = 10000;
 
   void clear();
-  /// The answer of `GetManagedObjects`, in place of everything. False when it is none.
+  /// Replaces everything by the reply to GetManagedObjects. Returns false, with nothing left, if
+  /// `answer` isn't one.
   bool reset(GVariant* answer);
-  /// The arguments of its signals.
+  /// These take the arguments of InterfacesAdded, InterfacesRemoved and PropertiesChanged.
   void added(GVariant* arguments);
   void removed(GVariant* arguments);
   void changed(const std::string& path, GVariant* arguments);
@@ -59,12 +57,11 @@ class BluezObjects {
   /// By path.
   [[nodiscard]] const std::map<std::string, AdapterFacts>& adapters() const { return m_adapters; }
   [[nodiscard]] const std::map<std::string, DeviceFacts>& devices() const { return m_devices; }
-  /// False when there were more than can be kept: a device that isn't here may be known all the
-  /// same.
+  /// False if objects were dropped, so that a device may be known to BlueZ and not be here.
   [[nodiscard]] bool complete() const { return m_complete; }
 
-  /// The adapter to use: the one of that name ("hci0") or address, or the first one when `wanted`
-  /// is empty. Null when there is none.
+  /// The adapter of this name ("hci0") or address, or the first one if `wanted` is empty; null if
+  /// there is none.
   [[nodiscard]] const AdapterFacts* adapter(const std::string& wanted) const;
 
  private:
@@ -76,8 +73,5 @@ class BluezObjects {
   std::map<std::string, DeviceFacts> m_devices;
   bool m_complete = true;
 };
-
-/// A Bluetooth address in capitals; empty when the text is none.
-std::string normalAddress(const std::string& text);
 
 }  // namespace host

@@ -2,12 +2,14 @@
 
 #include <utility>
 
+#include "host/bluetooth/Address.h"
+
 namespace host {
 namespace {
 
 using TrustLevel = Peer::TrustLevel;
 
-/// How little is to be let in by it.
+/// When entries of one device disagree, the most severe wins.
 int severity(TrustLevel trust) {
   switch (trust) {
     case TrustLevel::kBlocked:
@@ -38,7 +40,7 @@ const char* Peer::word() const {
   return "unknown";
 }
 
-// An address alone proves nothing, anyone can claim it. Only with a paired device there is a key.
+// Trust requires pairing: anyone can claim an address, only a paired device has the link key.
 Peer DeviceRegistry::peerOf(const DeviceFacts& device) {
   Peer peer;
   peer.name = device.name;
@@ -62,7 +64,7 @@ Peer DeviceRegistry::join(const Peer& one, const Peer& other) {
 
 void DeviceRegistry::update(const BluezObjects& objects, bool known) {
   if (!known) {
-    // Who was blocked is so until something else is known.
+    // Keeps the entries: blocked devices stay blocked.
     const std::lock_guard lock(m_mutex);
     m_known = false;
     return;
@@ -94,9 +96,30 @@ Peer DeviceRegistry::find(const std::string& address) const {
     return peer;
   }
   Peer peer;
-  // BlueZ keeps every device that it was told something about: this one it wasn't.
+  // BlueZ keeps every device that was paired, trusted or blocked.
   if (m_known && !normal.empty()) peer.trust = TrustLevel::kStranger;
   return peer;
+}
+
+AdmissionPolicy::Decision AdmissionPolicy::decide(const Peer& peer) const {
+  switch (peer.trust) {
+    case Peer::TrustLevel::kBlocked:
+      return {false, false, "blocked"};
+    case Peer::TrustLevel::kTrusted:
+      if (trusted == Trusted::kAccept)
+        return {true, true, "trusted; cards are stored without asking"};
+      return {true, false, "trusted; the user is asked"};
+    case Peer::TrustLevel::kStranger:
+      if (strangers == Strangers::kRefuse)
+        return {false, false, peer.paired ? "paired but not trusted" : "a stranger"};
+      return {true, false,
+              peer.paired ? "paired but not trusted; the user is asked"
+                          : "a stranger; the user is asked"};
+    case Peer::TrustLevel::kUnknown:
+      break;
+  }
+  if (isDefault()) return {true, false, "unknown; the user is asked"};
+  return {false, false, "BlueZ can't tell whether it is trusted"};
 }
 
 }  // namespace host

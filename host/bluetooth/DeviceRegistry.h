@@ -8,14 +8,14 @@
 
 namespace host {
 
-/// What is known of a peer.
+/// What is known about another device.
 struct Peer {
-  /// In the order in which they outweigh each other.
+  /// The first that applies counts.
   enum class TrustLevel {
     kBlocked,
     kTrusted,   ///< paired, and trusted by the user
-    kStranger,  ///< anybody else
-    kUnknown,   ///< BlueZ is not there to say, or has not said it
+    kStranger,  ///< any other device
+    kUnknown,   ///< BlueZ doesn't run or has not reported it
   };
 
   TrustLevel trust = TrustLevel::kUnknown;
@@ -25,22 +25,22 @@ struct Peer {
   [[nodiscard]] const char* word() const;
 };
 
-/// BlueZ's devices by address, for the threads that may not wait for BlueZ.
+/// BlueZ's devices by address, for threads that may not wait for BlueZ.
 ///
 /// Threads: any.
 class DeviceRegistry {
  public:
-  /// In place of what was here. With `known` false, BlueZ can't be asked at present, and nobody but
-  /// those whom it had blocked is known.
+  /// Replaces the contents. With `known` false, BlueZ can't be asked at present: blocked devices
+  /// stay blocked, all others become unknown.
   void update(const BluezObjects& objects, bool known);
 
   /// Whether BlueZ can be asked at present.
   [[nodiscard]] bool known() const;
 
-  /// A device that several adapters have met is as trusted as the least trusted of its entries.
+  /// A device that several adapters know is as trusted as the least trusted of its entries.
   [[nodiscard]] Peer find(const std::string& address) const;
 
-  /// As `find`, of several entries of one address.
+  /// Joins two entries of one address, as `find` does.
   static Peer join(const Peer& one, const Peer& other);
   static Peer peerOf(const DeviceFacts& device);
 
@@ -49,6 +49,35 @@ class DeviceRegistry {
   // Guarded by m_mutex:
   std::map<std::string, Peer> m_peers;
   bool m_known = false;
+};
+
+/// Which devices may push cards, and whose cards are stored without asking the user. A plain value.
+struct AdmissionPolicy {
+  enum class Strangers { kAsk, kRefuse };
+  enum class Trusted { kAsk, kAccept };
+
+  Strangers strangers = Strangers::kAsk;
+  Trusted trusted = Trusted::kAsk;
+
+  struct Decision {
+    bool admitted;
+    bool accepted;       ///< its cards are stored without asking
+    std::string reason;  ///< for the log, without naming the peer: "a stranger"
+  };
+
+  /// Blocked devices are always refused. With any policy but the default, so are devices of unknown
+  /// trust.
+  [[nodiscard]] Decision decide(const Peer& peer) const;
+
+  [[nodiscard]] bool isDefault() const {
+    return strangers == Strangers::kAsk && trusted == Trusted::kAsk;
+  }
+  [[nodiscard]] const char* strangersWord() const {
+    return strangers == Strangers::kAsk ? "ask" : "refuse";
+  }
+  [[nodiscard]] const char* trustedWord() const {
+    return trusted == Trusted::kAsk ? "ask" : "accept";
+  }
 };
 
 }  // namespace host

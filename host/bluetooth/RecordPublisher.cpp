@@ -1,13 +1,38 @@
 #include "host/bluetooth/RecordPublisher.h"
 
-#include <algorithm>
+#include <glib.h>
 
-#include "host/bluetooth/BluezNames.h"
-#include "host/bluetooth/ServiceRecord.h"
+#include <cstdio>
+
 #include "host/loader/HostLog.h"
 
 namespace host {
 namespace {
+
+// Service classes, protocols, browse group, profile version, name, supported formats. The formats
+// don't include 0xFF (any object), because only vCards are accepted.
+constexpr const char* kHead = R"(<?xml version="1.0" encoding="UTF-8"?>
+<record>
+  <attribute id="0x0001"><sequence><uuid value="0x1105"/></sequence></attribute>
+  <attribute id="0x0004">
+    <sequence>
+      <sequence><uuid value="0x0100"/></sequence>
+      <sequence><uuid value="0x0003"/><uint8 value=")";
+constexpr const char* kMiddle = R"("/></sequence>
+      <sequence><uuid value="0x0008"/></sequence>
+    </sequence>
+  </attribute>
+  <attribute id="0x0005"><sequence><uuid value="0x1002"/></sequence></attribute>
+  <attribute id="0x0009">
+    <sequence><sequence><uuid value="0x1105"/><uint16 value="0x0100"/></sequence></sequence>
+  </attribute>
+  <attribute id="0x0100"><text value=")";
+constexpr const char* kTail = R"("/></attribute>
+  <attribute id="0x0303">
+    <sequence><uint8 value="0x01"/><uint8 value="0x02"/></sequence>
+  </attribute>
+</record>
+)";
 
 constexpr const char* kPath = "/org/obexphone/Bluetooth";
 constexpr const char* kXml = R"(
@@ -23,13 +48,18 @@ constexpr const char* kXml = R"(
   </interface>
 </node>)";
 
-constexpr unsigned kFirstPause = 2;  ///< before a refused registration is tried again, in seconds
-constexpr unsigned kLongestPause = 300;
+/// BlueZ itself listens, and takes the channel, for a profile whose UUID it knows.
+std::string randomUuid() {
+  char* const text = g_uuid_string_random();
+  std::string uuid = text;
+  g_free(text);
+  return uuid;
+}
 
 GVariant* registration(const std::string& uuid, int channel) {
   GVariantBuilder options;
   g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
-  g_variant_builder_add(&options, "{sv}", "Name", g_variant_new_string(kRecordName));
+  g_variant_builder_add(&options, "{sv}", "Name", g_variant_new_string(bluez::kRecordName));
   g_variant_builder_add(&options, "{sv}", "Role", g_variant_new_string("server"));
   g_variant_builder_add(&options, "{sv}", "ServiceRecord",
                         g_variant_new_string(serviceRecord(channel).c_str()));
@@ -37,6 +67,12 @@ GVariant* registration(const std::string& uuid, int channel) {
 }
 
 }  // namespace
+
+std::string serviceRecord(int channel) {
+  char number[16];
+  std::snprintf(number, sizeof number, "0x%02x", static_cast<unsigned>(channel) & 0xFFU);
+  return std::string(kHead) + number + kMiddle + bluez::kRecordName + kTail;
+}
 
 RecordPublisher::RecordPublisher(Bluez& bluez)
     : m_bluez(bluez),
@@ -48,17 +84,17 @@ RecordPublisher::~RecordPublisher() { m_timer.disconnect(); }
 void RecordPublisher::want(int channel) {
   if (channel == m_wanted) return;
   m_wanted = channel;
-  m_attempts = 0;
+  m_backoff.reset();
   m_problem.clear();
   update();
 }
 
 void RecordPublisher::update() {
   if (m_generation != m_bluez.generation()) {
-    // A new BlueZ, or a new connection to it: what the former knew is gone.
+    // A restarted BlueZ knows nothing of our registration.
     m_generation = m_bluez.generation();
     m_state = State::kNone;
-    m_attempts = 0;
+    m_backoff.reset();
     m_problem.clear();
     m_timer.disconnect();
   }
@@ -68,7 +104,10 @@ void RecordPublisher::update() {
 }
 
 void RecordPublisher::registerRecord() {
-  offerProfile();
+  if (m_exportedOn != m_bluez.connection()) {
+    m_profile.exportOn(m_bluez.connection());
+    m_exportedOn = m_bluez.connection();
+  }
   m_state = State::kRegistering;
   m_channel = m_wanted;
   m_bluez.call(bluez::kRoot, bluez::kProfileManager, "RegisterProfile",
@@ -80,15 +119,15 @@ void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
   if (m_generation != m_bluez.generation()) return;
   if (reply.body) {
     m_state = State::kRegistered;
-    m_attempts = 0;
+    m_backoff.reset();
     m_problem.clear();
-    HOST_LOG_TRACE("BlueZ has taken the service record for channel %d", m_channel);
+    HOST_LOG_TRACE("service record for channel %d registered with BlueZ", m_channel);
   } else {
     m_state = State::kNone;
     m_denied = reply.error == bluez::kAccessDenied;
-    m_problem = (m_denied ? "the policy of the system bus keeps it from BlueZ: "
-                          : "BlueZ doesn't take it: ") +
-                (reply.text.empty() ? reply.error : reply.text);
+    m_problem =
+        (m_denied ? "the system bus's policy denies access to BlueZ: " : "BlueZ refuses it: ") +
+        reply.reason();
     HOST_LOG_ERROR("the service record is not published: %s", m_problem.c_str());
     tryLater();
   }
@@ -96,15 +135,13 @@ void RecordPublisher::registrationAnswered(const Bluez::Reply& reply) {
 }
 
 void RecordPublisher::tryLater() {
-  const unsigned pause = std::min(kFirstPause << std::min(m_attempts, 8U), kLongestPause);
-  ++m_attempts;
-  m_timer = Glib::signal_timeout().connect_seconds(
+  m_timer = Glib::signal_timeout().connect(
       [this] {
         m_timer.disconnect();
         update();
         return false;
       },
-      pause);
+      m_backoff.next());
 }
 
 void RecordPublisher::unregisterRecord() {
@@ -112,24 +149,17 @@ void RecordPublisher::unregisterRecord() {
   m_bluez.call(bluez::kRoot, bluez::kProfileManager, "UnregisterProfile",
                g_variant_new("(o)", kPath), [](const Bluez::Reply& reply) {
                  if (!reply.body)
-                   HOST_LOG_ERROR("the service record could not be taken back: %s",
-                                  reply.text.c_str());
+                   HOST_LOG_ERROR("can't unregister the service record: %s",
+                                  reply.reason().c_str());
                });
 }
 
-/// BlueZ wants an object that it can tell of the profile's connections. There are none, since
-/// nothing but our own socket listens.
-void RecordPublisher::offerProfile() {
-  if (m_offeredOn == m_bluez.connection()) return;
-  m_profile.exportOn(m_bluez.connection());
-  m_offeredOn = m_bluez.connection();
-}
-
 GVariant* RecordPublisher::serve(const std::string& method) {
+  // BlueZ has no connections to hand over: only our own socket listens.
   if (method == "NewConnection")
-    throw BusError("org.bluez.Error.Rejected", "links come to the telephone by another way");
+    throw BusError("org.bluez.Error.Rejected", "connections are accepted on the RFCOMM socket");
   if (method == "Release") {
-    HOST_LOG_TRACE("BlueZ has given the service record back");
+    HOST_LOG_TRACE("BlueZ has dropped the service record");
     m_state = State::kNone;
     tryLater();
   }

@@ -1,30 +1,40 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "host/bluetooth/SdpRecords.h"
-
 namespace host {
 
-/// Asks a device, by service discovery (SDP), for its Object Push services: on which channel it
-/// takes cards.
+/// A service record of a device.
+struct SdpRecord {
+  int channel = 0;   ///< RFCOMM channel, 1 to 30; 0 if it has none
+  std::string name;  ///< not safe to show
+};
+
+/// Parses the AttributeLists of an SDP response, one list for each record, from any device in
+/// range. Returns nullopt if they are malformed. Threads: any.
+std::optional<std::vector<SdpRecord>> readSdpRecords(std::span<const std::uint8_t> bytes);
+
+/// Queries a device's SDP server for its Object Push service records. Size and duration of the
+/// answer are bounded: any device can claim the address.
 ///
-/// Threads: one object serves one thread, which waits; `cancel` may be called from any other. The
-/// answer comes from whoever has that address, and everything about it is bounded.
+/// Threads: one, which blocks; `cancel` may be called from any other.
 class SdpQuery {
  public:
   enum class Outcome {
-    kAnswered,     ///< `records` holds what it has, nothing when it takes no cards
-    kUnreachable,  ///< it could not be asked; `problem` says why
-    kNoBluetooth,  ///< nobody can be asked: this machine has none
+    kAnswered,     ///< `records` holds its Object Push services, possibly none
+    kUnreachable,  ///< `problem` says why
+    kNoBluetooth,  ///< this machine has no Bluetooth
   };
   struct Answer {
     Outcome outcome = Outcome::kUnreachable;
     std::vector<SdpRecord> records;
-    std::string problem;  ///< a sentence without an end, safe to show
+    std::string problem;  ///< without a full stop, safe to show
   };
 
   SdpQuery();
@@ -32,16 +42,16 @@ class SdpQuery {
   SdpQuery(const SdpQuery&) = delete;
   SdpQuery& operator=(const SdpQuery&) = delete;
 
-  /// `address` is the device's, `source` that of the adapter to ask with, empty for any.
+  /// Queries the device with this address over the adapter with the address `source`, empty for
+  /// any.
   Answer ask(const std::string& address, const std::string& source,
              std::chrono::milliseconds timeout);
-  /// Asks bluetoothd on this machine, which opens a way to that only when it is told to
-  /// (`--compat`) and only to some.
+  /// Queries the local bluetoothd, which allows that only if it runs with --compat, and only to
+  /// root and its group.
   Answer askLocal();
-  /// The same over a connected socket, which stays the caller's. Each of its packets is read at
-  /// once.
+  /// Queries over a connected socket, which stays the caller's. Reads each packet with one recv.
   Answer askOver(int socket, std::chrono::milliseconds timeout);
-  /// Makes `ask` return soon.
+  /// Makes the query return soon.
   void cancel();
 
  private:
@@ -52,11 +62,11 @@ class SdpQuery {
   bool take(const std::vector<std::uint8_t>& packet, Answer& answer);
   bool waitFor(int socket, short events, Answer& answer);
 
-  int m_cancel;  ///< an event descriptor
+  int m_cancel;  ///< eventfd
   Clock::time_point m_deadline;
   std::uint16_t m_transaction = 0;
-  std::vector<std::uint8_t> m_lists;         ///< of the answer, as far as it has come
-  std::vector<std::uint8_t> m_continuation;  ///< what the next request must repeat
+  std::vector<std::uint8_t> m_lists;         ///< AttributeLists received so far
+  std::vector<std::uint8_t> m_continuation;  ///< continuation state for the next request
 };
 
 }  // namespace host

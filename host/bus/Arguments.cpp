@@ -1,21 +1,11 @@
 #include "host/bus/Arguments.h"
 
-#include <memory>
 #include <variant>
+
+#include "dbus/Values.h"
 
 namespace host {
 namespace {
-
-struct VariantUnref {
-  void operator()(GVariant* value) const { g_variant_unref(value); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
-
-std::string bytesOf(GVariant* value) {
-  gsize size = 0;
-  const gconstpointer data = g_variant_get_fixed_array(value, &size, sizeof(guint8));
-  return size == 0 ? std::string() : std::string(static_cast<const char*>(data), size);
-}
 
 /// Returns whether `value` is of a type that a parameter can have.
 bool readArgument(const std::string& name, GVariant* value, Parameter::directions direction,
@@ -24,29 +14,17 @@ bool readArgument(const std::string& name, GVariant* value, Parameter::direction
     method.addBoolParameter(name, g_variant_get_boolean(value) != FALSE, direction);
   } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_INT32)) {
     method.addIntParameter(name, g_variant_get_int32(value), direction);
-  } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_STRING)) {
-    gsize length = 0;
-    const char* text = g_variant_get_string(value, &length);
-    method.addStringParameter(name, std::string(text, length), direction);
-  } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_BYTESTRING)) {
-    method.addStringParameter(name, bytesOf(value), direction);
+  } else if (const auto text = dbus::textIn(value)) {
+    method.addStringParameter(name, *text, direction);
   } else {
     return false;
   }
   return true;
 }
 
-bool isBusText(const std::string& text) {
-  return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
-}
-
 GVariant* toVariant(bool value) { return g_variant_new_boolean(value ? TRUE : FALSE); }
 GVariant* toVariant(int value) { return g_variant_new_int32(value); }
-
-GVariant* toVariant(const std::string& text) {
-  if (isBusText(text)) return g_variant_new_string(text.c_str());
-  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), sizeof(guint8));
-}
+GVariant* toVariant(const std::string& text) { return dbus::textVariant(text); }
 
 }  // namespace
 
@@ -58,13 +36,13 @@ bool readArguments(GVariant* body, Parameter::directions direction, Method& meth
         (body == nullptr ? std::string("nothing") : std::string(g_variant_get_type_string(body)));
     return false;
   }
-  const VariantPtr dictionary(g_variant_get_child_value(body, 0));
+  const dbus::VariantPtr dictionary(g_variant_get_child_value(body, 0));
   GVariantIter entries;
   g_variant_iter_init(&entries, dictionary.get());
   const char* name = nullptr;
   GVariant* raw = nullptr;
   while (g_variant_iter_next(&entries, "{&sv}", &name, &raw) != FALSE) {
-    const VariantPtr value(raw);
+    const dbus::VariantPtr value(raw);
     if (!readArgument(name, value.get(), direction, method)) {
       problem = std::string("the argument \"") + name + "\" is of type " +
                 g_variant_get_type_string(value.get()) + ": b, i, s and ay are taken";

@@ -1,49 +1,18 @@
 #include "host/bus/Bus.h"
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
+#include "dbus/Calls.h"
 #include "host/bus/MessageFilter.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
 namespace {
 
-constexpr const char* kDaemon = "org.freedesktop.DBus";
-constexpr const char* kDaemonPath = "/org/freedesktop/DBus";
-
 // What the bus knows by number: a flag of RequestName, and its answer.
 constexpr guint32 kDoNotQueue = 4;
 constexpr guint32 kPrimaryOwner = 1;
-
-/// How long the bus itself may take to answer, in milliseconds.
-constexpr int kDaemonTimeout = 10000;
-
-constexpr unsigned kFirstPause = 250;  ///< before the first attempt to reconnect, in milliseconds
-constexpr unsigned kLongestPause = 8000;  ///< between two attempts
-
-GVariant* askDaemon(const Glib::RefPtr<Gio::DBus::Connection>& connection, const char* method,
-                    GVariant* arguments) {
-  GError* error = nullptr;
-  GVariant* reply = g_dbus_connection_call_sync(connection->gobj(), kDaemon, kDaemonPath, kDaemon,
-                                                method, arguments, nullptr, G_DBUS_CALL_FLAGS_NONE,
-                                                kDaemonTimeout, nullptr, &error);
-  if (reply != nullptr) return reply;
-  const std::string reason = error->message;
-  g_error_free(error);
-  throw std::runtime_error(reason);
-}
-
-/// Asks the bus for one number.
-guint32 askForNumber(const Glib::RefPtr<Gio::DBus::Connection>& connection, const char* method,
-                     GVariant* arguments) {
-  GVariant* reply = askDaemon(connection, method, arguments);
-  guint32 number = 0;
-  if (g_variant_is_of_type(reply, G_VARIANT_TYPE("(u)"))) g_variant_get(reply, "(u)", &number);
-  g_variant_unref(reply);
-  return number;
-}
 
 }  // namespace
 
@@ -58,33 +27,16 @@ Bus::Bus(MainLoop& loop, const std::string& where, const ServiceNames& names, Wo
 
 Bus::~Bus() { close(); }
 
-std::string Bus::describe() const {
-  if (m_where == "session" || m_where == "system") return "the " + m_where + " bus";
-  return m_where;
-}
-
-std::string Bus::address() const {
-  if (m_where != "session" && m_where != "system") return m_where;
-  const GBusType type = m_where == "session" ? G_BUS_TYPE_SESSION : G_BUS_TYPE_SYSTEM;
-  GError* error = nullptr;
-  // The C function: its wrapper loses the text.
-  char* const found = g_dbus_address_get_for_bus_sync(type, nullptr, &error);
-  if (found == nullptr) throw Gio::Error(error);
-  std::string address = found;
-  g_free(found);
-  return address;
-}
-
 Bus::Connection Bus::connect() const {
   try {
     // A connection of our own: the shared one can't be made anew when it is lost.
     const auto connection = Gio::DBus::Connection::create_for_address_sync(
-        address(), Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
-                       Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
+        m_where.resolve(), Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
+                               Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
     connection->set_exit_on_close(false);
     return connection;
   } catch (const Glib::Error& error) {
-    const char* hint = m_where == "session" ? " (dbus-run-session starts one)" : "";
+    const char* hint = m_where.isSession() ? " (dbus-run-session starts one)" : "";
     throw std::runtime_error("can't reach " + describe() + hint + ": " + error.what());
   }
 }
@@ -118,8 +70,14 @@ void Bus::offerObjects() {
 }
 
 void Bus::takeName() {
-  const guint32 answer =
-      askForNumber(m_connection, "RequestName", g_variant_new("(su)", kName, kDoNotQueue));
+  guint32 answer = 0;
+  try {
+    const dbus::VariantPtr reply =
+        dbus::callDaemon(m_connection, "RequestName", g_variant_new("(su)", kName, kDoNotQueue));
+    if (dbus::isOfType(reply.get(), "(u)")) g_variant_get(reply.get(), "(u)", &answer);
+  } catch (const Glib::Error& error) {
+    throw std::runtime_error(error.what());
+  }
   if (answer != kPrimaryOwner)
     throw std::runtime_error(std::string("the name ") + kName + " on " + describe() +
                              " is taken already" + ownerOfName() +
@@ -127,12 +85,8 @@ void Bus::takeName() {
 }
 
 std::string Bus::ownerOfName() const {
-  try {
-    return ", by process " + std::to_string(askForNumber(m_connection, "GetConnectionUnixProcessID",
-                                                         g_variant_new("(s)", kName)));
-  } catch (const std::exception&) {
-    return {};
-  }
+  const pid_t process = dbus::processOwning(m_connection, kName);
+  return process == 0 ? "" : ", by process " + std::to_string(process);
 }
 
 void Bus::stopDeliveries() {
@@ -191,14 +145,12 @@ void Bus::lost() {
   HOST_LOG_ERROR("the connection to %s was lost", describe().c_str());
   drop();
   if (m_events.lost) m_events.lost();
-  m_attempts = 0;
+  m_backoff.reset();
   reconnectLater();
 }
 
 void Bus::reconnectLater() {
-  const unsigned pause = std::min(kFirstPause << std::min(m_attempts, 8U), kLongestPause);
-  ++m_attempts;
-  m_timer = Glib::signal_timeout().connect([this] { return reconnect(); }, pause);
+  m_timer = Glib::signal_timeout().connect([this] { return reconnect(); }, m_backoff.next());
 }
 
 bool Bus::reconnect() {

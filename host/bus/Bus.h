@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "dbus/Backoff.h"
+#include "dbus/BusAddress.h"
 #include "host/bus/BusObject.h"
 #include "host/bus/CallGate.h"
 #include "host/bus/CallerWatch.h"
@@ -54,13 +56,11 @@ class Bus : public CallerWatch {
   void watch(const Glib::RefPtr<Gio::DBus::Connection>& connection,
              const std::string& caller) override;
 
-  /// The bus in words: "the session bus", or its address.
-  [[nodiscard]] std::string describe() const;
+  [[nodiscard]] std::string describe() const { return m_where.describe(); }
 
  private:
   using Connection = Glib::RefPtr<Gio::DBus::Connection>;
 
-  [[nodiscard]] std::string address() const;
   [[nodiscard]] Connection connect() const;
   void offerObjects();
   void takeName();
@@ -73,7 +73,7 @@ class Bus : public CallerWatch {
   bool reconnect();
 
   MainLoop& m_loop;
-  const std::string m_where;
+  const dbus::BusAddress m_where;
   const ServiceNames m_names;
   WorkQueue& m_queue;
   Notifier& m_notifier;
@@ -85,7 +85,7 @@ class Bus : public CallerWatch {
   std::map<std::string, guint> m_watches;  ///< by caller
   sigc::connection m_closed;
   sigc::connection m_timer;
-  unsigned m_attempts = 0;  ///< to reconnect
+  dbus::Backoff m_backoff{std::chrono::milliseconds(250), std::chrono::seconds(8)};
 };
 
 }  // namespace host

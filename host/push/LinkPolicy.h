@@ -5,7 +5,6 @@
 #include <string>
 
 #include "framework/RadioLinkIfc.h"
-#include "host/bluetooth/AdmissionPolicy.h"
 #include "host/bluetooth/DeviceRegistry.h"
 #include "host/push/PushLedger.h"
 #include "host/push/RadioStatus.h"

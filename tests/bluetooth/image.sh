@@ -1,15 +1,15 @@
-# Sourced by run: makes the machine's memory disk of programs with all their libraries.
+# Sourced by run: builds the machine's initramfs from programs and their libraries.
 
 image=$work/image
 libraries=usr/lib/$(uname -m)-linux-gnu
 python=python3.11
 
-# In this order, which the guest loads them in: btvirt opens its device only where the ciphers are there.
+# The guest loads them in this order: btvirt needs the ciphers to open its device.
 modules=(ctr ecb cmac algif_hash algif_skcipher hci_vhci rfcomm virtio_pci 9pnet_virtio 9p)
-# Asked for by the kernel itself.
+# Loaded by the kernel on demand.
 more_modules=(drbg jitterentropy_rng sha512_generic sha256_generic hmac aes_generic)
 
-# put FILE FOLDER: a file, or what a link points to, into a folder of the image.
+# put FILE FOLDER: copies a file, or the target of a link, into a folder of the image.
 put() {
   mkdir -p "$image/$2"
   cp -Lp "$1" "$image/$2/"
@@ -56,10 +56,10 @@ put_python() {
   rm $image/usr/lib/python3/dist-packages/_dbus_glib_bindings*
 }
 
-# The libraries of everything that is in the image, by the names that the programs ask for.
+# Copies the libraries of everything in the image, under the names that programs load.
 put_libraries() {
   local found missing name path
-  # It complains about scripts and static programs, and ends with an error then.
+  # ldd reports an error for scripts and static programs.
   found=$(find $image -type f \( -perm -100 -o -name '*.so*' \) -exec \
     env LD_LIBRARY_PATH="$tree/$libraries:$tree/lib/$(uname -m)-linux-gnu:$build/lib" ldd {} + 2>/dev/null || true)
   missing=$(awk '/not found/ {print $1}' <<<"$found" | sort -u | xargs)
@@ -72,7 +72,7 @@ put_libraries() {
   cp -L /lib64/ld-linux-x86-64.so.2 $image/usr/lib64/
 }
 
-# Character sets: obexput leaves the name of an object out where it can't write UTF-16.
+# Character sets: without UTF-16, obexput silently omits the name of an object.
 put_character_sets() {
   local name
   for name in UTF-16 UTF-32 UNICODE ISO8859-1 ISO8859-15 CP1252; do
@@ -111,7 +111,7 @@ put_modules() {
     mkdir -p "$image/usr/$(dirname "$file")"
     cp "$tree/$file" "$image/usr/$file"
     [[ $file != *.xz ]] || xz -d "$image/usr/$file"
-    # Without their signatures, which the kernel would check one by one.
+    # Without signatures, which the kernel would verify one by one.
     strip --strip-debug "$image/usr/${file%.xz}"
   done
   depmod -b $image/usr "$kernel_version"
@@ -124,7 +124,7 @@ put_busybox() {
   for name in $(busybox --list); do
     [ -e $image/usr/bin/$name ] || ln -s busybox $image/usr/bin/$name
   done
-  # Where the kernel looks for it.
+  # Where the kernel expects it.
   ln -s ../bin/busybox $image/usr/sbin/modprobe
 }
 

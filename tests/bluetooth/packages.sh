@@ -1,9 +1,9 @@
-# Sourced by run: what the machine is made of comes from Debian's archive.
+# Sourced by run: gets packages from Debian's archive.
 
-# Installed here: they run here.
+# Installed.
 installed=(qemu-system-x86 busybox-static cpio kmod xz-utils zstd binutils python3 dbus-daemon dbus-system-bus-common obexftp
   openobex-apps)
-# Only unpacked, for the machine: nobody wants a Bluetooth daemon to start here.
+# Only unpacked, so that no Bluetooth daemon starts here.
 unpacked=(bluez bluez-test-tools bluez-obexd python3-dbus)
 
 packages=$work/packages
@@ -44,7 +44,7 @@ install_programs() {
   apt_install "${missing[@]}" || fail "these could not be installed: ${missing[*]}"
 }
 
-# download NAME...: each unless it is there already.
+# download NAME...: downloads missing packages.
 download() {
   local name missing=()
   for name in "$@"; do
@@ -54,7 +54,7 @@ download() {
   (cd "$packages" && apt-get -qq -o APT::Sandbox::User=root download "${missing[@]}")
 }
 
-# Known to be good. Later ones of 6.1 have a fault: an RFCOMM connect that fails ends krfcommd, and then nothing works.
+# Known to be good. In later 6.1 kernels, a failed RFCOMM connect crashes krfcommd.
 kernels() {
   echo linux-image-6.1.0-50-amd64
   apt-cache search --names-only '^linux-image-6\.12\.[0-9]+\+deb12-amd64$' | cut -d' ' -f1 | sort -rV | head -n 3
@@ -75,7 +75,7 @@ download_kernel() {
   skip "No kernel could be downloaded (tried $(kernels | xargs)): $(tail -n 1 $work/download.log)"
 }
 
-# Libraries that the unpacked programs need and that aren't here.
+# Libraries that the unpacked programs need and this system lacks.
 libraries_of_unpacked() {
   apt-get -s install --no-install-recommends "${unpacked[@]}" | awk '$1 == "Inst" && $2 ~ /^lib/ {print $2}'
 }
@@ -89,14 +89,14 @@ download_programs() {
   fail "these could not be downloaded: ${unpacked[*]}"
 }
 
-# Of the kernel only what this machine, and that of tests/system, may need: the rest are hundreds of megabytes.
+# Unpacks only what this machine and that of tests/system need, not hundreds of megabytes.
 unpack_kernel() {
   local folder patterns=('./boot/vmlinuz-*' './lib/modules/*/modules.*' './lib/modules/*/kernel/fs/mbcache.ko*')
   for folder in arch/x86/crypto crypto drivers/block drivers/bluetooth drivers/virtio fs/9p fs/ext4 fs/fscache fs/jbd2 \
     fs/netfs lib net/9p net/bluetooth net/rfkill; do
     patterns+=("./lib/modules/*/kernel/$folder/*")
   done
-  # A pattern that matches nothing is all right: folders have moved between versions.
+  # Patterns may match nothing: folders have moved between versions.
   dpkg --fsys-tarfile "$kernel_package" | tar -x -C $tree --wildcards "${patterns[@]}" 2>/dev/null || true
   kernel_version=$(ls $tree/lib/modules)
   depmod -b $tree "$kernel_version"

@@ -7,41 +7,39 @@
 
 namespace test {
 
-/// The program that stands in for bluetoothd, started and told what to do by a test.
-///
-/// Threads: one at a time.
+/// Runs the stand-in for bluetoothd. Not thread-safe.
 class BluezProgram {
  public:
   static constexpr const char* kAdapterPath = "/org/bluez/hci0";
   static constexpr const char* kAdapterAddress = "00:11:22:33:44:55";
 
-  /// `bus` is the address of the bus that it is on.
+  /// `bus` is a D-Bus address.
   BluezProgram(const TestFolder& folder, std::string bus);
   ~BluezProgram();
   BluezProgram(const BluezProgram&) = delete;
   BluezProgram& operator=(const BluezProgram&) = delete;
 
-  /// Starts it, with nothing in it.
+  /// Starts it without objects.
   void start();
-  /// Ends it as a crash would.
+  /// Kills it with SIGKILL.
   void kill();
 
-  /// One of the commands of `StandInBluez`; returns when it is done.
+  /// Sends a command of `StandInBluez` and waits until it is done.
   void tell(const std::string& command);
-  /// An adapter, which is on and can't be seen unless told otherwise.
+  /// Adds an adapter; by default it is powered and not discoverable.
   void addAdapter(const std::string& properties = "");
   void removeAdapter();
   void changeAdapter(const std::string& properties);
-  /// A device that the adapter has met; `properties` such as "'Paired': <true>" are added.
+  /// Adds a device; `properties` such as "'Paired': <true>" override the defaults, all false.
   void addDevice(const std::string& address, const std::string& name,
                  const std::string& properties = "");
   void changeDevice(const std::string& address, const std::string& properties);
-  /// Its object's path.
+  /// The object path of a device.
   static std::string devicePath(const std::string& address);
 
-  /// What it has been asked since its start.
+  /// Everything that it has printed since its start.
   [[nodiscard]] std::string asked() const;
-  /// How often this stands in it.
+  /// How often `text` occurs in it.
   [[nodiscard]] int times(const std::string& text) const { return occurrences(asked(), text); }
 
  private:

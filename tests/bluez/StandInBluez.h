@@ -10,28 +10,28 @@
 
 namespace test {
 
-/// Answers on a bus in BlueZ's place, as the test that drives it says: its objects, what they hold,
-/// what it refuses and how long it takes. What it is asked it prints, one line for each call.
+/// A stand-in for BlueZ on a bus, whose objects, refusals and delays a test controls. Prints a line
+/// for each call.
 ///
-/// Threads: `command` belongs to one thread; calls are answered on GIO's own.
+/// Threads: `command` is called by one thread; calls are answered on GIO's thread.
 class StandInBluez {
  public:
-  /// Takes the name org.bluez. Throws std::runtime_error when that fails.
+  /// Takes the name org.bluez. Throws std::runtime_error if that fails.
   explicit StandInBluez(const std::string& address);
   ~StandInBluez();
   StandInBluez(const StandInBluez&) = delete;
   StandInBluez& operator=(const StandInBluez&) = delete;
 
   /// One of
-  ///     add PATH INTERFACE PROPERTIES       a{sv} in GLib's text format
+  ///     add PATH INTERFACE PROPERTIES       PROPERTIES are an a{sv} in GLib's text format
   ///     remove PATH INTERFACE
   ///     change PATH INTERFACE PROPERTIES
-  ///     fail METHOD ERROR                   from now on
-  ///     refuse PROPERTY ERROR TIMES TEXT    so many attempts to set it
-  ///     hold METHOD                         it isn't answered
-  ///     work METHOD                         as in the beginning; what was held is answered now
-  ///     release                             tells the registered profile that it is no more
-  /// False for anything else.
+  ///     fail METHOD ERROR                   every call from now on
+  ///     refuse PROPERTY ERROR TIMES TEXT    the next TIMES attempts to set it
+  ///     hold METHOD                         queues calls without answering
+  ///     work METHOD                         ends fail and hold; answers the queued calls
+  ///     release                             calls Release of the registered profile
+  /// Returns false for anything else.
   bool command(const std::string& line);
 
  private:

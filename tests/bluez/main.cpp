@@ -5,7 +5,7 @@
 
 #include "tests/bluez/StandInBluez.h"
 
-// standin-bluez ADDRESS: takes commands on standard input until its end; see StandInBluez.
+// standin-bluez ADDRESS: reads commands from standard input until its end, see StandInBluez.
 int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   if (argc != 2) return 2;

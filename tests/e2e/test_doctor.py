@@ -1,7 +1,6 @@
-"""`phonectl doctor`, `phonectl devices` and a device's name, with a program in BlueZ's place.
+"""`phonectl doctor`, `phonectl devices` and `phonectl send` by device name, with a stand-in for BlueZ.
 
-The telephone is on the virtual radio here, which needs no BlueZ. What the doctor says of a real stack is tried where there
-is one; here it is where the machine has no RFCOMM at all, or only the virtual one.
+The telephone is on the virtual radio. tests/bluetooth tests the doctor on the real stack.
 """
 
 import contextlib
@@ -30,9 +29,9 @@ class DoctorTest(PhoneTest):
         findings = json.loads(result.stdout)
         for finding in findings:
             self.assertTrue(finding["text"], finding)
-            # What is a fault has a remedy, and nothing else has.
+            # Faults, and only faults, have a remedy.
             self.assertEqual("remedy" in finding, finding["known"] and not finding["ok"], finding)
-            # Nothing is said twice.
+            # The remedy does not repeat the text.
             self.assertNotIn(finding.get("remedy", "-" * 9).split(": ")[-1], finding["text"])
         return {finding["check"]: finding for finding in findings}
 
@@ -93,7 +92,7 @@ class Doctor(DoctorTest):
         self.start_phone(radio=False)
         findings = self.doctor(1)
         self.assert_fault(findings["radio"], "no Bluetooth")
-        self.assert_fault(findings["bluez"], "BlueZ can't be asked")
+        self.assert_fault(findings["bluez"], "can't reach BlueZ")
         self.assertFalse(findings["adapter"]["known"])
 
     def test_missing_adapter_is_named(self):
@@ -123,21 +122,21 @@ class Doctor(DoctorTest):
         bluez.tell("fail RegisterProfile org.bluez.Error.NotPermitted")
         self.start_phone()
         self.receive_on()
-        self.wait_for_status("record", "doesn't take it")
-        self.assert_fault(self.doctor(1)["record"], "BlueZ doesn't take it", "restart bluetoothd")
+        self.wait_for_status("record", "refuses it")
+        self.assert_fault(self.doctor(1)["record"], "BlueZ refuses it", "restart bluetoothd")
 
     def test_bus_that_keeps_the_record_from_bluez_is_named(self):
         self.start_with_adapter(rules='<deny send_destination="org.bluez" send_interface="org.bluez.ProfileManager1"/>')
         self.wait_for_status("record", "Rejected send message")
         findings = self.doctor(1)
-        self.assert_fault(findings["record"], "the policy of the system bus keeps it from BlueZ", "send to org.bluez")
+        self.assert_fault(findings["record"], "the system bus's policy denies access to BlueZ", "send to org.bluez")
         self.assertNotIn("restart bluetoothd", findings["record"]["remedy"])
         self.assertTrue(findings["bluez"]["ok"])
 
     def test_bus_that_keeps_everybody_from_bluez_is_named(self):
         self.start_bluez(rules='<deny send_destination="org.bluez" send_interface="org.freedesktop.DBus.ObjectManager"/>')
         self.start_phone(radio=False)  # on the virtual radio it wouldn't matter
-        self.assert_fault(self.doctor(1)["bluez"], "Rejected send message", "let the user who asks send to org.bluez")
+        self.assert_fault(self.doctor(1)["bluez"], "Rejected send message", "your user may send to org.bluez")
 
     def test_bus_that_keeps_the_phone_alone_from_bluez_is_named(self):
         bluez = self.start_bluez()
@@ -145,15 +144,15 @@ class Doctor(DoctorTest):
         self.start_phone()
         self.wait_for_status("bluez", "denied")
         bluez.tell("work GetManagedObjects")
-        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "let the phone's user send to org.bluez")
+        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "the phone's user may send to org.bluez")
 
     def test_bluez_that_the_phone_cannot_ask_is_named(self):
         bluez = self.start_bluez()
         bluez.tell("fail GetManagedObjects org.bluez.Error.Failed")
         self.start_phone()
-        self.wait_for_status("bluetooth", "doesn't tell of its adapters")
+        self.wait_for_status("bluetooth", "doesn't list its adapters")
         bluez.tell("work GetManagedObjects")
-        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "start phone-host anew")
+        self.assert_fault(self.doctor(1)["bluez"], "the phone can't use it", "restart phone-host")
 
     def test_adapter_that_the_phone_alone_misses_is_named(self):
         self.start_with_adapter(options=("--adapter", "hci1"))
@@ -172,21 +171,76 @@ class Doctor(DoctorTest):
         self.receive_on()
         with contextlib.closing(sqlite3.connect(self.phonebook, isolation_level=None)) as book:
             book.execute("BEGIN IMMEDIATE")
-            self.assert_fault(self.doctor(1)["phonebook"], "is locked by another program", "mend what it says")
+            self.assert_fault(self.doctor(1)["phonebook"], "is locked by another program", "fix ")
         self.assertIn("can be read and written", self.doctor(0)["phonebook"]["text"])
 
-    def test_channel_of_another_program_is_named(self):
-        self.start_bluez()
-        self.start_phone()
+
+class TakenChannel(DoctorTest):
+    """Another program on the phone's address listens on its channel."""
+
+    def take_channel(self):
         other = self.start("other", self.on_radio(phone.PHONE_ADDRESS) + ["obex_test", "-b", "4"],
                            stdin=subprocess.PIPE)
         other.process.stdin.write(b"s\n")
         other.process.stdin.flush()
-        wait_for(lambda: (self.radio / "001122334455-04").exists(), "the other program to listen")
-        self.call_service("obexEnableEvent", "a{sv}", "1", "obexEnableParam", "b", "true")
-        self.assert_fault(self.doctor(1, *self.on_radio(phone.PHONE_ADDRESS))["channel"], "channel 4 is taken by another program")
+        wait_for(self.channel_is_taken, "the other program to listen")
+        return other
+
+    def channel_is_taken(self):
+        path = str(self.radio / "001122334455-04")
+        sockets = pathlib.Path("/proc/net/unix").read_text().splitlines()
+        return any(line.endswith(path) and " 00010000 " in line for line in sockets)
+
+    def receive_on_fails(self):
+        result = self.run_program([self.phonectl_program, "--bus", self.bus_address, "receive", "on"])
+        self.assertEqual(result.returncode, 1, result.stdout + result.stderr)
+        self.assertEqual(result.stdout, "")
+        self.assertIn("phonectl: the phone can't receive yet: ", result.stderr)
+        self.assertIn("Find the cause with: phonectl doctor", result.stderr)
+        return result.stderr
+
+    def test_doctor_names_the_program(self):
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        findings = self.doctor(1)
+        self.assert_fault(findings["channel"], f"channel 4 is taken by obex_test (process {other.process.pid})",
+                          "end that program")
+        self.assertFalse(findings["receiving"]["ok"])
+
+    def test_doctor_on_the_same_radio_names_the_program(self):
+        self.start_bluez()
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        finding = self.doctor(1, *self.on_radio(phone.PHONE_ADDRESS))["channel"]
+        self.assert_fault(finding, f"channel 4 is taken by obex_test (process {other.process.pid})")
+
+    def test_phone_receives_once_the_program_has_ended(self):
+        other = self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
         other.end()
-        (self.radio / "001122334455-04").unlink(missing_ok=True)
+        wait_for(lambda: self.status("listening"), "the phone to listen")
+        self.phonectl("receive", "on")
+        self.doctor(0)
+
+    def test_receive_on_gives_the_reason(self):
+        self.take_channel()
+        self.start_phone()
+        said = self.receive_on_fails()
+        reason = self.status("listenError")
+        self.assertTrue(reason)
+        self.assertIn(reason, said)
+        self.assertIn(reason, self.phonectl("status"))
+        self.assertIn(reason, self.doctor(1)["receiving"]["text"])
+
+    def test_reason_is_gone_when_receiving_is_switched_off(self):
+        self.take_channel()
+        self.start_phone()
+        self.receive_on_fails()
+        self.phonectl("receive", "off")
+        self.assertEqual(self.status("listenError"), "")
 
 
 class NotRunning(DoctorTest):
@@ -264,20 +318,20 @@ class NotRunning(DoctorTest):
     def test_plug_in_that_crashes_takes_nothing_with_it(self):
         shutil.copy(TEST_PLUGINS / "libcrashingservice.so", self.copy_programs() / "libobexservice.so")
         findings = self.doctor(1)
-        self.assert_fault(findings["plug-in"], "said nothing: ", "phone-host --check")
+        self.assert_fault(findings["plug-in"], "reported nothing: ", "phone-host --check")
         self.assertTrue(findings["phonebook"]["ok"])
 
     def test_plug_in_that_hangs_is_given_up(self):
         shutil.copy(TEST_PLUGINS / "libhangingservice.so", self.copy_programs() / "libobexservice.so")
         findings = self.doctor(1)
-        self.assert_fault(findings["plug-in"], "it did not end", "phone-host --check")
+        self.assert_fault(findings["plug-in"], "it didn't end", "phone-host --check")
         self.assertTrue(findings["phonebook"]["ok"])
 
     def test_missing_phone_host_is_named(self):
         self.copy_programs()
         (self.folder / "bin" / "phone-host").unlink()
         findings = self.doctor(1)
-        self.assert_fault(findings["plug-in"], "there is no ", "package obexphone")
+        self.assert_fault(findings["plug-in"], "can't be loaded without ", "package obexphone")
         self.assertFalse(findings["phonebook"]["known"])
 
 
@@ -292,15 +346,15 @@ class Policy(DoctorTest):
         return self.doctor(expect)
 
     def test_everybody_is_let_in_and_finds_the_phone(self):
-        self.assertIn("everybody", self.examine(0)["policy"]["text"])
+        self.assertIn("all devices", self.examine(0)["policy"]["text"])
 
     def test_paired_device_alone_is_not_everybody(self):
         findings = self.examine(1, discoverable=False, paired=True)
-        self.assert_fault(findings["visibility"], "phones that aren't paired with this one can't find it", "--visible")
+        self.assert_fault(findings["visibility"], "phones that aren't paired can't find this one", "--visible")
 
     def test_trusted_device_needs_no_visibility_where_nobody_else_is_let_in(self):
         findings = self.examine(0, "--strangers", "refuse", discoverable=False, paired=True, trusted=True)
-        self.assertIn("only phones that are paired", findings["visibility"]["text"])
+        self.assertIn("only paired phones", findings["visibility"]["text"])
 
     def test_nobody_is_trusted(self):
         findings = self.examine(1, "--accept", "trusted", paired=True)
@@ -314,13 +368,13 @@ class Policy(DoctorTest):
         self.assert_fault(findings["policy"], "there is none")
 
     def test_strangers_come_in_where_trusted_ones_are_accepted(self):
-        self.assertIn("everybody", self.examine(0, "--trusted", "accept")["policy"]["text"])
+        self.assertIn("all devices", self.examine(0, "--trusted", "accept")["policy"]["text"])
 
     def test_nobody_is_let_in_without_bluez(self):
         bluez = self.start_with_adapter(options=("--accept", "trusted"))
         bluez.process.end()
         self.wait_for_status("bluez", "missing")
-        self.assert_fault(self.doctor(1)["policy"], "everybody is refused", "mend BlueZ")
+        self.assert_fault(self.doctor(1)["policy"], "every device is refused", "fix the BlueZ problem")
 
     def test_without_a_policy_cards_come_in_without_bluez(self):
         bluez = self.start_with_adapter()
@@ -410,7 +464,7 @@ class Devices(PhoneTest):
     def test_without_bluez_the_reason_is_told(self):
         result = self.run_program([phone.BIN / "phonectl", "devices"])
         self.assertEqual(result.returncode, 1)
-        self.assertIn("BlueZ can't be asked", result.stderr)
+        self.assertIn("can't reach BlueZ", result.stderr)
 
     def send(self, device):
         return self.run_program([phone.BIN / "phonectl", "--bus", self.bus_address, "send", "Berg",
@@ -431,8 +485,8 @@ class Devices(PhoneTest):
         bluez.add_device("66:77:88:99:AA:BC", "Anna")
         self.start_phone()
         self.phonectl("book", "add", "--surname", "Berg")
-        self.assertIn('several devices call themselves "Anna"', self.send("Anna").stderr)
-        self.assertIn('no device is known by the name "Carl"', self.send("Carl").stderr)
+        self.assertIn('several devices are named "Anna"', self.send("Anna").stderr)
+        self.assertIn('no known device is named "Carl"', self.send("Carl").stderr)
         bluez.change_device("66:77:88:99:AA:BC", paired=True)
         self.assertIn("66:77:88:99:AA:BC", self.send("Anna").stderr)
 

@@ -28,17 +28,17 @@ class Policy(PhoneTest):
         watcher = self.watch()
         self.push_card(card("Berg"))
         wait_for(lambda: any(line["event"] == "accept" for line in watcher.json_lines()), "the card")
-        self.assertIn("66:77:88:99:AA:BB is let in: unknown, its cards are asked about", self.phone.err())
+        self.assertIn("66:77:88:99:AA:BB is let in: unknown; the user is asked", self.phone.err())
 
     def test_missing_bluez_is_told_once(self):
         self.start_phone_with()
-        self.assertIn("the system bus can't be reached", self.status("bluetooth"))
+        self.assertIn("no connection to the system bus", self.status("bluetooth"))
         self.assertEqual(self.phone.err().count("other phones can't find this one"), 1)
 
     def test_with_a_policy_but_without_bluez_everybody_is_refused(self):
         self.start_phone_with("--strangers", "refuse")
         self.assert_refused()
-        self.assertIn("BlueZ can't say who it is", self.status("lastDecision"))
+        self.assertIn("BlueZ can't tell whether it is trusted", self.status("lastDecision"))
         self.assertEqual(self.pushes(), 0)
 
     def test_blocked_device_is_refused_by_default_too(self):
@@ -97,7 +97,7 @@ class Policy(PhoneTest):
         result = self.run_program([phone.BIN / "phonectl", "--bus", self.bus_address,
                                    "receive", "on", "--visible", "3m"])
         self.assertEqual(result.returncode, 1)
-        self.assertIn("other phones can't find this one: BlueZ can't be asked", result.stderr)
+        self.assertIn("other phones can't find this one: can't reach BlueZ", result.stderr)
         self.assertIn("Receiving is on.", result.stdout)
 
     def test_phone_that_nobody_sits_at_receives_from_the_start_and_stores_what_trusted_devices_push(self):

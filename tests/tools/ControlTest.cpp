@@ -74,7 +74,7 @@ TEST_F(Control, SwitchingOnWithoutARadioSaysWhatIsMissing) {
   startPhone(Radio::None);
   const Finished finished = phonectl({"receive", "on"});
   EXPECT_EQ(finished.exitCode, 0);
-  EXPECT_THAT(finished.err, HasSubstr("nobody can reach the phone yet"));
+  EXPECT_THAT(finished.err, HasSubstr("other devices can't reach the phone yet"));
   EXPECT_THAT(finished.err, HasSubstr("Bluetooth"));
   EXPECT_THAT(phonectl({"status"}).out, HasSubstr("Bluetooth"));
 }
@@ -85,11 +85,11 @@ TEST_F(Control, SwitchingOffWithoutARadioIsHandedOver) {
   phonectl({"receive", "on"});
   const Finished off = phonectl({"receive", "off"});
   EXPECT_EQ(off.exitCode, 0) << off.err;
-  EXPECT_THAT(off.out, HasSubstr("Handed over: \"receive off\" waits in the phone"));
+  EXPECT_THAT(off.out, HasSubstr("Deferred: \"receive off\" waits in the phone"));
   EXPECT_THAT(off.out, HasSubstr("Bluetooth"));
   const Finished on = phonectl({"receive", "on"});
   EXPECT_EQ(on.exitCode, 0) << on.err;
-  EXPECT_THAT(on.out, HasSubstr("Handed over: \"receive on\""));
+  EXPECT_THAT(on.out, HasSubstr("Deferred: \"receive on\""));
   EXPECT_EQ(status().at("queued"), 1);
 }
 

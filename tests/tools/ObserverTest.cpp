@@ -8,7 +8,7 @@
 
 namespace {
 
-using phonectl::BusPlace;
+using dbus::BusAddress;
 using phonectl::kObserver;
 using phonectl::PhoneBus;
 using phonectl::PhoneObserver;
@@ -42,9 +42,9 @@ class Observer : public test::PhoneFixture {
   void SetUp() override {
     PhoneFixture::SetUp();
     Gio::init();
-    m_bus = std::make_unique<PhoneBus>(BusPlace(busAddress()));
-    m_phone = std::make_unique<PhoneBus>(BusPlace(busAddress()));
-    m_stranger = std::make_unique<PhoneBus>(BusPlace(busAddress()));
+    m_bus = std::make_unique<PhoneBus>(BusAddress(busAddress()));
+    m_phone = std::make_unique<PhoneBus>(BusAddress(busAddress()));
+    m_stranger = std::make_unique<PhoneBus>(BusAddress(busAddress()));
     m_observer = std::make_unique<PhoneObserver>(*m_bus, m_events);
     m_observer->listenTo(m_phone->connection()->get_unique_name());
   }

@@ -18,7 +18,7 @@ class SendingBesideOthers : public test::PhoneFixture {
     PhoneFixture::SetUp();
     Gio::init();
     startPhone();
-    m_bus = std::make_unique<phonectl::PhoneBus>(phonectl::BusPlace(busAddress()));
+    m_bus = std::make_unique<phonectl::PhoneBus>(dbus::BusAddress(busAddress()));
     m_sending = std::make_unique<phonectl::Sending>(*m_bus, m_signals);
   }
   void TearDown() override {

@@ -8,7 +8,6 @@
 
 #include "cards/CardText.h"
 #include "cards/SafeText.h"
-#include "host/bluetooth/BluezNames.h"
 #include "tools/phonectl/Failure.h"
 #include "tools/phonectl/Waiting.h"
 
@@ -16,10 +15,9 @@ namespace phonectl {
 
 namespace {
 
-constexpr unsigned kPatienceMilliseconds = 10000;
-/// A device that is in reach answers within two or three seconds; the system looks for one for
-/// five.
-constexpr std::chrono::seconds kServicePatience{20};
+constexpr unsigned kTimeoutMilliseconds = 10000;
+/// The kernel pages a device for five seconds; one in range answers within three.
+constexpr std::chrono::seconds kServiceTimeout{20};
 
 bool equalNames(const std::string& one, const std::string& other) {
   char* const folded = g_utf8_casefold(one.c_str(), -1);
@@ -36,7 +34,6 @@ std::string listed(const std::map<std::string, std::string>& addresses) {
   return text;
 }
 
-/// A filter for a search.
 GVariant* classicOnly() {
   GVariantBuilder filter;
   g_variant_builder_init(&filter, G_VARIANT_TYPE_VARDICT);
@@ -47,8 +44,8 @@ GVariant* classicOnly() {
 }  // namespace
 
 BlockingBluez::BlockingBluez(const StopSignals& signals) : m_signals(signals) {
-  m_bluez.start([this] { m_told = true; });
-  waitUntil([this] { return m_told; }, kPatienceMilliseconds);
+  m_bluez.start([this] { m_answered = true; });
+  waitUntil([this] { return m_answered; }, kTimeoutMilliseconds);
 }
 
 bool BlockingBluez::waitUntil(const std::function<bool()>& condition, unsigned milliseconds) {
@@ -58,13 +55,13 @@ bool BlockingBluez::waitUntil(const std::function<bool()>& condition, unsigned m
 }
 
 std::string BlockingBluez::missing() const {
-  return m_told ? cards::safeText(m_bluez.missing()) : "BlueZ doesn't answer";
+  return m_answered ? cards::safeText(m_bluez.missing()) : "BlueZ doesn't answer";
 }
 
 std::string BlockingBluez::scan(const host::AdapterFacts& adapter, int seconds) {
   const std::string path = adapter.path;
-  // Without this, adapters that know both begin with five seconds of a search for low energy
-  // devices, which take no cards. A BlueZ that refuses it searches all the same.
+  // Skips the five seconds of low-energy scan, which finds no device that accepts cards. If BlueZ
+  // refuses the filter, it still scans.
   static_cast<void>(ask(path, "SetDiscoveryFilter", classicOnly()));
   const std::string problem = ask(path, "StartDiscovery", nullptr);
   if (!problem.empty()) return problem;
@@ -72,7 +69,7 @@ std::string BlockingBluez::scan(const host::AdapterFacts& adapter, int seconds) 
   return ask(path, "StopDiscovery", nullptr);
 }
 
-/// The answer may still come when nobody waits for it any more.
+// The answer is shared: it may still arrive after the timeout.
 std::string BlockingBluez::ask(const std::string& path, const char* method, GVariant* arguments) {
   const auto answer = std::make_shared<std::optional<std::string>>();
   m_bluez.call(path, host::bluez::kAdapter, method, arguments,
@@ -80,7 +77,7 @@ std::string BlockingBluez::ask(const std::string& path, const char* method, GVar
                  const std::string& why = reply.text.empty() ? reply.error : reply.text;
                  *answer = reply.body ? std::string() : cards::safeText(why);
                });
-  waitUntil([&] { return answer->has_value(); }, kPatienceMilliseconds);
+  waitUntil([&] { return answer->has_value(); }, kTimeoutMilliseconds);
   return answer->value_or("BlueZ doesn't answer");
 }
 
@@ -96,10 +93,10 @@ std::string BlockingBluez::addressOf(const std::string& name) const {
   if (found.size() == 1) return found.begin()->first;
   const std::string shown = cards::safeText(name, cards::kMaxShown);
   if (found.empty())
-    throw Failure(kFailed, "no device is known by the name \"" + shown +
-                               "\". See: phonectl devices; an address works as well");
-  throw Failure(kFailed, "several devices call themselves \"" + shown +
-                             "\"; name one by its address: " + listed(found));
+    throw Failure(kFailed, "no known device is named \"" + shown + "\"",
+                  "list devices with: phonectl devices; or give its address");
+  throw Failure(kFailed, "several devices are named \"" + shown + "\"",
+                "give the address of one: " + listed(found));
 }
 
 host::SdpQuery::Answer askServices(const StopSignals& signals, const std::string& address,
@@ -108,10 +105,10 @@ host::SdpQuery::Answer askServices(const StopSignals& signals, const std::string
   host::SdpQuery::Answer answer;
   std::atomic<bool> done{false};
   std::thread asking([&] {
-    answer = query.ask(address, source, kServicePatience);
+    answer = query.ask(address, source, kServiceTimeout);
     done = true;
   });
-  const auto end = std::chrono::duration_cast<std::chrono::milliseconds>(kServicePatience * 2);
+  const auto end = std::chrono::duration_cast<std::chrono::milliseconds>(kServiceTimeout * 2);
   if (!runUntil(
           signals, [&] { return done.load(); }, static_cast<unsigned>(end.count())))
     query.cancel();

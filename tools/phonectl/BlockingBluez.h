@@ -10,28 +10,26 @@
 
 namespace phonectl {
 
-/// BlueZ on this machine, for commands that do one thing after the other, and the devices that it
-/// knows.
+/// A blocking client of the local BlueZ, which runs the main loop while it waits.
 ///
-/// Threads: the one that runs the default main loop. Throws Failure when the user leaves.
+/// Threads: the one that runs the default main loop. Throws Failure if the user interrupts it.
 class BlockingBluez {
  public:
-  /// Returns when it has answered, or it is clear that it won't.
+  /// Returns when BlueZ has answered or is known to be unavailable.
   explicit BlockingBluez(const StopSignals& signals);
 
   [[nodiscard]] bool ready() const { return m_bluez.ready(); }
-  /// Whether it isn't, because the bus's policy keeps this program from it.
+  /// Whether it isn't ready because the bus's policy denies access.
   [[nodiscard]] bool denied() const { return m_bluez.denied(); }
-  /// What is missing, a sentence without an end, safe to show.
+  /// Why it isn't ready, without a full stop, safe to show.
   [[nodiscard]] std::string missing() const;
   [[nodiscard]] const host::BluezObjects& objects() const { return m_bluez.objects(); }
 
-  /// Looks for devices in reach, for so many seconds. Returns why that can't be done, safe to show;
-  /// empty when it was.
+  /// Scans for devices. Returns an error message, safe to show, or "".
   std::string scan(const host::AdapterFacts& adapter, int seconds);
 
-  /// The address of the device that a user means by this name; throws Failure when there is none or
-  /// several. What devices call themselves they say themselves: one that is paired goes before.
+  /// The address of the device with this name, in any case. Devices choose their own names, so
+  /// paired ones take precedence. Throws Failure if there is none, or several.
   [[nodiscard]] std::string addressOf(const std::string& name) const;
 
  private:
@@ -39,12 +37,12 @@ class BlockingBluez {
   bool waitUntil(const std::function<bool()>& condition, unsigned milliseconds);
 
   const StopSignals& m_signals;
-  bool m_told = false;  ///< it has said something of itself
+  bool m_answered = false;
   host::Bluez m_bluez;
 };
 
-/// Asks a device for its Object Push services, see `SdpQuery::ask`, on a thread of its own while
-/// the main loop runs. Throws Failure when the user leaves.
+/// `SdpQuery::ask` on a thread of its own while the main loop runs. Throws Failure if the user
+/// interrupts it.
 host::SdpQuery::Answer askServices(const StopSignals& signals, const std::string& address,
                                    const std::string& source);
 

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "host/bluetooth/ChannelProbe.h"
 #include "host/bluetooth/DeviceRegistry.h"
 #include "tools/phonectl/BlockingBluez.h"
 #include "tools/phonectl/Diagnosis.h"
@@ -14,19 +13,18 @@
 
 namespace phonectl {
 
-/// The doctor's look at the way from another phone to this one: the kernel, BlueZ, and, where there
-/// is a second adapter to ask with, this machine's own service discovery.
+/// The doctor's checks of Bluetooth: the kernel, BlueZ, the RFCOMM channel, the service record and
+/// the policy.
 ///
-/// Threads: the one that runs the default main loop. What it was made with must outlive it.
+/// Threads: the one that runs the default main loop. The arguments must outlive it.
 class BluetoothChecks {
  public:
-  /// `status` is what the phone says of itself; none when it doesn't run. `phoneProcess` is 0 where
-  /// it isn't known.
+  /// `status` is nullopt if the phone doesn't run; `phoneProcess` is 0 if unknown.
   BluetoothChecks(const StopSignals& signals, const std::optional<PhoneStatus>& status,
                   pid_t phoneProcess, Diagnosis& diagnosis);
 
   void examine();
-  /// Who may come in by it; after `examine`.
+  /// Whether the policy admits anyone. Call after `examine`.
   void examinePolicy();
 
  private:
@@ -38,9 +36,10 @@ class BluetoothChecks {
   void examineChannel();
   void examineRecord();
   void judgeRecord(const host::SdpQuery::Answer& answer, const std::string& how);
-  void blameNobody(const std::vector<const char*>& checks, const std::string& why);
+  void skip(const std::vector<const char*>& checks, const std::string& why);
   [[nodiscard]] host::SdpQuery::Answer askOwnRecords(std::string& how) const;
-  [[nodiscard]] std::string otherListeners() const;
+  [[nodiscard]] bool channelIsTaken() const;
+  [[nodiscard]] std::string channelHolders() const;
   [[nodiscard]] bool anyTrusted() const;
   [[nodiscard]] int channel() const;
   [[nodiscard]] bool listening() const { return m_status && m_status->listening(); }
@@ -49,7 +48,7 @@ class BluetoothChecks {
   const std::optional<PhoneStatus>& m_status;
   const pid_t m_phoneProcess;
   Diagnosis& m_diagnosis;
-  host::ChannelUse m_use;
+  bool m_virtual = false;  ///< the phone is on a virtual radio, this process isn't
   BlockingBluez m_bluez;
   std::optional<host::AdapterFacts> m_adapter;
 };

@@ -16,7 +16,7 @@ Command::Command(CLI::App& parent, const std::string& name, const std::string& d
   m_app->footer(footer.empty() ? kExitCodes : footer + "\n\n" + kExitCodes);
 }
 
-int Command::start(const BusPlace& place) {
+int Command::start(const dbus::BusAddress& place) {
   PhoneBus bus(place);
   return run(bus);
 }

@@ -18,7 +18,7 @@ class Command {
   /// Whether the command line asked for it.
   [[nodiscard]] bool chosen() const { return m_app->parsed(); }
   /// Does it, with the phone on this bus. Returns the exit code, or throws Failure.
-  virtual int start(const BusPlace& place);
+  virtual int start(const dbus::BusAddress& place);
 
  protected:
   /// Adds the command to `parent`. `footer` stands at the end of its help.

@@ -8,51 +8,49 @@
 #include "cards/CardText.h"
 #include "cards/SafeText.h"
 #include "tools/phonectl/BlockingBluez.h"
+#include "tools/phonectl/Duration.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/StopSignals.h"
-#include "tools/phonectl/VisibleTime.h"
 
 namespace phonectl {
 
 namespace {
 
-constexpr int kUsualScan = 8;
+constexpr int kDefaultScan = 8;
 
 }  // namespace
 
 DevicesCommand::DevicesCommand(CLI::App& parent)
     : Command(
-          parent, "devices", "List Bluetooth devices: address, name, trust, whether in reach",
-          "The list is of the devices that BlueZ knows and of those that a search finds, which\n"
-          "must be visible. Trust is \"trusted\" (paired and trusted), \"paired\", \"stranger\" "
-          "or\n\"blocked\"; `bluetoothctl pair ADDRESS` and `bluetoothctl trust ADDRESS` change "
-          "it.\nNo phone needs to run."),
-      m_scan(kUsualScan) {
-  app().add_flag("--json", m_json, "A JSON array, one object a device");
+          parent, "devices", "List Bluetooth devices: address, trust, whether in range, name",
+          "Lists the devices that BlueZ knows and the visible ones that a scan finds. Trust is\n"
+          "\"trusted\" (paired and trusted), \"paired\", \"stranger\" or \"blocked\"; change it "
+          "with\n`bluetoothctl pair ADDRESS` and `bluetoothctl trust ADDRESS`. The phone need not "
+          "run."),
+      m_scan(kDefaultScan) {
+  app().add_flag("--json", m_json, "Print a JSON array, one object for each device");
   app()
-      .add_option("--scan", m_scan, "How long to search: 10s, 1m; 0 for not at all (default: 8s)")
+      .add_option("--scan", m_scan, "How long to scan: 10s, 1m; 0 to skip the scan (default: 8s)")
       ->type_name("TIME")
       ->transform([](const std::string& text) {
-        const auto seconds = text == "0" ? std::optional<int>(0) : visibleTime(text);
-        if (!seconds || *seconds < 0)
-          throw CLI::ValidationError("--scan",
-                                     "\"" + text + "\" is no time such as 10s, and not 0");
+        const auto seconds = text == "0" ? std::optional(0) : parseDuration(text);
+        if (!seconds)
+          throw CLI::ValidationError("--scan", "\"" + text + "\" is not a time such as 10s, or 0");
         return std::to_string(*seconds);
       });
 }
 
-int DevicesCommand::start(const BusPlace&) {
+int DevicesCommand::start(const dbus::BusAddress&) {
   const StopSignals signals;
   BlockingBluez bluez(signals);
-  if (!bluez.ready()) throw Failure(kFailed, bluez.missing() + ". See: phonectl doctor");
+  if (!bluez.ready())
+    throw Failure(kFailed, bluez.missing(), "find the cause with: phonectl doctor");
   const host::AdapterFacts* const adapter = bluez.objects().adapter("");
   if (adapter == nullptr) {
-    std::cerr << "phonectl: there is no Bluetooth adapter; these are known from before"
-              << std::endl;
+    std::cerr << "phonectl: there is no Bluetooth adapter; listing known devices only" << std::endl;
   } else if (m_scan > 0) {
     const std::string problem = bluez.scan(*adapter, m_scan);
-    if (!problem.empty())
-      std::cerr << "phonectl: can't search for devices: " << problem << std::endl;
+    if (!problem.empty()) std::cerr << "phonectl: can't scan for devices: " << problem << std::endl;
   }
   const std::vector<Row> rows = rowsOf(bluez.objects());
   if (m_json) {
@@ -91,7 +89,7 @@ std::string DevicesCommand::trustOf(const Row& row) {
 }
 
 void DevicesCommand::print(const std::vector<Row>& rows) {
-  if (rows.empty()) std::cerr << "phonectl: no device is known, and none was found" << std::endl;
+  if (rows.empty()) std::cerr << "phonectl: no devices known or found" << std::endl;
   for (const Row& row : rows) {
     const std::string name = cards::safeText(row.peer.name, cards::kMaxShown);
     std::string trust = trustOf(row);

@@ -9,18 +9,18 @@
 
 namespace phonectl {
 
-/// `phonectl devices`: the devices that BlueZ knows, and those in reach.
+/// `phonectl devices`: the devices that BlueZ knows, and those in range.
 class DevicesCommand : public Command {
  public:
   explicit DevicesCommand(CLI::App& parent);
   /// Needs no phone.
-  int start(const BusPlace& place) override;
+  int start(const dbus::BusAddress& place) override;
 
  protected:
   int run(PhoneBus& bus) override;
 
  private:
-  /// A device, by its address, of all that adapters have met.
+  /// One device, whichever adapters know it.
   struct Row {
     std::string address;
     host::Peer peer;

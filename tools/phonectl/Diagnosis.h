@@ -6,27 +6,24 @@
 
 namespace phonectl {
 
-/// What `phonectl doctor` has found out: one finding for each thing that a push needs.
-///
-/// Threads: a plain value.
+/// The findings of `phonectl doctor`, one for each requirement. A plain value.
 class Diagnosis {
  public:
   enum class State { kGood, kFault, kUnknown };
 
   struct Finding {
-    std::string what;  ///< "adapter"
+    std::string what;  ///< the requirement: "adapter"
     State state;
     std::string text;    ///< safe to show
-    std::string remedy;  ///< of a fault
+    std::string remedy;  ///< for a fault
   };
 
   void good(const std::string& what, const std::string& text);
   void fault(const std::string& what, const std::string& text, const std::string& remedy);
-  /// It could not be found out, because of something that is a fault itself.
+  /// Could not be checked because of another fault.
   void unknown(const std::string& what, const std::string& text);
 
-  [[nodiscard]] const std::vector<Finding>& findings() const { return m_findings; }
-  /// Whether a push would arrive: nothing is wrong and nothing unknown.
+  /// Whether a push would arrive: everything is good.
   [[nodiscard]] bool healthy() const;
 
   [[nodiscard]] std::vector<std::string> lines() const;

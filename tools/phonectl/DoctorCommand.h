@@ -4,12 +4,12 @@
 
 namespace phonectl {
 
-/// `phonectl doctor`: what stands between another phone and this one.
+/// `phonectl doctor`.
 class DoctorCommand : public Command {
  public:
   explicit DoctorCommand(CLI::App& parent);
-  /// Needs no phone: that there is none is a finding.
-  int start(const BusPlace& place) override;
+  /// Needs no phone.
+  int start(const dbus::BusAddress& place) override;
 
  protected:
   int run(PhoneBus& bus) override;

@@ -16,12 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kPatienceMilliseconds = 20000;
+constexpr unsigned kTimeoutMilliseconds = 20000;
 
-/// A child process and what it prints. The callback may come when nobody waits any more.
+/// A child process and its output. It stays alive until GIO has called back.
 class Child : public std::enable_shared_from_this<Child> {
  public:
-  /// Null when it can't be started; `problem` says why.
+  /// Null, and `problem` set, if it can't be started.
   static std::shared_ptr<Child> start(const std::string& program, std::string& problem) {
     GError* error = nullptr;
     constexpr auto kFlags = static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE |
@@ -45,7 +45,7 @@ class Child : public std::enable_shared_from_this<Child> {
   void kill() { g_subprocess_force_exit(m_process); }
   [[nodiscard]] bool ended() const { return m_ended; }
   [[nodiscard]] const std::string& output() const { return m_output; }
-  /// "exit code 1"; only when it has ended.
+  /// "exit code 1". Only after it has ended.
   [[nodiscard]] std::string end() const {
     if (g_subprocess_get_if_signaled(m_process) != FALSE)
       return "signal " + std::to_string(g_subprocess_get_term_sig(m_process));
@@ -73,7 +73,7 @@ class Child : public std::enable_shared_from_this<Child> {
   bool m_ended = false;
 };
 
-/// Where phone-host is installed or built: beside this program.
+/// phone-host is installed and built beside this program.
 fs::path hostProgram() {
   std::error_code error;
   return fs::read_symlink("/proc/self/exe", error).parent_path() / "phone-host";
@@ -86,14 +86,14 @@ void HostCheck::examine(Diagnosis& diagnosis) {
   const std::string shown = cards::safeText(program.string());
   std::error_code error;
   if (!fs::exists(program, error)) {
-    diagnosis.fault("plug-in", "there is no " + shown + " to load it",
-                    "install the telephone beside phonectl (package obexphone)");
-    diagnosis.unknown("phonebook", "not known: there is no phone-host to look at it");
+    diagnosis.fault("plug-in", "can't be loaded without " + shown,
+                    "install phone-host beside phonectl (package obexphone)");
+    diagnosis.unknown("phonebook", "not checked: there is no phone-host");
     return;
   }
   ask(program.string());
-  const host::Problem silent{"phone-host was asked to try it, and said nothing: " + m_end,
-                             "see what it says: " + shown + " --check"};
+  const host::Problem silent{"phone-host --check reported nothing: " + m_end,
+                             "run it yourself: " + shown + " --check"};
   tell(diagnosis, "plug-in", silent);
   tell(diagnosis, "phonebook", silent);
 }
@@ -106,17 +106,17 @@ void HostCheck::ask(const std::string& program) {
     return;
   }
   const bool ended = runUntil(
-      m_signals, [&] { return child->ended(); }, kPatienceMilliseconds);
+      m_signals, [&] { return child->ended(); }, kTimeoutMilliseconds);
   if (!ended) child->kill();
   throwIfLeft(m_signals);
-  // What it had said before it was killed counts.
+  // Output from before it was killed counts.
   runUntil(
-      m_signals, [&] { return child->ended(); }, kPatienceMilliseconds);
-  m_end = ended ? child->end() : "it did not end";
+      m_signals, [&] { return child->ended(); }, kTimeoutMilliseconds);
+  m_end = ended ? child->end() : "it didn't end";
   read(child->output());
 }
 
-/// Lines as `host::StartCheck` prints them.
+/// Parses the lines that `host::StartCheck` prints.
 void HostCheck::read(const std::string& output) {
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {

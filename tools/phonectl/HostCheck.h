@@ -9,16 +9,15 @@
 
 namespace phonectl {
 
-/// What a phone that doesn't run would find if it were started: asks `phone-host --check`, with its
-/// own idea of plug-in and phonebook. That is a process of its own, so that nothing that a plug-in
-/// does when it is loaded happens here.
+/// Runs `phone-host --check`: whether a phone that isn't running could start with its default
+/// plug-in and phonebook. In a process of its own, because it loads the plug-in.
 ///
 /// Threads: the one that runs the default main loop.
 class HostCheck {
  public:
   explicit HostCheck(const StopSignals& signals) : m_signals(signals) {}
 
-  /// Adds findings for "plug-in" and "phonebook". Throws Failure when the user leaves.
+  /// Adds the findings "plug-in" and "phonebook". Throws Failure if the user interrupts it.
   void examine(Diagnosis& diagnosis);
 
  private:
@@ -30,7 +29,7 @@ class HostCheck {
   // By the name of the check; safe to show.
   std::map<std::string, std::string> m_good;
   std::map<std::string, host::Problem> m_faults;
-  std::string m_end;  ///< how the process ended, for people
+  std::string m_end;  ///< how the process ended, in words
 };
 
 }  // namespace phonectl

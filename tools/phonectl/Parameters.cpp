@@ -1,5 +1,7 @@
 #include "tools/phonectl/Parameters.h"
 
+#include "dbus/Values.h"
+
 namespace phonectl {
 
 namespace {
@@ -30,12 +32,7 @@ Parameters& Parameters::addInt(const std::string& name, int value) {
 }
 
 Parameters& Parameters::addText(const std::string& name, const std::string& value) {
-  const bool isString =
-      g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) != FALSE &&
-      value.find('\0') == std::string::npos;
-  m_values[name] = isString ? Glib::VariantBase(g_variant_new_string(value.c_str()))
-                            : Glib::VariantBase(g_variant_new_fixed_array(
-                                  G_VARIANT_TYPE_BYTE, value.data(), value.size(), 1));
+  m_values[name] = Glib::VariantBase(dbus::textVariant(value));
   return *this;
 }
 
@@ -45,17 +42,7 @@ Glib::VariantContainerBase Parameters::body() const {
 }
 
 std::optional<std::string> Parameters::textIn(const Glib::VariantBase& value) {
-  if (isOf(value, "s")) {
-    gsize length = 0;
-    const char* const text = g_variant_get_string(raw(value), &length);
-    return std::string(text, length);
-  }
-  if (isOf(value, "ay")) {
-    gsize length = 0;
-    const void* const bytes = g_variant_get_fixed_array(raw(value), &length, 1);
-    return length == 0 ? std::string() : std::string(static_cast<const char*>(bytes), length);
-  }
-  return std::nullopt;
+  return dbus::textIn(raw(value));
 }
 
 std::optional<bool> Parameters::booleanIn(const Glib::VariantBase& value) {

@@ -3,34 +3,25 @@
 #include <csignal>
 
 #include "cards/SafeText.h"
+#include "dbus/Calls.h"
 
 namespace phonectl {
 
 namespace {
 
-constexpr int kBusTimeoutMilliseconds = 25000;
-
 bool is(const Glib::Error& error, GDBusError code) { return error.matches(G_DBUS_ERROR, code); }
 
-// The sentence that came over the bus, without the technical name in front of it.
-std::string sentenceOf(const Glib::Error& error) {
-  GError* const copy = g_error_copy(error.gobj());
-  g_dbus_error_strip_remote_error(copy);
-  std::string sentence = cards::safeText(copy->message);
-  g_error_free(copy);
-  return sentence;
-}
+std::string sentenceOf(const Glib::Error& error) { return cards::safeText(dbus::messageOf(error)); }
 
 }  // namespace
 
-PhoneBus::PhoneBus(const BusPlace& place) : m_place(place) {
+PhoneBus::PhoneBus(const dbus::BusAddress& place) : m_place(place) {
   const auto flags = Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
                      Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION;
-  const std::string address = place.address();
   try {
-    m_connection = Gio::DBus::Connection::create_for_address_sync(address, flags);
+    m_connection = Gio::DBus::Connection::create_for_address_sync(place.resolve(), flags);
   } catch (const Glib::Error& error) {
-    throw Failure(kNotRunning, "can't reach " + place.shown() + ": " + sentenceOf(error),
+    throw Failure(kNotRunning, "can't reach " + place.describe() + ": " + sentenceOf(error),
                   "name the phone's bus with --bus or PHONE_BUS");
   }
   // GIO has it ignored now. A reader that leaves ends this program as it does any other.
@@ -67,27 +58,25 @@ void PhoneBus::finish(const Glib::RefPtr<Gio::AsyncResult>& result,
 }
 
 std::string PhoneBus::phoneOwner() const {
-  const auto name = Glib::Variant<Glib::ustring>::create(kPhoneName);
   try {
-    const Glib::VariantContainerBase answer =
-        m_connection->call_sync("/org/freedesktop/DBus", "org.freedesktop.DBus", "GetNameOwner",
-                                Glib::VariantContainerBase::create_tuple(name),
-                                "org.freedesktop.DBus", kBusTimeoutMilliseconds);
-    Glib::Variant<Glib::ustring> owner;
-    answer.get_child(owner, 0);
-    return owner.get();
+    const dbus::VariantPtr answer =
+        dbus::callDaemon(m_connection, "GetNameOwner", g_variant_new("(s)", kPhoneName));
+    const char* owner = "";
+    if (dbus::isOfType(answer.get(), "(s)")) g_variant_get(answer.get(), "(&s)", &owner);
+    return owner;
   } catch (const Glib::Error& error) {
     throw failureOf(error);
   }
 }
 
 Failure PhoneBus::notRunning() const {
-  return {kNotRunning, "the phone isn't running on " + m_place.shown(),
+  return {kNotRunning, "the phone isn't running on " + m_place.describe(),
           "start it with: phone-host" + m_place.option()};
 }
 
 Failure PhoneBus::busLost() const {
-  return {kLost, "the connection to " + m_place.shown() + " is gone", "ask again when it is back"};
+  return {kLost, "the connection to " + m_place.describe() + " is gone",
+          "ask again when it is back"};
 }
 
 Failure PhoneBus::failureOf(const Glib::Error& error) const {
@@ -105,7 +94,8 @@ Failure PhoneBus::failureOf(const Glib::Error& error) const {
     return {kFailed, "the phone doesn't answer", "if it is stopped or hangs, restart phone-host"};
   }
   if (is(error, G_DBUS_ERROR_ACCESS_DENIED)) {
-    return {kFailed, m_place.shown() + " doesn't let you talk to the phone: " + sentenceOf(error),
+    return {kFailed,
+            m_place.describe() + " doesn't let you talk to the phone: " + sentenceOf(error),
             "the bus's policy has to allow it; that of the system's phone allows root and the "
             "group obexphone: sudo adduser NAME obexphone, and log in anew"};
   }

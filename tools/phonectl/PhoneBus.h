@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/phonectl/BusPlace.h"
+#include "dbus/BusAddress.h"
 #include "tools/phonectl/Failure.h"
 #include "tools/phonectl/PhoneNames.h"
 
@@ -34,7 +34,7 @@ class PhoneBus {
   using OnAnswer = std::function<void(const Answer&)>;
 
   /// Connects. Throws Failure.
-  explicit PhoneBus(const BusPlace& place);
+  explicit PhoneBus(const dbus::BusAddress& place);
   /// What was sent is on its way when it returns.
   ~PhoneBus();
   PhoneBus(const PhoneBus&) = delete;
@@ -50,7 +50,7 @@ class PhoneBus {
   [[nodiscard]] const Glib::RefPtr<Gio::DBus::Connection>& connection() const {
     return m_connection;
   }
-  [[nodiscard]] const BusPlace& place() const { return m_place; }
+  [[nodiscard]] const dbus::BusAddress& place() const { return m_place; }
 
   /// How a command ends when there is no phone, and when the bus has gone.
   [[nodiscard]] Failure notRunning() const;
@@ -60,7 +60,7 @@ class PhoneBus {
   [[nodiscard]] Failure failureOf(const Glib::Error& error) const;
   void finish(const Glib::RefPtr<Gio::AsyncResult>& result, const OnAnswer& onAnswer) const;
 
-  const BusPlace m_place;
+  const dbus::BusAddress m_place;
   Glib::RefPtr<Gio::DBus::Connection> m_connection;
   const std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

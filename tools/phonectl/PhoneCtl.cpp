@@ -27,7 +27,7 @@ namespace phonectl {
 namespace {
 
 std::string checkBus(const std::string& text) {
-  return BusPlace::valid(text)
+  return dbus::BusAddress::valid(text)
              ? ""
              : "it is neither session nor system nor a D-Bus address such as unix:path=/run/bus";
 }
@@ -96,7 +96,7 @@ int PhoneCtl::run(int argc, char** argv) {
 
 int PhoneCtl::runChosen() {
   for (const auto& command : m_commands) {
-    if (command->chosen()) return command->start(BusPlace(m_bus));
+    if (command->chosen()) return command->start(dbus::BusAddress(m_bus));
   }
   std::cerr << "phonectl: say what to do; the commands stand in: phonectl --help" << std::endl;
   return kUsage;

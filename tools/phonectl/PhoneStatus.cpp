@@ -92,6 +92,7 @@ std::string PhoneStatus::shown(const std::string& name) const {
 }
 
 std::string PhoneStatus::receivingLine() const {
+  if (!listenError().empty()) return "on, but the phone can't listen: " + listenError();
   if (!listening()) return missingRadio().empty() ? "off" : "off, or waiting for the radio";
   const auto channel = m_values.number("channel");
   const std::string peer = shown("peer");

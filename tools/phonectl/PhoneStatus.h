@@ -20,6 +20,8 @@ class PhoneStatus {
   explicit PhoneStatus(const Glib::VariantContainerBase& answer) : m_values(answer) {}
 
   [[nodiscard]] bool listening() const { return m_values.boolean("listening").value_or(false); }
+  /// Why it can't listen although receiving is on, safe to show; empty if it can or need not.
+  [[nodiscard]] std::string listenError() const { return shown("listenError"); }
   /// Where the phone keeps photos.
   [[nodiscard]] std::string imagesFolder() const;
   /// Why it can't write there, not safe to show.

@@ -1,116 +1,123 @@
 #include "tools/phonectl/ReceiveCommand.h"
 
+#include <functional>
 #include <iostream>
-#include <optional>
 
+#include "tools/phonectl/Duration.h"
 #include "tools/phonectl/Output.h"
 #include "tools/phonectl/Parameters.h"
-#include "tools/phonectl/VisibleTime.h"
 
 namespace phonectl {
 
 namespace {
 
-// A push server that has a radio listens within a moment of being switched on.
-constexpr unsigned kListenPatienceMilliseconds = 5000;
-// The phone tries for ten seconds where BlueZ is busy with the adapter.
-constexpr unsigned kVisiblePatienceMilliseconds = 15000;
-constexpr unsigned kAskAgainMilliseconds = 50;
+// With a radio, a push server listens at once.
+constexpr unsigned kListenTimeoutMilliseconds = 5000;
+// The phone retries for ten seconds while BlueZ is busy with the adapter.
+constexpr unsigned kVisibleTimeoutMilliseconds = 15000;
+constexpr unsigned kPollMilliseconds = 50;
+
+std::string visibleOption(const std::string& text) {
+  const auto seconds = text == "always" ? std::optional(-1) : parseDuration(text);
+  if (!seconds)
+    throw CLI::ValidationError("--visible", "\"" + text + "\" is not a time (1s to 24h) or always");
+  return std::to_string(*seconds);
+}
+
+/// Polls the phone's status until `settled` holds or the time is up, and returns the last status.
+PhoneStatus waitForStatus(BlockingCall& call, unsigned timeout,
+                          const std::function<bool(const PhoneStatus&)>& settled) {
+  PhoneStatus status(call.run(PhoneStatus::question()));
+  for (unsigned waited = 0; !settled(status) && waited < timeout; waited += kPollMilliseconds) {
+    call.waitUntil([] { return false; }, kPollMilliseconds);
+    status = PhoneStatus(call.run(PhoneStatus::question()));
+  }
+  return status;
+}
+
+void waitUntilListening(BlockingCall& call) {
+  const PhoneStatus status =
+      waitForStatus(call, kListenTimeoutMilliseconds, [](const PhoneStatus& now) {
+        return now.listening() || !now.missingRadio().empty() || !now.listenError().empty();
+      });
+  if (!status.listening() && status.missingRadio().empty()) {
+    const std::string error = status.listenError();
+    throw Failure(kFailed,
+                  "the phone can't receive yet: " +
+                      (error.empty() ? "its push server doesn't listen" : error) +
+                      ". It keeps trying until receiving is switched off",
+                  "find the cause with: phonectl doctor");
+  }
+  printLine("Receiving is on.");
+  if (!status.listening())
+    std::cerr << "phonectl: but other devices can't reach the phone yet: " << status.missingRadio()
+              << std::endl;
+}
 
 }  // namespace
 
 ReceiveCommand::ReceiveCommand(CLI::App& parent)
     : Command(
           parent, "receive", "Switch the receiving of cards on or off",
-          "Where Bluetooth is missing, the phone can't stop receiving before a radio appears:\n"
-          "the request then waits in the phone and takes effect as soon as it can. That is told,"
-          "\nand counts as done (exit code 0).\n"
-          "Phones that were never paired with this one find it only while its Bluetooth adapter "
-          "is\n"
-          "visible, which --visible makes it for a time. When that can't be done, the exit code is "
-          "1.") {
+          "Without Bluetooth, a phone that receives can't be switched until a radio appears. The\n"
+          "request then waits in the phone, which counts as done (exit code 0).\n"
+          "The exit code is 1 if the phone can't listen, for example because another program uses\n"
+          "its channel; it keeps trying.\n"
+          "Phones that aren't paired with this one can find it only while its adapter is visible;\n"
+          "see --visible. If it can't be made visible, the exit code is 1.") {
   app().add_option("state", m_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
   app()
-      .add_option("--visible", m_visible, "For how long: 30s, 3m, 1h or always")
+      .add_option("--visible", m_visible,
+                  "How long other phones can find this one: 30s, 3m, 1h or always")
       ->type_name("TIME")
-      ->transform([](const std::string& text) {
-        const auto seconds = visibleTime(text);
-        if (!seconds)
-          throw CLI::ValidationError("--visible",
-                                     "\"" + text + "\" is no time from 1s to 24h, nor always");
-        return std::to_string(*seconds);
-      });
+      ->transform(visibleOption);
   app().callback([this] {
-    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "it goes with receive on");
+    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "needs receive on");
   });
 }
 
 int ReceiveCommand::run(PhoneBus& bus) {
   const StopSignals signals;
-  BlockingCall patient(bus, signals);
+  BlockingCall call(bus, signals);
   const Glib::VariantContainerBase body = Parameters().addBool("obexEnableParam", on()).body();
   std::string missingRadio;
   const auto answer =
-      patient.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
+      call.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
         missingRadio = status.missingRadio();
         return !missingRadio.empty() && status.switching();
       });
   if (!answer) {
-    tellHandedOver(missingRadio);
+    tellDeferred(missingRadio);
   } else if (on()) {
-    tellOn(patient);
-    if (m_visible != 0) makeVisible(patient);
+    waitUntilListening(call);
+    if (m_visible != 0) makeVisible(call);
   } else {
     printLine("Receiving is off.");
   }
   return kDone;
 }
 
-void ReceiveCommand::tellHandedOver(const std::string& missingRadio) const {
-  printLine("Handed over: \"receive " + m_state +
-            "\" waits in the phone and takes effect as soon as its push server can be stopped.");
-  printLine("It can't be stopped now, because the radio is missing: " + missingRadio);
+void ReceiveCommand::tellDeferred(const std::string& missingRadio) const {
+  printLine("Deferred: \"receive " + m_state +
+            "\" waits in the phone until its push server can be stopped.");
+  printLine("It can't be stopped now, because there is no radio: " + missingRadio);
 }
 
-void ReceiveCommand::tellOn(BlockingCall& patient) {
-  std::optional<PhoneStatus> status;
-  const auto settled = [&] {
-    return status && (status->listening() || !status->missingRadio().empty());
-  };
-  for (unsigned waited = 0; !settled() && waited < kListenPatienceMilliseconds;
-       waited += kAskAgainMilliseconds) {
-    if (status) patient.waitUntil([] { return false; }, kAskAgainMilliseconds);
-    status.emplace(patient.run(PhoneStatus::question()));
+void ReceiveCommand::makeVisible(BlockingCall& call) const {
+  call.run({kPhone, "SetVisible",
+            Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_visible))});
+  const PhoneStatus status = waitForStatus(
+      call, kVisibleTimeoutMilliseconds,
+      [](const PhoneStatus& now) { return now.discoverable() || !now.visibleProblem().empty(); });
+  if (!status.discoverable()) {
+    const std::string problem = status.visibleProblem();
+    throw Failure(kFailed,
+                  "but other phones can't find this one: " +
+                      (problem.empty() ? "the adapter has not become visible" : problem),
+                  "find the cause with: phonectl doctor");
   }
-  printLine("Receiving is on.");
-  if (!status->listening()) {
-    std::cerr << "phonectl: but nobody can reach the phone yet: "
-              << (status->missingRadio().empty() ? "the push server doesn't listen; see the log"
-                                                 : status->missingRadio())
-              << std::endl;
-  }
-}
-
-void ReceiveCommand::makeVisible(BlockingCall& patient) const {
-  patient.run({kPhone, "SetVisible",
-               Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_visible))});
-  std::optional<PhoneStatus> status;
-  const auto settled = [&] {
-    return status && (status->discoverable() || !status->visibleProblem().empty());
-  };
-  for (unsigned waited = 0; !settled() && waited < kVisiblePatienceMilliseconds;
-       waited += kAskAgainMilliseconds) {
-    if (status) patient.waitUntil([] { return false; }, kAskAgainMilliseconds);
-    status.emplace(patient.run(PhoneStatus::question()));
-  }
-  if (!status->discoverable()) {
-    const std::string problem = status->visibleProblem();
-    throw Failure(kFailed, "but other phones can't find this one: " +
-                               (problem.empty() ? "the adapter has not become visible" : problem) +
-                               ". See: phonectl doctor");
-  }
-  printLine(m_visible < 0 ? "Visible until that is changed."
-                          : "Visible for " + shownTime(m_visible) + ".");
+  printLine(m_visible < 0 ? "Visible until changed."
+                          : "Visible for " + durationText(m_visible) + ".");
 }
 
 }  // namespace phonectl

@@ -7,7 +7,7 @@
 
 namespace phonectl {
 
-/// `phonectl receive on|off`: switches receiving.
+/// `phonectl receive on|off`.
 class ReceiveCommand : public Command {
  public:
   explicit ReceiveCommand(CLI::App& parent);
@@ -15,12 +15,11 @@ class ReceiveCommand : public Command {
 
  private:
   [[nodiscard]] bool on() const { return m_state == "on"; }
-  void tellHandedOver(const std::string& missingRadio) const;
-  static void tellOn(BlockingCall& patient);
-  void makeVisible(BlockingCall& patient) const;
+  void tellDeferred(const std::string& missingRadio) const;
+  void makeVisible(BlockingCall& call) const;
 
   std::string m_state;
-  int m_visible = 0;  ///< seconds, -1 for ever, 0 for as it is
+  int m_visible = 0;  ///< seconds, -1 for ever, 0 for no change
 };
 
 }  // namespace phonectl

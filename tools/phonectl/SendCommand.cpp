@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "cards/SafeText.h"
+#include "host/bluetooth/Address.h"
 #include "tools/phonectl/BlockingBluez.h"
 #include "tools/phonectl/ContactFile.h"
 #include "tools/phonectl/Output.h"
@@ -22,11 +23,7 @@ constexpr int kVirtualChannel = 4;
 constexpr const char* kNobody = "00:00:00:00:00:00";
 
 bool isAddress(const std::string& text) {
-  if (text.size() != 17 || text == kNobody) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (i % 3 == 2 ? text[i] != ':' : !g_ascii_isxdigit(text[i])) return false;
-  }
-  return true;
+  return text != kNobody && host::parseAddress(text).has_value();
 }
 
 /// What has the parts of an address is meant as one.

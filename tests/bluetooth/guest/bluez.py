@@ -1,4 +1,4 @@
-"""BlueZ as its users see it: the objects of org.bluez on the system bus."""
+"""A client of BlueZ: the objects of org.bluez on the system bus."""
 
 import dbus
 from checks import wait_for
@@ -23,7 +23,7 @@ class BlueZ:
                                ())
 
     def objects(self):
-        """Path to interfaces; none while bluetoothd isn't there."""
+        """Interfaces by path; empty while bluetoothd isn't running."""
         try:
             return self.call("/", "org.freedesktop.DBus.ObjectManager", "GetManagedObjects")
         except dbus.DBusException as error:
@@ -34,7 +34,7 @@ class BlueZ:
             raise
 
     def adapters(self):
-        """hci0 and so on, with their properties."""
+        """Properties by name (hci0)."""
         return {path.split("/")[-1]: interfaces[ADAPTER] for path, interfaces in self.objects().items()
                 if ADAPTER in interfaces}
 
@@ -42,7 +42,7 @@ class BlueZ:
         return self.adapters()[name]
 
     def set_adapter(self, name, key, value, signature=None):
-        """Waits for the adapter, and while bluetoothd or the telephone is just at it."""
+        """Sets a property; waits for the adapter, and while it is busy."""
         def is_set():
             try:
                 if name not in self.adapters():
@@ -58,11 +58,11 @@ class BlueZ:
         wait_for(is_set, f"{key} of {name} to be {value}")
 
     def offers_push(self):
-        """Whether there is any service record for Object Push: bluetoothd shows the same ones by both adapters."""
+        """Whether any Object Push record is published; bluetoothd publishes the same ones on both adapters."""
         return any(OPP in adapter["UUIDs"] for adapter in self.adapters().values())
 
     def device(self, adapter, address):
-        """What this adapter knows of a device, or None."""
+        """The properties of a device that this adapter knows, or None."""
         return self.objects().get(self._device_path(adapter, address), {}).get(DEVICE)
 
     def is_paired(self, adapter, address):
@@ -77,7 +77,7 @@ class BlueZ:
             self.call(f"/org/bluez/{adapter}", ADAPTER, "RemoveDevice", "o", self._device_path(adapter, address))
 
     def pair(self, adapter, address):
-        """Bonds with a device that was near just now."""
+        """Pairs with a device that was in range just now."""
         wait_for(lambda: self.device(adapter, address) is not None, f"{adapter} to know {address}")
         self.call(self._device_path(adapter, address), DEVICE, "Pair")
         wait_for(lambda: self.is_paired(adapter, address), f"{adapter} to be paired with {address}")

@@ -1,4 +1,4 @@
-"""What other phones see of the telephone, and whom it lets in."""
+"""Service record, admission and visibility."""
 
 import contextlib
 import json
@@ -13,7 +13,7 @@ CHANNEL_LINE = "Channel: 4"
 
 
 def record(machine):
-    """What an SDP search for Object Push finds, as the peer sees it."""
+    """What an SDP search for Object Push finds from the peer."""
     machine.wait_for_no_link()
     return machine.run_program("sdptool", "-i", "hci1", "search", "--bdaddr", TELEPHONE, "OPUSH").stdout
 
@@ -32,7 +32,7 @@ def has_record(machine):
     expect(machine.telephone.status()["record"], "published", "what the telephone says of it")
 
 
-@check("the service record is gone while receiving is off, and is there again when it is on")
+@check("the service record is withdrawn while receiving is off, and published again when it is on")
 def record_follows(machine):
     machine.telephone.receive_off()
     wait_for(lambda: CHANNEL_LINE not in record(machine), "the record to go")
@@ -55,7 +55,7 @@ def obexd_pushes(machine):
 
 @contextlib.contextmanager
 def device(machine, key):
-    """A property of the peer, as the telephone's adapter knows it, is true for a while."""
+    """Sets a property of the peer's device object for a while."""
     machine.wait_for_no_link()
     machine.bluez.set_device("hci0", PEER, key, True)
     try:
@@ -64,7 +64,7 @@ def device(machine, key):
         machine.bluez.set_device("hci0", PEER, key, False)
 
 
-@check("a blocked device does not get in, and does when it is no longer blocked")
+@check("a blocked device is refused until it is unblocked")
 def blocked(machine):
     book = machine.telephone.book()
     objects = machine.telephone.status()["objects"]
@@ -76,17 +76,17 @@ def blocked(machine):
     expect_card_goes_through(machine, "Blocked")
 
 
-@check("where strangers are refused, an untrusted device is closed out before a byte is read, and a trusted one gets in")
+@check("if strangers are refused, an untrusted device is disconnected before a byte is read, and a trusted one admitted")
 def strangers_refused(machine):
     with machine.telephone.restarted("--strangers", "refuse"):
         expect(machine.peer.gets_in(), False, "the untrusted device gets in")
         said = machine.telephone.status()["lastDecision"]
-        expect_in("is refused: paired, but not trusted", said, "the last decision")
+        expect_in("is refused: paired but not trusted", said, "the last decision")
         with device(machine, "Trusted"):
             expect_card_goes_through(machine, "Trusted")
 
 
-@check("after bluetoothd was restarted the record is there again, and cards come in")
+@check("after bluetoothd restarts, the record is published again and cards arrive")
 def restarted(machine):
     machine.bluetoothd.stop()
     machine.start_bluetoothd()
@@ -97,7 +97,7 @@ def restarted(machine):
     expect("org.bluez.Error" in machine.telephone.host.err(), False, "an error of BlueZ is in the log")
 
 
-@check("a controller that goes away in mid-transfer and comes back has the record again, and cards come in")
+@check("after a controller is unplugged in mid-transfer and plugged in again, the record is published and cards arrive")
 def controller_returns(machine):
     book = machine.telephone.book()
     with machine.peer.link() as link:
@@ -112,7 +112,7 @@ def controller_returns(machine):
     expect_card_goes_through(machine, "Returned")
 
 
-@check("the adapter is visible for as long as was asked, and no longer")
+@check("the adapter is visible for as long as asked, and no longer")
 def visible(machine):
     machine.bluez.set_adapter("hci0", "Discoverable", False)
     machine.telephone.ctl("receive", "on", "--visible", "3s")
@@ -120,7 +120,7 @@ def visible(machine):
     machine.make_adapters_ready()
 
 
-@check("the adapter is not visible for longer than was asked when the telephone is killed meanwhile")
+@check("visibility ends in time even if the telephone is killed")
 def visible_when_killed(machine):
     machine.bluez.set_adapter("hci0", "Discoverable", False)
     machine.telephone.ctl("receive", "on", "--visible", "3s")
@@ -131,19 +131,19 @@ def visible_when_killed(machine):
 
 
 def expect_visible_for(machine, seconds):
-    """It is so now, and then it isn't."""
+    """It is visible now, and later it isn't."""
     adapter = machine.bluez.adapter("hci0")
     expect((bool(adapter["Discoverable"]), int(adapter["DiscoverableTimeout"])), (True, seconds), "visible, and for how long")
     wait_for(lambda: not machine.bluez.adapter("hci0")["Discoverable"], "the adapter to be no longer visible")
 
 
 def listed(machine, *options):
-    """What `phonectl devices` says of the peer."""
+    """What `phonectl devices` prints for the peer."""
     found = json.loads(machine.telephone.ctl("devices", "--json", *options))
     return next(device for device in found if device["address"] == PEER)
 
 
-@check("the list of devices tells of the peer that it is paired, then that it is trusted, and that a search has found it")
+@check("phonectl devices shows that the peer is paired, then trusted, and found by a scan")
 def devices(machine):
     known = {"address": PEER, "name": "BlueZ 5.66", "trust": "paired", "paired": True, "trusted": False, "blocked": False,
              "connected": False, "near": False}

@@ -1,22 +1,23 @@
-"""Faults that are made for real, one at a time, and what `phonectl doctor` says of each."""
+"""Provokes real faults, one at a time, and checks what `phonectl doctor` reports."""
 
 import contextlib
 import json
+import os
 import pathlib
 import socket
 
-from checks import check, expect, wait_for
+from checks import check, expect, expect_in, wait_for
 from phone import IMAGES
 
 
 def examine(machine):
-    """The exit code, and the doctor's findings by their names."""
+    """The doctor's exit code, and its findings by name."""
     result = machine.run_program("phonectl", "doctor", "--json")
     return result.returncode, {found["check"]: found for found in json.loads(result.stdout)}
 
 
 def expect_fault(machine, name):
-    """The doctor finds it, says what to do, and has an exit code for it."""
+    """Waits until the doctor reports the fault, and returns its text."""
     def found():
         code, findings = examine(machine)
         return (code, findings[name]) if name in findings and not findings[name]["ok"] else None
@@ -26,13 +27,14 @@ def expect_fault(machine, name):
     expect(bool(finding["text"].strip() and finding["remedy"].strip()), True, f"{finding} says what is wrong and what to do")
     machine.say(f"    # {finding['text']}")
     machine.say(f"    # remedy: {finding['remedy']}")
+    return finding["text"]
 
 
 def expect_healthy(machine):
-    wait_for(lambda: examine(machine)[0] == 0, "the doctor to find nothing")
+    wait_for(lambda: examine(machine)[0] == 0, "the doctor to find no fault")
 
 
-@check("the doctor finds nothing wrong with a telephone that works")
+@check("the doctor finds no fault with a working telephone")
 def healthy(machine):
     expect_healthy(machine)
 
@@ -65,7 +67,7 @@ def not_visible(machine):
 
 @contextlib.contextmanager
 def no_profiles_allowed(machine):
-    """The system bus forbids what publishes a record, as a strict policy does."""
+    """The system bus's policy denies publishing a record."""
     policy = pathlib.Path("/etc/dbus-1/system.d/strict.conf")
     policy.parent.mkdir(parents=True, exist_ok=True)
     policy.write_text("""<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
@@ -91,14 +93,15 @@ def no_record(machine):
     expect_healthy(machine)
 
 
-@check("the doctor finds that another program has taken channel 4")
+@check("receive on fails and the doctor names the program when another one has taken channel 4")
 def channel_taken(machine):
     machine.telephone.receive_off()
     with contextlib.closing(socket.socket(socket.AF_BLUETOOTH, socket.SOCK_STREAM, socket.BTPROTO_RFCOMM)) as thief:
         thief.bind(("00:00:00:00:00:00", 4))
         thief.listen(1)
-        machine.telephone.ctl("receive", "on")
-        expect_fault(machine, "channel")
+        machine.telephone.ctl("receive", "on", code=1)
+        text = expect_fault(machine, "channel")
+        expect_in(f"is taken by python3 (process {os.getpid()})", text, "what the doctor says")
     machine.telephone.wait_for_listening()
     expect_healthy(machine)
 
@@ -114,7 +117,7 @@ def images_read_only(machine):
     expect_healthy(machine)
 
 
-@check("the doctor finds that the telephone doesn't run")
+@check("the doctor finds that the telephone isn't running")
 def no_host(machine):
     machine.telephone.stop()
     expect_fault(machine, "phone")

@@ -1,4 +1,4 @@
-"""Peers that mean no good, or are broken."""
+"""Malicious and broken peers."""
 
 import random
 
@@ -7,7 +7,7 @@ from check_receiving import expect_card_goes_through
 from checks import check, expect, wait_for
 
 
-@check("a peer that sends garbage is put out, and a card goes through after it")
+@check("a peer that sends garbage is disconnected, and the next card arrives")
 def garbage(machine):
     book = machine.telephone.book()
     for data in (b"\xff" * 300, b"\x00" * 300, random.Random(2).randbytes(5000)):
@@ -19,14 +19,14 @@ def garbage(machine):
 
 
 def send_all(link, data):
-    """As far as it is taken: the link may be closed before all of it has gone out."""
+    """Sends as much as possible: the link may be closed first."""
     try:
         link.sendall(data)
     except ConnectionError:
         pass
 
 
-@check("a peer that leaves after half the head of a packet does no harm")
+@check("a peer that disconnects in the middle of a packet header does no harm")
 def half_head(machine):
     book = machine.telephone.book()
     for data in (b"\x80", phone.connect_packet()[:2], phone.connect_packet()[:5]):
@@ -36,7 +36,7 @@ def half_head(machine):
     expect_card_goes_through(machine, "Half")
 
 
-@check("a peer that says nothing more in mid-packet is put out in the end, and the next one gets in")
+@check("a peer that falls silent in mid-packet is disconnected in the end, and the next one admitted")
 def silent(machine):
     with machine.peer.link() as link:
         link.sendall(phone.connect_packet()[:5])

@@ -1,4 +1,4 @@
-"""What the journal tells of each push, and a telephone that nobody sits at."""
+"""The journal, and the unattended telephone."""
 
 import json
 
@@ -9,7 +9,7 @@ from peer import PEER
 from phone import card
 
 REFUSED = 0x4F  # OBEX: Unsupported Media Type
-NOT_LET_IN = ("", 0, "not let in: paired, but not trusted", "")
+NOT_LET_IN = ("", 0, "not let in: paired but not trusted", "")
 
 
 def surnames(machine):
@@ -17,21 +17,21 @@ def surnames(machine):
 
 
 def push(machine, surname):
-    """Pushes a card; returns it."""
+    """Pushes a card, and returns it."""
     text = card(surname, "TEL;CELL:+47 1")
     expect(machine.peer.push(f"{surname}.vcf", text), SUCCESS, "the answer")
     return text
 
 
 class Journal:
-    """What it tells from now on."""
+    """The journal's lines from now on."""
 
     def __init__(self, machine):
         self.telephone = machine.telephone
         self.begin = max((line["time"] for line in self.telephone.journal()), default=0)
 
     def expect_lines(self, *expected):
-        """These lines come, and no others: of each the object, its size, what the link saw and what the phonebook saw."""
+        """Exactly these lines are added: object, size, link outcome and phonebook outcome of each."""
         def are_there():
             lines = [line for line in self.telephone.journal() if line["time"] > self.begin]
             return len(lines) >= len(expected) and all(line["phonebook"] != "waiting" for line in lines)
@@ -43,7 +43,7 @@ class Journal:
         expect({(line["peer"], line["peerName"]) for line in lines}, {(PEER, "BlueZ 5.66")}, "whose pushes these are")
 
 
-@check("the journal tells of a card that was stored, of the same one again, of a picture, and of half a card")
+@check("the journal lists a stored card, the same one again, a picture, and half a card")
 def lines(machine):
     journal = Journal(machine)
     text = push(machine, "Journal")
@@ -58,7 +58,7 @@ def lines(machine):
                          ("half.vcf", 60, "broken off: closed by the peer", ""))
 
 
-@check("a telephone that nobody sits at closes out who isn't trusted, stores cards of who is, and its journal tells of both")
+@check("an unattended telephone refuses untrusted devices, stores cards from trusted ones, and lists both in its journal")
 def nobody_sits_at(machine):
     with machine.telephone.restarted("--accept", "trusted", "--receive", watched=False):
         journal = Journal(machine)
@@ -70,7 +70,7 @@ def nobody_sits_at(machine):
         expect(surnames(machine).count("Headless"), 1, "entries of that name")
 
 
-@check("where trusted devices' cards are accepted and strangers are asked about, only the former are stored unasked")
+@check("if trusted devices are accepted and strangers asked about, only cards from trusted devices are stored without asking")
 def unasked(machine):
     with machine.telephone.restarted("--trusted", "accept", "--strangers", "ask", watched=False):
         journal = Journal(machine)

@@ -1,4 +1,4 @@
-"""What everything else stands on."""
+"""What all other checks need."""
 
 import json
 
@@ -6,7 +6,7 @@ from checks import check, expect
 from machine import ADDRESSES
 
 
-@check("two emulated controllers are up, and bluetoothd has both")
+@check("bluetoothd manages both emulated controllers")
 def controllers(machine):
     for name, address in ADDRESSES.items():
         adapter = machine.bluez.adapter(name)

@@ -1,4 +1,4 @@
-"""Contacts for obexd, the receiver of desktops with BlueZ, whose channel the telephone has to find."""
+"""Sending to obexd, the receiver of Linux desktops, whose channel the telephone has to find."""
 
 import contextlib
 import random
@@ -14,8 +14,8 @@ from receiver import FOLDER, received
 
 @contextlib.contextmanager
 def obexd(machine, **options):
-    """obexd at the peer. Both controllers belong to one bluetoothd, which would show the telephone's own service record as the
-    peer's, too: it has none while receiving is off."""
+    """Runs obexd as the peer. Receiving is off meanwhile: both controllers belong to one bluetoothd, so that the telephone's
+    service record would be the peer's, too."""
     machine.telephone.receive_off()
     wait_for(lambda: not machine.bluez.offers_push(), "the telephone's service record to go")
     machine.obexd.start_receiver(**options)
@@ -30,7 +30,7 @@ def obexd(machine, **options):
 
 @contextlib.contextmanager
 def alias(machine, name):
-    """The telephone's adapter knows the peer by this name."""
+    """Sets the peer's name on the telephone's adapter."""
     machine.bluez.set_device("hci0", PEER, "Alias", name)
     try:
         yield
@@ -43,7 +43,7 @@ def expect_not_sent(said, where):
     expect_in("The contact still waits in the phone", said, "what phonectl says")
 
 
-@check("obexd gets a contact with a photo on the channel that its service record names, equal byte for byte")
+@check("obexd receives a contact with a photo, byte for byte, on the channel of its service record")
 def by_address(machine):
     (IMAGES / "nora.jpg").write_bytes(PHOTO)
     contact = contact_file(surname="Moe", firstname="Nora", mobile="+47 6", defaultnumber="Mobile", picture="nora.jpg")
@@ -53,7 +53,7 @@ def by_address(machine):
         expect(received("MoeNora.vcf", len(expected)), expected, "the card that obexd got")
 
 
-@check("a contact out of the phonebook goes to the device of that name")
+@check("a phonebook contact is sent to a device by its name")
 def by_name(machine):
     expect_card_goes_through(machine, "Named")
     expected = vcard("Named", "Test", "TEL;VOICE;CELL;PREF:+47 1")
@@ -62,7 +62,7 @@ def by_name(machine):
         expect(received("NamedTest.vcf", len(expected)), expected, "the card that obexd got")
 
 
-@check("a contact that obexd refuses stays pending, and goes out when obexd takes it")
+@check("a contact that obexd refuses stays pending until obexd accepts it")
 def refused(machine):
     contact = contact_file(surname="Lie", firstname="Pia", mobile="+47 7", defaultnumber="Mobile")
     expected = vcard("Lie", "Pia", "TEL;VOICE;CELL;PREF:+47 7")
@@ -73,7 +73,7 @@ def refused(machine):
         expect(received("LiePia.vcf", len(expected)), expected, "the card that obexd got")
 
 
-@check("a contact for a device that goes off in mid-transfer is told as not sent, and the telephone is as well as before")
+@check("a contact is reported as not sent if the device is switched off in mid-transfer, and the telephone stays usable")
 def vanishes(machine):
     (IMAGES / "roy.jpg").write_bytes(random.Random(3).randbytes(600000))
     contact = contact_file(surname="Vik", firstname="Roy", picture="roy.jpg")
@@ -90,7 +90,7 @@ def vanishes(machine):
     expect_card_goes_through(machine, "Away")
 
 
-@check("a contact for a channel that nobody listens on is not sent, and the telephone is as well as before")
+@check("a contact is not sent to a channel without a listener, and the telephone stays usable")
 def nobody_listens(machine):
     contact = contact_file(surname="Nobody", firstname="Listens")
     expect_not_sent(send(machine, "--json", contact, channel=11, code=1), f"{PEER}, channel 11")
@@ -98,7 +98,7 @@ def nobody_listens(machine):
     expect_card_goes_through(machine, "Listens")
 
 
-@check("a contact for a device that is off is not sent, with and without its channel, and the telephone is as well as before")
+@check("a contact is not sent to a device that is off, with and without a channel, and the telephone stays usable")
 def device_off(machine):
     contact = contact_file(surname="Device", firstname="Off")
     machine.wait_for_no_link()

@@ -22,21 +22,21 @@ JOSE = {"Surname": "Muñoz", "Firstname": "José", "Private": "+34 91 555 01 23"
 
 
 def expect_entry(machine, expected):
-    """The entry of that surname has these texts and no others."""
+    """The entry with this surname has these values and no others."""
     found = machine.telephone.entry(expected["Surname"])
     texts = {column: text for column, text in found.items() if text and column not in ("Id", "Group")}
     expect(texts, expected, "the entry")
 
 
 def expect_card_goes_through(machine, surname):
-    """The telephone is as well as before."""
+    """The telephone is still usable."""
     before = machine.telephone.stored()
     expect(machine.peer.push("card.vcf", card(surname, "TEL;CELL:+47 1")), SUCCESS, "the answer")
     machine.telephone.wait_for_stored(1, before)
     expect_entry(machine, {"Surname": surname, "Firstname": "Test", "Mobile": "+47 1", "DefaultNumber": "3"})
 
 
-@check("cards that obexput pushes are in the phonebook with all texts, and the photo is equal byte for byte")
+@check("cards from obexput are stored with all values, and the photo byte for byte")
 def obexput(machine):
     before = machine.telephone.stored()
     machine.peer.obexput(CARDS / "anna.vcf", CARDS / "jose.vcf")
@@ -48,7 +48,7 @@ def obexput(machine):
     expect(listed, machine.telephone.book(), "what phonectl lists of the phonebook")
 
 
-@check("a photo of 60000 bytes comes through in many packets, equal byte for byte")
+@check("a photo of 60000 bytes arrives in many packets, byte for byte")
 def large_photo(machine):
     data = random.Random(1).randbytes(60000)
     text = card("Large").encode().replace(b"END:VCARD", photo_line(data) + b"END:VCARD")
@@ -62,7 +62,7 @@ def photo_line(data):
     return b"PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64.b64encode(data) + b"\r\n\r\n"
 
 
-@check("an object that is no card is refused, and nothing is stored of it")
+@check("an object that is not a card is refused, and nothing is stored")
 def refused(machine):
     book = machine.telephone.book()
     picture = pathlib.Path("/tmp/picture.jpg")
@@ -73,7 +73,7 @@ def refused(machine):
     expect_card_goes_through(machine, "Refused")
 
 
-@check("nobody gets in while receiving is off, and everybody when it is on again")
+@check("connections are refused while receiving is off, and accepted when it is on again")
 def receiving_off(machine):
     book = machine.telephone.book()
     machine.telephone.ctl("receive", "off")
@@ -85,14 +85,14 @@ def receiving_off(machine):
 
 
 def push_half(link):
-    """The first packet of two."""
+    """The first of two packets."""
     first, _ = phone.put_packets("half.vcf", card("Half").encode() * 2, chunk=60)[:2]
     link.sendall(first)
     code, _ = phone.receive_packet(link)
     expect(code, 0x10, "the answer to the first packet")
 
 
-@check("a peer that closes its link in mid-transfer leaves nothing behind")
+@check("a peer that disconnects in mid-transfer leaves nothing behind")
 def closes(machine):
     book = machine.telephone.book()
     with machine.peer.link() as link:
@@ -102,7 +102,7 @@ def closes(machine):
     expect_card_goes_through(machine, "Closed")
 
 
-@check("a peer whose controller goes off in mid-transfer leaves nothing behind")
+@check("a peer whose controller is switched off in mid-transfer leaves nothing behind")
 def vanishes(machine):
     book = machine.telephone.book()
     with machine.peer.link() as link:
@@ -114,7 +114,7 @@ def vanishes(machine):
     expect_card_goes_through(machine, "Vanished")
 
 
-@check("50 cards in a row, each on a link of its own, are all in the phonebook, once and in order")
+@check("50 cards, each on its own link, are stored once and in order")
 def fifty(machine):
     before = machine.telephone.stored()
     for number in range(50):

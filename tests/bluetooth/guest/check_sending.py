@@ -1,4 +1,4 @@
-"""Contacts that the telephone sends to the peer."""
+"""Sending to the peer."""
 
 import base64
 import contextlib
@@ -19,7 +19,7 @@ def vcard(surname, firstname, *lines):
 
 
 def photo_line(data):
-    """It is ended twice: by CR LF and by LF."""
+    """It ends with both CR LF and LF."""
     return "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64.b64encode(data).decode() + "\r\n\n"
 
 
@@ -40,13 +40,13 @@ def contact_file(**contact):
 
 
 def send(machine, *what, to=PEER, channel=None, code=0):
-    """Without a channel the telephone has to find it."""
+    """Without a channel, the telephone has to find it."""
     machine.wait_for_no_link()
     options = ["--channel", str(channel)] if channel else []
     return machine.telephone.ctl("send", *what, "--to", to, *options, code=code)
 
 
-@check("a contact with a photo arrives at the peer, equal byte for byte")
+@check("a contact with a photo arrives at the peer, byte for byte")
 def arrives(machine):
     (IMAGES / "ida.jpg").write_bytes(PHOTO)
     contact = contact_file(surname="Dahl", firstname="Ida", mobile="+47 2", defaultnumber="Mobile", picture="ida.jpg")
@@ -56,7 +56,7 @@ def arrives(machine):
         expect(received("DahlIda.vcf", len(expected)), expected, "the card that the peer got")
 
 
-@check("another telephone, on the second controller, finds the channel by SDP and pushes a card to this one")
+@check("a telephone on the second controller finds the channel by SDP and pushes a card to this one")
 def from_another_telephone(machine):
     before = machine.telephone.stored()
     contact = contact_file(surname="Other", firstname="Ole", mobile="+47 5", defaultnumber="Mobile")
@@ -70,8 +70,8 @@ def from_another_telephone(machine):
 
 @contextlib.contextmanager
 def other_telephone(machine):
-    """It has a bus of its own and only sends; where it connects to is not its own controller's address, so the kernel takes
-    the second one."""
+    """A telephone with its own bus that only sends. The kernel picks the second controller, because the first one has the
+    destination's address."""
     bus = "unix:path=/run/other-bus"
     daemon = machine.start_program("other-bus", "dbus-daemon", "--session", "--nofork", f"--address={bus}")
     wait_for(pathlib.Path("/run/other-bus").exists, "the other telephone's bus")

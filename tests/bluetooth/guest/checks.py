@@ -1,4 +1,4 @@
-"""The list of all checks, what they compare with, and how they wait."""
+"""The list of checks, and functions to compare and to wait."""
 
 import phone
 
@@ -6,7 +6,7 @@ CHECKS = []
 
 
 def check(name):
-    """Makes a function of the machine a check; `name` is the sentence that it proves."""
+    """Registers a function as a check; `name` is the sentence that it proves."""
     def add(function):
         CHECKS.append((name, function))
         return function
@@ -24,5 +24,5 @@ def expect_in(part, whole, what):
 
 
 def wait_for(condition, what, pause=0.1):
-    """Returns the first true result of `condition`. Looking costs time in this machine, and waiting doesn't."""
+    """Returns the first true result of `condition`. In this machine, polling costs time and waiting doesn't."""
     return phone.wait_for(condition, what, pause=pause)

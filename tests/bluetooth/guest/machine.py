@@ -20,7 +20,7 @@ from peer import Peer
 from phone import Process
 from telephone import Telephone
 
-# Written there and then copied to SAVED: while the machine waits for a file of the host, its clock runs on.
+# Copied to SAVED later: the machine's clock runs on while it waits for a file of the host.
 LOG = pathlib.Path("/run/log")
 SAVED = pathlib.Path("/log")
 SESSION_BUS = "unix:path=/run/session-bus"
@@ -47,12 +47,12 @@ class Machine:
     # Programs
 
     def start_program(self, name, *command, **options):
-        """Starts a program, whose output is then in the log folder."""
+        """Starts a program with its output in the log folder."""
         self.started[name] += 1
         return Process(LOG, f"{name}-{self.started[name]}", command, self.environment, **options)
 
     def run_program(self, *command, deadline=120, **options):
-        """Runs a program to its end; its output is in the log folder, too."""
+        """Runs a program to its end; keeps its output in the log folder."""
         result = subprocess.run([str(word) for word in command], env=self.environment, timeout=deadline, check=False,
                                 capture_output=True, text=True, errors="replace", stdin=subprocess.DEVNULL, **options)
         with open(LOG / "commands.log", "a") as log:
@@ -60,7 +60,7 @@ class Machine:
         return result
 
     def save_logs(self):
-        """Has the host see what was written since the last time."""
+        """Copies new output to the host."""
         for path in LOG.iterdir():
             with open(path, "rb") as source, open(SAVED / path.name, "ab") as copy:
                 source.seek(copy.tell())
@@ -83,7 +83,7 @@ class Machine:
                 process.stop()
 
     def recover(self):
-        """After a check that failed: as a new machine, as far as that can be had."""
+        """Restarts everything after a failed check."""
         self.obexd.stop()
         self.telephone.end()
         self.bluetoothd.end()
@@ -102,7 +102,7 @@ class Machine:
 
     @staticmethod
     def session_bus():
-        """A connection of the caller's own."""
+        """A private connection."""
         return dbus.bus.BusConnection(SESSION_BUS)
 
     def start_controllers(self):
@@ -122,8 +122,8 @@ class Machine:
             self.bluez.set_adapter(name, "Discoverable", True)
 
     def bond(self):
-        """Pairs the two controllers, once. Without a bond each link begins with a pairing, and the emulated controllers make
-        one of a few go wrong: a link key stays on one side only, and bluetoothd refuses all that come after."""
+        """Pairs the two controllers once. Otherwise each link would begin with a pairing, of which the emulated controllers
+        spoil a few: only one side keeps the link key, and bluetoothd refuses all further ones."""
         if all(self.bluez.is_paired(name, address) for name, address in OTHERS.items()):
             return
         self.unbond()
@@ -140,16 +140,16 @@ class Machine:
             self.bluez.forget(name, address)
 
     def give_up_connecting(self):
-        """An emulated controller is not told when the other one rejects it, and would go on for 40 seconds."""
+        """Emulated controllers don't notice a rejection, and would retry for 40 seconds."""
         self.bluez.set_adapter("hci1", "Powered", False)
         self.make_adapters_ready()
         self.wait_for_no_link()
 
     @staticmethod
     def links():
-        """The kernel's links: hci0:256 is one."""
+        """The kernel's links, such as hci0:256."""
         return [name for name in os.listdir("/sys/class/bluetooth") if ":" in name]
 
     def wait_for_no_link(self):
-        """A connect the other way hangs while the last link still lingers."""
+        """Waits for the last link to end, because a connect in the other direction would hang."""
         wait_for(lambda: not self.links(), "the link between the controllers to end")

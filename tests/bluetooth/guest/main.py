@@ -1,4 +1,4 @@
-"""Runs the checks: main.py [--machine-only]. Their names and outcomes go to standard output, everything else to /log."""
+"""Runs the checks: main.py [--machine-only]. Prints their names and outcomes; everything else goes to /log."""
 
 import pathlib
 import subprocess
@@ -9,7 +9,7 @@ import traceback
 from checks import CHECKS
 from machine import Machine
 
-# In the order in which they run.
+# Checks run in the order of these imports.
 import check_machine  # noqa: F401
 import check_receiving  # noqa: F401
 import check_bluez  # noqa: F401
@@ -27,7 +27,7 @@ def say(text):
 
 
 def run(number, name, function, machine):
-    """True if it is ok."""
+    """Returns whether it passed."""
     started = time.monotonic()
     try:
         function(machine)
@@ -43,7 +43,7 @@ def run(number, name, function, machine):
 
 
 def run_all(machine):
-    """The exit code."""
+    """Returns the exit code."""
     machine.start()
     if "--machine-only" in sys.argv:
         say("The machine runs; its programs' output is in /run/log. Leave it with: exit")

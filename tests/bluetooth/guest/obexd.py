@@ -1,4 +1,4 @@
-"""obexd, which phones and desktops with BlueZ use: as the peer's receiver on channel 9, and as a client that pushes."""
+"""obexd, the receiver of Linux desktops and phones: as a receiver on channel 9, and as a client that pushes."""
 
 import dbus
 from checks import wait_for
@@ -15,13 +15,13 @@ class Obexd:
         self.process = None
 
     def start_receiver(self, takes=True):
-        """Takes every object into `receiver.FOLDER`, or refuses every one, as there is nobody to ask."""
+        """Accepts every object into `receiver.FOLDER`, or refuses every one."""
         FOLDER.mkdir(exist_ok=True)
         self._start(*(["-a"] if takes else []), "-r", FOLDER)
         wait_for(self.machine.bluez.offers_push, "obexd's service record")
 
     def start_client(self):
-        """Pushes only: publishes no record that could be taken for the telephone's."""
+        """Only pushes: publishes no record that could be mistaken for the telephone's."""
         self._start("-P", "opp,ftp,irmc,pcsuite,syncevolution,mas")
 
     def _start(self, *options):
@@ -36,8 +36,8 @@ class Obexd:
             self.process = None
 
     def push(self, file):
-        """Finds the telephone's channel by its service record, as desktops do, and pushes a file; waits until the transfer
-        has ended. The session lives as long as the bus connection that made it."""
+        """Finds the telephone's channel by its service record, pushes a file, and waits for the end of the transfer. A session
+        lives as long as its bus connection."""
         bus = self.machine.session_bus()
         try:
             self._push(bus, file)
@@ -58,6 +58,6 @@ class Obexd:
                 return call(transfer, "org.freedesktop.DBus.Properties", "Get", "ss", "org.bluez.obex.Transfer1",
                             "Status") in ("complete", "error")
             except dbus.DBusException as error:
-                return error.get_dbus_name() == "org.freedesktop.DBus.Error.UnknownObject"  # it goes soon after
+                return error.get_dbus_name() == "org.freedesktop.DBus.Error.UnknownObject"  # the object is removed soon after
 
         wait_for(has_ended, "the transfer to end")

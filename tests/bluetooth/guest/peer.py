@@ -1,4 +1,4 @@
-"""The other phone, on the second controller, that pushes cards to the telephone."""
+"""The other phone, on the second controller, which pushes cards to the telephone."""
 
 import contextlib
 import socket
@@ -9,7 +9,7 @@ from phone import DEADLINE
 
 TELEPHONE, PEER = "00:AA:01:00:00:00", "00:AA:01:01:00:01"
 CHANNEL = 4
-SUCCESS = 255  # obexput's word for it
+SUCCESS = 255  # obexput's exit code
 
 
 class Peer:
@@ -17,8 +17,7 @@ class Peer:
         self.machine = machine
 
     def obexput(self, *files, code=SUCCESS):
-        """Pushes files with obexput. The link before has to be gone: while it is ending, a connect hangs for half a
-        minute."""
+        """Pushes files with obexput, once the last link has ended: until then a connect would hang for half a minute."""
         self.machine.wait_for_no_link()
         result = self.machine.run_program("obexput", "-d", PEER, "-b", TELEPHONE, "-B", CHANNEL, "-U", "none", "-H", "-S",
                                           "-p", *files)
@@ -26,21 +25,21 @@ class Peer:
 
     @contextlib.contextmanager
     def link(self):
-        """A connected RFCOMM socket from the second controller to the telephone. Just after a link has ended, the
-        telephone opens its channel anew and is not there for a moment: then it is tried again."""
+        """A connected RFCOMM socket from the second controller to the telephone. Retries: after each link, the telephone
+        doesn't listen for a moment."""
         with contextlib.closing(wait_for(self.connect, "the telephone to accept a link")) as link:
             link.settimeout(DEADLINE)
             yield link
 
     def push(self, name, text):
-        """Pushes one object on a link of its own; returns the telephone's answer."""
+        """Pushes one object on its own link; returns the telephone's response code."""
         with self.link() as link:
             link.sendall(phone.connect_packet())
             expect(phone.receive_packet(link)[0], 0x20, "the answer to CONNECT")
             return self.put(link, name, text.encode() if isinstance(text, str) else text)
 
     def is_refused(self):
-        """Whether the telephone refuses a link at once."""
+        """Whether the telephone refuses a connection at once."""
         self.machine.wait_for_no_link()
         try:
             self._connect().close()
@@ -49,7 +48,7 @@ class Peer:
             return True
 
     def gets_in(self):
-        """Whether the telephone takes a link and answers on it."""
+        """Whether the telephone accepts a connection and answers on it."""
         self.machine.wait_for_no_link()
         link = self.connect()
         if link is None:
@@ -62,8 +61,8 @@ class Peer:
                 return False
 
     def connect(self):
-        """A link, or None when there is none to be had just now. A connect hangs for half a minute while the link before is
-        just ending: it is given up after some seconds."""
+        """A link, or None if that fails just now. While the last link is ending, a connect would hang for half a minute, so it
+        times out after some seconds."""
         try:
             return self._connect(timeout=8)
         except OSError:
@@ -83,7 +82,7 @@ class Peer:
 
     @staticmethod
     def put(link, name, body):
-        """Pushes an object on an open link; returns the answer that counts."""
+        """Pushes an object on an open link; returns the final response code."""
         for data in phone.put_packets(name, body):
             link.sendall(data)
             code, _ = phone.receive_packet(link)

@@ -1,4 +1,4 @@
-"""The other phone as a receiver: obex_test, which puts the objects that it gets into a folder."""
+"""The other phone as a receiver: obex_test, which writes received objects to a folder."""
 
 import pathlib
 import subprocess
@@ -11,7 +11,7 @@ FOLDER = pathlib.Path("/run/received")
 
 
 def received(name, size):
-    """What the other phone has put into a file, once that is so large."""
+    """The contents of a received file, once it has this size."""
     path = FOLDER / name
     wait_for(lambda: path.exists() and path.stat().st_size >= size, f"{size} bytes in {name}")
     return path.read_bytes()
@@ -26,7 +26,7 @@ class Receiver:
         FOLDER.mkdir(exist_ok=True)
         self.process = self.machine.start_program("obex_test", "sh", "-c", f"cd {FOLDER} && exec obex_test -b {CHANNEL}",
                                                   stdin=subprocess.PIPE)
-        self.process.process.stdin.write(b"s\n")  # serve one link; at the end of its input it would leave
+        self.process.process.stdin.write(b"s\n")  # serve one link; it exits at the end of its input
         self.process.process.stdin.flush()
         wait_for(lambda: self._is_listening(), "obex_test to listen")
 

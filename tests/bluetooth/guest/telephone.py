@@ -19,7 +19,7 @@ class Telephone:
         self.watcher = None
 
     def start(self, *options, watched=True):
-        """Starts the host with receiving on, be it by `--receive`, and, if it is watched, someone who accepts every card."""
+        """Starts phone-host, switches receiving on unless `--receive` does, and accepts every card if `watched`."""
         self.host = self.machine.start_program("phone-host", phone.BIN / "phone-host", *options)
         self.host.wait_for_out("phone-host: ready")
         self.watcher = None
@@ -32,20 +32,20 @@ class Telephone:
         self.wait_for_listening()
 
     def stop(self):
-        """Ends it as an administrator does."""
+        """Ends it with SIGTERM."""
         if self.watcher is not None:
             expect(self.watcher.stop(), 0, "phonectl watch's exit code")
         expect(self.host.stop(), 0, "phone-host's exit code")
 
     def end(self):
-        """Makes sure that it is gone."""
+        """Kills whatever still runs."""
         for process in (self.watcher, self.host):
             if process is not None:
                 process.end()
 
     @contextlib.contextmanager
     def restarted(self, *options, watched=True):
-        """It runs with these options for a while."""
+        """Runs it with these options for a while."""
         self.stop()
         self.start(*options, watched=watched)
         yield
@@ -53,12 +53,12 @@ class Telephone:
         self.start()
 
     def ctl(self, *arguments, code=0):
-        """Runs phonectl; returns what it prints."""
+        """Runs phonectl; returns its output."""
         result = self.machine.run_program(phone.BIN / "phonectl", *arguments)
         expect(result.returncode, code, f"phonectl {' '.join(arguments)} ({result.stdout}{result.stderr}): exit code")
         return result.stdout if code == 0 else result.stdout + result.stderr
 
-    # Over the bus, as programs do: a program that starts, as phonectl, is what costs time in this machine.
+    # Over the bus: starting a program such as phonectl is slow in this machine.
 
     def receive_on(self):
         self._receive(True)
@@ -78,11 +78,11 @@ class Telephone:
         return self._call("Phone", "Phone", "Status")
 
     def journal(self, last=10):
-        """Its last lines, the newest last."""
+        """Its last lines, newest last."""
         return self._call("Phone", "Phone", "Journal", "i", last)[::-1]
 
     def book(self):
-        """All entries with all their columns, by Id."""
+        """All entries with all columns, by Id."""
         answer = self._call("DirectoryService", "DirectoryServiceIfc", "handleRequest", "ay", READ_ALL.encode())
         entries = xml.etree.ElementTree.fromstring(answer).iter("Entry")
         return [{column.tag: column.text or "" for column in entry} for entry in entries]
@@ -92,16 +92,16 @@ class Telephone:
                                               method, signature, arguments, timeout=120, byte_arrays=True)
 
     def entry(self, surname):
-        """All columns of the one entry of that surname."""
+        """All columns of the only entry with this surname."""
         return wait_for(lambda: [entry for entry in self.book() if entry["Surname"] == surname],
                         f"{surname} in the phonebook")[0]
 
     def events(self, name):
-        """What the watcher has heard."""
+        """The events that the watcher has received."""
         return [line for line in self.watcher.json_lines() if line["event"] == name]
 
     def wait_for_stored(self, count, before):
-        """Waits until so many cards more than `before` were stored."""
+        """Waits until `count` cards more than `before` are stored."""
         wait_for(lambda: self.stored() >= before + count, f"{count} cards to be stored, after {before}")
 
     def stored(self):

@@ -76,7 +76,8 @@ TEST_F(StartTest, aWrongCommandLineIsExitCode2) {
 
 TEST_F(StartTest, saysWhenItIsReadyAndWhere) {
   startHost();
-  EXPECT_EQ(host().out(), "phone-host: ready on " + bus().address() + " as org.obexphone.Phone\n");
+  EXPECT_EQ(host().out(),
+            "phone-host: ready on the bus at " + bus().address() + " as org.obexphone.Phone\n");
 }
 
 TEST_F(StartTest, theSessionBusIsTheDefault) {
@@ -102,7 +103,7 @@ TEST_F(StartTest, aMachineWithoutASessionBusIsTold) {
 TEST_F(StartTest, anAddressThatIsNoneIsTold) {
   const Finished ended = run({"--phonebook", phonebook(), "--bus", "nonsense"});
   EXPECT_EQ(ended.exitCode, 1);
-  EXPECT_THAT(ended.err, HasSubstr("phone-host: can't reach nonsense: "));
+  EXPECT_THAT(ended.err, HasSubstr("phone-host: can't reach the bus at nonsense: "));
 }
 
 TEST_F(StartTest, aPluginThatIsNotThereIsTold) {

@@ -13,8 +13,8 @@
 
 namespace test {
 
-/// A system bus of the test's own with a program in BlueZ's place, and the main loop, which runs
-/// while the test waits.
+/// A private system bus, the stand-in for BlueZ (not started), and the main loop, which runs while
+/// the test waits.
 class BluezFixture : public testing::Test {
  protected:
   BluezFixture() {
@@ -22,12 +22,11 @@ class BluezFixture : public testing::Test {
     ::setenv("DBUS_SYSTEM_BUS_ADDRESS", m_bus.address().c_str(), 1);
   }
 
-  /// Runs the main loop until the condition holds; false when it doesn't.
-  static bool runUntil(const std::function<bool()>& condition,
-                       std::chrono::seconds deadline = std::chrono::seconds(60)) {
-    const auto end = std::chrono::steady_clock::now() + deadline;
+  /// Runs the main loop until the condition holds; returns whether it does.
+  static bool runUntil(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     const auto context = Glib::MainContext::get_default();
-    // Conditions may depend on other programs: it is looked at even if nothing happens here.
+    // Other programs can make the condition true without an event here.
     const sigc::connection wake = Glib::signal_timeout().connect([] { return true; }, 10);
     bool holds = condition();
     while (!holds && std::chrono::steady_clock::now() < end) {
@@ -36,6 +35,14 @@ class BluezFixture : public testing::Test {
     }
     sigc::connection(wake).disconnect();
     return holds;
+  }
+
+  /// Runs the main loop until every timer set before with at most this interval has fired.
+  static void outlastTimers(std::chrono::milliseconds interval) {
+    bool fired = false;
+    Glib::signal_timeout().connect_once([&fired] { fired = true; },
+                                        static_cast<unsigned>(interval.count()));
+    EXPECT_TRUE(runUntil([&fired] { return fired; }));
   }
 
   TestFolder m_folder;

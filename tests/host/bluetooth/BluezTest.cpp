@@ -24,21 +24,21 @@ class BluezTest : public test::BluezFixture {
 
 }  // namespace
 
-TEST_F(BluezTest, WithoutABusItSaysSoAndWaits) {
+TEST_F(BluezTest, ReportsAMissingBus) {
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + m_folder.file("nothing")).c_str(), 1);
   begin();
   ASSERT_TRUE(runUntil([this] { return m_changes > 0; }));
-  EXPECT_THAT(m_client.missing(), HasSubstr("the system bus can't be reached"));
+  EXPECT_THAT(m_client.missing(), HasSubstr("no connection to the system bus"));
   EXPECT_FALSE(m_client.ready());
 }
 
-TEST_F(BluezTest, WithoutBluezItSaysSo) {
+TEST_F(BluezTest, ReportsAMissingBluez) {
   begin();
   ASSERT_TRUE(runUntil([this] { return m_changes > 0; }));
   EXPECT_THAT(m_client.missing(), HasSubstr("nothing owns org.bluez"));
 }
 
-TEST_F(BluezTest, AdaptersAndDevicesComeAndGo) {
+TEST_F(BluezTest, FollowsAdaptersAndDevices) {
   m_bluez.start();
   begin();
   ASSERT_TRUE(becomesReady());
@@ -53,7 +53,7 @@ TEST_F(BluezTest, AdaptersAndDevicesComeAndGo) {
   EXPECT_TRUE(runUntil([this] { return adapter() == nullptr; }));
 }
 
-TEST_F(BluezTest, ARestartedBluezIsFound) {
+TEST_F(BluezTest, FindsARestartedBluez) {
   m_bluez.start();
   m_bluez.addAdapter();
   begin();
@@ -67,18 +67,18 @@ TEST_F(BluezTest, ARestartedBluezIsFound) {
   EXPECT_NE(m_client.generation(), before);
 }
 
-TEST_F(BluezTest, ABusThatComesBackIsFound) {
+TEST_F(BluezTest, ReconnectsToARestartedBus) {
   begin();
   ASSERT_TRUE(runUntil([this] { return m_changes > 0; }));
   m_bus.kill();
-  ASSERT_TRUE(runUntil(
-      [this] { return m_client.missing().find("can't be reached") != std::string::npos; }));
+  ASSERT_TRUE(
+      runUntil([this] { return m_client.missing().find("no connection") != std::string::npos; }));
   ASSERT_TRUE(m_bus.start());
   m_bluez.start();
   EXPECT_TRUE(becomesReady());
 }
 
-TEST_F(BluezTest, ABluezThatAnswersLateKeepsNobodyWaiting) {
+TEST_F(BluezTest, BecomesReadyWhenBluezAnswersLate) {
   m_bluez.start();
   m_bluez.tell("hold GetManagedObjects");
   begin();
@@ -88,7 +88,7 @@ TEST_F(BluezTest, ABluezThatAnswersLateKeepsNobodyWaiting) {
   EXPECT_TRUE(becomesReady());
 }
 
-TEST_F(BluezTest, ThatTheBusKeepsFromUsIsTold) {
+TEST_F(BluezTest, ReportsWhenTheBusPolicyDeniesAccess) {
   m_bluez.start();
   m_bluez.tell("fail GetManagedObjects org.freedesktop.DBus.Error.AccessDenied");
   begin();
@@ -98,7 +98,7 @@ TEST_F(BluezTest, ThatTheBusKeepsFromUsIsTold) {
   EXPECT_TRUE(runUntil([this] { return !m_client.denied(); }));
 }
 
-TEST_F(BluezTest, AnAnswerAfterTheEndIsNotWanted) {
+TEST_F(BluezTest, DropsRepliesAfterStop) {
   m_bluez.start();
   begin();
   ASSERT_TRUE(becomesReady());
@@ -109,10 +109,13 @@ TEST_F(BluezTest, AnAnswerAfterTheEndIsNotWanted) {
   ASSERT_TRUE(runUntil([this] { return m_bluez.times("held Set") == 1; }));
   m_client.stop();
   m_bluez.tell("work Set");
-  EXPECT_FALSE(runUntil([&] { return answered; }, std::chrono::seconds(1)));
+  // Whatever the bus delivered before is dispatched by then.
+  begin();
+  ASSERT_TRUE(becomesReady());
+  EXPECT_FALSE(answered);
 }
 
-TEST_F(BluezTest, ARefusalComesWithItsName) {
+TEST_F(BluezTest, PassesOnTheNameOfAnError) {
   m_bluez.start();
   m_bluez.tell("fail Set org.bluez.Error.NotReady");
   begin();

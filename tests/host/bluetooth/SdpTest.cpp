@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "host/bluetooth/SdpQuery.h"
-#include "host/bluetooth/SdpRecords.h"
 
 namespace {
 
@@ -49,7 +48,7 @@ Bytes record(int channel, const std::string& name) {
       {attribute(4, sequence({kL2cap, rfcomm(channel), kObex})), attribute(0x100, text(name))});
 }
 
-/// A device at the other end of a socket, which gives these answers, one to each question.
+/// A device at the other end of a socket.
 class SdpQueryTest : public testing::Test {
  protected:
   SdpQueryTest() { EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, m_sockets), 0); }
@@ -58,7 +57,7 @@ class SdpQueryTest : public testing::Test {
     ::close(m_sockets[0]);
     ::close(m_sockets[1]);
   }
-  /// `bodies` are what follows the transaction's number and the length.
+  /// Answers one request after the other. A body is what follows the transaction number and length.
   void answerWith(std::vector<Bytes> bodies, std::uint8_t kind = 0x07) {
     m_device = std::thread([this, bodies = std::move(bodies), kind] {
       for (const Bytes& body : bodies) {
@@ -101,7 +100,7 @@ class SdpQueryTest : public testing::Test {
 
 }  // namespace
 
-TEST(SdpRecords, ChannelAndNameOfEachRecord) {
+TEST(SdpRecords, ReadsChannelAndNameOfEachRecord) {
   const auto records = host::readSdpRecords(sequence({record(9, "Object Push"), record(4, "x")}));
   ASSERT_TRUE(records);
   ASSERT_EQ(records->size(), 2U);
@@ -110,13 +109,13 @@ TEST(SdpRecords, ChannelAndNameOfEachRecord) {
   EXPECT_EQ(records->at(1).channel, 4);
 }
 
-TEST(SdpRecords, NoRecordsAreNone) {
+TEST(SdpRecords, AcceptsAnEmptyList) {
   const auto records = host::readSdpRecords(Bytes{0x35, 0x00});
   ASSERT_TRUE(records);
   EXPECT_TRUE(records->empty());
 }
 
-TEST(SdpRecords, AlternativeStacksAndLongUuids) {
+TEST(SdpRecords, ReadsAlternativeStacksAndLongUuids) {
   const Bytes longRfcomm = {0x35, 0x13, 0x1C, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x10, 0x00,
                             0x80, 0x00, 0x00, 0x80, 0x5F, 0x9B, 0x34, 0xFB, 0x08, 0x0C};
   const Bytes stack = sequence({kL2cap, longRfcomm, kObex});
@@ -126,24 +125,24 @@ TEST(SdpRecords, AlternativeStacksAndLongUuids) {
   EXPECT_EQ(records->at(0).channel, 12);
 }
 
-TEST(SdpRecords, AChannelThatCannotBeIsNone) {
+TEST(SdpRecords, IgnoresInvalidChannels) {
   EXPECT_EQ(host::readSdpRecords(sequence({record(31, "")}))->at(0).channel, 0);
   EXPECT_EQ(host::readSdpRecords(sequence({record(255, "")}))->at(0).channel, 0);
 }
 
-TEST(SdpRecords, EveryCutIsRefused) {
+TEST(SdpRecords, RejectsEveryTruncation) {
   const Bytes whole = sequence({record(9, "Object Push"), record(4, "x")});
   for (std::size_t length = 0; length < whole.size(); ++length)
     EXPECT_FALSE(host::readSdpRecords(std::span(whole).first(length))) << length;
 }
 
-TEST(SdpRecords, LengthsBeyondTheEndAreRefused) {
+TEST(SdpRecords, RejectsLengthsBeyondTheEnd) {
   EXPECT_FALSE(host::readSdpRecords(Bytes{0x37, 0xFF, 0xFF, 0xFF, 0xFF, 0x00}));
   EXPECT_FALSE(host::readSdpRecords(Bytes{0x35, 0x04, 0x35, 0x7F, 0x00, 0x00}));
   EXPECT_FALSE(host::readSdpRecords(Bytes{0x35, 0x02, 0x08, 0x01}));
 }
 
-TEST(SdpRecords, EverySingleByteMayBeAnything) {
+TEST(SdpRecords, SurvivesAnyChangeOfOneByte) {
   const Bytes whole = sequence({record(9, "Object Push")});
   for (std::size_t at = 0; at < whole.size(); ++at) {
     for (int value = 0; value < 256; ++value) {
@@ -167,7 +166,7 @@ TEST_F(SdpQueryTest, AsksForObjectPush) {
   EXPECT_THAT(m_questions.at(0), testing::Contains(0x11));
 }
 
-TEST_F(SdpQueryTest, AnAnswerInPartsIsPutTogether) {
+TEST_F(SdpQueryTest, JoinsAnAnswerInParts) {
   const Bytes whole = sequence({record(9, "Object Push")});
   const Bytes head(whole.begin(), whole.begin() + 10);
   const Bytes tail(whole.begin() + 10, whole.end());
@@ -179,39 +178,39 @@ TEST_F(SdpQueryTest, AnAnswerInPartsIsPutTogether) {
   EXPECT_EQ(Bytes(second.end() - 3, second.end()), (Bytes{0x02, 0x01, 0x02}));
 }
 
-TEST_F(SdpQueryTest, AnAnswerWithoutAnEndIsGivenUp) {
+TEST_F(SdpQueryTest, GivesUpOnAnEndlessAnswer) {
   answerWith(std::vector<Bytes>(300, part({}, {0x01})));
   const SdpQuery::Answer answer = m_query.askOver(m_sockets[0], std::chrono::seconds(60));
   ::shutdown(m_sockets[0], SHUT_RDWR);
-  EXPECT_EQ(answer.problem, "its answer has no end");
+  EXPECT_EQ(answer.problem, "endless answer");
 }
 
-TEST_F(SdpQueryTest, AnErrorIsARefusal) {
+TEST_F(SdpQueryTest, ReportsAnErrorResponse) {
   answerWith({{0x00, 0x03}}, 0x01);
-  expectProblem("refuses");
+  expectProblem("refused");
 }
 
-TEST_F(SdpQueryTest, NonsenseIsNotUnderstood) {
+TEST_F(SdpQueryTest, ReportsAMalformedAnswer) {
   answerWith({{0xFF, 0xFF, 0x00}});
-  expectProblem("can't be understood");
+  expectProblem("malformed answer");
 }
 
-TEST_F(SdpQueryTest, AContinuationThatIsTooLongIsNotUnderstood) {
+TEST_F(SdpQueryTest, RejectsATooLongContinuation) {
   answerWith({part({}, Bytes(17, 1))});
-  expectProblem("can't be understood");
+  expectProblem("malformed answer");
 }
 
-TEST_F(SdpQueryTest, SilenceHasAnEnd) {
+TEST_F(SdpQueryTest, TimesOut) {
   const SdpQuery::Answer answer = ask(std::chrono::milliseconds(50));
-  EXPECT_EQ(answer.problem, "it doesn't answer");
+  EXPECT_EQ(answer.problem, "no answer");
 }
 
-TEST_F(SdpQueryTest, CanBeGivenUp) {
+TEST_F(SdpQueryTest, CanBeCancelled) {
   m_query.cancel();
-  EXPECT_EQ(ask().problem, "it was given up");
+  EXPECT_EQ(ask().problem, "cancelled");
 }
 
-TEST_F(SdpQueryTest, ALinkThatIsClosedIsTold) {
+TEST_F(SdpQueryTest, ReportsAClosedConnection) {
   ::shutdown(m_sockets[1], SHUT_RDWR);
   const SdpQuery::Answer answer = ask();
   EXPECT_EQ(answer.outcome, SdpQuery::Outcome::kUnreachable);

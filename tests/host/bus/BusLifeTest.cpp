@@ -35,7 +35,8 @@ TEST_F(BusLifeTest, aTakenNameEndsTheStartWithASentence) {
   startHost();
   const auto second = launchHost();
   EXPECT_EQ(second->wait(), 1);
-  EXPECT_THAT(second->err(), HasSubstr("phone-host: the name org.obexphone.Phone on unix:path="));
+  EXPECT_THAT(second->err(),
+              HasSubstr("phone-host: the name org.obexphone.Phone on the bus at unix:path="));
   EXPECT_THAT(second->err(), HasSubstr("is taken already, by process " +
                                        std::to_string(host().pid()) + ": another phone-host"));
   EXPECT_EQ(second->out(), "");
@@ -124,7 +125,7 @@ TEST_F(BusLifeTest, aBusThatIsNotThereEndsTheStart) {
   bus().kill();
   const auto host = launchHost();
   EXPECT_EQ(host->wait(), 1);
-  EXPECT_THAT(host->err(), HasSubstr("phone-host: can't reach unix:path="));
+  EXPECT_THAT(host->err(), HasSubstr("phone-host: can't reach the bus at unix:path="));
 }
 
 }  // namespace
