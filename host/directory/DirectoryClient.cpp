@@ -19,11 +19,12 @@ std::string request(std::string_view reason, const std::vector<Column>& columns,
   std::string names;
   for (const Column column : columns) {
     if (!names.empty()) names.append(" ");
-    names.append(columnName(column));
+    names.append(cards::cardColumn(column).name);
   }
   if (!columns.empty()) appendElement(text, "ResultCols", names);
   text.append("<Entry>");
-  for (const ColumnValue& value : entry) appendElement(text, columnName(value.column), value.value);
+  for (const ColumnValue& value : entry)
+    appendElement(text, cards::cardColumn(value.column).name, value.value);
   return text.append("</Entry>").append(kXmlTail);
 }
 
@@ -39,7 +40,7 @@ std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
 DirectoryEntry entryOf(pugi::xml_node node) {
   DirectoryEntry entry;
   for (const pugi::xml_node element : node.children()) {
-    const auto column = columnNamed(element.name());
+    const auto column = cards::columnNamed(element.name());
     if (column) entry.values.push_back({*column, element.child_value()});
   }
   return entry;

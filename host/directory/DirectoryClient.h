@@ -5,9 +5,13 @@
 #include <string_view>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "cards/Card.h"
 
 namespace host {
+
+using cards::Column;
+using cards::ColumnValue;
+using cards::kAllColumns;
 
 /// Why an entry can't be changed or deleted that isn't there.
 inline constexpr const char* kUnknownId = "The phonebook has no entry of that Id.";

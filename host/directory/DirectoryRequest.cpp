@@ -125,7 +125,7 @@ std::vector<Column> columnsOf(std::string_view names) {
   for (std::size_t at = names.find_first_not_of(kWhiteSpace); at != std::string_view::npos;
        at = names.find_first_not_of(kWhiteSpace, at)) {
     const std::size_t end = std::min(names.find_first_of(kWhiteSpace, at), names.size());
-    const auto column = columnNamed(names.substr(at, end - at));
+    const auto column = cards::columnNamed(names.substr(at, end - at));
     refuseUnless(column.has_value(), "ResultCols names a column that the phonebook doesn't have.");
     refuseUnless(std::find(columns.begin(), columns.end(), *column) == columns.end(),
                  "ResultCols names a column twice.");
@@ -141,7 +141,7 @@ std::vector<ColumnValue> valuesOf(pugi::xml_node entry) {
   std::vector<ColumnValue> values;
   std::size_t bytes = 0;
   for (const pugi::xml_node element : elementsIn(entry)) {
-    const auto column = columnNamed(element.name());
+    const auto column = cards::columnNamed(element.name());
     refuseUnless(column.has_value(),
                  "The Entry holds an element that is no column of the phonebook.");
     const bool known = std::any_of(values.begin(), values.end(), [&](const ColumnValue& value) {

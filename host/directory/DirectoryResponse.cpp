@@ -23,26 +23,21 @@ std::string end(std::string text) { return text.append(kXmlTail); }
 
 std::string done(std::string_view reason, long long id) {
   std::string text = begin(reason);
-  appendElement(text, columnName(Column::Id), std::to_string(id));
+  appendElement(text, cards::cardColumn(Column::Id).name, std::to_string(id));
   return end(std::move(text));
 }
 
 // No request can store a NUL; someone who edits the file by hand can. XML has no way to say one,
 // and one as it is would cut the answer short for most readers.
 void appendValue(std::string& text, Column column, const std::string& value) {
+  const std::string_view name = cards::cardColumn(column).name;
   if (value.find('\0') == std::string::npos) {
-    appendElement(text, columnName(column), value);
+    appendElement(text, name, value);
     return;
   }
   std::string shown;
-  for (const char c : value) {
-    if (c == '\0') {
-      shown.append("\xEF\xBF\xBD");
-    } else {
-      shown.push_back(c);
-    }
-  }
-  appendElement(text, columnName(column), shown);
+  for (const char c : value) shown.append(c == '\0' ? "\xEF\xBF\xBD" : std::string(1, c));
+  appendElement(text, name, shown);
 }
 
 }  // namespace

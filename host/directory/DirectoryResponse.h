@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 
 namespace host {
 

@@ -1,21 +1,14 @@
 #include "host/directory/EntryTable.h"
 
-#include <array>
 #include <string_view>
 
 namespace host {
 
 namespace {
 
-// In the order of the enumeration. "group" is a word of SQL.
-constexpr std::array<std::string_view, kAllColumns.size()> kSqlNames = {
-    "id",      "surname",     "firstname",     "office",  "office2",
-    "mobile",  "private",     "email",         "address", "address2",
-    "company", "jobfunction", "defaultnumber", "picture", "contact_group"};
-
 constexpr std::size_t indexOf(Column column) { return static_cast<std::size_t>(column); }
 
-std::string sqlName(Column column) { return std::string(kSqlNames.at(indexOf(column))); }
+std::string sqlName(Column column) { return cards::cardColumn(column).sqlName; }
 
 std::string joined(const std::vector<std::string>& parts, std::string_view separator) {
   std::string text;

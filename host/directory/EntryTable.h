@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 #include "host/directory/PhoneBookBackend.h"
 
 namespace host {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 #include "host/directory/EntryTable.h"
 #include "host/directory/PhoneBookBackend.h"
 

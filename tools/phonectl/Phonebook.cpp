@@ -37,13 +37,6 @@ constexpr std::array kSameColumns = {host::Column::Firstname, host::Column::Surn
   throw Failure(kFailed, sentence);
 }
 
-std::string valueOf(const cards::Card& card, host::Column column) {
-  for (const cards::CardColumn& candidate : cards::kCardColumns) {
-    if (candidate.name == host::columnName(column)) return card.*candidate.value;
-  }
-  return "";
-}
-
 [[noreturn]] void refuse(const std::string& reason) {
   throw Failure(kFailed, "the phonebook refused: " + cards::safeText(reason));
 }
@@ -51,7 +44,7 @@ std::string valueOf(const cards::Card& card, host::Column column) {
 cards::Card cardOf(const host::DirectoryEntry& entry) {
   cards::Card card;
   for (const host::ColumnValue& value : entry.values) {
-    cards::setColumn(card, host::columnName(value.column), value.value);
+    card.*cards::cardColumn(value.column).value = value.value;
   }
   return card;
 }
@@ -94,14 +87,16 @@ cards::Card Phonebook::named(const std::string& which) {
 
 std::vector<cards::Card> Phonebook::same(const cards::Card& card) {
   std::vector<host::ColumnValue> match;
-  for (const auto column : kSameColumns) match.push_back({column, valueOf(card, column)});
+  for (const auto column : kSameColumns)
+    match.push_back({column, card.*cards::cardColumn(column).value});
   return read(host::DirectoryClient::matchRequest(kEveryColumn, match));
 }
 
 std::string Phonebook::add(const cards::Card& card) {
   std::vector<host::ColumnValue> entry;
   for (const auto column : kEveryColumn) {
-    if (column != host::Column::Id) entry.push_back({column, valueOf(card, column)});
+    if (column != host::Column::Id)
+      entry.push_back({column, card.*cards::cardColumn(column).value});
   }
   return write(host::DirectoryClient::writeRequest(entry));
 }

@@ -11,8 +11,8 @@
 
 namespace {
 
+using cards::columnNamed;
 using host::Column;
-using host::columnNamed;
 using host::DirectoryAnswer;
 using host::DirectoryClient;
 using host::DirectoryRequest;
@@ -22,7 +22,7 @@ using ::testing::IsEmpty;
 
 TEST(DirectoryClientTest, EveryColumnIsFoundByItsNameAndByNoOther) {
   for (const Column column : host::kAllColumns)
-    EXPECT_EQ(columnNamed(host::columnName(column)), column);
+    EXPECT_EQ(columnNamed(cards::cardColumn(column).name), column);
   for (const char* name : {"", "surname", "Surname ", "Entry", "Note"})
     EXPECT_EQ(columnNamed(name), std::nullopt) << name;
 }

@@ -96,7 +96,7 @@ TEST_F(DirectoryReadTest, EveryColumnCanBeMatchedByItself) {
   Values all;
   for (const Column column : host::kAllColumns) {
     if (column == Column::Id) continue;
-    all.push_back({column, "value of " + std::string(host::columnName(column))});
+    all.push_back({column, "value of " + std::string(cards::cardColumn(column).name)});
   }
   Store(all);
   for (const ColumnValue& value : all) {

@@ -19,7 +19,7 @@ class DirectoryValueTest : public DirectoryTest {
   void ExpectValue(const ColumnValue& match, Column column, const std::string& value) {
     const std::vector<DirectoryEntry> found = Matching({match});
     ASSERT_THAT(found, SizeIs(1));
-    EXPECT_TRUE(found.front().value(column) == value) << host::columnName(column);
+    EXPECT_TRUE(found.front().value(column) == value) << cards::cardColumn(column).name;
   }
 };
 
@@ -35,7 +35,7 @@ std::vector<Column> TextColumns() {
 
 TEST_F(DirectoryValueTest, EveryByteButNulIsKeptInEveryColumn) {
   for (const Column column : TextColumns())
-    ExpectKept(column, std::string(host::columnName(column)) + EveryByte());
+    ExpectKept(column, std::string(cards::cardColumn(column).name) + EveryByte());
   const std::string id = Store({{Column::Group, EveryByte()}});
   ExpectValue({Column::Id, id}, Column::Group, EveryByte());
 }
