@@ -16,7 +16,6 @@
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
 #include "fuzz/support/Tracing.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "src/CARD_Parser.h"
 #include "tests/src/PlainCardReader.h"

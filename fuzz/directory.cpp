@@ -14,7 +14,6 @@
 
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 
 namespace fuzz {

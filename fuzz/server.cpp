@@ -23,7 +23,6 @@
 #include "fuzz/support/Packets.h"
 #include "fuzz/support/ScratchRadio.h"
 #include "fuzz/support/Tracing.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "openobex/openobex.h"
 #include "src/OBEXServer.h"

@@ -4,14 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <pugixml.hpp>
 #include <string>
 #include <utility>
-
-#include "host/directory/DirectoryRefusal.h"
-#include "host/directory/XmlGate.h"
 
 namespace host {
 
@@ -19,8 +18,109 @@ namespace {
 
 using Kind = DirectoryRequest::Kind;
 
-// The fragment flag shows text outside the root element, which would be dropped otherwise; the
-// declaration is wanted for the encoding it names.
+// The longest valid reference, "&#x10FFFF;", with some leading zeros.
+constexpr std::size_t kMaxReferenceBytes = 16;
+
+bool isNamedCharacter(std::string_view name) {
+  return name == "amp" || name == "lt" || name == "gt" || name == "quot" || name == "apos";
+}
+
+// pugixml truncates larger numbers to 32 bits, and takes zero for the end of the text.
+bool isNumberedCharacter(std::string_view name) {
+  if (name.size() < 2 || name.front() != '#') return false;
+  const bool hexadecimal = name[1] == 'x';
+  const std::string_view digits = name.substr(hexadecimal ? 2 : 1);
+  std::uint32_t code = 0;
+  const auto [end, error] =
+      std::from_chars(digits.data(), digits.data() + digits.size(), code, hexadecimal ? 16 : 10);
+  if (error != std::errc() || end != digits.data() + digits.size()) return false;
+  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+  return code != 0 && code <= 0x10FFFF && !surrogate;
+}
+
+/// Checks the raw text in one pass before the XML parser sees it: bounds what the parser can be
+/// made to allocate, and refuses what it would silently drop, truncate or misread.
+///
+/// Accepted texts have no NUL, comment, CDATA section, document type or processing instruction, a
+/// bounded number of tags of bounded size, and only references to a single valid character.
+class XmlGate {
+ public:
+  explicit XmlGate(std::string_view text) : m_text(text) {}
+
+  /// Throws DirectoryRefusal when the text isn't accepted.
+  void checkAll();
+
+ private:
+  // A request with every element there is has fewer than 40.
+  static constexpr std::size_t kMaxTags = 256;
+  static constexpr std::size_t kMaxTagBytes = 1024;
+
+  void passTag();
+  void passReference();
+
+  const std::string_view m_text;
+  std::size_t m_at = 0;
+  std::size_t m_tags = 0;
+};
+
+void XmlGate::checkAll() {
+  if (m_text.size() > DirectoryRequest::kMaxBytes)
+    throw DirectoryRefusal("The request is larger than 32 MiB.");
+  while (m_at < m_text.size()) {
+    switch (m_text[m_at]) {
+      case '\0':
+        throw DirectoryRefusal("The request holds a NUL byte, which can't be stored.");
+      case '<':
+        passTag();
+        break;
+      case '&':
+        passReference();
+        break;
+      default:
+        ++m_at;
+        break;
+    }
+  }
+}
+
+void XmlGate::passTag() {
+  if (++m_tags > kMaxTags) throw DirectoryRefusal("The request holds more than 256 tags.");
+  const std::string_view tag = m_text.substr(m_at, kMaxTagBytes);
+  if (tag.starts_with("<!"))
+    throw DirectoryRefusal("Comments, CDATA sections and document types are not taken.");
+  if (tag.starts_with("<?") && m_tags > 1)
+    throw DirectoryRefusal("Processing instructions are not taken.");
+  char quote = '\0';
+  for (std::size_t i = 1; i < tag.size(); ++i) {
+    const char c = tag[i];
+    if (c == '\0') break;
+    if (quote == '\0' && c == '>') {
+      m_at += i + 1;
+      return;
+    }
+    if (quote == '\0' && (c == '"' || c == '\'')) {
+      quote = c;
+    } else if (c == quote) {
+      quote = '\0';
+    }
+  }
+  throw DirectoryRefusal("The request is not well-formed XML: a tag has no end within 1024 bytes.");
+}
+
+void XmlGate::passReference() {
+  const std::string_view reference = m_text.substr(m_at + 1, kMaxReferenceBytes);
+  const std::size_t end = reference.find(';');
+  const std::string_view name = reference.substr(0, end);
+  if (end == std::string_view::npos || !(isNamedCharacter(name) || isNumberedCharacter(name))) {
+    throw DirectoryRefusal(
+        "The request holds an \"&\" that doesn't begin amp, lt, gt, quot, apos or the number of a "
+        "character that can be stored.");
+  }
+  m_at += 1 + end + 1;
+}
+
+// parse_fragment keeps text outside the root element, so that it can be refused;
+// parse_declaration keeps the encoding.
 constexpr unsigned kParseFlags = pugi::parse_escapes | pugi::parse_ws_pcdata_single |
                                  pugi::parse_declaration | pugi::parse_fragment;
 
@@ -48,7 +148,7 @@ bool isBlank(std::string_view text) {
   return text.find_first_not_of(kWhiteSpace) == std::string_view::npos;
 }
 
-// The elements in a node that may hold nothing else but white space.
+// The child elements of a node; anything else in it may only be white space.
 std::vector<pugi::xml_node> elementsIn(pugi::xml_node node) {
   std::vector<pugi::xml_node> elements;
   for (const pugi::xml_node child : node.children()) {
@@ -180,8 +280,8 @@ void checkWrite(const SchemaParts& parts, const std::vector<ColumnValue>& entry)
                "The Entry to write holds no value.");
 }
 
-// Which entry is to be changed or deleted is said by its Id alone, so that no request can mean more
-// entries than its sender has seen.
+// Updates and deletes select by Id alone, so that one can't affect entries that its sender hasn't
+// seen.
 long long takeId(std::vector<ColumnValue>& entry) {
   const auto found = std::find_if(entry.begin(), entry.end(), isId);
   refuseUnless(found != entry.end(), "The Entry names no Id.");
@@ -211,7 +311,7 @@ DirectoryRequest::DirectoryRequest(Kind kind, std::vector<Column> resultColumns,
       m_id(id) {}
 
 DirectoryRequest DirectoryRequest::parse(std::string_view text) {
-  XmlGate::check(text);
+  XmlGate(text).checkAll();
   pugi::xml_document document;
   const pugi::xml_parse_result result =
       document.load_buffer(text.data(), text.size(), kParseFlags, pugi::encoding_utf8);

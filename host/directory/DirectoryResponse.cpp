@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "host/directory/XmlText.h"
 

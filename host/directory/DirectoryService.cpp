@@ -6,7 +6,6 @@
 
 #include "framework/Logging.h"
 #include "host/directory/DirectoryClient.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryResponse.h"
 
 namespace host {

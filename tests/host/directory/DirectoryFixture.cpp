@@ -171,7 +171,7 @@ std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options)
 
 std::string DirectoryTest::Look() const {
   try {
-    return host::lookAtPhoneBook(Options()) == host::PhoneBookState::kThere ? "there" : "missing";
+    return host::PhoneBook::exists(Options()) ? "there" : "missing";
   } catch (const host::PhoneBookError& problem) {
     return problem.what();
   }

@@ -9,7 +9,7 @@
 
 #include "host/directory/DirectoryClient.h"
 #include "host/directory/DirectoryService.h"
-#include "host/directory/PhoneBookLook.h"
+#include "host/directory/PhoneBook.h"
 #include "tests/host/directory/BookPlace.h"
 
 namespace test {

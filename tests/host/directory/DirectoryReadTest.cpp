@@ -1,5 +1,4 @@
 #include "framework/ClientUtils.h"
-#include "host/directory/XmlGate.h"
 #include "tests/host/directory/DirectoryFixture.h"
 
 namespace test {
@@ -142,7 +141,7 @@ TEST_F(DirectoryReadTest, AnEntryTellsTheIdThatItWasWrittenWith) {
 
 TEST_F(DirectoryReadTest, AnAnswerOverTheBoundIsRefusedAndEachEntryCanStillBeReadById) {
   // Nearly as large as a request can be: each byte is five in a request and in an answer.
-  const std::string big((host::XmlGate::kMaxBytes - 1000) / 5, '&');
+  const std::string big((host::DirectoryRequest::kMaxBytes - 1000) / 5, '&');
   const std::string first = Store({{Column::Surname, big}});
   const std::string second = Store({{Column::Surname, big}});
   ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), "larger than 60 MiB");

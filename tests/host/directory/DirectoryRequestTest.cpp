@@ -5,9 +5,6 @@
 
 #include <string>
 
-#include "host/directory/DirectoryRefusal.h"
-#include "host/directory/XmlGate.h"
-
 namespace {
 
 using host::Column;
@@ -248,7 +245,7 @@ TEST_F(DirectoryRequestTest, ATagOfManyAttributesIsRefused) {
 
 TEST_F(DirectoryRequestTest, ARequestOfTheLargestSizeIsReadAndALargerOneRefused) {
   const std::size_t frame = Read("Id", "").size();
-  const std::string blanks(host::XmlGate::kMaxBytes - frame, ' ');
+  const std::string blanks(host::DirectoryRequest::kMaxBytes - frame, ' ');
   EXPECT_THAT(DirectoryRequest::parse(Read("Id" + blanks, "")).resultColumns(),
               ElementsAre(Column::Id));
   ExpectRefused(Read("Id" + blanks + " ", ""), "larger than 32 MiB");

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "framework/ClientUtils.h"
-#include "host/directory/DirectoryRefusal.h"
+#include "host/directory/DirectoryRequest.h"
 
 namespace {
 
