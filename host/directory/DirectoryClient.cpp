@@ -28,7 +28,6 @@ std::string request(std::string_view reason, const std::vector<Column>& columns,
   return text.append("</Entry>").append(kXmlTail);
 }
 
-// What an answer says was done to one entry.
 std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
   if (reason == "write_response") return DirectoryAnswer::Kind::Written;
   if (reason == "update_response") return DirectoryAnswer::Kind::Updated;
@@ -36,7 +35,7 @@ std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
   return std::nullopt;
 }
 
-// A column of a later phonebook is passed over: it wasn't asked for.
+// Ignores columns of later versions: they weren't requested.
 DirectoryEntry entryOf(pugi::xml_node node) {
   DirectoryEntry entry;
   for (const pugi::xml_node element : node.children()) {
@@ -97,7 +96,7 @@ DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
       answer.entries.push_back(entryOf(entry));
   } else {
     throw std::runtime_error(
-        "The phonebook's answer can't be understood; is the phone of another version?");
+        "The phonebook's answer can't be understood. Is the phone a different version?");
   }
   return answer;
 }

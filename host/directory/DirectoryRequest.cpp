@@ -69,7 +69,7 @@ void XmlGate::checkAll() {
   while (m_at < m_text.size()) {
     switch (m_text[m_at]) {
       case '\0':
-        throw DirectoryRefusal("The request holds a NUL byte, which can't be stored.");
+        throw DirectoryRefusal("The request contains a NUL byte, which can't be stored.");
       case '<':
         passTag();
         break;
@@ -84,12 +84,12 @@ void XmlGate::checkAll() {
 }
 
 void XmlGate::passTag() {
-  if (++m_tags > kMaxTags) throw DirectoryRefusal("The request holds more than 256 tags.");
+  if (++m_tags > kMaxTags) throw DirectoryRefusal("The request contains more than 256 tags.");
   const std::string_view tag = m_text.substr(m_at, kMaxTagBytes);
   if (tag.starts_with("<!"))
-    throw DirectoryRefusal("Comments, CDATA sections and document types are not taken.");
+    throw DirectoryRefusal("Comments, CDATA sections and document types are not allowed.");
   if (tag.starts_with("<?") && m_tags > 1)
-    throw DirectoryRefusal("Processing instructions are not taken.");
+    throw DirectoryRefusal("Processing instructions are not allowed.");
   char quote = '\0';
   for (std::size_t i = 1; i < tag.size(); ++i) {
     const char c = tag[i];
@@ -104,7 +104,8 @@ void XmlGate::passTag() {
       quote = '\0';
     }
   }
-  throw DirectoryRefusal("The request is not well-formed XML: a tag has no end within 1024 bytes.");
+  throw DirectoryRefusal(
+      "The request is not well-formed XML: a tag doesn't end within 1024 bytes.");
 }
 
 void XmlGate::passReference() {
@@ -113,8 +114,8 @@ void XmlGate::passReference() {
   const std::string_view name = reference.substr(0, end);
   if (end == std::string_view::npos || !(isNamedCharacter(name) || isNumberedCharacter(name))) {
     throw DirectoryRefusal(
-        "The request holds an \"&\" that doesn't begin amp, lt, gt, quot, apos or the number of a "
-        "character that can be stored.");
+        "The request contains an \"&\" that doesn't start &amp;, &lt;, &gt;, &quot;, &apos; or "
+        "the number of a character that can be stored.");
   }
   m_at += 1 + end + 1;
 }
@@ -155,18 +156,18 @@ std::vector<pugi::xml_node> elementsIn(pugi::xml_node node) {
     if (child.type() == pugi::node_element) {
       elements.push_back(child);
     } else if (child.type() == pugi::node_pcdata) {
-      refuseUnless(isBlank(child.value()), "The request holds text outside of its values.");
+      refuseUnless(isBlank(child.value()), "The request contains text outside its values.");
     }
   }
   return elements;
 }
 
 std::string_view textOf(pugi::xml_node element) {
-  refuseUnless(element.first_attribute().empty(), "Only Schema may have an attribute.");
+  refuseUnless(element.first_attribute().empty(), "Only the Schema element may have an attribute.");
   const pugi::xml_node content = element.first_child();
   if (content.empty()) return {};
   refuseUnless(content.type() == pugi::node_pcdata && content.next_sibling().empty(),
-               "The request holds an element where only text may stand.");
+               "The request contains an element where only text is allowed.");
   return content.value();
 }
 
@@ -182,12 +183,12 @@ pugi::xml_node schemaOf(const pugi::xml_document& document) {
   checkDeclaration(document);
   const std::vector<pugi::xml_node> roots = elementsIn(document);
   refuseUnless(roots.size() == 1 && std::strcmp(roots.front().name(), "Schema") == 0,
-               "The request is not one Schema element.");
+               "The request is not a single Schema element.");
   const pugi::xml_node schema = roots.front();
   const pugi::xml_attribute name = schema.first_attribute();
   refuseUnless(std::strcmp(name.name(), "name") == 0 &&
                    std::strcmp(name.value(), "PhoneBook") == 0 && name.next_attribute().empty(),
-               "The request is not for the Schema of the name PhoneBook.");
+               "The Schema must have the attribute name=\"PhoneBook\" and no other.");
   return schema;
 }
 
@@ -201,9 +202,10 @@ SchemaParts partsOf(pugi::xml_node schema) {
     const auto* const place = std::find_if(places.begin(), places.end(), [&](const auto& known) {
       return std::strcmp(known.first, element.name()) == 0;
     });
-    refuseUnless(place != places.end(),
-                 "The Schema holds an element other than ReasonForMessage, ResultCols and Entry.");
-    refuseUnless(place->second->empty(), "The Schema holds an element twice.");
+    refuseUnless(
+        place != places.end(),
+        "The Schema contains an element other than ReasonForMessage, ResultCols and Entry.");
+    refuseUnless(place->second->empty(), "The Schema contains an element twice.");
     *place->second = element;
   }
   return parts;
@@ -215,7 +217,7 @@ Kind kindOf(pugi::xml_node reason) {
   const auto* const known = std::find_if(kReasons.begin(), kReasons.end(),
                                          [&](const auto& entry) { return entry.first == text; });
   refuseUnless(known != kReasons.end(),
-               "The ReasonForMessage is none of read_request, write_request, update_request and "
+               "The ReasonForMessage must be read_request, write_request, update_request or "
                "delete_request.");
   return known->second;
 }
@@ -237,17 +239,17 @@ std::vector<Column> columnsOf(std::string_view names) {
 
 std::vector<ColumnValue> valuesOf(pugi::xml_node entry) {
   refuseUnless(!entry.empty(), "The request has no Entry.");
-  refuseUnless(entry.first_attribute().empty(), "Only Schema may have an attribute.");
+  refuseUnless(entry.first_attribute().empty(), "Only the Schema element may have an attribute.");
   std::vector<ColumnValue> values;
   std::size_t bytes = 0;
   for (const pugi::xml_node element : elementsIn(entry)) {
     const auto column = cards::columnNamed(element.name());
     refuseUnless(column.has_value(),
-                 "The Entry holds an element that is no column of the phonebook.");
+                 "The Entry contains an element that is not a column of the phonebook.");
     const bool known = std::any_of(values.begin(), values.end(), [&](const ColumnValue& value) {
       return value.column == column;
     });
-    refuseUnless(!known, "The Entry holds an element twice.");
+    refuseUnless(!known, "The Entry contains an element twice.");
     const std::string_view text = textOf(element);
     bytes += text.size();
     refuseUnless(bytes <= DirectoryRequest::kMaxEntryBytes,
@@ -272,19 +274,19 @@ void checkRead(const std::vector<Column>& columns, const std::vector<ColumnValue
 }
 
 void checkWrite(const SchemaParts& parts, const std::vector<ColumnValue>& entry) {
-  refuseUnless(parts.resultColumns.empty(), "A write_request has no ResultCols.");
+  refuseUnless(parts.resultColumns.empty(), "A write_request must not have ResultCols.");
   refuseUnless(std::none_of(entry.begin(), entry.end(), isId),
-               "An Id can't be written: the phonebook gives it.");
+               "An Id can't be written: the phonebook assigns it.");
   const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
   refuseUnless(!std::all_of(entry.begin(), entry.end(), isEmpty),
-               "The Entry to write holds no value.");
+               "The Entry to write has no values.");
 }
 
 // Updates and deletes select by Id alone, so that one can't affect entries that its sender hasn't
 // seen.
 long long takeId(std::vector<ColumnValue>& entry) {
   const auto found = std::find_if(entry.begin(), entry.end(), isId);
-  refuseUnless(found != entry.end(), "The Entry names no Id.");
+  refuseUnless(found != entry.end(), "The Entry has no Id.");
   checkId(found->value);
   const long long id = std::stoll(found->value);
   entry.erase(found);
@@ -292,13 +294,13 @@ long long takeId(std::vector<ColumnValue>& entry) {
 }
 
 void checkDelete(const SchemaParts& parts, const std::vector<ColumnValue>& texts) {
-  refuseUnless(parts.resultColumns.empty(), "A delete_request has no ResultCols.");
-  refuseUnless(texts.empty(), "The Entry of a delete_request holds nothing but the Id.");
+  refuseUnless(parts.resultColumns.empty(), "A delete_request must not have ResultCols.");
+  refuseUnless(texts.empty(), "The Entry of a delete_request must have an Id only.");
 }
 
 void checkUpdate(const SchemaParts& parts, const std::vector<ColumnValue>& texts) {
-  refuseUnless(parts.resultColumns.empty(), "An update_request has no ResultCols.");
-  refuseUnless(!texts.empty(), "The Entry of an update_request holds no text to replace.");
+  refuseUnless(parts.resultColumns.empty(), "An update_request must not have ResultCols.");
+  refuseUnless(!texts.empty(), "The Entry of an update_request has no text to replace.");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 
 static_assert(DirectoryRequest::kMaxEntryBytes * kXmlMaxGrowth + (std::size_t{1} << 20) <
                   DirectoryResponse::kMaxBytes,
-              "an entry has to fit into an answer");
+              "one entry must fit into an answer");
 
 std::string begin(std::string_view reason) {
   std::string text(kXmlHead);
@@ -26,8 +26,7 @@ std::string done(std::string_view reason, long long id) {
   return end(std::move(text));
 }
 
-// No request can store a NUL; someone who edits the file by hand can. XML has no way to say one,
-// and one as it is would cut the answer short for most readers.
+// Only someone who edits the database can store a NUL. XML can't express it, so it becomes U+FFFD.
 void appendValue(std::string& text, Column column, const std::string& value) {
   const std::string_view name = cards::cardColumn(column).name;
   if (value.find('\0') == std::string::npos) {

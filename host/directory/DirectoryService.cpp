@@ -12,8 +12,8 @@ namespace host {
 
 namespace {
 
-// For the log only what is wrong with the phonebook: a request that makes no sense is its sender's
-// affair, and the answer says so.
+// Only faults of the phonebook are logged; an invalid request concerns its sender, who gets the
+// reason as the answer.
 void logProblem(const std::exception& problem) {
   logAppUni("Directory Service", "DirectoryService", kLogError, __LINE__, "%s", problem.what());
 }
@@ -34,7 +34,7 @@ void DirectoryService::shutdown() {
   m_book.reset();
 }
 
-std::string DirectoryService::handleRequest(const std::string& request) {
+std::string DirectoryService::handleRequest(const std::string& request) noexcept {
   try {
     try {
       return answer(request);
@@ -48,10 +48,10 @@ std::string DirectoryService::handleRequest(const std::string& request) {
       return DirectoryResponse::failure("There is not enough memory for this request.");
     } catch (const std::exception& problem) {
       logProblem(problem);
-      return DirectoryResponse::failure("The phonebook has a fault; the log says more.");
+      return DirectoryResponse::failure("The phonebook has an internal error; see the log.");
     }
   } catch (...) {
-    // Short enough to need no memory.
+    // Short enough not to allocate.
     return "failure";
   }
 }
@@ -97,7 +97,7 @@ std::string DirectoryService::remove(const DirectoryRequest& request) {
 }
 
 PhoneBook& DirectoryService::openBook() {
-  if (!m_book) throw DirectoryRefusal("The phonebook is closed: the phone is being switched off.");
+  if (!m_book) throw DirectoryRefusal("The phonebook is closed: the phone is shutting down.");
   return *m_book;
 }
 

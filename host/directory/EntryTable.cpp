@@ -55,7 +55,7 @@ bool EntryTable::exists() {
   }
   if (!known && foreign)
     throw PhoneBookError(Kind::Broken, "The database " + m_backend.name() +
-                                           " is not a phonebook: it holds other tables.");
+                                           " is not a phonebook: it contains other tables.");
   return known;
 }
 
@@ -80,8 +80,9 @@ void EntryTable::checkVersion() {
   if (version == kVersion) return;
   const std::string what =
       version > kVersion
-          ? "was made by a newer version of this program. Update this one, or use another file."
-          : "says nothing of a version that this program knows.";
+          ? "was created by a newer version of this program. Update the program, or use another "
+            "phonebook."
+          : "has no known version. Restore a backup, or use another phonebook.";
   throw PhoneBookError(Kind::Broken, "The phonebook " + m_backend.name() + " " + what);
 }
 

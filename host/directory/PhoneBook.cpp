@@ -167,7 +167,7 @@ void PhoneBook::replace(EntryTable& table, long long id, const std::vector<Colum
   const long long before = EntryTable::bytesOf(entry);
   assign(entry, texts);
   const long long after = EntryTable::bytesOf(entry);
-  if (after == 0) throw DirectoryRefusal("The entry would hold no value; delete it instead.");
+  if (after == 0) throw DirectoryRefusal("The entry would have no value left; delete it instead.");
   if (static_cast<std::uint64_t>(after) > DirectoryRequest::kMaxEntryBytes)
     throw DirectoryRefusal("The values of the entry would be larger than 8 MiB.");
   table.update(id, texts, after);
@@ -201,14 +201,16 @@ void PhoneBook::checkRoom(EntryTable& table) const {
   const EntryTable::Totals totals = table.totals();
   if (static_cast<std::uint64_t>(totals.entries) > m_options.maxEntries)
     throw PhoneBookError(Kind::Full, "The phonebook is full: it holds " +
-                                         std::to_string(m_options.maxEntries) + " entries.");
+                                         std::to_string(m_options.maxEntries) +
+                                         " entries. Delete some to make room.");
   checkBytes(totals);
 }
 
 void PhoneBook::checkBytes(const EntryTable::Totals& totals) const {
   if (static_cast<std::uint64_t>(totals.bytes) > m_options.maxBytes)
     throw PhoneBookError(Kind::Full, "The phonebook is full: its entries may have " +
-                                         std::to_string(m_options.maxBytes) + " bytes together.");
+                                         std::to_string(m_options.maxBytes) +
+                                         " bytes in total. Delete some to make room.");
 }
 
 }  // namespace host

@@ -21,6 +21,7 @@ using Kind = PhoneBookError::Kind;
 // One lock for all telephones, released at the end of the transaction. The number is arbitrary, but
 // the same in every telephone.
 constexpr const char* kLock = "SELECT pg_advisory_xact_lock(7079771421)";
+constexpr const char* kLocked = "is locked by another program. Close that program, or try again";
 constexpr int kLockMilliseconds = 200;
 // The watchdog fires later than the server's own timeout, which keeps the connection.
 constexpr std::chrono::milliseconds kServersLead{1000};
@@ -146,8 +147,8 @@ PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::millisecon
   if (host.find('@') != std::string::npos || m_options["dbname"].find('@') != std::string::npos ||
       port.find_first_not_of("0123456789,") != std::string::npos)
     throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" names no server: write %40 for an \"@\" in a "
-                                           "password, %2F for a slash, %3A for a colon.");
+                                           "\" names no server. In a password, write %40 for "
+                                           "\"@\", %2F for \"/\" and %3A for \":\".");
   m_name = "postgresql://" + (m_options["user"].empty() ? "" : m_options["user"] + "@") + host +
            (port.empty() ? "" : ":" + port) + "/" + m_options["dbname"];
   setDefaults();
@@ -158,7 +159,7 @@ void PostgresBackend::readUri(const std::string& uri) {
   PQconninfoOption* const parsed = PQconninfoParse(uri.c_str(), nullptr);
   if (parsed == nullptr)
     throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" is no connection to PostgreSQL; write "
+                                           "\" is not a PostgreSQL connection; write "
                                            "postgresql://user@host:port/database.");
   for (const PQconninfoOption* option = parsed; option->keyword != nullptr; ++option) {
     if (option->val != nullptr) m_options[option->keyword] = option->val;
@@ -235,19 +236,19 @@ bool PostgresBackend::hasMoved(soci::session& session) const {
 
 PhoneBookError PostgresBackend::explain(const soci::soci_error& error) const {
   static const std::map<std::string, std::pair<Kind, const char*>, std::less<>> kKnown = {
-      {"40001", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
-      {"40P01", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
-      {"55P03", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
+      {"40001", {Kind::Busy, kLocked}},
+      {"40P01", {Kind::Busy, kLocked}},
+      {"55P03", {Kind::Busy, kLocked}},
       {"57014", {Kind::Broken, "can't be used: its server did not answer in time"}},
-      {"53100", {Kind::Full, "has no room: the disk of its server is full"}},
-      {"53200", {Kind::Broken, "can't be used: its server has not enough memory"}},
+      {"53100", {Kind::Full, "has no room: its server's disk is full"}},
+      {"53200", {Kind::Broken, "can't be used: its server is out of memory"}},
       {"25006", {Kind::Broken, "can't be written: its server is read-only"}},
-      {"42501", {Kind::Broken, "can't be used: its user has no permission there"}},
-      {"3F000", {Kind::Broken, "can't be used: the schema is missing"}},
+      {"42501", {Kind::Broken, "can't be used: its user lacks permission"}},
+      {"3F000", {Kind::Broken, "can't be used: its schema is missing"}},
       {"42P01", {Kind::Broken, "can't be used: no such table"}},
       {"42703", {Kind::Broken, "can't be used: a table lacks a column"}},
-      {"XX001", {Kind::Broken, "is damaged. Restore a copy of the database"}},
-      {"XX002", {Kind::Broken, "is damaged. Rebuild the indexes of the database"}}};
+      {"XX001", {Kind::Broken, "is damaged. Restore a backup of the database"}},
+      {"XX002", {Kind::Broken, "is damaged. Rebuild the database's indexes"}}};
   const std::string state = stateOf(error);
   if (isLost(state))
     return problem(Kind::Lost, "can't be reached: the connection to its server is lost");
@@ -261,8 +262,8 @@ PhoneBookError PostgresBackend::explainCommit(const soci::soci_error& error) con
   const std::string state = stateOf(error);
   if (!state.empty() && !isLost(state)) return explain(error);
   return problem(Kind::Broken,
-                 "can't be reached: the connection to its server broke at the last moment. It is "
-                 "unknown whether the change was stored; look before it is made again");
+                 "can't be reached: the connection to its server broke during the commit. It is "
+                 "unknown whether the change was stored; check before you repeat it");
 }
 
 std::string PostgresBackend::tablesQuery() const {

@@ -18,6 +18,9 @@ namespace {
 using Kind = PhoneBookError::Kind;
 namespace fs = std::filesystem;
 
+constexpr const char* kDamaged =
+    "is damaged. Restore a backup, or move it away to start with an empty one";
+
 std::string reasonOf(int error) { return std::generic_category().message(error); }
 
 // A new directory entry is durable once its folder is synced.
@@ -34,8 +37,8 @@ bool fileExists(const fs::path& path) {
 }
 
 PhoneBookError cannotMake(const fs::path& folder) {
-  return {Kind::Broken,
-          "The phonebook's folder " + folder.string() + " can't be made: " + reasonOf(errno) + "."};
+  return {Kind::Broken, "The phonebook's folder " + folder.string() +
+                            " can't be created: " + reasonOf(errno) + "."};
 }
 
 // The folder itself, or its closest ancestor that exists.
@@ -113,7 +116,7 @@ void SqliteBackend::connect(soci::session& session) {
   configure(session);
   checkContents(session);
   struct stat status = {};
-  if (::stat(m_path.c_str(), &status) != 0) throw broken("vanished while it was opened");
+  if (::stat(m_path.c_str(), &status) != 0) throw broken("vanished while it was being opened");
   m_device = status.st_dev;
   m_inode = status.st_ino;
 }
@@ -156,13 +159,13 @@ std::string SqliteBackend::tablesQuery() const {
 
 void SqliteBackend::checkName() const {
   if (m_path.string().find('"') != std::string::npos)
-    throw broken("has a quotation mark in its path");
+    throw broken("can't be opened: its path contains a quotation mark");
 }
 
 void SqliteBackend::checkPlace() const {
   // SQLite creates the log next to the file.
   if (::access(m_path.parent_path().c_str(), W_OK | X_OK) != 0)
-    throw broken("can't be written: its folder says \"" + reasonOf(errno) + "\"");
+    throw broken("can't be written: no write access to its folder (" + reasonOf(errno) + ")");
   struct stat status = {};
   if (::stat(m_path.c_str(), &status) != 0) return;
   if (!S_ISREG(status.st_mode)) throw broken("is not a file");
@@ -178,7 +181,7 @@ void SqliteBackend::openFile(soci::session& session) const {
   if (!isNew) return;
   // The file is still empty; SQLite gives its mode to the log and the log's index.
   if (::chmod(m_path.c_str(), S_IRUSR | S_IWUSR) != 0)
-    throw broken("can't be made private: " + reasonOf(errno));
+    throw broken("can't be restricted to its owner: " + reasonOf(errno));
   syncFolder(m_path.parent_path());
 }
 
@@ -207,8 +210,7 @@ void SqliteBackend::configure(soci::session& session) const {
 void SqliteBackend::checkContents(soci::session& session) const {
   std::string verdict;
   session << "PRAGMA quick_check(1)", soci::into(verdict);
-  if (verdict != "ok")
-    throw broken("is damaged. Put a copy in its place, or move it away to begin an empty one");
+  if (verdict != "ok") throw broken(kDamaged);
 }
 
 PhoneBookError SqliteBackend::broken(const std::string& what) const {
@@ -222,21 +224,21 @@ PhoneBookError SqliteBackend::explain(const soci::soci_error& error) const {
       return {Kind::Busy, "The phonebook " + name() +
                               " is locked by another program. Close that program, or try again."};
     case SQLITE_FULL:
-      return {Kind::Full, "The disk with the phonebook " + name() + " is full."};
+      return {Kind::Full, "The disk with the phonebook " + name() + " is full. Free some space."};
     case SQLITE_READONLY:
       return broken("can't be written: its file or its disk is read-only");
     case SQLITE_CANTOPEN:
     case SQLITE_PERM:
     case SQLITE_AUTH:
-      return broken("can't be opened: there is no permission or no such file");
+      return broken("can't be opened: permission denied or no such file");
     case SQLITE_CORRUPT:
-      return broken("is damaged. Put a copy in its place, or move it away to begin an empty one");
+      return broken(kDamaged);
     case SQLITE_NOTADB:
-      return broken("is not a phonebook: the file holds something else");
+      return broken("is not a phonebook: the file contains something else");
     case SQLITE_IOERR:
       return broken("can't be reached: its disk reports an error");
     case SQLITE_NOMEM:
-      return broken("can't be used: there is not enough memory");
+      return broken("can't be used: out of memory");
     default:
       return broken("can't be used: " + error.get_error_message());
   }

@@ -100,7 +100,7 @@ TEST_F(DirectoryChangeTest, AnUpdateThatChangesNothingIsDone) {
 TEST_F(DirectoryChangeTest, AnEntryIsNeverLeftWithNothing) {
   const std::string id = Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
   ExpectUpdated(id, {{Column::Surname, ""}});
-  ExpectNotUpdated(id, {{Column::Mobile, ""}}, "would hold no value");
+  ExpectNotUpdated(id, {{Column::Mobile, ""}}, "would have no value left");
   EXPECT_EQ(Text(id, Column::Mobile), "1");
 }
 
@@ -132,7 +132,7 @@ TEST_F(DirectoryChangeTest, ThePhonebookCantGrowBeyondItsLimitByAnUpdate) {
   OpenWith(10, 1000);
   const std::string id = Store({{Column::Surname, std::string(600, 'a')}});
   StoreNamed(std::string(300, 'b'));
-  ExpectNotUpdated(id, {{Column::Surname, std::string(701, 'c')}}, "may have 1000 bytes");
+  ExpectNotUpdated(id, {{Column::Surname, std::string(701, 'c')}}, "may have 1000 bytes in total");
   EXPECT_EQ(Size(id), "600");
   ExpectUpdated(id, {{Column::Surname, std::string(700, 'c')}});
 }

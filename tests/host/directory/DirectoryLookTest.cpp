@@ -101,7 +101,7 @@ TEST_F(DirectoryLookTest, AUserWhoMayNotMakeTheFolderIsTold) {
     return 0;
   });
   EXPECT_EQ(child.Hear(),
-            "The phonebook's folder " + Folder() + " can't be made: Permission denied.");
+            "The phonebook's folder " + Folder() + " can't be created: Permission denied.");
   EXPECT_EQ(child.Join(), 0);
 }
 

@@ -89,27 +89,27 @@ TEST_F(DirectoryOpeningTest, AnEmptyFileBecomesAPhonebook) {
 TEST_F(DirectoryOpeningTest, AFileThatHoldsSomethingElseIsNotTouched) {
   const std::string text(5000, 'x');
   WriteFile(Path(), text);
-  ExpectNotOpened("is not a phonebook: the file holds something else");
+  ExpectNotOpened("is not a phonebook: the file contains something else");
   EXPECT_EQ(ReadFile(Path()), text);
 }
 
 TEST_F(DirectoryOpeningTest, ADatabaseOfAnotherProgramIsNotTouched) {
   Sql("CREATE TABLE bookmarks (url TEXT)");
-  ExpectNotOpened("is not a phonebook: it holds other tables");
+  ExpectNotOpened("is not a phonebook: it contains other tables");
   EXPECT_EQ(Sql("SELECT name FROM sqlite_master"), "bookmarks");
 }
 
 TEST_F(DirectoryOpeningTest, APhonebookOfANewerVersionIsNotTouched) {
   MakePhonebook();
   Sql("UPDATE phonebook_version SET version = 2");
-  ExpectNotOpened("was made by a newer version of this program");
+  ExpectNotOpened("was created by a newer version of this program");
   EXPECT_EQ(Sql("SELECT version FROM phonebook_version"), "2");
 }
 
 TEST_F(DirectoryOpeningTest, APhonebookWithoutAVersionIsRefused) {
   MakePhonebook();
   Sql("DELETE FROM phonebook_version");
-  ExpectNotOpened("says nothing of a version");
+  ExpectNotOpened("has no known version");
 }
 
 TEST_F(DirectoryOpeningTest, ADamagedHeadIsNoticed) {
@@ -174,7 +174,7 @@ TEST_F(DirectoryOpeningTest, AFolderWithoutPermissionIsNoticed) {
 
 TEST_F(DirectoryOpeningTest, AFolderThatMayNotBeMadeIsNoticed) {
   std::filesystem::remove(Folder());
-  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be made: Permission denied"));
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be created: Permission denied"));
 }
 
 TEST_F(DirectoryOpeningTest, AFileThatMayNotBeWrittenIsNoticed) {

@@ -181,7 +181,7 @@ TEST_F(DirectoryPostgresTest, AnAnswerThatIsTooLargeIsNotFetchedAtAll) {
 
 TEST_F(DirectoryPostgresTest, ADatabaseOfAnotherProgramIsNotTouched) {
   Sql("CREATE TABLE orders (n INTEGER)");
-  EXPECT_THAT(OpeningProblem(), HasSubstr("is not a phonebook: it holds other tables"));
+  EXPECT_THAT(OpeningProblem(), HasSubstr("is not a phonebook: it contains other tables"));
   EXPECT_EQ(Sql("SELECT COUNT(*) FROM pg_tables WHERE schemaname = 'public'"), "1");
 }
 
@@ -228,7 +228,7 @@ TEST_F(DirectoryPostgresTest, AUserWithoutPermissionIsToldSo) {
   Sql("DROP ROLE IF EXISTS guest; CREATE ROLE guest LOGIN");
   std::string connection = Connection();
   connection.replace(connection.find("phone@"), 5, "guest");
-  EXPECT_THAT(OpeningProblemAt(connection), HasSubstr("its user has no permission there"));
+  EXPECT_THAT(OpeningProblemAt(connection), HasSubstr("its user lacks permission"));
 }
 
 TEST_F(DirectoryPostgresTest, AReadOnlyServerIsReadAndNotWritten) {
@@ -293,9 +293,9 @@ TEST_F(DirectoryPostgresPasswordTest, ANameThatIsNoServerIsTold) {
   EXPECT_THAT(OpeningProblemAt("postgresql://x@127.0.0.1:1/db"), HasSubstr("can't be reached"));
   EXPECT_THAT(OpeningProblemAt("postgresql://x@127.0.0.1:port/db"), HasSubstr("names no server"));
   EXPECT_THAT(OpeningProblemAt("postgresql://[::1/db"),
-              HasSubstr("is no connection to PostgreSQL"));
+              HasSubstr("is not a PostgreSQL connection"));
   EXPECT_THAT(OpeningProblemAt("postgresql://h/db?nonsense=1"),
-              HasSubstr("is no connection to PostgreSQL"));
+              HasSubstr("is not a PostgreSQL connection"));
 }
 
 }  // namespace

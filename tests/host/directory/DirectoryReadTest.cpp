@@ -151,9 +151,9 @@ TEST_F(DirectoryReadTest, AnAnswerOverTheBoundIsRefusedAndEachEntryCanStillBeRea
 }
 
 TEST_F(DirectoryReadTest, ARefusedReadIsAFailureWithTheReason) {
-  ExpectFailure(ReadOf("<Nickname>x</Nickname>"), "no column of the phonebook");
-  ExpectFailure("hello", "text outside of its values");
-  ExpectFailure("", "not one Schema element");
+  ExpectFailure(ReadOf("<Nickname>x</Nickname>"), "not a column of the phonebook");
+  ExpectFailure("hello", "text outside its values");
+  ExpectFailure("", "not a single Schema");
 }
 
 TEST_F(DirectoryReadTest, AfterTheServiceWasShutDownARequestIsAFailure) {

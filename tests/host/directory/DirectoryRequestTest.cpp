@@ -140,8 +140,8 @@ TEST_F(DirectoryRequestTest, WhatTheReaderWouldDropIsRefused) {
   ExpectRefused(Write("<Surname>D<!-- x -->oe</Surname>"), "Comments, CDATA");
   ExpectRefused(Write("<Surname><![CDATA[Doe]]></Surname>"), "Comments, CDATA");
   ExpectRefused(Write("<Surname>D<?php x ?>oe</Surname>"), "Processing instructions");
-  ExpectRefused(Write("<Surname>D<b>o</b>e</Surname>"), "where only text may stand");
-  ExpectRefused(Write("<Surname><b></b></Surname>"), "where only text may stand");
+  ExpectRefused(Write("<Surname>D<b>o</b>e</Surname>"), "where only text is allowed");
+  ExpectRefused(Write("<Surname><b></b></Surname>"), "where only text is allowed");
   ExpectRefused(Write("<Surname>Doe</Surname>stray"), "text outside");
   ExpectRefused(Write("<Surname lang=\"de\">Doe</Surname>"), "attribute");
   ExpectRefused(kCard + "stray", "text outside");
@@ -179,8 +179,8 @@ TEST_F(DirectoryRequestTest, AnotherSchemaIsRefused) {
   ExpectRefused("<Schema name=\"Calendar\"></Schema>", "PhoneBook");
   ExpectRefused("<Schema></Schema>", "PhoneBook");
   ExpectRefused("<Schema name=\"PhoneBook\" other=\"x\"></Schema>", "PhoneBook");
-  ExpectRefused("<Scheme name=\"PhoneBook\"></Scheme>", "not one Schema");
-  ExpectRefused(kCard + "<Schema name=\"PhoneBook\"/>", "not one Schema");
+  ExpectRefused("<Scheme name=\"PhoneBook\"></Scheme>", "not a single Schema");
+  ExpectRefused(kCard + "<Schema name=\"PhoneBook\"/>", "not a single Schema");
 }
 
 TEST_F(DirectoryRequestTest, AReasonThatIsntKnownIsRefused) {
@@ -189,13 +189,13 @@ TEST_F(DirectoryRequestTest, AReasonThatIsntKnownIsRefused) {
   ExpectRefused(start + rest, "no ReasonForMessage");
   for (const char* reason : {"", "change_request", "READ_REQUEST", " write_request", "failure"})
     ExpectRefused(start + "<ReasonForMessage>" + reason + "</ReasonForMessage>" + rest,
-                  "none of read_request, write_request");
+                  "must be read_request, write_request");
 }
 
 TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
-  ExpectRefused(Write("<Nickname>x</Nickname>"), "no column of the phonebook");
-  ExpectRefused(Write("<surname>x</surname>"), "no column of the phonebook");
-  ExpectRefused(Write("<Entry>x</Entry>"), "no column of the phonebook");
+  ExpectRefused(Write("<Nickname>x</Nickname>"), "not a column of the phonebook");
+  ExpectRefused(Write("<surname>x</surname>"), "not a column of the phonebook");
+  ExpectRefused(Write("<Entry>x</Entry>"), "not a column of the phonebook");
   ExpectRefused(Write("<Surname>a</Surname><Surname>b</Surname>"), "twice");
   ExpectRefused(Write("<Surname>a</Surname></Entry><Entry><Surname>b</Surname>"), "twice");
   ExpectRefused(Write("<Surname>a</Surname></Entry><Extra></Extra><Entry>"), "other than");
@@ -207,8 +207,8 @@ TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
 TEST_F(DirectoryRequestTest, MissingPartsAreRefused) {
   ExpectRefused(Read("", ""), "names no column");
   ExpectRefused(Read(" \n", ""), "names no column");
-  ExpectRefused(Write(""), "holds no value");
-  ExpectRefused(Write("<Surname></Surname><Group></Group>"), "holds no value");
+  ExpectRefused(Write(""), "has no values");
+  ExpectRefused(Write("<Surname></Surname><Group></Group>"), "has no values");
   ExpectRefused(
       "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage></Schema>",
       "no Entry");
@@ -225,7 +225,7 @@ TEST_F(DirectoryRequestTest, AWriteRequestWithResultColumnsIsRefused) {
   ExpectRefused(
       "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage>"
       "<ResultCols>Id</ResultCols><Entry><Surname>a</Surname></Entry></Schema>",
-      "no ResultCols");
+      "must not have ResultCols");
 }
 
 TEST_F(DirectoryRequestTest, DeepOrManyElementsAreRefused) {
@@ -240,7 +240,7 @@ TEST_F(DirectoryRequestTest, DeepOrManyElementsAreRefused) {
 TEST_F(DirectoryRequestTest, ATagOfManyAttributesIsRefused) {
   std::string attributes;
   for (int i = 0; i < 100000; ++i) attributes += " a" + std::to_string(i) + "='>'";
-  ExpectRefused("<Schema" + attributes + "></Schema>", "no end within");
+  ExpectRefused("<Schema" + attributes + "></Schema>", "doesn't end within");
 }
 
 TEST_F(DirectoryRequestTest, ARequestOfTheLargestSizeIsReadAndALargerOneRefused) {
@@ -317,15 +317,15 @@ TEST_F(DirectoryRequestTest, AnIdThatIsNoNumberChangesAndDeletesNothing) {
 
 TEST_F(DirectoryRequestTest, AChangeWithoutAnIdOrWithTwoIsRefused) {
   for (const char* kind : {"update", "delete"}) {
-    ExpectRefused(Change(kind, "<Surname>Doe</Surname>"), "names no Id");
-    ExpectRefused(Change(kind, ""), "names no Id");
-    ExpectRefused(Change(kind, "<Id>1</Id><Id>2</Id>"), "holds an element twice");
+    ExpectRefused(Change(kind, "<Surname>Doe</Surname>"), "has no Id");
+    ExpectRefused(Change(kind, ""), "has no Id");
+    ExpectRefused(Change(kind, "<Id>1</Id><Id>2</Id>"), "contains an element twice");
   }
 }
 
 TEST_F(DirectoryRequestTest, ADeleteRequestWithAnythingButTheIdIsRefused) {
-  ExpectRefused(Change("delete", "<Id>17</Id><Surname>Doe</Surname>"), "nothing but the Id");
-  ExpectRefused(Change("delete", "<Id>17</Id><Surname/>"), "nothing but the Id");
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname>Doe</Surname>"), "an Id only");
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname/>"), "an Id only");
   ExpectRefused(Change("delete", "<Id>17</Id>all"), "text outside");
 }
 
@@ -340,7 +340,7 @@ TEST_F(DirectoryRequestTest, AChangeHasNoResultColumns) {
     std::string with = request;
     with.replace(with.find("<Entry>"), 7, columns);
     if (std::string(kind) == "update") with.insert(with.find("</Entry>"), "<Office>1</Office>");
-    ExpectRefused(with, "has no ResultCols");
+    ExpectRefused(with, "must not have ResultCols");
   }
 }
 

@@ -84,7 +84,7 @@ TEST_F(DirectoryWriteTest, AllValuesTogetherAreBounded) {
   m_service = std::make_unique<host::DirectoryService>(options);
   StoreNamed(std::string(600, 'a'));
   ExpectFailure(host::DirectoryClient::writeRequest({{Column::Email, std::string(401, 'b')}}),
-                "is full: its entries may have 1000 bytes");
+                "is full: its entries may have 1000 bytes in total");
   Store({{Column::Email, std::string(400, 'b')}});
   EXPECT_EQ(Surnames().size(), 2u);
 }
