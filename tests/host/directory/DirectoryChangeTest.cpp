@@ -8,7 +8,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-/// Entries that are changed and deleted.
+/// Updates and deletions.
 class DirectoryChangeTest : public DirectoryTest {
  protected:
   std::string Size(const std::string& id) { return Sql("SELECT size FROM entries WHERE id=" + id); }
@@ -23,7 +23,7 @@ class DirectoryChangeTest : public DirectoryTest {
   }
 };
 
-TEST_F(DirectoryChangeTest, ADeletedEntryIsGoneAndTheOthersStay) {
+TEST_F(DirectoryChangeTest, DeletesOnlyTheGivenEntry) {
   StoreNamed("first");
   const std::string id = Store({{Column::Surname, "second"}});
   StoreNamed("third");
@@ -33,7 +33,7 @@ TEST_F(DirectoryChangeTest, ADeletedEntryIsGoneAndTheOthersStay) {
   EXPECT_THAT(Surnames(), ElementsAre("first", "third"));
 }
 
-TEST_F(DirectoryChangeTest, TheIdOfADeletedEntryIsNeverGivenAgain) {
+TEST_F(DirectoryChangeTest, NeverReusesTheIdOfADeletedEntry) {
   StoreNamed("first");
   const std::string last = Store({{Column::Surname, "last"}});
   ExpectDeleted(last);
@@ -45,7 +45,7 @@ TEST_F(DirectoryChangeTest, TheIdOfADeletedEntryIsNeverGivenAgain) {
   EXPECT_GT(std::stoll(Store({{Column::Surname, "after"}})), std::stoll(newest));
 }
 
-TEST_F(DirectoryChangeTest, WhatIsNotThereCantBeDeletedOrChanged) {
+TEST_F(DirectoryChangeTest, RefusesToChangeAMissingEntry) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   ExpectDeleted(id);
   for (const std::string& unknown : {id, std::string("0"), std::string("999999999999999999")}) {
@@ -55,7 +55,7 @@ TEST_F(DirectoryChangeTest, WhatIsNotThereCantBeDeletedOrChanged) {
   EXPECT_THAT(Surnames(), IsEmpty());
 }
 
-TEST_F(DirectoryChangeTest, AHostileIdTouchesNoEntry) {
+TEST_F(DirectoryChangeTest, RefusesAHostileId) {
   StoreNamed("Doe");
   for (const char* id : {"-1", "9223372036854775808", "18446744073709551617", " 1", "1 ", "1 OR 1",
                          "1;DELETE FROM entries", "", "%", "0x1"}) {
@@ -65,7 +65,7 @@ TEST_F(DirectoryChangeTest, AHostileIdTouchesNoEntry) {
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
 }
 
-TEST_F(DirectoryChangeTest, AnUpdateReplacesTheNamedTextsAndNoOther) {
+TEST_F(DirectoryChangeTest, UpdatesOnlyTheGivenTexts) {
   const std::string id =
       Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}, {Column::Company, "ACME"}});
   const std::string other = Store({{Column::Surname, "Roe"}});
@@ -76,14 +76,14 @@ TEST_F(DirectoryChangeTest, AnUpdateReplacesTheNamedTextsAndNoOther) {
   EXPECT_EQ(Text(other, Column::Surname), "Roe");
 }
 
-TEST_F(DirectoryChangeTest, AnUpdateKeepsTheIdAndThePlaceOfTheEntry) {
+TEST_F(DirectoryChangeTest, KeepsIdAndOrderOnUpdate) {
   const std::string id = Store({{Column::Surname, "first"}});
   StoreNamed("second");
   ExpectUpdated(id, {{Column::Surname, "zz"}});
   EXPECT_THAT(Surnames(), ElementsAre("zz", "second"));
 }
 
-TEST_F(DirectoryChangeTest, AReplacedTextIsStoredByteForByte) {
+TEST_F(DirectoryChangeTest, StoresUpdatedTextsByteForByte) {
   const std::string bytes = " '\"<>&\r\n\t\x01\x7F\xFF\xC3 :surname";
   const std::string id = Store({{Column::Surname, "Doe"}});
   ExpectUpdated(id, {{Column::Surname, bytes}});
@@ -91,20 +91,20 @@ TEST_F(DirectoryChangeTest, AReplacedTextIsStoredByteForByte) {
   EXPECT_EQ(Matching({{Column::Surname, bytes}}).size(), 1u);
 }
 
-TEST_F(DirectoryChangeTest, AnUpdateThatChangesNothingIsDone) {
+TEST_F(DirectoryChangeTest, AcceptsAnUpdateThatChangesNothing) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   ExpectUpdated(id, {{Column::Surname, "Doe"}, {Column::Email, ""}});
   EXPECT_EQ(Size(id), "3");
 }
 
-TEST_F(DirectoryChangeTest, AnEntryIsNeverLeftWithNothing) {
+TEST_F(DirectoryChangeTest, RefusesToEmptyAnEntry) {
   const std::string id = Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
   ExpectUpdated(id, {{Column::Surname, ""}});
   ExpectNotUpdated(id, {{Column::Mobile, ""}}, "would have no value left");
   EXPECT_EQ(Text(id, Column::Mobile), "1");
 }
 
-TEST_F(DirectoryChangeTest, TheSizeOfAnEntryIsAlwaysThatOfItsTexts) {
+TEST_F(DirectoryChangeTest, KeepsTheSizeOfAnEntryCurrent) {
   const std::string id = Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
   EXPECT_EQ(Size(id), "4");
   ExpectUpdated(id, {{Column::Email, "1234567890"}});
@@ -113,14 +113,14 @@ TEST_F(DirectoryChangeTest, TheSizeOfAnEntryIsAlwaysThatOfItsTexts) {
   EXPECT_EQ(Size(id), "12");
 }
 
-TEST_F(DirectoryChangeTest, ASizeThatSomeoneSpoiledIsRightAfterAnUpdate) {
+TEST_F(DirectoryChangeTest, CorrectsAWrongSizeOnUpdate) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   Sql("UPDATE entries SET size = 1000000");
   ExpectUpdated(id, {{Column::Mobile, "1"}});
   EXPECT_EQ(Size(id), "4");
 }
 
-TEST_F(DirectoryChangeTest, AnEntryCantGrowBeyondTheLimitOfOne) {
+TEST_F(DirectoryChangeTest, RefusesAnUpdateBeyondTheEntryLimit) {
   const std::string half(std::size_t{5} << 20, 'x');
   const std::string id = Store({{Column::Surname, half}});
   ExpectNotUpdated(id, {{Column::Email, half}}, "larger than 8 MiB");
@@ -128,7 +128,7 @@ TEST_F(DirectoryChangeTest, AnEntryCantGrowBeyondTheLimitOfOne) {
   ExpectUpdated(id, {{Column::Surname, "x"}, {Column::Email, half}});
 }
 
-TEST_F(DirectoryChangeTest, ThePhonebookCantGrowBeyondItsLimitByAnUpdate) {
+TEST_F(DirectoryChangeTest, RefusesAnUpdateBeyondThePhonebookLimit) {
   OpenWith(10, 1000);
   const std::string id = Store({{Column::Surname, std::string(600, 'a')}});
   StoreNamed(std::string(300, 'b'));
@@ -137,7 +137,7 @@ TEST_F(DirectoryChangeTest, ThePhonebookCantGrowBeyondItsLimitByAnUpdate) {
   ExpectUpdated(id, {{Column::Surname, std::string(700, 'c')}});
 }
 
-TEST_F(DirectoryChangeTest, ADeletionMakesRoomForEntriesAndForBytes) {
+TEST_F(DirectoryChangeTest, FreesRoomByDeleting) {
   OpenWith(1, 100);
   const std::string id = Store({{Column::Surname, std::string(100, 'a')}});
   ExpectNotStored("is full");
@@ -145,7 +145,7 @@ TEST_F(DirectoryChangeTest, ADeletionMakesRoomForEntriesAndForBytes) {
   Store({{Column::Surname, std::string(100, 'b')}});
 }
 
-TEST_F(DirectoryChangeTest, AnOverfullPhonebookCanBeMadeSmaller) {
+TEST_F(DirectoryChangeTest, AllowsShrinkingAPhonebookBeyondItsLimits) {
   const std::string first = Store({{Column::Surname, std::string(600, 'a')}});
   const std::string second = Store({{Column::Surname, std::string(600, 'b')}});
   OpenWith(1, 500);
@@ -154,7 +154,7 @@ TEST_F(DirectoryChangeTest, AnOverfullPhonebookCanBeMadeSmaller) {
   ExpectDeleted(second);
 }
 
-TEST_F(DirectoryChangeTest, ARefusedChangeSaysNothingOfTheValues) {
+TEST_F(DirectoryChangeTest, DoesNotEchoValuesOfARefusedChange) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   for (const char* kind : {"update", "delete"}) {
     for (const char* rest : {"<Nickname>Zyzzogeton</Nickname>", "<Surname>b</Surname>", "&Zyz;",
@@ -168,7 +168,7 @@ TEST_F(DirectoryChangeTest, ARefusedChangeSaysNothingOfTheValues) {
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
 }
 
-TEST_F(DirectoryChangeTest, ADoneChangeSaysNothingOfTheValues) {
+TEST_F(DirectoryChangeTest, DoesNotEchoValuesOfAChange) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   const std::string answer =
       Ask(host::DirectoryClient::updateRequest(id, {{Column::Surname, kSecret}}));
@@ -177,7 +177,7 @@ TEST_F(DirectoryChangeTest, ADoneChangeSaysNothingOfTheValues) {
   EXPECT_THAT(Ask(host::DirectoryClient::deleteRequest(id)), Not(HasSubstr("failure")));
 }
 
-TEST_F(DirectoryChangeTest, AnEntryThatSomeoneElseDeletedMeanwhileIsNotThere) {
+TEST_F(DirectoryChangeTest, RefusesAChangeAfterSomeoneElseDeletedTheEntry) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   Sql("DELETE FROM entries");
   ExpectNotUpdated(id, {{Column::Surname, "Roe"}}, "has no entry of that Id");

@@ -20,14 +20,14 @@ using host::DirectoryResponse;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-TEST(DirectoryClientTest, EveryColumnIsFoundByItsNameAndByNoOther) {
+TEST(DirectoryClientTest, FindsColumnsByExactName) {
   for (const Column column : host::kAllColumns)
     EXPECT_EQ(columnNamed(cards::cardColumn(column).name), column);
   for (const char* name : {"", "surname", "Surname ", "Entry", "Note"})
     EXPECT_EQ(columnNamed(name), std::nullopt) << name;
 }
 
-TEST(DirectoryClientTest, AListRequestAsksForTheColumnsOfEveryEntry) {
+TEST(DirectoryClientTest, BuildsAListRequest) {
   const DirectoryRequest request =
       DirectoryRequest::parse(DirectoryClient::listRequest({Column::Id, Column::Surname}));
   EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Read);
@@ -35,7 +35,7 @@ TEST(DirectoryClientTest, AListRequestAsksForTheColumnsOfEveryEntry) {
   EXPECT_THAT(request.entry(), IsEmpty());
 }
 
-TEST(DirectoryClientTest, AMatchRequestSaysItsValuesExactly) {
+TEST(DirectoryClientTest, BuildsAMatchRequestWithExactValues) {
   const std::string value = " <a>&amp;\r\n\"'\x01\xFF";
   const DirectoryRequest request = DirectoryRequest::parse(
       DirectoryClient::matchRequest({Column::Id}, {{Column::Company, value}}));
@@ -44,7 +44,7 @@ TEST(DirectoryClientTest, AMatchRequestSaysItsValuesExactly) {
   EXPECT_EQ(request.entry().front().value, value);
 }
 
-TEST(DirectoryClientTest, AWriteRequestSaysItsValuesExactly) {
+TEST(DirectoryClientTest, BuildsAWriteRequestWithExactValues) {
   const DirectoryRequest request = DirectoryRequest::parse(
       DirectoryClient::writeRequest({{Column::Surname, "A<B"}, {Column::Group, "0"}}));
   EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Write);
@@ -52,7 +52,7 @@ TEST(DirectoryClientTest, AWriteRequestSaysItsValuesExactly) {
   EXPECT_EQ(request.entry().front().value, "A<B");
 }
 
-TEST(DirectoryClientTest, AnUpdateRequestSaysItsIdAndValuesExactly) {
+TEST(DirectoryClientTest, BuildsAnUpdateRequestWithExactValues) {
   const DirectoryRequest request = DirectoryRequest::parse(
       DirectoryClient::updateRequest("17", {{Column::Surname, "A<B\r"}, {Column::Mobile, ""}}));
   EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Update);
@@ -62,13 +62,13 @@ TEST(DirectoryClientTest, AnUpdateRequestSaysItsIdAndValuesExactly) {
   EXPECT_EQ(request.entry().back().value, "");
 }
 
-TEST(DirectoryClientTest, ADeleteRequestSaysItsId) {
+TEST(DirectoryClientTest, BuildsADeleteRequest) {
   const DirectoryRequest request = DirectoryRequest::parse(DirectoryClient::deleteRequest("17"));
   EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Delete);
   EXPECT_EQ(request.id(), 17);
 }
 
-TEST(DirectoryClientTest, AnAnswerGivesEntriesWithTheirColumnsInOrder) {
+TEST(DirectoryClientTest, ParsesEntriesWithTheirColumnsInOrder) {
   DirectoryResponse response({Column::Id, Column::Surname, Column::Mobile});
   response.add({"1", " Doe\r\n", ""});
   response.add({"2", "  ", "<1>"});
@@ -83,7 +83,7 @@ TEST(DirectoryClientTest, AnAnswerGivesEntriesWithTheirColumnsInOrder) {
   EXPECT_EQ(answer.entries[1].value(Column::Email), "");
 }
 
-TEST(DirectoryClientTest, AFailureGivesItsReasonAndAWriteItsId) {
+TEST(DirectoryClientTest, ParsesFailuresAndWrites) {
   const DirectoryAnswer failure =
       DirectoryClient::parseAnswer(DirectoryResponse::failure("No \"<room>\"."));
   EXPECT_EQ(failure.kind, DirectoryAnswer::Kind::Failure);
@@ -93,7 +93,7 @@ TEST(DirectoryClientTest, AFailureGivesItsReasonAndAWriteItsId) {
   EXPECT_EQ(written.id, "42");
 }
 
-TEST(DirectoryClientTest, AnUpdateAndADeletionGiveTheIdOfTheEntry) {
+TEST(DirectoryClientTest, ParsesUpdatesAndDeletions) {
   const DirectoryAnswer updated = DirectoryClient::parseAnswer(DirectoryResponse::updated(17));
   EXPECT_EQ(updated.kind, DirectoryAnswer::Kind::Updated);
   EXPECT_EQ(updated.id, "17");
@@ -102,7 +102,7 @@ TEST(DirectoryClientTest, AnUpdateAndADeletionGiveTheIdOfTheEntry) {
   EXPECT_EQ(deleted.id, "18");
 }
 
-TEST(DirectoryClientTest, WhatIsNoAnswerIsAnError) {
+TEST(DirectoryClientTest, ThrowsWhenTheTextIsNotAnAnswer) {
   const std::string answer = DirectoryResponse::written(42);
   for (const std::string& text : {std::string(), std::string("hello"),
                                   answer.substr(0, answer.size() - 1), std::string("<Schema/>"),

@@ -1,8 +1,7 @@
 #include <sys/stat.h>
 
-#include "tests/host/directory/Database.h"
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
+#include "tests/host/directory/SqliteFile.h"
 #include "tests/host/directory/Mounts.h"
 
 namespace test {
@@ -12,10 +11,10 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// A phonebook that is a file.
+/// A phonebook in a file.
 class DirectoryFileTest : public DirectoryTest {};
 
-TEST_F(DirectoryFileTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
+TEST_F(DirectoryFileTest, MakesFileAndLogReadableByTheOwnerOnly) {
   StoreNamed("private");
   for (const char* suffix : {"", "-wal", "-shm"}) {
     struct stat status = {};
@@ -24,13 +23,13 @@ TEST_F(DirectoryFileTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
   }
 }
 
-TEST_F(DirectoryFileTest, ACopyOfTheFileHasEveryEntryWithoutTheLog) {
+TEST_F(DirectoryFileTest, KeepsTheFileCompleteWithoutTheLog) {
   for (const char* name : {"a", "b", "c"}) StoreNamed(name);
   WriteFile(m_folder + "/copy.db", ReadFile(Path()));
   EXPECT_EQ(Database(m_folder + "/copy.db").Run("SELECT surname FROM entries"), "abc");
 }
 
-TEST_F(DirectoryFileTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
+TEST_F(DirectoryFileTest, StoresWhileAnotherProgramReads) {
   StoreNamed("before");
   Database reader(Path());
   reader.Run("BEGIN; SELECT COUNT(*) FROM entries");
@@ -40,13 +39,13 @@ TEST_F(DirectoryFileTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
   EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "beforeduring");
 }
 
-TEST_F(DirectoryFileTest, TheLogIsWrittenAheadAndACommitIsOnTheDisk) {
+TEST_F(DirectoryFileTest, UsesAWriteAheadLog) {
   StoreNamed("Doe");
   EXPECT_EQ(Sql("PRAGMA journal_mode"), "wal");
   EXPECT_EQ(Sql("SELECT surname FROM entries"), "Doe");
 }
 
-TEST_F(DirectoryFileTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
+TEST_F(DirectoryFileTest, ReadsValuesThatWereWrittenByHand) {
   StoreNamed("a");
   Sql("INSERT INTO entries (surname, office) VALUES (CAST(x'410042' AS TEXT), 12)");
   Sql("INSERT INTO entries (surname) VALUES (x'43FF')");
@@ -56,7 +55,7 @@ TEST_F(DirectoryFileTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
                                                  "C\xFF"));
 }
 
-TEST_F(DirectoryFileTest, NothingOfADeletedEntryStaysInTheFile) {
+TEST_F(DirectoryFileTest, OverwritesDeletedEntries) {
   const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
   StoreNamed("other");
   ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
@@ -65,7 +64,7 @@ TEST_F(DirectoryFileTest, NothingOfADeletedEntryStaysInTheFile) {
   EXPECT_THAT(ReadFile(Path() + "-wal"), Not(HasSubstr("Zyzzogeton")));
 }
 
-TEST_F(DirectoryFileTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold) {
+TEST_F(DirectoryFileTest, RefusesChangesWhileAnotherProgramWrites) {
   LockedFile lock(Path());
   const std::string id = Store({{Column::Surname, "Doe"}});
   lock.Take("BEGIN IMMEDIATE");
@@ -77,7 +76,7 @@ TEST_F(DirectoryFileTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold
   ExpectDeleted(id);
 }
 
-TEST_F(DirectoryFileTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
+TEST_F(DirectoryFileTest, FailsOnAReadOnlyDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   const std::string id = Store({{Column::Surname, "Doe"}});
@@ -89,7 +88,7 @@ TEST_F(DirectoryFileTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
   ExpectUpdated(id, {{Column::Surname, "Roe"}});
 }
 
-TEST_F(DirectoryFileTest, OnAFullDiskAnUpdateIsToldAndTheEntryStaysAsItWas) {
+TEST_F(DirectoryFileTest, KeepsTheEntryWhenAnUpdateFailsOnAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   const std::string id = Store({{Column::Surname, "Doe"}});

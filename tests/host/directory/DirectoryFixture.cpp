@@ -169,7 +169,7 @@ std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options)
   return {};
 }
 
-std::string DirectoryTest::Look() const {
+std::string DirectoryTest::Existence() const {
   try {
     return host::PhoneBook::exists(Options()) ? "there" : "missing";
   } catch (const host::PhoneBookError& problem) {

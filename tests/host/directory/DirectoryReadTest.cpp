@@ -9,7 +9,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-// What the telephone asks before it stores a card.
+// What the telephone asks before it stores a card, to avoid duplicates.
 std::string QuestionFor(const std::string& firstname, const std::string& surname,
                         const std::string& office) {
   return "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>"
@@ -34,7 +34,7 @@ class DirectoryReadTest : public DirectoryTest {
   }
 };
 
-TEST_F(DirectoryReadTest, ACardIsThereWhenItsNamesAndNumbersAllEqual) {
+TEST_F(DirectoryReadTest, MatchesACardWithEqualNamesAndNumbers) {
   Ask(
       WriteOf("<Surname>Doe</Surname><Firstname>John</Firstname><Office>123</Office>"
               "<Email>john@example.org</Email><Group>0</Group>"));
@@ -44,7 +44,7 @@ TEST_F(DirectoryReadTest, ACardIsThereWhenItsNamesAndNumbersAllEqual) {
   EXPECT_FALSE(IsThere(QuestionFor("", "Doe", "123")));
 }
 
-TEST_F(DirectoryReadTest, TheAnswerHoldsEachMatchWithTheColumnsAskedForInThatOrder) {
+TEST_F(DirectoryReadTest, ReturnsTheRequestedColumnsInOrder) {
   Ask(
       WriteOf("<Surname>O&apos;Neil</Surname><Firstname>A&amp;B&lt;C&gt;</Firstname>"
               "<Office>123</Office><DefaultNumber>1</DefaultNumber><Group>0</Group>"));
@@ -56,18 +56,18 @@ TEST_F(DirectoryReadTest, TheAnswerHoldsEachMatchWithTheColumnsAskedForInThatOrd
             "<Picture></Picture></Entry></Schema>");
 }
 
-TEST_F(DirectoryReadTest, NothingMatchesInAnEmptyPhonebook) {
+TEST_F(DirectoryReadTest, MatchesNothingInAnEmptyPhonebook) {
   EXPECT_FALSE(IsThere(QuestionFor("John", "Doe", "123")));
   EXPECT_THAT(Matching({}), IsEmpty());
 }
 
-TEST_F(DirectoryReadTest, ACardWithoutNameAndNumberIsNeverThere) {
+TEST_F(DirectoryReadTest, NeverMatchesACardWithoutNameAndNumber) {
   Ask(WriteOf("<Group>0</Group>"));
   EXPECT_FALSE(IsThere(QuestionFor("", "", "")));
   EXPECT_THAT(Matching({{Column::Email, ""}}), IsEmpty());
 }
 
-TEST_F(DirectoryReadTest, AnEmptyElementMeansThatTheColumnIsEmpty) {
+TEST_F(DirectoryReadTest, MatchesAnEmptyColumnByAnEmptyElement) {
   Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
   Store({{Column::Surname, "Doe"}, {Column::Email, "a"}});
   EXPECT_THAT(Matching({{Column::Surname, "Doe"}}), SizeIs(2));
@@ -77,12 +77,12 @@ TEST_F(DirectoryReadTest, AnEmptyElementMeansThatTheColumnIsEmpty) {
   EXPECT_EQ(found.front().value(Column::Email), "a");
 }
 
-TEST_F(DirectoryReadTest, AnEntryWithoutChildrenListsAllByAscendingId) {
+TEST_F(DirectoryReadTest, ListsAllEntriesByAscendingId) {
   for (const char* name : {"c", "a", "b"}) StoreNamed(name);
   EXPECT_THAT(SurnamesMatching({}), ElementsAre("c", "a", "b"));
 }
 
-TEST_F(DirectoryReadTest, MatchesComeByAscendingIdWhateverTheyHold) {
+TEST_F(DirectoryReadTest, ReturnsMatchesByAscendingId) {
   for (const char* name : {"c", "a", "b"})
     Store({{Column::Surname, "Doe"}, {Column::Firstname, name}});
   std::vector<std::string> names;
@@ -91,7 +91,7 @@ TEST_F(DirectoryReadTest, MatchesComeByAscendingIdWhateverTheyHold) {
   EXPECT_THAT(names, ElementsAre("c", "a", "b"));
 }
 
-TEST_F(DirectoryReadTest, EveryColumnCanBeMatchedByItself) {
+TEST_F(DirectoryReadTest, MatchesEachColumnByItself) {
   Values all;
   for (const Column column : host::kAllColumns) {
     if (column == Column::Id) continue;
@@ -105,7 +105,7 @@ TEST_F(DirectoryReadTest, EveryColumnCanBeMatchedByItself) {
   EXPECT_THAT(Matching(all), SizeIs(1));
 }
 
-TEST_F(DirectoryReadTest, ValuesAreComparedByteByByte) {
+TEST_F(DirectoryReadTest, ComparesValuesByteByByte) {
   Store({{Column::Surname, "Doe"}, {Column::Office, "10"}});
   for (const char* other : {"doe", "DOE", "Do", "Doe ", " Doe", "D_e", "D%", "Do\xC3\xA9"})
     EXPECT_THAT(Matching({{Column::Surname, other}}), IsEmpty()) << other;
@@ -113,7 +113,7 @@ TEST_F(DirectoryReadTest, ValuesAreComparedByteByByte) {
     EXPECT_THAT(Matching({{Column::Office, other}}), IsEmpty()) << other;
 }
 
-TEST_F(DirectoryReadTest, ValuesAreNeverTakenForSql) {
+TEST_F(DirectoryReadTest, NeverTakesValuesForSql) {
   for (const char* name :
        {"' OR '1'='1", "x'; DROP TABLE entries; --", ":surname", "?1", "\\'", "%s"}) {
     EXPECT_THAT(Matching({{Column::Surname, name}}), IsEmpty()) << name;
@@ -122,7 +122,7 @@ TEST_F(DirectoryReadTest, ValuesAreNeverTakenForSql) {
   }
 }
 
-TEST_F(DirectoryReadTest, AnEntryIsFoundByItsId) {
+TEST_F(DirectoryReadTest, FindsAnEntryByItsId) {
   StoreNamed("first");
   const std::string id = Store({{Column::Surname, "second"}});
   StoreNamed("third");
@@ -132,15 +132,15 @@ TEST_F(DirectoryReadTest, AnEntryIsFoundByItsId) {
   EXPECT_THAT(SurnamesMatching({{Column::Id, "999999999999999999"}}), IsEmpty());
 }
 
-TEST_F(DirectoryReadTest, AnEntryTellsTheIdThatItWasWrittenWith) {
+TEST_F(DirectoryReadTest, ReturnsTheIdThatTheWriteReturned) {
   const std::string id = Store({{Column::Surname, "Doe"}});
   const std::vector<DirectoryEntry> found = Matching({{Column::Surname, "Doe"}});
   ASSERT_THAT(found, SizeIs(1));
   EXPECT_EQ(found.front().value(Column::Id), id);
 }
 
-TEST_F(DirectoryReadTest, AnAnswerOverTheBoundIsRefusedAndEachEntryCanStillBeReadById) {
-  // Nearly as large as a request can be: each byte is five in a request and in an answer.
+TEST_F(DirectoryReadTest, RefusesAnAnswerThatIsTooLargeButReadsEachEntryById) {
+  // Nearly the largest request: "&" takes five bytes in requests and answers.
   const std::string big((host::DirectoryRequest::kMaxBytes - 1000) / 5, '&');
   const std::string first = Store({{Column::Surname, big}});
   const std::string second = Store({{Column::Surname, big}});
@@ -150,13 +150,13 @@ TEST_F(DirectoryReadTest, AnAnswerOverTheBoundIsRefusedAndEachEntryCanStillBeRea
   EXPECT_TRUE(SurnamesMatching({{Column::Id, second}}) == std::vector{big});
 }
 
-TEST_F(DirectoryReadTest, ARefusedReadIsAFailureWithTheReason) {
+TEST_F(DirectoryReadTest, AnswersARefusedReadWithTheReason) {
   ExpectFailure(ReadOf("<Nickname>x</Nickname>"), "not a column of the phonebook");
   ExpectFailure("hello", "text outside its values");
   ExpectFailure("", "not a single Schema");
 }
 
-TEST_F(DirectoryReadTest, AfterTheServiceWasShutDownARequestIsAFailure) {
+TEST_F(DirectoryReadTest, FailsAfterShutdown) {
   StoreNamed("Doe");
   m_service->shutdown();
   m_service->shutdown();
@@ -164,7 +164,7 @@ TEST_F(DirectoryReadTest, AfterTheServiceWasShutDownARequestIsAFailure) {
   ExpectNotStored("closed");
 }
 
-TEST_F(DirectoryReadTest, TheServiceIsFoundByItsInterface) {
+TEST_F(DirectoryReadTest, IsADirectoryService) {
   Open();
   Executable* const found = m_service.get();
   auto* const directory = dynamic_cast<DirectoryServiceIfc*>(found);

@@ -12,7 +12,7 @@ using ::testing::Not;
 
 class DirectoryWriteTest : public DirectoryTest {};
 
-TEST_F(DirectoryWriteTest, AWrittenEntryHasItsValuesAndNothingElse) {
+TEST_F(DirectoryWriteTest, StoresTheGivenValuesOnly) {
   Ask(
       WriteOf("<Surname>Doe</Surname><Firstname>John</Firstname><Office>123</Office>"
               "<DefaultNumber>1</DefaultNumber><Group>0</Group>"));
@@ -25,19 +25,19 @@ TEST_F(DirectoryWriteTest, AWrittenEntryHasItsValuesAndNothingElse) {
   EXPECT_THAT(values, ElementsAre("", "0", "1", "123", "Doe", "John"));
 }
 
-TEST_F(DirectoryWriteTest, TheSameCardWrittenTwiceIsTwoEntries) {
+TEST_F(DirectoryWriteTest, StoresAnEqualEntryAgain) {
   EXPECT_NE(Store({{Column::Surname, "Doe"}}), Store({{Column::Surname, "Doe"}}));
   EXPECT_THAT(Surnames(), ElementsAre("Doe", "Doe"));
 }
 
-TEST_F(DirectoryWriteTest, ASuccessSaysNothingOfTheValues) {
+TEST_F(DirectoryWriteTest, DoesNotEchoValuesOfAWrite) {
   const std::string answer = Ask(WriteOf("<Surname>failure</Surname><Group>0</Group>"));
   EXPECT_THAT(answer, HasSubstr("write_response"));
   EXPECT_THAT(answer, Not(HasSubstr("failure")));
   EXPECT_THAT(Surnames(), ElementsAre("failure"));
 }
 
-TEST_F(DirectoryWriteTest, ARefusedWriteStoresNothingAndSaysNothingOfTheValues) {
+TEST_F(DirectoryWriteTest, DoesNotStoreOrEchoARefusedWrite) {
   for (const char* rest : {"<Surname>b</Surname>", "<Nickname>Zyzzogeton</Nickname>", "<Group>0",
                            "&Zyzzogeton;", "<Group>&#0;</Group>", "<Id>1</Id>"}) {
     const std::string answer = Ask(WriteOf(std::string("<Surname>Zyzzogeton</Surname>") + rest));
@@ -47,7 +47,7 @@ TEST_F(DirectoryWriteTest, ARefusedWriteStoresNothingAndSaysNothingOfTheValues) 
   EXPECT_THAT(Surnames(), IsEmpty());
 }
 
-TEST_F(DirectoryWriteTest, EntriesAreThereAfterARestart) {
+TEST_F(DirectoryWriteTest, KeepsEntriesAcrossARestart) {
   StoreNamed("before");
   Restart();
   EXPECT_THAT(Surnames(), ElementsAre("before"));
@@ -56,7 +56,7 @@ TEST_F(DirectoryWriteTest, EntriesAreThereAfterARestart) {
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryWriteTest, AnIdIsNeverGivenAgain) {
+TEST_F(DirectoryWriteTest, NeverReusesAnId) {
   StoreNamed("first");
   const std::string id = Store({{Column::Surname, "last"}});
   Close();
@@ -65,7 +65,7 @@ TEST_F(DirectoryWriteTest, AnIdIsNeverGivenAgain) {
   EXPECT_GT(std::stoll(Store({{Column::Surname, "new"}})), std::stoll(id));
 }
 
-TEST_F(DirectoryWriteTest, AFullPhonebookSaysSoAndTakesEntriesAgainWhenThereIsRoom) {
+TEST_F(DirectoryWriteTest, RefusesEntriesBeyondTheLimitUntilThereIsRoom) {
   host::PhoneBookOptions options = Options();
   options.maxEntries = 2;
   m_service = std::make_unique<host::DirectoryService>(options);
@@ -78,7 +78,7 @@ TEST_F(DirectoryWriteTest, AFullPhonebookSaysSoAndTakesEntriesAgainWhenThereIsRo
   EXPECT_THAT(Surnames(), ElementsAre("second", "third"));
 }
 
-TEST_F(DirectoryWriteTest, AllValuesTogetherAreBounded) {
+TEST_F(DirectoryWriteTest, RefusesBytesBeyondTheLimit) {
   host::PhoneBookOptions options = Options();
   options.maxBytes = 1000;
   m_service = std::make_unique<host::DirectoryService>(options);
