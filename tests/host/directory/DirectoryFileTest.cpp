@@ -1,8 +1,8 @@
 #include <sys/stat.h>
 
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/SqliteFile.h"
 #include "tests/host/directory/Mounts.h"
+#include "tests/host/directory/SqliteFile.h"
 
 namespace test {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "tests/host/directory/ChildProcess.h"
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/SqliteFile.h"
 #include "tests/host/directory/Mounts.h"
+#include "tests/host/directory/SqliteFile.h"
 
 namespace test {
 namespace {
