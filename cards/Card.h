@@ -34,21 +34,21 @@ struct Card {
 
 /// The columns of a card, in the phonebook's order.
 enum class Column {
-  Id,
-  Surname,
-  Firstname,
-  Office,
-  Office2,
-  Mobile,
-  Private,
-  Email,
-  Address,
-  Address2,
-  Company,
-  JobFunction,
-  DefaultNumber,
-  Picture,
-  Group
+  kId,
+  kSurname,
+  kFirstname,
+  kOffice,
+  kOffice2,
+  kMobile,
+  kPrivate,
+  kEmail,
+  kAddress,
+  kAddress2,
+  kCompany,
+  kJobFunction,
+  kDefaultNumber,
+  kPicture,
+  kGroup
 };
 
 /// Every name of a column. An empty text means that there is none.
@@ -65,30 +65,30 @@ struct CardColumn {
 
 /// All columns, in the order of the enumeration.
 inline constexpr std::array<CardColumn, 15> kCardColumns = {{
-    {Column::Id, "Id", "id", &Card::id, "", "", "", ""},
-    {Column::Surname, "Surname", "surname", &Card::surname, "", "", "surname", "Surname"},
-    {Column::Firstname, "Firstname", "firstname", &Card::firstname, "", "", "firstname",
+    {Column::kId, "Id", "id", &Card::id, "", "", "", ""},
+    {Column::kSurname, "Surname", "surname", &Card::surname, "", "", "surname", "Surname"},
+    {Column::kFirstname, "Firstname", "firstname", &Card::firstname, "", "", "firstname",
      "First name"},
-    {Column::Office, "Office", "office", &Card::office, "office", "1", "office", "Number at work"},
-    {Column::Office2, "Office2", "office2", &Card::office2, "office 2", "2", "office2",
+    {Column::kOffice, "Office", "office", &Card::office, "office", "1", "office", "Number at work"},
+    {Column::kOffice2, "Office2", "office2", &Card::office2, "office 2", "2", "office2",
      "Second number at work"},
-    {Column::Mobile, "Mobile", "mobile", &Card::mobile, "mobile", "3", "mobile", "Mobile number"},
-    {Column::Private, "Private", "private", &Card::privateNumber, "private", "4", "privatenumber",
+    {Column::kMobile, "Mobile", "mobile", &Card::mobile, "mobile", "3", "mobile", "Mobile number"},
+    {Column::kPrivate, "Private", "private", &Card::privateNumber, "private", "4", "privatenumber",
      "Number at home"},
-    {Column::Email, "Email", "email", &Card::email, "e-mail", "", "email", "E-mail address"},
-    {Column::Address, "Address", "address", &Card::address, "address", "", "address",
+    {Column::kEmail, "Email", "email", &Card::email, "e-mail", "", "email", "E-mail address"},
+    {Column::kAddress, "Address", "address", &Card::address, "address", "", "address",
      "Address, one text"},
-    {Column::Address2, "Address2", "address2", &Card::address2, "address 2", "", "address2",
+    {Column::kAddress2, "Address2", "address2", &Card::address2, "address 2", "", "address2",
      "Second address, one text"},
-    {Column::Company, "Company", "company", &Card::company, "company", "", "company", "Company"},
-    {Column::JobFunction, "JobFunction", "jobfunction", &Card::jobFunction, "job", "",
+    {Column::kCompany, "Company", "company", &Card::company, "company", "", "company", "Company"},
+    {Column::kJobFunction, "JobFunction", "jobfunction", &Card::jobFunction, "job", "",
      "jobfunction", "Title or job"},
-    {Column::DefaultNumber, "DefaultNumber", "defaultnumber", &Card::defaultNumber, "", "",
+    {Column::kDefaultNumber, "DefaultNumber", "defaultnumber", &Card::defaultNumber, "", "",
      "defaultnumber", "The preferred number: Office, Office2, Mobile or Private"},
-    {Column::Picture, "Picture", "picture", &Card::picture, "photo", "", "picture",
+    {Column::kPicture, "Picture", "picture", &Card::picture, "photo", "", "picture",
      "A JPEG file in /data/images, by its name"},
     // GROUP is a keyword of SQL.
-    {Column::Group, "Group", "contact_group", &Card::group, "", "", "", ""},
+    {Column::kGroup, "Group", "contact_group", &Card::group, "", "", "", ""},
 }};
 
 constexpr const CardColumn& cardColumn(Column column) {
@@ -101,7 +101,7 @@ static_assert(std::all_of(kCardColumns.begin(), kCardColumns.end(), [](const Car
 
 /// The four telephone numbers.
 inline constexpr auto kCardNumbers =
-    std::span(kCardColumns).subspan<static_cast<std::size_t>(Column::Office), 4>();
+    std::span(kCardColumns).subspan<static_cast<std::size_t>(Column::kOffice), 4>();
 
 inline constexpr auto kAllColumns = [] {
   std::array<Column, kCardColumns.size()> all{};

@@ -51,13 +51,13 @@ std::string displayComponents(const std::string& value) {
 std::vector<std::string> cardLines(const Card& card, const std::string& imagesFolder) {
   std::vector<std::string> lines{line("name", displayName(card))};
   addNumbers(card, lines);
-  addIfAny(Column::Email, safeText(card.email, kMaxShown), lines);
-  addIfAny(Column::Company, displayComponents(card.company), lines);
-  addIfAny(Column::JobFunction, safeText(card.jobFunction, kMaxShown), lines);
-  addIfAny(Column::Address, displayComponents(card.address), lines);
-  addIfAny(Column::Address2, displayComponents(card.address2), lines);
+  addIfAny(Column::kEmail, safeText(card.email, kMaxShown), lines);
+  addIfAny(Column::kCompany, displayComponents(card.company), lines);
+  addIfAny(Column::kJobFunction, safeText(card.jobFunction, kMaxShown), lines);
+  addIfAny(Column::kAddress, displayComponents(card.address), lines);
+  addIfAny(Column::kAddress2, displayComponents(card.address2), lines);
   if (!card.picture.empty()) {
-    lines.push_back(line(cardColumn(Column::Picture).label,
+    lines.push_back(line(cardColumn(Column::kPicture).label,
                          safeText(imagesFolder + "/" + card.picture, kMaxShown)));
   }
   return lines;

@@ -48,19 +48,19 @@ ContactField field(cards::Column column, const std::string& parameter,
 const std::array<ContactField, kContactFields>& contactFields() {
   using cards::Column;
   static const std::array<ContactField, kContactFields> fields = {{
-      field(Column::Firstname, CONTACT_FIRSTNAME_PARAM, &Contact::firstname),
-      field(Column::Surname, CONTACT_SURNAME_PARAM, &Contact::surname),
-      field(Column::DefaultNumber, CONTACT_DEFAULTNUMBER_PARAM, &Contact::defaultnumber),
-      field(Column::Office, CONTACT_OFFICE_PARAM, &Contact::office),
-      field(Column::Office2, CONTACT_OFFICE2_PARAM, &Contact::office2),
-      field(Column::Mobile, CONTACT_MOBILE_PARAM, &Contact::mobile),
-      field(Column::Private, CONTACT_PRIVATE_PARAM, &Contact::privatenumber),
-      field(Column::Email, CONTACT_EMAIL_PARAM, &Contact::email),
-      field(Column::Address, CONTACT_ADDRESS_PARAM, &Contact::address),
-      field(Column::Address2, CONTACT_ADDRESS2_PARAM, &Contact::address2),
-      field(Column::Company, CONTACT_COMPANY_PARAM, &Contact::company),
-      field(Column::JobFunction, CONTACT_JOBFUNCTION_PARAM, &Contact::jobfunction),
-      field(Column::Picture, CONTACT_PICTURE_PARAM, &Contact::picture),
+      field(Column::kFirstname, CONTACT_FIRSTNAME_PARAM, &Contact::firstname),
+      field(Column::kSurname, CONTACT_SURNAME_PARAM, &Contact::surname),
+      field(Column::kDefaultNumber, CONTACT_DEFAULTNUMBER_PARAM, &Contact::defaultnumber),
+      field(Column::kOffice, CONTACT_OFFICE_PARAM, &Contact::office),
+      field(Column::kOffice2, CONTACT_OFFICE2_PARAM, &Contact::office2),
+      field(Column::kMobile, CONTACT_MOBILE_PARAM, &Contact::mobile),
+      field(Column::kPrivate, CONTACT_PRIVATE_PARAM, &Contact::privatenumber),
+      field(Column::kEmail, CONTACT_EMAIL_PARAM, &Contact::email),
+      field(Column::kAddress, CONTACT_ADDRESS_PARAM, &Contact::address),
+      field(Column::kAddress2, CONTACT_ADDRESS2_PARAM, &Contact::address2),
+      field(Column::kCompany, CONTACT_COMPANY_PARAM, &Contact::company),
+      field(Column::kJobFunction, CONTACT_JOBFUNCTION_PARAM, &Contact::jobfunction),
+      field(Column::kPicture, CONTACT_PICTURE_PARAM, &Contact::picture),
   }};
   return fields;
 }

@@ -79,7 +79,7 @@ void checkShown(const cards::Card& card) {
 
 /// The phonebook, the tools and the reader must understand the same by a message.
 void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) {
-  require(request.kind() == host::DirectoryRequest::Kind::Write,
+  require(request.kind() == host::DirectoryRequest::Kind::kWrite,
           "a card's message is to be written");
   cards::Card taken;
   for (const host::ColumnValue& value : request.entry()) {
@@ -92,7 +92,7 @@ void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) 
 void checkStored(const std::string& message, const host::DirectoryRequest& request) {
   static ScratchBook book;
   const host::DirectoryAnswer answer = book.ask(message);
-  require(answer.kind == host::DirectoryAnswer::Kind::Written, "what can be understood is stored");
+  require(answer.kind == host::DirectoryAnswer::Kind::kWritten, "what can be understood is stored");
   const host::DirectoryEntry entry = book.entryOf(answer.id);
   for (const host::ColumnValue& value : request.entry()) {
     require(entry.value(value.column) == value.value, "an entry is stored byte for byte");

@@ -26,7 +26,7 @@ using host::DirectoryEntry;
 using host::DirectoryRequest;
 
 void checkRead(const DirectoryAnswer& answer, const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Read, "a read is answered with entries");
+  require(answer.kind == DirectoryAnswer::Kind::kRead, "a read is answered with entries");
   const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
   const std::vector<ColumnValue>& match = request.entry();
   const bool matchesNothing = !match.empty() && std::all_of(match.begin(), match.end(), isEmpty);
@@ -42,7 +42,7 @@ void checkRead(const DirectoryAnswer& answer, const DirectoryRequest& request) {
     for (const ColumnValue& wanted : match) {
       const bool asked = std::count(request.resultColumns().begin(), request.resultColumns().end(),
                                     wanted.column) > 0;
-      const bool id = wanted.column == Column::Id;
+      const bool id = wanted.column == Column::kId;
       require(!asked || id || entry.value(wanted.column) == wanted.value,
               "a returned entry matches");
     }
@@ -51,7 +51,7 @@ void checkRead(const DirectoryAnswer& answer, const DirectoryRequest& request) {
 
 void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
                   const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Written, "a valid write is stored");
+  require(answer.kind == DirectoryAnswer::Kind::kWritten, "a valid write is stored");
   const DirectoryEntry entry = book.entryOf(answer.id);
   std::size_t given = 0;
   for (const ColumnValue& value : request.entry()) {
@@ -59,16 +59,16 @@ void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
     if (!value.value.empty()) ++given;
   }
   const auto holds = [](const ColumnValue& value) {
-    return value.column != Column::Id && !value.value.empty();
+    return value.column != Column::kId && !value.value.empty();
   };
   require(std::count_if(entry.values.begin(), entry.values.end(), holds) ==
               static_cast<std::ptrdiff_t>(given),
           "nothing else is stored");
   const DirectoryAnswer found =
-      book.ask(DirectoryClient::matchRequest({Column::Id}, request.entry()));
+      book.ask(DirectoryClient::matchRequest({Column::kId}, request.entry()));
   const bool there = std::any_of(
       found.entries.begin(), found.entries.end(),
-      [&](const DirectoryEntry& match) { return match.value(Column::Id) == answer.id; });
+      [&](const DirectoryEntry& match) { return match.value(Column::kId) == answer.id; });
   require(there, "an entry is found by its values");
 }
 
@@ -90,10 +90,10 @@ bool areEqual(const Entries& left, const Entries& right) {
 /// Applies a change to a list. Returns false when it must be refused.
 bool change(Entries& entries, const DirectoryRequest& request) {
   const auto found = std::find_if(entries.begin(), entries.end(), [&](const DirectoryEntry& entry) {
-    return entry.value(Column::Id) == std::to_string(request.id());
+    return entry.value(Column::kId) == std::to_string(request.id());
   });
   if (found == entries.end()) return false;
-  if (request.kind() == DirectoryRequest::Kind::Delete) {
+  if (request.kind() == DirectoryRequest::Kind::kDelete) {
     entries.erase(found);
     return true;
   }
@@ -102,7 +102,7 @@ bool change(Entries& entries, const DirectoryRequest& request) {
     for (const ColumnValue& text : request.entry()) {
       if (text.column == value.column) value.value = text.value;
     }
-    left = left || (value.column != Column::Id && !value.value.empty());
+    left = left || (value.column != Column::kId && !value.value.empty());
   }
   return left;
 }
@@ -111,24 +111,24 @@ void checkChanged(const DirectoryAnswer& answer, const DirectoryRequest& request
                   const Entries& after) {
   Entries expected = before;
   if (!change(expected, request)) {
-    require(answer.kind == DirectoryAnswer::Kind::Failure, "an impossible change is refused");
+    require(answer.kind == DirectoryAnswer::Kind::kFailure, "an impossible change is refused");
     require(areEqual(before, after), "a refused change changes nothing");
     return;
   }
-  const bool deletes = request.kind() == DirectoryRequest::Kind::Delete;
+  const bool deletes = request.kind() == DirectoryRequest::Kind::kDelete;
   require(
-      answer.kind == (deletes ? DirectoryAnswer::Kind::Deleted : DirectoryAnswer::Kind::Updated),
+      answer.kind == (deletes ? DirectoryAnswer::Kind::kDeleted : DirectoryAnswer::Kind::kUpdated),
       "a valid change is carried out");
   require(answer.id == std::to_string(request.id()), "a change is answered with the entry's Id");
   require(areEqual(expected, after), "a change is exact and affects one entry only");
 }
 
 void checkUnderstood(ScratchBook& book, const std::string& text, const DirectoryRequest& request) {
-  if (request.kind() == DirectoryRequest::Kind::Read) {
+  if (request.kind() == DirectoryRequest::Kind::kRead) {
     checkRead(book.ask(text), request);
     return;
   }
-  if (request.kind() == DirectoryRequest::Kind::Write) {
+  if (request.kind() == DirectoryRequest::Kind::kWrite) {
     checkWritten(book, book.ask(text), request);
   } else {
     const Entries before = book.entries();
@@ -144,7 +144,7 @@ void check(ScratchBook& book, const std::string& text) {
     request.emplace(DirectoryRequest::parse(text));
   } catch (const host::DirectoryRefusal& refusal) {
     const DirectoryAnswer answer = book.ask(text);
-    require(answer.kind == DirectoryAnswer::Kind::Failure && answer.reason == refusal.what(),
+    require(answer.kind == DirectoryAnswer::Kind::kFailure && answer.reason == refusal.what(),
             "an invalid request is refused with the reason");
     return;
   }

@@ -230,7 +230,7 @@ void checkAnswers(std::string_view answers, std::size_t sent) {
 void checkOffer(const std::string& message) {
   try {
     const auto request = host::DirectoryRequest::parse(message);
-    require(request.kind() == host::DirectoryRequest::Kind::Write, "a card is to be written");
+    require(request.kind() == host::DirectoryRequest::Kind::kWrite, "a card is to be written");
   } catch (const host::DirectoryRefusal&) {
     require(false, "the phonebook takes every card that isn't huge");
   }

@@ -29,9 +29,9 @@ std::string request(std::string_view reason, const std::vector<Column>& columns,
 }
 
 std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
-  if (reason == "write_response") return DirectoryAnswer::Kind::Written;
-  if (reason == "update_response") return DirectoryAnswer::Kind::Updated;
-  if (reason == "delete_response") return DirectoryAnswer::Kind::Deleted;
+  if (reason == "write_response") return DirectoryAnswer::Kind::kWritten;
+  if (reason == "update_response") return DirectoryAnswer::Kind::kUpdated;
+  if (reason == "delete_response") return DirectoryAnswer::Kind::kDeleted;
   return std::nullopt;
 }
 
@@ -69,13 +69,13 @@ std::string DirectoryClient::writeRequest(const std::vector<ColumnValue>& entry)
 
 std::string DirectoryClient::updateRequest(const std::string& id,
                                            const std::vector<ColumnValue>& texts) {
-  std::vector<ColumnValue> entry = {{Column::Id, id}};
+  std::vector<ColumnValue> entry = {{Column::kId, id}};
   entry.insert(entry.end(), texts.begin(), texts.end());
   return request("update_request", {}, entry);
 }
 
 std::string DirectoryClient::deleteRequest(const std::string& id) {
-  return request("delete_request", {}, {{Column::Id, id}});
+  return request("delete_request", {}, {{Column::kId, id}});
 }
 
 DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
@@ -91,7 +91,7 @@ DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
     answer.kind = *change;
     answer.id = schema.child_value("Id");
   } else if (result && reason == "read_response") {
-    answer.kind = DirectoryAnswer::Kind::Read;
+    answer.kind = DirectoryAnswer::Kind::kRead;
     for (const pugi::xml_node entry : schema.children("Entry"))
       answer.entries.push_back(entryOf(entry));
   } else {

@@ -26,8 +26,8 @@ struct DirectoryEntry {
 
 /// A parsed answer of the phonebook.
 struct DirectoryAnswer {
-  enum class Kind { Failure, Read, Written, Updated, Deleted };
-  Kind kind = Kind::Failure;
+  enum class Kind { kFailure, kRead, kWritten, kUpdated, kDeleted };
+  Kind kind = Kind::kFailure;
   std::string reason;                   ///< Failure: a sentence for the user
   std::vector<DirectoryEntry> entries;  ///< Read: the matching entries
   std::string id;                       ///< Written, Updated, Deleted: the entry's Id

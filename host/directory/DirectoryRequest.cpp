@@ -128,10 +128,10 @@ constexpr unsigned kParseFlags = pugi::parse_escapes | pugi::parse_ws_pcdata_sin
 constexpr std::size_t kMaxIdDigits = 18;
 
 constexpr std::array<std::pair<std::string_view, Kind>, 4> kReasons = {
-    {{"read_request", Kind::Read},
-     {"write_request", Kind::Write},
-     {"update_request", Kind::Update},
-     {"delete_request", Kind::Delete}}};
+    {{"read_request", Kind::kRead},
+     {"write_request", Kind::kWrite},
+     {"update_request", Kind::kUpdate},
+     {"delete_request", Kind::kDelete}}};
 
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 
@@ -259,7 +259,7 @@ std::vector<ColumnValue> valuesOf(pugi::xml_node entry) {
   return values;
 }
 
-bool isId(const ColumnValue& value) { return value.column == Column::Id; }
+bool isId(const ColumnValue& value) { return value.column == Column::kId; }
 
 void checkId(const std::string& text) {
   const bool digits = text.find_first_not_of("0123456789") == std::string::npos;
@@ -328,17 +328,17 @@ DirectoryRequest DirectoryRequest::parse(std::string_view text) {
   std::vector<ColumnValue> entry = valuesOf(parts.entry);
   long long id = 0;
   switch (kind) {
-    case Kind::Read:
+    case Kind::kRead:
       checkRead(columns, entry);
       break;
-    case Kind::Write:
+    case Kind::kWrite:
       checkWrite(parts, entry);
       break;
-    case Kind::Update:
+    case Kind::kUpdate:
       id = takeId(entry);
       checkUpdate(parts, entry);
       break;
-    case Kind::Delete:
+    case Kind::kDelete:
       id = takeId(entry);
       checkDelete(parts, entry);
       break;

@@ -24,7 +24,7 @@ class DirectoryRefusal : public std::runtime_error {
 /// Threads: immutable, any thread.
 class DirectoryRequest {
  public:
-  enum class Kind { Read, Write, Update, Delete };
+  enum class Kind { kRead, kWrite, kUpdate, kDelete };
 
   /// The largest accepted card (4 MiB) may consist of quotation marks, of six bytes each in XML.
   static constexpr std::size_t kMaxBytes = std::size_t{32} << 20;

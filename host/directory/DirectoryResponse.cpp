@@ -22,7 +22,7 @@ std::string end(std::string text) { return text.append(kXmlTail); }
 
 std::string done(std::string_view reason, long long id) {
   std::string text = begin(reason);
-  appendElement(text, cards::cardColumn(Column::Id).name, std::to_string(id));
+  appendElement(text, cards::cardColumn(Column::kId).name, std::to_string(id));
   return end(std::move(text));
 }
 

@@ -59,13 +59,13 @@ std::string DirectoryService::handleRequest(const std::string& request) noexcept
 std::string DirectoryService::answer(const std::string& request) {
   const DirectoryRequest parsed = DirectoryRequest::parse(request);
   switch (parsed.kind()) {
-    case DirectoryRequest::Kind::Read:
+    case DirectoryRequest::Kind::kRead:
       return read(parsed);
-    case DirectoryRequest::Kind::Write:
+    case DirectoryRequest::Kind::kWrite:
       return write(parsed);
-    case DirectoryRequest::Kind::Update:
+    case DirectoryRequest::Kind::kUpdate:
       return update(parsed);
-    case DirectoryRequest::Kind::Delete:
+    case DirectoryRequest::Kind::kDelete:
       return remove(parsed);
   }
   throw DirectoryRefusal("The phonebook doesn't know this kind of request.");

@@ -24,7 +24,7 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
 
 constexpr auto textColumns() { return std::span(cards::kCardColumns).subspan<1>(); }
 
-static_assert(cards::kCardColumns.front().column == Column::Id);
+static_assert(cards::kCardColumns.front().column == Column::kId);
 
 // `part` applied to the name of every text column, separated by commas.
 template <typename Part>
@@ -54,8 +54,8 @@ bool EntryTable::exists() {
     foreign = foreign || table != kJournalTable;
   }
   if (!known && foreign)
-    throw PhoneBookError(Kind::Broken, "The database " + m_backend.name() +
-                                           " is not a phonebook: it contains other tables.");
+    throw PhoneBookError(Kind::kBroken, "The database " + m_backend.name() +
+                                            " is not a phonebook: it contains other tables.");
   return known;
 }
 
@@ -83,7 +83,7 @@ void EntryTable::checkVersion() {
           ? "was created by a newer version of this program. Update the program, or use another "
             "phonebook."
           : "has no known version. Restore a backup, or use another phonebook.";
-  throw PhoneBookError(Kind::Broken, "The phonebook " + m_backend.name() + " " + what);
+  throw PhoneBookError(Kind::kBroken, "The phonebook " + m_backend.name() + " " + what);
 }
 
 void EntryTable::createEntries() {
@@ -124,7 +124,7 @@ bool EntryTable::lock(long long id) {
 
 cards::Card EntryTable::read(long long id) {
   Query query(m_session, m_backend, {kAllColumns.begin(), kAllColumns.end()},
-              {{Column::Id, std::to_string(id)}});
+              {{Column::kId, std::to_string(id)}});
   if (!query.next()) throw soci::soci_error("the entry has gone");
   cards::Card entry;
   for (const cards::CardColumn& column : cards::kCardColumns)
@@ -159,7 +159,7 @@ long long EntryTable::bytesOfMatching(const std::vector<Column>& columns,
                                       const std::vector<ColumnValue>& match) {
   std::vector<std::string> sizes = {"0"};
   for (const Column column : columns) {
-    if (column != Column::Id) sizes.push_back("octet_length(" + sqlName(column) + ")");
+    if (column != Column::kId) sizes.push_back("octet_length(" + sqlName(column) + ")");
   }
   long long bytes = 0;
   Match wanted(m_backend, match);
@@ -188,7 +188,7 @@ long long EntryTable::bytesOf(const cards::Card& entry) {
 EntryTable::Match::Match(const PhoneBookBackend& backend, const std::vector<ColumnValue>& values)
     : m_backend(backend), m_values(values) {
   for (ColumnValue& value : m_values) {
-    if (value.column == Column::Id) {
+    if (value.column == Column::kId) {
       m_id = std::stoll(value.value);
     } else {
       value.value = backend.encode(value.value);
@@ -198,7 +198,7 @@ EntryTable::Match::Match(const PhoneBookBackend& backend, const std::vector<Colu
 
 void EntryTable::Match::bind(soci::statement& statement) {
   for (ColumnValue& value : m_values) {
-    if (value.column == Column::Id) {
+    if (value.column == Column::kId) {
       statement.exchange(soci::use(m_id, sqlName(value.column)));
     } else {
       statement.exchange(soci::use(value.value, sqlName(value.column)));
@@ -211,7 +211,7 @@ std::string EntryTable::Match::condition() const {
   conditions.reserve(m_values.size());
   for (const ColumnValue& value : m_values) {
     const std::string name = sqlName(value.column);
-    const bool id = value.column == Column::Id;
+    const bool id = value.column == Column::kId;
     conditions.push_back(name + " = " + (id ? ":" + name : m_backend.parameter(name)));
   }
   return conditions.empty() ? "" : " WHERE " + joined(conditions, " AND ");
@@ -236,7 +236,7 @@ std::string EntryTable::Query::text() const {
   std::vector<std::string> names;
   names.reserve(m_columns.size());
   for (const Column column : m_columns) {
-    const bool id = column == Column::Id;
+    const bool id = column == Column::kId;
     names.push_back(id ? sqlName(column) : m_backend.selected(sqlName(column)));
   }
   return "SELECT " + joined(names, ", ") + " FROM entries" + m_match.condition() + " ORDER BY id";
@@ -245,7 +245,7 @@ std::string EntryTable::Query::text() const {
 bool EntryTable::Query::next() {
   if (!m_statement.fetch()) return false;
   for (std::size_t i = 0; i < m_columns.size(); ++i) {
-    if (m_columns[i] != Column::Id) m_backend.decode(m_values[i]);
+    if (m_columns[i] != Column::kId) m_backend.decode(m_values[i]);
   }
   return true;
 }

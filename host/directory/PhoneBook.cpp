@@ -30,8 +30,8 @@ bool matchesNothing(const std::vector<ColumnValue>& match) {
 
 template <typename Work>
 auto PhoneBook::translatingErrors(const Work& work) {
-  const std::unique_ptr<PhoneBook, void (*)(PhoneBook*)> end(
-      this, [](PhoneBook* self) { self->m_watch.reset(); });
+  // The watch ends with the call.
+  const std::shared_ptr<void> end(nullptr, [this](void*) { m_watch.reset(); });
   try {
     try {
       return work();
@@ -39,7 +39,7 @@ auto PhoneBook::translatingErrors(const Work& work) {
       throw m_backend->explain(error);
     }
   } catch (const PhoneBookError& problem) {
-    if (problem.kind() == Kind::Broken || problem.kind() == Kind::Lost) m_broken = true;
+    if (problem.kind() == Kind::kBroken || problem.kind() == Kind::kLost) m_broken = true;
     throw;
   }
 }
@@ -56,8 +56,8 @@ auto PhoneBook::retryingWhileBusy(const Work& work) {
       return translatingErrors(work);
     } catch (const PhoneBookError& problem) {
       const bool late = std::chrono::steady_clock::now() >= deadline;
-      const bool again = problem.kind() == Kind::Lost ? std::exchange(mayReconnect, false)
-                                                      : problem.kind() == Kind::Busy && !late;
+      const bool again = problem.kind() == Kind::kLost ? std::exchange(mayReconnect, false)
+                                                       : problem.kind() == Kind::kBusy && !late;
       if (!again) throw;
     }
     std::this_thread::sleep_for(kPause);
@@ -200,17 +200,17 @@ void PhoneBook::connect() {
 void PhoneBook::checkRoom(EntryTable& table) const {
   const EntryTable::Totals totals = table.totals();
   if (static_cast<std::uint64_t>(totals.entries) > m_options.maxEntries)
-    throw PhoneBookError(Kind::Full, "The phonebook is full: it holds " +
-                                         std::to_string(m_options.maxEntries) +
-                                         " entries. Delete some to make room.");
+    throw PhoneBookError(Kind::kFull, "The phonebook is full: it holds " +
+                                          std::to_string(m_options.maxEntries) +
+                                          " entries. Delete some to make room.");
   checkBytes(totals);
 }
 
 void PhoneBook::checkBytes(const EntryTable::Totals& totals) const {
   if (static_cast<std::uint64_t>(totals.bytes) > m_options.maxBytes)
-    throw PhoneBookError(Kind::Full, "The phonebook is full: its entries may have " +
-                                         std::to_string(m_options.maxBytes) +
-                                         " bytes in total. Delete some to make room.");
+    throw PhoneBookError(Kind::kFull, "The phonebook is full: its entries may have " +
+                                          std::to_string(m_options.maxBytes) +
+                                          " bytes in total. Delete some to make room.");
 }
 
 }  // namespace host

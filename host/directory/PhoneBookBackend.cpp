@@ -20,10 +20,10 @@ std::unique_ptr<PhoneBookBackend> PhoneBookBackend::create(const std::string& co
   if (connection.starts_with(kSqlite) && connection.size() > kSqlite.size())
     return makeSqliteBackend(connection.substr(kSqlite.size()));
   if (connection.starts_with("postgresql://")) return makePostgresBackend(connection, timeout);
-  throw PhoneBookError(PhoneBookError::Kind::Broken, "\"" + redactPassword(connection) +
-                                                         "\" is not a phonebook connection; write "
-                                                         "sqlite3:///path/to/phonebook.db or "
-                                                         "postgresql://user@host/database.");
+  throw PhoneBookError(PhoneBookError::Kind::kBroken, "\"" + redactPassword(connection) +
+                                                          "\" is not a phonebook connection; write "
+                                                          "sqlite3:///path/to/phonebook.db or "
+                                                          "postgresql://user@host/database.");
 }
 
 }  // namespace host

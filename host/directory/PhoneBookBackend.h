@@ -18,10 +18,10 @@ inline constexpr const char* kJournalTable = "phonebook_journal";
 class PhoneBookError : public std::runtime_error {
  public:
   enum class Kind {
-    Busy,    ///< locked by someone else: a retry may succeed
-    Full,    ///< no room; reading still works
-    Broken,  ///< the connection is unusable: reconnect before the next call
-    Lost     ///< as Broken, but nothing of the call was done: it may be repeated at once
+    kBusy,    ///< locked by someone else: a retry may succeed
+    kFull,    ///< no room; reading still works
+    kBroken,  ///< the connection is unusable: reconnect before the next call
+    kLost     ///< as Broken, but nothing of the call was done: it may be repeated at once
   };
 
   PhoneBookError(Kind kind, const std::string& sentence)

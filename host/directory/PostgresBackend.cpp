@@ -125,8 +125,6 @@ class PostgresBackend : public PhoneBookBackend {
   std::string name() const override { return m_name; }
 
  private:
-  using Options = std::map<std::string, std::string>;
-
   void readUri(const std::string& uri);
   void setDefaults();
   std::string connectionText() const;
@@ -134,7 +132,7 @@ class PostgresBackend : public PhoneBookBackend {
   PhoneBookError problem(Kind kind, const std::string& what) const;
 
   const std::chrono::milliseconds m_timeout;
-  Options m_options;  ///< by their libpq names
+  std::map<std::string, std::string> m_options;  ///< by their libpq names
   std::string m_name;
 };
 
@@ -146,9 +144,9 @@ PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::millisecon
   // Most likely the password contains an unescaped "@" or "/".
   if (host.find('@') != std::string::npos || m_options["dbname"].find('@') != std::string::npos ||
       port.find_first_not_of("0123456789,") != std::string::npos)
-    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" names no server. In a password, write %40 for "
-                                           "\"@\", %2F for \"/\" and %3A for \":\".");
+    throw PhoneBookError(Kind::kBroken, "\"" + redactPassword(uri) +
+                                            "\" names no server. In a password, write %40 for "
+                                            "\"@\", %2F for \"/\" and %3A for \":\".");
   m_name = "postgresql://" + (m_options["user"].empty() ? "" : m_options["user"] + "@") + host +
            (port.empty() ? "" : ":" + port) + "/" + m_options["dbname"];
   setDefaults();
@@ -158,9 +156,9 @@ void PostgresBackend::readUri(const std::string& uri) {
   // libpq's own message is not used: it quotes the URI with the password.
   PQconninfoOption* const parsed = PQconninfoParse(uri.c_str(), nullptr);
   if (parsed == nullptr)
-    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" is not a PostgreSQL connection; write "
-                                           "postgresql://user@host:port/database.");
+    throw PhoneBookError(Kind::kBroken, "\"" + redactPassword(uri) +
+                                            "\" is not a PostgreSQL connection; write "
+                                            "postgresql://user@host:port/database.");
   for (const PQconninfoOption* option = parsed; option->keyword != nullptr; ++option) {
     if (option->val != nullptr) m_options[option->keyword] = option->val;
   }
@@ -200,7 +198,7 @@ void PostgresBackend::connect(soci::session& session) {
   try {
     session.open(soci::postgresql, connectionText());
   } catch (const soci::soci_error& error) {
-    throw problem(Kind::Broken, "can't be reached: " + oneLine(error.get_error_message()));
+    throw problem(Kind::kBroken, "can't be reached: " + oneLine(error.get_error_message()));
   }
   PQsetNoticeProcessor(connectionOf(session), ignoreNotice, nullptr);
   configure(session);
@@ -236,32 +234,34 @@ bool PostgresBackend::hasMoved(soci::session& session) const {
 
 PhoneBookError PostgresBackend::explain(const soci::soci_error& error) const {
   static const std::map<std::string, std::pair<Kind, const char*>, std::less<>> kKnown = {
-      {"40001", {Kind::Busy, kLocked}},
-      {"40P01", {Kind::Busy, kLocked}},
-      {"55P03", {Kind::Busy, kLocked}},
-      {"57014", {Kind::Broken, "can't be used: its server did not answer in time"}},
-      {"53100", {Kind::Full, "has no room: its server's disk is full"}},
-      {"53200", {Kind::Broken, "can't be used: its server is out of memory"}},
-      {"25006", {Kind::Broken, "can't be written: its server is read-only"}},
-      {"42501", {Kind::Broken, "can't be used: its user lacks permission"}},
-      {"3F000", {Kind::Broken, "can't be used: its schema is missing"}},
-      {"42P01", {Kind::Broken, "can't be used: no such table"}},
-      {"42703", {Kind::Broken, "can't be used: a table lacks a column"}},
-      {"XX001", {Kind::Broken, "is damaged. Restore a backup of the database"}},
-      {"XX002", {Kind::Broken, "is damaged. Rebuild the database's indexes"}}};
+      {"40001", {Kind::kBusy, kLocked}},
+      {"40P01", {Kind::kBusy, kLocked}},
+      {"55P03", {Kind::kBusy, kLocked}},
+      {"57014", {Kind::kBroken, "can't be used: its server did not answer in time"}},
+      {"53100", {Kind::kFull, "has no room: its server's disk is full. Free some space there"}},
+      {"53200", {Kind::kBroken, "can't be used: its server is out of memory"}},
+      {"25006", {Kind::kBroken, "can't be written: its server is read-only"}},
+      {"42501",
+       {Kind::kBroken,
+        "can't be used: its user lacks permission. Grant the user all rights on it"}},
+      {"3F000", {Kind::kBroken, "can't be used: its schema is missing. Create it"}},
+      {"42P01", {Kind::kBroken, "can't be used: no such table"}},
+      {"42703", {Kind::kBroken, "can't be used: a table lacks a column"}},
+      {"XX001", {Kind::kBroken, "is damaged. Restore a backup of the database"}},
+      {"XX002", {Kind::kBroken, "is damaged. Rebuild the database's indexes"}}};
   const std::string state = stateOf(error);
   if (isLost(state))
-    return problem(Kind::Lost, "can't be reached: the connection to its server is lost");
+    return problem(Kind::kLost, "can't be reached: the connection to its server is lost");
   const auto known = kKnown.find(state);
   if (known != kKnown.end()) return problem(known->second.first, known->second.second);
-  return problem(Kind::Broken, "can't be used: its server reports the error " +
-                                   (state.empty() ? "\"unknown\"" : state));
+  return problem(Kind::kBroken, "can't be used: its server reports the error " +
+                                    (state.empty() ? "\"unknown\"" : state));
 }
 
 PhoneBookError PostgresBackend::explainCommit(const soci::soci_error& error) const {
   const std::string state = stateOf(error);
   if (!state.empty() && !isLost(state)) return explain(error);
-  return problem(Kind::Broken,
+  return problem(Kind::kBroken,
                  "can't be reached: the connection to its server broke during the commit. It is "
                  "unknown whether the change was stored; check before you repeat it");
 }

@@ -36,9 +36,9 @@ bool fileExists(const fs::path& path) {
   return ::stat(path.c_str(), &status) == 0;
 }
 
-PhoneBookError cannotMake(const fs::path& folder) {
-  return {Kind::Broken, "The phonebook's folder " + folder.string() +
-                            " can't be created: " + reasonOf(errno) + "."};
+PhoneBookError cannotCreate(const fs::path& folder) {
+  return {Kind::kBroken, "The phonebook's folder " + folder.string() +
+                             " can't be created: " + reasonOf(errno) + "."};
 }
 
 // The folder itself, or its closest ancestor that exists.
@@ -49,15 +49,15 @@ fs::path existingFolder(const fs::path& folder) {
     errno = ENOTDIR;
   }
   if (errno != ENOENT || !folder.has_relative_path())
-    throw PhoneBookError(Kind::Broken, "The phonebook's folder " + folder.string() +
-                                           " can't be reached: " + reasonOf(errno) + ".");
+    throw PhoneBookError(Kind::kBroken, "The phonebook's folder " + folder.string() +
+                                            " can't be reached: " + reasonOf(errno) + ".");
   return existingFolder(folder.parent_path());
 }
 
-void makeFolders(const fs::path& folder) {
+void createFolders(const fs::path& folder) {
   if (existingFolder(folder) == folder) return;
-  makeFolders(folder.parent_path());
-  if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) throw cannotMake(folder);
+  createFolders(folder.parent_path());
+  if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) throw cannotCreate(folder);
   syncFolder(folder.parent_path());
 }
 
@@ -110,7 +110,7 @@ class SqliteBackend : public PhoneBookBackend {
 
 void SqliteBackend::connect(soci::session& session) {
   checkName();
-  makeFolders(m_path.parent_path());
+  createFolders(m_path.parent_path());
   checkPlace();
   openFile(session);
   configure(session);
@@ -125,7 +125,7 @@ bool SqliteBackend::connectReadOnly(soci::session& session) {
   checkName();
   const fs::path folder = existingFolder(m_path.parent_path());
   if (folder != m_path.parent_path()) {
-    if (::access(folder.c_str(), W_OK | X_OK) != 0) throw cannotMake(m_path.parent_path());
+    if (::access(folder.c_str(), W_OK | X_OK) != 0) throw cannotCreate(m_path.parent_path());
     return false;
   }
   checkPlace();
@@ -214,17 +214,17 @@ void SqliteBackend::checkContents(soci::session& session) const {
 }
 
 PhoneBookError SqliteBackend::broken(const std::string& what) const {
-  return {Kind::Broken, "The phonebook " + name() + " " + what + "."};
+  return {Kind::kBroken, "The phonebook " + name() + " " + what + "."};
 }
 
 PhoneBookError SqliteBackend::explain(const soci::soci_error& error) const {
   switch (resultOf(error)) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      return {Kind::Busy, "The phonebook " + name() +
-                              " is locked by another program. Close that program, or try again."};
+      return {Kind::kBusy, "The phonebook " + name() +
+                               " is locked by another program. Close that program, or try again."};
     case SQLITE_FULL:
-      return {Kind::Full, "The disk with the phonebook " + name() + " is full. Free some space."};
+      return {Kind::kFull, "The disk with the phonebook " + name() + " is full. Free some space."};
     case SQLITE_READONLY:
       return broken("can't be written: its file or its disk is read-only");
     case SQLITE_CANTOPEN:

@@ -18,7 +18,7 @@ using ::testing::Not;
 class DirectoryFaultTest : public DirectoryTest {
  protected:
   void ExpectNotRead(const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::listRequest({Column::Surname, Column::Email}), reason);
+    ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname, Column::kEmail}), reason);
   }
   std::string Big(char byte) const { return std::string(std::size_t{3} << 20, byte); }
 };
@@ -51,7 +51,7 @@ TEST_F(DirectoryFaultTest, RecoversFromAFullDisk) {
   StoreNamed("before");
   disk.Fill();
   const std::string big(std::size_t{1} << 20, 'x');
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Surname, big}}), "is full");
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kSurname, big}}), "is full");
   for (int i = 0; i < 100; ++i) Ask(WriteOf("<Surname>during</Surname>"));
   ExpectNotStored("is full");
   EXPECT_THAT(Surnames(), Contains("before"));
@@ -73,8 +73,8 @@ TEST_F(DirectoryFaultTest, KeepsExactlyTheAcknowledgedEntriesOnAFullDisk) {
   for (int i = 0; room; ++i) {
     const std::string name = "number " + std::to_string(i);
     room = Parsed(host::DirectoryClient::writeRequest(
-                      {{Column::Surname, name}, {Column::Email, std::string(20000, 'x')}}))
-               .kind == DirectoryAnswer::Kind::Written;
+                      {{Column::kSurname, name}, {Column::kEmail, std::string(20000, 'x')}}))
+               .kind == DirectoryAnswer::Kind::kWritten;
     if (room) acknowledged.push_back(name);
   }
   EXPECT_EQ(Surnames(), acknowledged);
@@ -96,7 +96,7 @@ TEST_F(DirectoryFaultTest, RecoversFromAReadOnlyDisk) {
 }
 
 TEST_F(DirectoryFaultTest, RecoversWhenADamagedFileIsRestored) {
-  Store({{Column::Surname, "before"}, {Column::Email, Big('x')}});
+  Store({{Column::kSurname, "before"}, {Column::kEmail, Big('x')}});
   Restart();
   const std::string good = ReadFile(Path());
   std::string bad = good;

@@ -56,7 +56,7 @@ TEST_F(DirectoryFileTest, ReadsValuesThatWereWrittenByHand) {
 }
 
 TEST_F(DirectoryFileTest, OverwritesDeletedEntries) {
-  const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
+  const std::string id = Store({{Column::kSurname, "Zyzzogeton"}});
   StoreNamed("other");
   ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
   ExpectDeleted(id);
@@ -66,38 +66,38 @@ TEST_F(DirectoryFileTest, OverwritesDeletedEntries) {
 
 TEST_F(DirectoryFileTest, RefusesChangesWhileAnotherProgramWrites) {
   LockedFile lock(Path());
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   lock.Take("BEGIN IMMEDIATE");
   ExpectNotDeleted(id, "is locked by another program");
-  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::kSurname, kSecret}}, "is locked by another program");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   lock.Release();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
   ExpectDeleted(id);
 }
 
 TEST_F(DirectoryFileTest, FailsOnAReadOnlyDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   Close();
   disk.MakeReadOnly();
   EXPECT_THAT(OpeningProblem(), HasSubstr("Read-only file system"));
   disk.MakeWritable();
   Open();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
 }
 
 TEST_F(DirectoryFileTest, KeepsTheEntryWhenAnUpdateFailsOnAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   disk.Fill();
   const std::string big(std::size_t{1} << 20, 'x');
-  ExpectNotUpdated(id, {{Column::Surname, big}}, "is full");
+  ExpectNotUpdated(id, {{Column::kSurname, big}}, "is full");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   disk.Empty();
-  ExpectUpdated(id, {{Column::Surname, big}});
+  ExpectUpdated(id, {{Column::kSurname, big}});
   EXPECT_THAT(Surnames(), ElementsAre(big));
 }
 

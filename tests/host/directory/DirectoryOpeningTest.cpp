@@ -37,7 +37,7 @@ class DirectoryOpeningTest : public DirectoryTest {
   /// Makes a phonebook with enough entries for pages of every kind, and closes it.
   void MakePhonebook() {
     for (int i = 0; i < 20; ++i)
-      Store({{Column::Surname, "a"}, {Column::Email, std::string(9000, 'x')}});
+      Store({{Column::kSurname, "a"}, {Column::kEmail, std::string(9000, 'x')}});
     Close();
   }
   /// OpeningProblem() for a user other than root.

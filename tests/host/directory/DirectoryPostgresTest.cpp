@@ -22,7 +22,7 @@ class DirectoryPostgresTest : public DirectoryTest {
  protected:
   static PostgresServer& Server() { return PostgresServer::Get(); }
   void ExpectNotRead(const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), reason);
+    ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname}), reason);
   }
   /// Runs this PL/pgSQL in every commit of a change.
   void AtEachCommit(const std::string& what) {
@@ -120,7 +120,7 @@ TEST_F(DirectoryPostgresTest, ReportsAnUnknownOutcomeWhenACommitIsTooSlow) {
   OpenWithPatience(std::chrono::milliseconds(500));
   StoreNamed("before");
   AtEachCommit("PERFORM pg_sleep(600);");
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Surname, kSecret}}),
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kSurname, kSecret}}),
                 "unknown whether the change was stored");
   EXPECT_THAT(Surnames(), ElementsAre("before"));
 }
@@ -129,7 +129,7 @@ TEST_F(DirectoryPostgresTest, FailsWhenTheServerHangs) {
   OpenWithPatience(std::chrono::milliseconds(500));
   StoreNamed("before");
   Server().Freeze();
-  ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), "can't be reached");
+  ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname}), "can't be reached");
   Server().Thaw();
   StoreNamed("after");
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
@@ -144,9 +144,9 @@ TEST_F(DirectoryPostgresTest, AppliesTheEntryLimitToAllTelephonesTogether) {
   std::atomic<int> stored{0};
   const auto fill = [&](host::DirectoryService& service) {
     for (int i = 0; i < 20; ++i) {
-      const std::string request = host::DirectoryClient::writeRequest({{Column::Surname, "x"}});
+      const std::string request = host::DirectoryClient::writeRequest({{Column::kSurname, "x"}});
       const auto answer = host::DirectoryClient::parseAnswer(service.handleRequest(request));
-      stored += answer.kind == DirectoryAnswer::Kind::Written ? 1 : 0;
+      stored += answer.kind == DirectoryAnswer::Kind::kWritten ? 1 : 0;
     }
   };
   std::thread other([&] { fill(second); });
@@ -157,7 +157,7 @@ TEST_F(DirectoryPostgresTest, AppliesTheEntryLimitToAllTelephonesTogether) {
 }
 
 TEST_F(DirectoryPostgresTest, RefusesChangesToALockedEntry) {
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   std::thread other([&] {
     Sql("BEGIN; UPDATE entries SET size = size; SELECT pg_advisory_lock(1); SELECT pg_sleep(4); "
         "COMMIT");
@@ -166,17 +166,17 @@ TEST_F(DirectoryPostgresTest, RefusesChangesToALockedEntry) {
              "FROM pg_database WHERE datname = current_database())") == "0") {
     std::this_thread::yield();
   }
-  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::kSurname, kSecret}}, "is locked by another program");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   other.join();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
 }
 
 TEST_F(DirectoryPostgresTest, DoesNotFetchAnAnswerThatIsTooLarge) {
   const std::string large(std::size_t{7} << 20, 'x');
-  for (int i = 0; i < 9; ++i) Store({{Column::Email, large}});
-  ExpectFailure(host::DirectoryClient::listRequest({Column::Email}), "larger than 60 MiB");
-  EXPECT_EQ(Matching({{Column::Id, "9"}}).at(0).value(Column::Email), large);
+  for (int i = 0; i < 9; ++i) Store({{Column::kEmail, large}});
+  ExpectFailure(host::DirectoryClient::listRequest({Column::kEmail}), "larger than 60 MiB");
+  EXPECT_EQ(Matching({{Column::kId, "9"}}).at(0).value(Column::kEmail), large);
 }
 
 TEST_F(DirectoryPostgresTest, LeavesADatabaseOfAnotherProgramAlone) {

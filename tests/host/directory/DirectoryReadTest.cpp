@@ -25,7 +25,7 @@ class DirectoryReadTest : public DirectoryTest {
   std::vector<std::string> SurnamesMatching(const Values& match) {
     std::vector<std::string> names;
     for (const DirectoryEntry& entry : Matching(match))
-      names.emplace_back(entry.value(Column::Surname));
+      names.emplace_back(entry.value(Column::kSurname));
     return names;
   }
   bool IsThere(const std::string& question) {
@@ -64,17 +64,17 @@ TEST_F(DirectoryReadTest, MatchesNothingInAnEmptyPhonebook) {
 TEST_F(DirectoryReadTest, NeverMatchesACardWithoutNameAndNumber) {
   Ask(WriteOf("<Group>0</Group>"));
   EXPECT_FALSE(IsThere(QuestionFor("", "", "")));
-  EXPECT_THAT(Matching({{Column::Email, ""}}), IsEmpty());
+  EXPECT_THAT(Matching({{Column::kEmail, ""}}), IsEmpty());
 }
 
 TEST_F(DirectoryReadTest, MatchesAnEmptyColumnByAnEmptyElement) {
-  Store({{Column::Surname, "Doe"}, {Column::Mobile, "1"}});
-  Store({{Column::Surname, "Doe"}, {Column::Email, "a"}});
-  EXPECT_THAT(Matching({{Column::Surname, "Doe"}}), SizeIs(2));
+  Store({{Column::kSurname, "Doe"}, {Column::kMobile, "1"}});
+  Store({{Column::kSurname, "Doe"}, {Column::kEmail, "a"}});
+  EXPECT_THAT(Matching({{Column::kSurname, "Doe"}}), SizeIs(2));
   const std::vector<DirectoryEntry> found =
-      Matching({{Column::Surname, "Doe"}, {Column::Mobile, ""}});
+      Matching({{Column::kSurname, "Doe"}, {Column::kMobile, ""}});
   ASSERT_THAT(found, SizeIs(1));
-  EXPECT_EQ(found.front().value(Column::Email), "a");
+  EXPECT_EQ(found.front().value(Column::kEmail), "a");
 }
 
 TEST_F(DirectoryReadTest, ListsAllEntriesByAscendingId) {
@@ -84,17 +84,17 @@ TEST_F(DirectoryReadTest, ListsAllEntriesByAscendingId) {
 
 TEST_F(DirectoryReadTest, ReturnsMatchesByAscendingId) {
   for (const char* name : {"c", "a", "b"})
-    Store({{Column::Surname, "Doe"}, {Column::Firstname, name}});
+    Store({{Column::kSurname, "Doe"}, {Column::kFirstname, name}});
   std::vector<std::string> names;
-  for (const DirectoryEntry& entry : Matching({{Column::Surname, "Doe"}}))
-    names.emplace_back(entry.value(Column::Firstname));
+  for (const DirectoryEntry& entry : Matching({{Column::kSurname, "Doe"}}))
+    names.emplace_back(entry.value(Column::kFirstname));
   EXPECT_THAT(names, ElementsAre("c", "a", "b"));
 }
 
 TEST_F(DirectoryReadTest, MatchesEachColumnByItself) {
   Values all;
   for (const Column column : host::kAllColumns) {
-    if (column == Column::Id) continue;
+    if (column == Column::kId) continue;
     all.push_back({column, "value of " + std::string(cards::cardColumn(column).name)});
   }
   Store(all);
@@ -106,48 +106,48 @@ TEST_F(DirectoryReadTest, MatchesEachColumnByItself) {
 }
 
 TEST_F(DirectoryReadTest, ComparesValuesByteByByte) {
-  Store({{Column::Surname, "Doe"}, {Column::Office, "10"}});
+  Store({{Column::kSurname, "Doe"}, {Column::kOffice, "10"}});
   for (const char* other : {"doe", "DOE", "Do", "Doe ", " Doe", "D_e", "D%", "Do\xC3\xA9"})
-    EXPECT_THAT(Matching({{Column::Surname, other}}), IsEmpty()) << other;
+    EXPECT_THAT(Matching({{Column::kSurname, other}}), IsEmpty()) << other;
   for (const char* other : {"10.0", "010", "+10", "1e1"})
-    EXPECT_THAT(Matching({{Column::Office, other}}), IsEmpty()) << other;
+    EXPECT_THAT(Matching({{Column::kOffice, other}}), IsEmpty()) << other;
 }
 
 TEST_F(DirectoryReadTest, NeverTakesValuesForSql) {
   for (const char* name :
        {"' OR '1'='1", "x'; DROP TABLE entries; --", ":surname", "?1", "\\'", "%s"}) {
-    EXPECT_THAT(Matching({{Column::Surname, name}}), IsEmpty()) << name;
+    EXPECT_THAT(Matching({{Column::kSurname, name}}), IsEmpty()) << name;
     StoreNamed(name);
-    EXPECT_THAT(SurnamesMatching({{Column::Surname, name}}), ElementsAre(name));
+    EXPECT_THAT(SurnamesMatching({{Column::kSurname, name}}), ElementsAre(name));
   }
 }
 
 TEST_F(DirectoryReadTest, FindsAnEntryByItsId) {
   StoreNamed("first");
-  const std::string id = Store({{Column::Surname, "second"}});
+  const std::string id = Store({{Column::kSurname, "second"}});
   StoreNamed("third");
-  EXPECT_THAT(SurnamesMatching({{Column::Id, id}}), ElementsAre("second"));
-  EXPECT_THAT(SurnamesMatching({{Column::Id, "0" + id}}), ElementsAre("second"));
-  EXPECT_THAT(SurnamesMatching({{Column::Id, id}, {Column::Surname, "first"}}), IsEmpty());
-  EXPECT_THAT(SurnamesMatching({{Column::Id, "999999999999999999"}}), IsEmpty());
+  EXPECT_THAT(SurnamesMatching({{Column::kId, id}}), ElementsAre("second"));
+  EXPECT_THAT(SurnamesMatching({{Column::kId, "0" + id}}), ElementsAre("second"));
+  EXPECT_THAT(SurnamesMatching({{Column::kId, id}, {Column::kSurname, "first"}}), IsEmpty());
+  EXPECT_THAT(SurnamesMatching({{Column::kId, "999999999999999999"}}), IsEmpty());
 }
 
 TEST_F(DirectoryReadTest, ReturnsTheIdThatTheWriteReturned) {
-  const std::string id = Store({{Column::Surname, "Doe"}});
-  const std::vector<DirectoryEntry> found = Matching({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
+  const std::vector<DirectoryEntry> found = Matching({{Column::kSurname, "Doe"}});
   ASSERT_THAT(found, SizeIs(1));
-  EXPECT_EQ(found.front().value(Column::Id), id);
+  EXPECT_EQ(found.front().value(Column::kId), id);
 }
 
 TEST_F(DirectoryReadTest, RefusesAnAnswerThatIsTooLargeButReadsEachEntryById) {
   // Nearly the largest request: "&" takes five bytes in requests and answers.
   const std::string big((host::DirectoryRequest::kMaxBytes - 1000) / 5, '&');
-  const std::string first = Store({{Column::Surname, big}});
-  const std::string second = Store({{Column::Surname, big}});
-  ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), "larger than 60 MiB");
-  EXPECT_EQ(Parsed(host::DirectoryClient::listRequest({Column::Id})).entries.size(), 2u);
-  EXPECT_TRUE(SurnamesMatching({{Column::Id, first}}) == std::vector{big});
-  EXPECT_TRUE(SurnamesMatching({{Column::Id, second}}) == std::vector{big});
+  const std::string first = Store({{Column::kSurname, big}});
+  const std::string second = Store({{Column::kSurname, big}});
+  ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname}), "larger than 60 MiB");
+  EXPECT_EQ(Parsed(host::DirectoryClient::listRequest({Column::kId})).entries.size(), 2u);
+  EXPECT_TRUE(SurnamesMatching({{Column::kId, first}}) == std::vector{big});
+  EXPECT_TRUE(SurnamesMatching({{Column::kId, second}}) == std::vector{big});
 }
 
 TEST_F(DirectoryReadTest, AnswersARefusedReadWithTheReason) {

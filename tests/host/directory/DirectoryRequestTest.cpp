@@ -56,11 +56,11 @@ class DirectoryRequestTest : public ::testing::Test {
 
 TEST_F(DirectoryRequestTest, ParsesTheValuesOfAWriteRequestInOrder) {
   const DirectoryRequest request = DirectoryRequest::parse(kCard);
-  ASSERT_EQ(request.kind(), DirectoryRequest::Kind::Write);
+  ASSERT_EQ(request.kind(), DirectoryRequest::Kind::kWrite);
   ASSERT_EQ(request.entry().size(), 5u);
-  EXPECT_EQ(request.entry()[0].column, Column::Surname);
+  EXPECT_EQ(request.entry()[0].column, Column::kSurname);
   EXPECT_EQ(request.entry()[0].value, "Doe");
-  EXPECT_EQ(request.entry()[4].column, Column::Group);
+  EXPECT_EQ(request.entry()[4].column, Column::kGroup);
   EXPECT_EQ(request.entry()[4].value, "0");
   EXPECT_THAT(request.resultColumns(), IsEmpty());
 }
@@ -68,9 +68,9 @@ TEST_F(DirectoryRequestTest, ParsesTheValuesOfAWriteRequestInOrder) {
 TEST_F(DirectoryRequestTest, ParsesTheColumnsOfAReadRequestInOrder) {
   const DirectoryRequest request =
       DirectoryRequest::parse(Read("Surname Id\tPicture\n Mobile", "<Mobile></Mobile>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Read);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kRead);
   EXPECT_THAT(request.resultColumns(),
-              ElementsAre(Column::Surname, Column::Id, Column::Picture, Column::Mobile));
+              ElementsAre(Column::kSurname, Column::kId, Column::kPicture, Column::kMobile));
   ASSERT_EQ(request.entry().size(), 1u);
   EXPECT_EQ(request.entry().front().value, "");
 }
@@ -247,7 +247,7 @@ TEST_F(DirectoryRequestTest, BoundsTheSizeOfARequest) {
   const std::size_t frame = Read("Id", "").size();
   const std::string blanks(host::DirectoryRequest::kMaxBytes - frame, ' ');
   EXPECT_THAT(DirectoryRequest::parse(Read("Id" + blanks, "")).resultColumns(),
-              ElementsAre(Column::Id));
+              ElementsAre(Column::kId));
   ExpectRefused(Read("Id" + blanks + " ", ""), "larger than 32 MiB");
 }
 
@@ -284,17 +284,17 @@ TEST_F(DirectoryRequestTest, ParsesOrRefusesARequestWithAnyByteChanged) {
 TEST_F(DirectoryRequestTest, ParsesTheIdAndTextsOfAnUpdate) {
   const DirectoryRequest request = DirectoryRequest::parse(
       Change("update", "<Surname>Doe</Surname><Id>17</Id><Mobile></Mobile>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Update);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kUpdate);
   EXPECT_EQ(request.id(), 17);
   ASSERT_EQ(request.entry().size(), 2u);
-  EXPECT_EQ(request.entry()[0].column, Column::Surname);
-  EXPECT_EQ(request.entry()[1].column, Column::Mobile);
+  EXPECT_EQ(request.entry()[0].column, Column::kSurname);
+  EXPECT_EQ(request.entry()[1].column, Column::kMobile);
   EXPECT_EQ(request.entry()[1].value, "");
 }
 
 TEST_F(DirectoryRequestTest, ParsesTheIdOfADelete) {
   const DirectoryRequest request = DirectoryRequest::parse(Change("delete", "<Id>17</Id>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Delete);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kDelete);
   EXPECT_EQ(request.id(), 17);
   EXPECT_THAT(request.entry(), IsEmpty());
 }

@@ -19,7 +19,7 @@ const std::string kHead =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>";
 
 TEST(DirectoryResponseTest, HasNoEntryElementWithoutEntries) {
-  DirectoryResponse response({Column::Surname});
+  DirectoryResponse response({Column::kSurname});
   const std::string text = response.finish();
   EXPECT_EQ(text, kHead + "read_response</ReasonForMessage></Schema>");
   std::string entry;
@@ -27,7 +27,7 @@ TEST(DirectoryResponseTest, HasNoEntryElementWithoutEntries) {
 }
 
 TEST(DirectoryResponseTest, WritesEveryColumnInOrderAndNeverSelfClosed) {
-  DirectoryResponse response({Column::Mobile, Column::Id, Column::Surname});
+  DirectoryResponse response({Column::kMobile, Column::kId, Column::kSurname});
   response.add({"", "1", "Doe"});
   response.add({"123", "2", ""});
   EXPECT_EQ(response.finish(),
@@ -38,7 +38,7 @@ TEST(DirectoryResponseTest, WritesEveryColumnInOrderAndNeverSelfClosed) {
 }
 
 TEST(DirectoryResponseTest, EscapesMarkupInValues) {
-  DirectoryResponse response({Column::Surname});
+  DirectoryResponse response({Column::kSurname});
   response.add({"</Surname></Entry><Entry>&amp;]]>"});
   EXPECT_THAT(response.finish(),
               HasSubstr("<Surname>&lt;/Surname&gt;&lt;/Entry&gt;&lt;Entry&gt;&amp;amp;]]&gt;"
@@ -46,13 +46,13 @@ TEST(DirectoryResponseTest, EscapesMarkupInValues) {
 }
 
 TEST(DirectoryResponseTest, EscapesACarriageReturn) {
-  DirectoryResponse response({Column::Surname});
+  DirectoryResponse response({Column::kSurname});
   response.add({"a\r\nb"});
   EXPECT_THAT(response.finish(), HasSubstr("<Surname>a&#13;\nb</Surname>"));
 }
 
 TEST(DirectoryResponseTest, ReplacesANul) {
-  DirectoryResponse response({Column::Surname});
+  DirectoryResponse response({Column::kSurname});
   response.add({std::string("a\0b", 3)});
   EXPECT_THAT(response.finish(), HasSubstr("<Surname>a\xEF\xBF\xBD"
                                            "b</Surname>"));
@@ -79,7 +79,7 @@ TEST(DirectoryResponseTest, WritesTheIdOfAChangeOnly) {
 }
 
 TEST(DirectoryResponseTest, RefusesAnAnswerThatDoesNotFitIntoABusMessage) {
-  DirectoryResponse response({Column::Surname});
+  DirectoryResponse response({Column::kSurname});
   const std::string value(DirectoryResponse::kMaxBytes / 2 - 1000, 'x');
   response.add({value});
   response.add({value});

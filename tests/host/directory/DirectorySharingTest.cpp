@@ -30,9 +30,9 @@ class DirectorySharingTest : public DirectoryTest {
   }
   /// Writes an entry. Returns whether it was acknowledged.
   static bool Write(host::DirectoryService& service, const std::string& name) {
-    const std::string request = host::DirectoryClient::writeRequest({{Column::Surname, name}});
+    const std::string request = host::DirectoryClient::writeRequest({{Column::kSurname, name}});
     return host::DirectoryClient::parseAnswer(service.handleRequest(request)).kind ==
-           DirectoryAnswer::Kind::Written;
+           DirectoryAnswer::Kind::kWritten;
   }
   host::PhoneBookOptions Patient() const {
     host::PhoneBookOptions options = Options();
@@ -77,8 +77,8 @@ TEST_F(DirectorySharingTest, ReadsWholeEntriesWhileOthersWrite) {
   std::size_t seen = 0;
   while (!done) {
     const DirectoryAnswer answer = host::DirectoryClient::parseAnswer(
-        service.handleRequest(host::DirectoryClient::listRequest({Column::Surname})));
-    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Read);
+        service.handleRequest(host::DirectoryClient::listRequest({Column::kSurname})));
+    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kRead);
     EXPECT_GE(answer.entries.size(), seen);
     seen = answer.entries.size();
   }

@@ -20,13 +20,13 @@ TEST_F(DirectoryWriteTest, StoresTheGivenValuesOnly) {
   ASSERT_EQ(entries.size(), 1u);
   std::set<std::string> values;
   for (const ColumnValue& value : entries.front().values) {
-    if (value.column != Column::Id) values.insert(value.value);
+    if (value.column != Column::kId) values.insert(value.value);
   }
   EXPECT_THAT(values, ElementsAre("", "0", "1", "123", "Doe", "John"));
 }
 
 TEST_F(DirectoryWriteTest, StoresAnEqualEntryAgain) {
-  EXPECT_NE(Store({{Column::Surname, "Doe"}}), Store({{Column::Surname, "Doe"}}));
+  EXPECT_NE(Store({{Column::kSurname, "Doe"}}), Store({{Column::kSurname, "Doe"}}));
   EXPECT_THAT(Surnames(), ElementsAre("Doe", "Doe"));
 }
 
@@ -58,11 +58,11 @@ TEST_F(DirectoryWriteTest, KeepsEntriesAcrossARestart) {
 
 TEST_F(DirectoryWriteTest, NeverReusesAnId) {
   StoreNamed("first");
-  const std::string id = Store({{Column::Surname, "last"}});
+  const std::string id = Store({{Column::kSurname, "last"}});
   Close();
   Sql("DELETE FROM entries");
   Open();
-  EXPECT_GT(std::stoll(Store({{Column::Surname, "new"}})), std::stoll(id));
+  EXPECT_GT(std::stoll(Store({{Column::kSurname, "new"}})), std::stoll(id));
 }
 
 TEST_F(DirectoryWriteTest, RefusesEntriesBeyondTheLimitUntilThereIsRoom) {
@@ -83,9 +83,9 @@ TEST_F(DirectoryWriteTest, RefusesBytesBeyondTheLimit) {
   options.maxBytes = 1000;
   m_service = std::make_unique<host::DirectoryService>(options);
   StoreNamed(std::string(600, 'a'));
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Email, std::string(401, 'b')}}),
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kEmail, std::string(401, 'b')}}),
                 "is full: its entries may have 1000 bytes in total");
-  Store({{Column::Email, std::string(400, 'b')}});
+  Store({{Column::kEmail, std::string(400, 'b')}});
   EXPECT_EQ(Surnames().size(), 2u);
 }
 
