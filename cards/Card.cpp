@@ -1,16 +1,19 @@
 #include "cards/Card.h"
 
-#include <algorithm>
-
 namespace cards {
 
-bool setColumn(Card& card, std::string_view name, std::string_view value) {
+std::optional<Column> columnNamed(std::string_view name) {
   const auto* const column =
       std::find_if(kCardColumns.begin(), kCardColumns.end(),
                    [&](const CardColumn& candidate) { return candidate.name == name; });
-  if (column == kCardColumns.end()) return false;
-  card.*column->value = value;
-  return true;
+  if (column == kCardColumns.end()) return std::nullopt;
+  return column->column;
+}
+
+bool setColumn(Card& card, std::string_view name, std::string_view value) {
+  const auto column = columnNamed(name);
+  if (column) card.*cardColumn(*column).value = value;
+  return column.has_value();
 }
 
 bool holdsAnything(const Card& card) {

@@ -14,7 +14,7 @@ std::string line(std::string label, const std::string& shown) {
 }
 
 void addNumbers(const Card& card, std::vector<std::string>& lines) {
-  for (const CardNumber& number : kCardNumbers) {
+  for (const CardColumn& number : kCardNumbers) {
     const std::string& value = card.*number.value;
     if (value.empty()) continue;
     const char* const mark = card.defaultNumber == number.digit ? "  (default)" : "";
@@ -22,8 +22,8 @@ void addNumbers(const Card& card, std::vector<std::string>& lines) {
   }
 }
 
-void addIfAny(const char* label, const std::string& shown, std::vector<std::string>& lines) {
-  if (!shown.empty()) lines.push_back(line(label, shown));
+void addIfAny(Column column, const std::string& shown, std::vector<std::string>& lines) {
+  if (!shown.empty()) lines.push_back(line(cardColumn(column).label, shown));
 }
 
 }  // namespace
@@ -51,13 +51,14 @@ std::string displayComponents(const std::string& value) {
 std::vector<std::string> cardLines(const Card& card, const std::string& imagesFolder) {
   std::vector<std::string> lines{line("name", displayName(card))};
   addNumbers(card, lines);
-  addIfAny("e-mail", safeText(card.email, kMaxShown), lines);
-  addIfAny("company", displayComponents(card.company), lines);
-  addIfAny("job", safeText(card.jobFunction, kMaxShown), lines);
-  addIfAny("address", displayComponents(card.address), lines);
-  addIfAny("address 2", displayComponents(card.address2), lines);
+  addIfAny(Column::kEmail, safeText(card.email, kMaxShown), lines);
+  addIfAny(Column::kCompany, displayComponents(card.company), lines);
+  addIfAny(Column::kJobFunction, safeText(card.jobFunction, kMaxShown), lines);
+  addIfAny(Column::kAddress, displayComponents(card.address), lines);
+  addIfAny(Column::kAddress2, displayComponents(card.address2), lines);
   if (!card.picture.empty()) {
-    lines.push_back(line("photo", safeText(imagesFolder + "/" + card.picture, kMaxShown)));
+    lines.push_back(line(cardColumn(Column::kPicture).label,
+                         safeText(imagesFolder + "/" + card.picture, kMaxShown)));
   }
   return lines;
 }

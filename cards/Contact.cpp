@@ -1,6 +1,5 @@
 #include "cards/Contact.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 #include "cards/SafeText.h"
@@ -14,26 +13,17 @@ constexpr std::string_view kImagesFolder = "/data/images/";
 constexpr const char* kGroup = "0";
 constexpr std::size_t kMaxShown = 100;
 
-/// A default number as the phonebook and as a contact have it.
-struct DefaultNumber {
-  const char* digit;
-  const char* word;
-};
-
-constexpr std::array<DefaultNumber, 4> kDefaultNumbers = {
-    {{"1", "Office"}, {"2", "Office2"}, {"3", "Mobile"}, {"4", "Private"}}};
-
 std::string wordOf(const std::string& digit) {
-  for (const DefaultNumber& number : kDefaultNumbers) {
-    if (digit == number.digit) return number.word;
+  for (const cards::CardColumn& number : cards::kCardNumbers) {
+    if (digit == number.digit) return number.name;
   }
   return "";
 }
 
 std::string digitOf(const std::string& word) {
   if (word.empty()) return "";
-  for (const DefaultNumber& number : kDefaultNumbers) {
-    if (word == number.word) return number.digit;
+  for (const cards::CardColumn& number : cards::kCardNumbers) {
+    if (word == number.name) return number.digit;
   }
   throw std::runtime_error("the default number is Office, Office2, Mobile or Private, not \"" +
                            cards::safeText(word, kMaxShown) + "\"");
@@ -47,30 +37,30 @@ std::string nameOfPicture(const std::string& picture) {
                            "it there first");
 }
 
+ContactField field(cards::Column column, const std::string& parameter,
+                   std::string Contact::*value) {
+  const cards::CardColumn& known = cards::cardColumn(column);
+  return {known.key, known.description, parameter, value, known.value};
+}
+
 }  // namespace
 
 const std::array<ContactField, kContactFields>& contactFields() {
-  using cards::Card;
+  using cards::Column;
   static const std::array<ContactField, kContactFields> fields = {{
-      {"firstname", "First name", CONTACT_FIRSTNAME_PARAM, &Contact::firstname, &Card::firstname},
-      {"surname", "Surname", CONTACT_SURNAME_PARAM, &Contact::surname, &Card::surname},
-      {"defaultnumber", "The preferred number: Office, Office2, Mobile or Private",
-       CONTACT_DEFAULTNUMBER_PARAM, &Contact::defaultnumber, &Card::defaultNumber},
-      {"office", "Number at work", CONTACT_OFFICE_PARAM, &Contact::office, &Card::office},
-      {"office2", "Second number at work", CONTACT_OFFICE2_PARAM, &Contact::office2,
-       &Card::office2},
-      {"mobile", "Mobile number", CONTACT_MOBILE_PARAM, &Contact::mobile, &Card::mobile},
-      {"privatenumber", "Number at home", CONTACT_PRIVATE_PARAM, &Contact::privatenumber,
-       &Card::privateNumber},
-      {"email", "E-mail address", CONTACT_EMAIL_PARAM, &Contact::email, &Card::email},
-      {"address", "Address, one text", CONTACT_ADDRESS_PARAM, &Contact::address, &Card::address},
-      {"address2", "Second address, one text", CONTACT_ADDRESS2_PARAM, &Contact::address2,
-       &Card::address2},
-      {"company", "Company", CONTACT_COMPANY_PARAM, &Contact::company, &Card::company},
-      {"jobfunction", "Title or job", CONTACT_JOBFUNCTION_PARAM, &Contact::jobfunction,
-       &Card::jobFunction},
-      {"picture", "A JPEG file in /data/images, by its name", CONTACT_PICTURE_PARAM,
-       &Contact::picture, &Card::picture},
+      field(Column::kFirstname, CONTACT_FIRSTNAME_PARAM, &Contact::firstname),
+      field(Column::kSurname, CONTACT_SURNAME_PARAM, &Contact::surname),
+      field(Column::kDefaultNumber, CONTACT_DEFAULTNUMBER_PARAM, &Contact::defaultnumber),
+      field(Column::kOffice, CONTACT_OFFICE_PARAM, &Contact::office),
+      field(Column::kOffice2, CONTACT_OFFICE2_PARAM, &Contact::office2),
+      field(Column::kMobile, CONTACT_MOBILE_PARAM, &Contact::mobile),
+      field(Column::kPrivate, CONTACT_PRIVATE_PARAM, &Contact::privatenumber),
+      field(Column::kEmail, CONTACT_EMAIL_PARAM, &Contact::email),
+      field(Column::kAddress, CONTACT_ADDRESS_PARAM, &Contact::address),
+      field(Column::kAddress2, CONTACT_ADDRESS2_PARAM, &Contact::address2),
+      field(Column::kCompany, CONTACT_COMPANY_PARAM, &Contact::company),
+      field(Column::kJobFunction, CONTACT_JOBFUNCTION_PARAM, &Contact::jobfunction),
+      field(Column::kPicture, CONTACT_PICTURE_PARAM, &Contact::picture),
   }};
   return fields;
 }

@@ -16,7 +16,6 @@
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
 #include "fuzz/support/Tracing.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "src/CARD_Parser.h"
 #include "tests/src/PlainCardReader.h"
@@ -81,12 +80,12 @@ void checkShown(const cards::Card& card) {
 
 /// Phonebook and tools must read the same entry from a message.
 void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) {
-  require(request.kind() == host::DirectoryRequest::Kind::Write,
+  require(request.kind() == host::DirectoryRequest::Kind::kWrite,
           "a card's message is a write request");
   cards::Card taken;
   for (const host::ColumnValue& value : request.entry()) {
-    const bool known = cards::setColumn(taken, host::columnName(value.column), value.value);
-    require(known && !value.value.empty(), "a card's message has known columns with values");
+    require(!value.value.empty(), "a card's message holds columns with values");
+    taken.*cards::cardColumn(value.column).value = value.value;
   }
   require(taken == card, "phonebook and tools read the same from a message");
 }
@@ -94,7 +93,7 @@ void checkTaken(const host::DirectoryRequest& request, const cards::Card& card) 
 void checkStored(const std::string& message, const host::DirectoryRequest& request) {
   static ScratchBook book;
   const host::DirectoryAnswer answer = book.ask(message);
-  require(answer.kind == host::DirectoryAnswer::Kind::Written, "a valid request is stored");
+  require(answer.kind == host::DirectoryAnswer::Kind::kWritten, "a valid request is stored");
   const host::DirectoryEntry entry = book.entryOf(answer.id);
   for (const host::ColumnValue& value : request.entry()) {
     require(entry.value(value.column) == value.value, "an entry is stored unchanged");

@@ -1,11 +1,10 @@
 // Requests to the Directory Service, with a real phonebook behind it.
 //
-// Promised: every request is answered with a failure in a sentence that holds nothing of it, with
-// the entries that match, or with the Id of the entry that was written, changed or deleted. A new
-// entry reads back byte for byte, and is found by its values; of a changed one so do the texts that
-// were named, and the others stay; a deleted one is gone; no other entry is touched. What is
-// refused though it can be understood names an entry that isn't there or would leave it empty, and
-// changes nothing.
+// Contract: the answer is a failure with a reason that contains nothing of the request, the
+// matching entries, or the Id of the entry that was written, updated or deleted. A written entry is
+// read back byte for byte and found by its values; an update changes the given texts only; a
+// deleted entry is gone; other entries don't change. A valid request is refused only if it names a
+// missing entry or would leave one empty, and changes nothing then.
 
 #include <algorithm>
 #include <optional>
@@ -14,7 +13,6 @@
 
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 
 namespace fuzz {
@@ -28,30 +26,32 @@ using host::DirectoryEntry;
 using host::DirectoryRequest;
 
 void checkRead(const DirectoryAnswer& answer, const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Read, "a request to read is answered with entries");
+  require(answer.kind == DirectoryAnswer::Kind::kRead, "a read is answered with entries");
   const auto isEmpty = [](const ColumnValue& value) { return value.value.empty(); };
   const std::vector<ColumnValue>& match = request.entry();
   const bool matchesNothing = !match.empty() && std::all_of(match.begin(), match.end(), isEmpty);
   require(!matchesNothing || answer.entries.empty(), "empty values alone match nothing");
-  require(!match.empty() || answer.entries.size() == 2, "without values everything matches");
+  require(!match.empty() || answer.entries.size() == 2, "without values every entry matches");
   for (const DirectoryEntry& entry : answer.entries) {
     require(entry.values.size() == request.resultColumns().size(),
-            "an entry has every column that was asked for");
+            "an entry has every requested column");
     for (std::size_t i = 0; i < entry.values.size(); ++i) {
-      require(entry.values[i].column == request.resultColumns()[i], "columns come in their order");
+      require(entry.values[i].column == request.resultColumns()[i],
+              "columns have the requested order");
     }
     for (const ColumnValue& wanted : match) {
       const bool asked = std::count(request.resultColumns().begin(), request.resultColumns().end(),
                                     wanted.column) > 0;
-      const bool id = wanted.column == Column::Id;
-      require(!asked || id || entry.value(wanted.column) == wanted.value, "an entry matches");
+      const bool id = wanted.column == Column::kId;
+      require(!asked || id || entry.value(wanted.column) == wanted.value,
+              "a returned entry matches");
     }
   }
 }
 
 void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
                   const DirectoryRequest& request) {
-  require(answer.kind == DirectoryAnswer::Kind::Written, "what can be understood is stored");
+  require(answer.kind == DirectoryAnswer::Kind::kWritten, "a valid write is stored");
   const DirectoryEntry entry = book.entryOf(answer.id);
   std::size_t given = 0;
   for (const ColumnValue& value : request.entry()) {
@@ -59,16 +59,16 @@ void checkWritten(ScratchBook& book, const DirectoryAnswer& answer,
     if (!value.value.empty()) ++given;
   }
   const auto holds = [](const ColumnValue& value) {
-    return value.column != Column::Id && !value.value.empty();
+    return value.column != Column::kId && !value.value.empty();
   };
   require(std::count_if(entry.values.begin(), entry.values.end(), holds) ==
               static_cast<std::ptrdiff_t>(given),
           "nothing else is stored");
   const DirectoryAnswer found =
-      book.ask(DirectoryClient::matchRequest({Column::Id}, request.entry()));
+      book.ask(DirectoryClient::matchRequest({Column::kId}, request.entry()));
   const bool there = std::any_of(
       found.entries.begin(), found.entries.end(),
-      [&](const DirectoryEntry& match) { return match.value(Column::Id) == answer.id; });
+      [&](const DirectoryEntry& match) { return match.value(Column::kId) == answer.id; });
   require(there, "an entry is found by its values");
 }
 
@@ -87,13 +87,13 @@ bool areEqual(const Entries& left, const Entries& right) {
       [](const DirectoryEntry& a, const DirectoryEntry& b) { return areEqual(a, b); });
 }
 
-/// Carries a change out on a plain list. False when it can't be done.
+/// Applies a change to a list. Returns false when it must be refused.
 bool change(Entries& entries, const DirectoryRequest& request) {
   const auto found = std::find_if(entries.begin(), entries.end(), [&](const DirectoryEntry& entry) {
-    return entry.value(Column::Id) == std::to_string(request.id());
+    return entry.value(Column::kId) == std::to_string(request.id());
   });
   if (found == entries.end()) return false;
-  if (request.kind() == DirectoryRequest::Kind::Delete) {
+  if (request.kind() == DirectoryRequest::Kind::kDelete) {
     entries.erase(found);
     return true;
   }
@@ -102,7 +102,7 @@ bool change(Entries& entries, const DirectoryRequest& request) {
     for (const ColumnValue& text : request.entry()) {
       if (text.column == value.column) value.value = text.value;
     }
-    left = left || (value.column != Column::Id && !value.value.empty());
+    left = left || (value.column != Column::kId && !value.value.empty());
   }
   return left;
 }
@@ -111,24 +111,24 @@ void checkChanged(const DirectoryAnswer& answer, const DirectoryRequest& request
                   const Entries& after) {
   Entries expected = before;
   if (!change(expected, request)) {
-    require(answer.kind == DirectoryAnswer::Kind::Failure, "what can't be done is refused");
+    require(answer.kind == DirectoryAnswer::Kind::kFailure, "an impossible change is refused");
     require(areEqual(before, after), "a refused change changes nothing");
     return;
   }
-  const bool deletes = request.kind() == DirectoryRequest::Kind::Delete;
+  const bool deletes = request.kind() == DirectoryRequest::Kind::kDelete;
   require(
-      answer.kind == (deletes ? DirectoryAnswer::Kind::Deleted : DirectoryAnswer::Kind::Updated),
-      "what can be understood is done");
+      answer.kind == (deletes ? DirectoryAnswer::Kind::kDeleted : DirectoryAnswer::Kind::kUpdated),
+      "a valid change is carried out");
   require(answer.id == std::to_string(request.id()), "a change is answered with the entry's Id");
-  require(areEqual(expected, after), "a change is done byte for byte, and to one entry only");
+  require(areEqual(expected, after), "a change is exact and affects one entry only");
 }
 
 void checkUnderstood(ScratchBook& book, const std::string& text, const DirectoryRequest& request) {
-  if (request.kind() == DirectoryRequest::Kind::Read) {
+  if (request.kind() == DirectoryRequest::Kind::kRead) {
     checkRead(book.ask(text), request);
     return;
   }
-  if (request.kind() == DirectoryRequest::Kind::Write) {
+  if (request.kind() == DirectoryRequest::Kind::kWrite) {
     checkWritten(book, book.ask(text), request);
   } else {
     const Entries before = book.entries();
@@ -144,8 +144,8 @@ void check(ScratchBook& book, const std::string& text) {
     request.emplace(DirectoryRequest::parse(text));
   } catch (const host::DirectoryRefusal& refusal) {
     const DirectoryAnswer answer = book.ask(text);
-    require(answer.kind == DirectoryAnswer::Kind::Failure && answer.reason == refusal.what(),
-            "what can't be understood is refused, with the reason");
+    require(answer.kind == DirectoryAnswer::Kind::kFailure && answer.reason == refusal.what(),
+            "an invalid request is refused with the reason");
     return;
   }
   checkUnderstood(book, text, *request);

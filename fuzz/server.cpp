@@ -23,7 +23,6 @@
 #include "fuzz/support/Packets.h"
 #include "fuzz/support/ScratchRadio.h"
 #include "fuzz/support/Tracing.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "openobex/openobex.h"
 #include "src/OBEXServer.h"
@@ -231,7 +230,7 @@ void checkAnswers(std::string_view answers, std::size_t sent) {
 void checkOffer(const std::string& message) {
   try {
     const auto request = host::DirectoryRequest::parse(message);
-    require(request.kind() == host::DirectoryRequest::Kind::Write, "a card is a write request");
+    require(request.kind() == host::DirectoryRequest::Kind::kWrite, "a card is a write request");
   } catch (const host::DirectoryRefusal&) {
     require(false, "the Directory accepts every card");
   }

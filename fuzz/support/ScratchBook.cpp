@@ -27,10 +27,10 @@ host::DirectoryAnswer ScratchBook::ask(const std::string& request) {
   const std::string text = m_service->handleRequest(request);
   try {
     host::DirectoryAnswer answer = host::DirectoryClient::parseAnswer(text);
-    if (answer.kind == Kind::Failure) requireSentence(answer.reason);
+    if (answer.kind == Kind::kFailure) requireSentence(answer.reason);
     const bool word = text.find("failure") != std::string::npos;
-    const bool changed = answer.kind == Kind::Written || answer.kind == Kind::Updated ||
-                         answer.kind == Kind::Deleted;
+    const bool changed = answer.kind == Kind::kWritten || answer.kind == Kind::kUpdated ||
+                         answer.kind == Kind::kDeleted;
     require(!changed || !word, "no successful answer contains the word failure");
     return answer;
   } catch (const std::runtime_error&) {
@@ -46,8 +46,8 @@ std::vector<host::DirectoryEntry> ScratchBook::entries() {
 
 host::DirectoryEntry ScratchBook::entryOf(const std::string& id) {
   const std::vector<Column> all(host::kAllColumns.begin(), host::kAllColumns.end());
-  host::DirectoryAnswer answer = ask(host::DirectoryClient::matchRequest(all, {{Column::Id, id}}));
-  require(answer.kind == Kind::Read && answer.entries.size() == 1,
+  host::DirectoryAnswer answer = ask(host::DirectoryClient::matchRequest(all, {{Column::kId, id}}));
+  require(answer.kind == Kind::kRead && answer.entries.size() == 1,
           "an entry can be read by its Id");
   return std::move(answer.entries.front());
 }
@@ -59,11 +59,11 @@ void ScratchBook::renew() {
   host::PhoneBookOptions options;
   options.connection = "sqlite3://" + (folder / "phonebook.db").string();
   m_service = std::make_unique<host::DirectoryService>(options);
-  ask(host::DirectoryClient::writeRequest({{Column::Surname, "Doe"},
-                                           {Column::Firstname, "John"},
-                                           {Column::Office, "+49 30 1"},
-                                           {Column::Group, "0"}}));
-  ask(host::DirectoryClient::writeRequest({{Column::Company, "A&B <C>"}, {Column::Mobile, "2"}}));
+  ask(host::DirectoryClient::writeRequest({{Column::kSurname, "Doe"},
+                                           {Column::kFirstname, "John"},
+                                           {Column::kOffice, "+49 30 1"},
+                                           {Column::kGroup, "0"}}));
+  ask(host::DirectoryClient::writeRequest({{Column::kCompany, "A&B <C>"}, {Column::kMobile, "2"}}));
 }
 
 }  // namespace fuzz

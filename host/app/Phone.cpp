@@ -11,7 +11,7 @@
 #include "host/app/Status.h"
 #include "host/bus/DirectoryObject.h"
 #include "host/bus/ServiceObject.h"
-#include "host/directory/RedactPassword.h"
+#include "host/directory/PhoneBookBackend.h"
 #include "host/loader/HostLog.h"
 #include "host/push/JournalAnswer.h"
 

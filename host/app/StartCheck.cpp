@@ -8,8 +8,7 @@
 #include "host/app/ImagesFolder.h"
 #include "host/app/PhonebookDisk.h"
 #include "host/bus/ServiceObject.h"
-#include "host/directory/PhoneBookLook.h"
-#include "host/directory/RedactPassword.h"
+#include "host/directory/PhoneBook.h"
 #include "host/loader/ServicePlugin.h"
 
 namespace host {
@@ -36,10 +35,10 @@ std::string complaint(bool isDefault, const std::exception& error) {
   return (isDefault ? std::string(kDefault) + ": " : "") + error.what();
 }
 
-PhoneBookState look(const std::string& connection) {
+bool phonebookExists(const std::string& connection) {
   PhoneBookOptions options;
   options.connection = connection;
-  return lookAtPhoneBook(options);
+  return PhoneBook::exists(options);
 }
 
 }  // namespace
@@ -64,11 +63,11 @@ void StartCheck::checkPhonebook() {
   try {
     const std::string connection = isDefault ? defaultConnection() : m_options.connection;
     const std::string name = subject(isDefault, redactPassword(connection));
-    const PhoneBookState state = look(connection);
+    const bool exists = phonebookExists(connection);
     const Problem disk = phonebookDiskProblem(connection);
     if (!disk.none())
       fault("phonebook", {name + " has no room: " + disk.text, disk.remedy});
-    else if (state == PhoneBookState::kMissing)
+    else if (!exists)
       good("phonebook", name + " is not there yet, and can be made");
     else
       good("phonebook", name + " can be opened");

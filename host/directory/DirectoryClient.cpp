@@ -19,27 +19,27 @@ std::string request(std::string_view reason, const std::vector<Column>& columns,
   std::string names;
   for (const Column column : columns) {
     if (!names.empty()) names.append(" ");
-    names.append(columnName(column));
+    names.append(cards::cardColumn(column).name);
   }
   if (!columns.empty()) appendElement(text, "ResultCols", names);
   text.append("<Entry>");
-  for (const ColumnValue& value : entry) appendElement(text, columnName(value.column), value.value);
+  for (const ColumnValue& value : entry)
+    appendElement(text, cards::cardColumn(value.column).name, value.value);
   return text.append("</Entry>").append(kXmlTail);
 }
 
-// What an answer says was done to one entry.
 std::optional<DirectoryAnswer::Kind> changeOf(std::string_view reason) {
-  if (reason == "write_response") return DirectoryAnswer::Kind::Written;
-  if (reason == "update_response") return DirectoryAnswer::Kind::Updated;
-  if (reason == "delete_response") return DirectoryAnswer::Kind::Deleted;
+  if (reason == "write_response") return DirectoryAnswer::Kind::kWritten;
+  if (reason == "update_response") return DirectoryAnswer::Kind::kUpdated;
+  if (reason == "delete_response") return DirectoryAnswer::Kind::kDeleted;
   return std::nullopt;
 }
 
-// A column of a later phonebook is passed over: it wasn't asked for.
+// Ignores columns of later versions: they weren't requested.
 DirectoryEntry entryOf(pugi::xml_node node) {
   DirectoryEntry entry;
   for (const pugi::xml_node element : node.children()) {
-    const auto column = columnNamed(element.name());
+    const auto column = cards::columnNamed(element.name());
     if (column) entry.values.push_back({*column, element.child_value()});
   }
   return entry;
@@ -69,13 +69,13 @@ std::string DirectoryClient::writeRequest(const std::vector<ColumnValue>& entry)
 
 std::string DirectoryClient::updateRequest(const std::string& id,
                                            const std::vector<ColumnValue>& texts) {
-  std::vector<ColumnValue> entry = {{Column::Id, id}};
+  std::vector<ColumnValue> entry = {{Column::kId, id}};
   entry.insert(entry.end(), texts.begin(), texts.end());
   return request("update_request", {}, entry);
 }
 
 std::string DirectoryClient::deleteRequest(const std::string& id) {
-  return request("delete_request", {}, {{Column::Id, id}});
+  return request("delete_request", {}, {{Column::kId, id}});
 }
 
 DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
@@ -91,12 +91,12 @@ DirectoryAnswer DirectoryClient::parseAnswer(std::string_view text) {
     answer.kind = *change;
     answer.id = schema.child_value("Id");
   } else if (result && reason == "read_response") {
-    answer.kind = DirectoryAnswer::Kind::Read;
+    answer.kind = DirectoryAnswer::Kind::kRead;
     for (const pugi::xml_node entry : schema.children("Entry"))
       answer.entries.push_back(entryOf(entry));
   } else {
     throw std::runtime_error(
-        "The phonebook's answer can't be understood; is the phone of another version?");
+        "The phonebook's answer can't be understood. Is the phone a different version?");
   }
   return answer;
 }

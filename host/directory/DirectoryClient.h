@@ -5,50 +5,53 @@
 #include <string_view>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "cards/Card.h"
 
 namespace host {
 
-/// Why an entry can't be changed or deleted that isn't there.
+using cards::Column;
+using cards::ColumnValue;
+using cards::kAllColumns;
+
+/// The reason of a failed update or deletion of a missing entry.
 inline constexpr const char* kUnknownId = "The phonebook has no entry of that Id.";
 
-/// An entry as an answer gave it: the columns that were asked for, in that order.
+/// An entry of an answer: the requested columns, in the requested order.
 struct DirectoryEntry {
   std::vector<ColumnValue> values;
 
-  /// The value of a column, empty when it wasn't asked for.
+  /// The value of a column; empty if the column wasn't requested.
   std::string_view value(Column column) const;
 };
 
-/// What the phonebook answered.
+/// A parsed answer of the phonebook.
 struct DirectoryAnswer {
-  enum class Kind { Failure, Read, Written, Updated, Deleted };
-  Kind kind = Kind::Failure;
-  std::string reason;                   ///< of a failure: a sentence for the user
-  std::vector<DirectoryEntry> entries;  ///< of a read request
-  std::string id;                       ///< of the other requests: the entry's Id
+  enum class Kind { kFailure, kRead, kWritten, kUpdated, kDeleted };
+  Kind kind = Kind::kFailure;
+  std::string reason;                   ///< Failure: a sentence for the user
+  std::vector<DirectoryEntry> entries;  ///< Read: the matching entries
+  std::string id;                       ///< Written, Updated, Deleted: the entry's Id
 };
 
-/// The requests and answers of the phonebook, for programs that ask it. How the texts travel is
-/// their own affair.
+/// Builds requests to the phonebook and parses its answers. Sending them is up to the caller.
 ///
 /// Threads: stateless, any thread.
 class DirectoryClient {
  public:
-  /// Asks for these columns of every entry.
+  /// Reads these columns of every entry.
   static std::string listRequest(const std::vector<Column>& columns);
-  /// Asks for these columns of the entries whose values equal all those of `match`. An empty value
-  /// means that the column is empty; when all are, nothing matches.
+  /// Reads these columns of the entries whose values equal all those in `match`. An empty value
+  /// matches an empty column; if all values are empty, nothing matches.
   static std::string matchRequest(const std::vector<Column>& columns,
                                   const std::vector<ColumnValue>& match);
-  /// Asks for a new entry.
+  /// Adds an entry.
   static std::string writeRequest(const std::vector<ColumnValue>& entry);
-  /// Asks to replace these texts, at least one, of the entry of this Id; the others stay.
+  /// Replaces these texts, at least one, of the entry with this Id and keeps the others.
   static std::string updateRequest(const std::string& id, const std::vector<ColumnValue>& texts);
-  /// Asks to delete the entry of this Id.
+  /// Deletes the entry with this Id.
   static std::string deleteRequest(const std::string& id);
 
-  /// Reads an answer. Throws std::runtime_error with a sentence for the user when the text is none.
+  /// Throws std::runtime_error with a sentence for the user when the text isn't an answer.
   static DirectoryAnswer parseAnswer(std::string_view text);
 };
 

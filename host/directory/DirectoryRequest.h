@@ -1,40 +1,48 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 
 namespace host {
 
-/// A request to the phonebook, as its XML text says it. What it can say stands in
-/// docs/phonebook.md.
+/// A request is refused because of what it says or asks for. `what()` is the reason, a sentence for
+/// the user that contains nothing of the request.
+class DirectoryRefusal : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A parsed request to the phonebook; docs/phonebook.md describes the XML.
 ///
-/// Values are the bytes of the text with its references resolved, nothing trimmed or normalised;
-/// none holds NUL, and together they have at most `kMaxEntryBytes` bytes. Each column occurs at
-/// most once.
+/// Values are the bytes of the text with its references resolved, nothing trimmed or normalised. No
+/// value contains NUL, and no column occurs twice.
 ///
 /// Threads: immutable, any thread.
 class DirectoryRequest {
  public:
-  enum class Kind { Read, Write, Update, Delete };
+  enum class Kind { kRead, kWrite, kUpdate, kDelete };
 
+  /// The largest accepted card (4 MiB) may consist of quotation marks, of six bytes each in XML.
+  static constexpr std::size_t kMaxBytes = std::size_t{32} << 20;
   /// For all values of an entry. An answer with one entry has to fit into a bus message.
   static constexpr std::size_t kMaxEntryBytes = std::size_t{8} << 20;
 
-  /// Throws DirectoryRefusal when the text isn't a request that can be understood as a whole.
+  /// Throws DirectoryRefusal unless the whole text is a valid request.
   static DirectoryRequest parse(std::string_view text);
 
   Kind kind() const { return m_kind; }
-  /// Of a read request: what to return of each entry, in this order. Never empty there.
+  /// Read: the columns to return, in this order; never empty. Otherwise empty.
   const std::vector<Column>& resultColumns() const { return m_resultColumns; }
-  /// Of a read request: what an entry has to equal; may hold the Id, as decimal digits. Of a write
-  /// request: what to store; never holds the Id, and not all of it is empty. Of an update request:
-  /// the texts to replace, at least one, empty ones included; never holds the Id. Of a delete
-  /// request: nothing.
+  /// Read: the values that an entry has to equal; the Id, if given, as decimal digits.
+  /// Write: the values to store; no Id, at least one value isn't empty.
+  /// Update: the values to replace, at least one; no Id, values may be empty.
+  /// Delete: empty.
   const std::vector<ColumnValue>& entry() const { return m_entry; }
-  /// Of an update or delete request: which entry; never negative. 0, which no entry has, elsewhere.
+  /// Update and delete: the entry's Id, never negative. Otherwise 0, which no entry has.
   long long id() const { return m_id; }
 
  private:

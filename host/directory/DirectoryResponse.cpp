@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "host/directory/XmlText.h"
 
@@ -12,7 +11,7 @@ namespace {
 
 static_assert(DirectoryRequest::kMaxEntryBytes * kXmlMaxGrowth + (std::size_t{1} << 20) <
                   DirectoryResponse::kMaxBytes,
-              "an entry has to fit into an answer");
+              "one entry must fit into an answer");
 
 std::string begin(std::string_view reason) {
   std::string text(kXmlHead);
@@ -23,26 +22,20 @@ std::string end(std::string text) { return text.append(kXmlTail); }
 
 std::string done(std::string_view reason, long long id) {
   std::string text = begin(reason);
-  appendElement(text, columnName(Column::Id), std::to_string(id));
+  appendElement(text, cards::cardColumn(Column::kId).name, std::to_string(id));
   return end(std::move(text));
 }
 
-// No request can store a NUL; someone who edits the file by hand can. XML has no way to say one,
-// and one as it is would cut the answer short for most readers.
+// Only someone who edits the database can store a NUL. XML can't express it, so it becomes U+FFFD.
 void appendValue(std::string& text, Column column, const std::string& value) {
+  const std::string_view name = cards::cardColumn(column).name;
   if (value.find('\0') == std::string::npos) {
-    appendElement(text, columnName(column), value);
+    appendElement(text, name, value);
     return;
   }
   std::string shown;
-  for (const char c : value) {
-    if (c == '\0') {
-      shown.append("\xEF\xBF\xBD");
-    } else {
-      shown.push_back(c);
-    }
-  }
-  appendElement(text, columnName(column), shown);
+  for (const char c : value) shown.append(c == '\0' ? "\xEF\xBF\xBD" : std::string(1, c));
+  appendElement(text, name, shown);
 }
 
 }  // namespace

@@ -5,39 +5,37 @@
 #include <string_view>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 
 namespace host {
 
-/// The answer to a request, an XML text. An object collects the entries of one answer to a read
-/// request; the other answers are made at once.
+/// The answer to a request, as XML. An object collects the entries of the answer to a read request;
+/// static functions make the other answers.
 ///
-/// None but an entry's own element is called Entry, and the word "failure" stands in no answer that
-/// isn't one, values of entries apart.
+/// The telephone takes the element Entry for a match and the word "failure" for a refusal. So no
+/// other element is called Entry, and answers to writes, updates and deletions contain nothing of
+/// the request but the Id.
 ///
-/// Threads: one object serves one thread.
+/// Threads: one at a time.
 class DirectoryResponse {
  public:
-  /// A bus message holds at most 64 MiB of bytes. One entry always fits.
+  /// An array of a D-Bus message is limited to 64 MiB. One entry always fits.
   static constexpr std::size_t kMaxBytes = std::size_t{60} << 20;
   static constexpr const char* kTooLarge =
       "The answer would be larger than 60 MiB. Ask for fewer columns, or for one entry by its Id.";
 
-  /// The request was not carried out, for this reason, a sentence for the user.
+  /// The request was not carried out; `reason` is a sentence for the user.
   static std::string failure(std::string_view reason);
-  /// An entry was written and got this Id.
   static std::string written(long long id);
-  /// The entry of this Id was changed.
   static std::string updated(long long id);
-  /// The entry of this Id was deleted.
   static std::string deleted(long long id);
 
-  /// The columns that each entry has.
+  /// `columns`: those of each entry.
   explicit DirectoryResponse(std::vector<Column> columns);
-  /// Appends an entry: one value for each column, in that order. Throws DirectoryRefusal when the
-  /// answer would be larger than `kMaxBytes`.
+  /// Appends an entry: one value for each column, in their order. Throws DirectoryRefusal when the
+  /// answer exceeds `kMaxBytes`.
   void add(const std::vector<std::string>& values);
-  /// The whole answer; the object is empty afterwards.
+  /// Returns the whole answer and leaves the object empty.
   std::string finish();
 
  private:

@@ -6,15 +6,14 @@
 
 #include "framework/Logging.h"
 #include "host/directory/DirectoryClient.h"
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryResponse.h"
 
 namespace host {
 
 namespace {
 
-// For the log only what is wrong with the phonebook: a request that makes no sense is its sender's
-// affair, and the answer says so.
+// Only faults of the phonebook are logged; an invalid request concerns its sender, who gets the
+// reason as the answer.
 void logProblem(const std::exception& problem) {
   logAppUni("Directory Service", "DirectoryService", kLogError, __LINE__, "%s", problem.what());
 }
@@ -35,7 +34,7 @@ void DirectoryService::shutdown() {
   m_book.reset();
 }
 
-std::string DirectoryService::handleRequest(const std::string& request) {
+std::string DirectoryService::handleRequest(const std::string& request) noexcept {
   try {
     try {
       return answer(request);
@@ -49,10 +48,10 @@ std::string DirectoryService::handleRequest(const std::string& request) {
       return DirectoryResponse::failure("There is not enough memory for this request.");
     } catch (const std::exception& problem) {
       logProblem(problem);
-      return DirectoryResponse::failure("The phonebook has a fault; the log says more.");
+      return DirectoryResponse::failure("The phonebook has an internal error; see the log.");
     }
   } catch (...) {
-    // Short enough to need no memory.
+    // Short enough not to allocate.
     return "failure";
   }
 }
@@ -60,13 +59,13 @@ std::string DirectoryService::handleRequest(const std::string& request) {
 std::string DirectoryService::answer(const std::string& request) {
   const DirectoryRequest parsed = DirectoryRequest::parse(request);
   switch (parsed.kind()) {
-    case DirectoryRequest::Kind::Read:
+    case DirectoryRequest::Kind::kRead:
       return read(parsed);
-    case DirectoryRequest::Kind::Write:
+    case DirectoryRequest::Kind::kWrite:
       return write(parsed);
-    case DirectoryRequest::Kind::Update:
+    case DirectoryRequest::Kind::kUpdate:
       return update(parsed);
-    case DirectoryRequest::Kind::Delete:
+    case DirectoryRequest::Kind::kDelete:
       return remove(parsed);
   }
   throw DirectoryRefusal("The phonebook doesn't know this kind of request.");
@@ -98,7 +97,7 @@ std::string DirectoryService::remove(const DirectoryRequest& request) {
 }
 
 PhoneBook& DirectoryService::openBook() {
-  if (!m_book) throw DirectoryRefusal("The phonebook is closed: the phone is being switched off.");
+  if (!m_book) throw DirectoryRefusal("The phonebook is closed: the phone is shutting down.");
   return *m_book;
 }
 

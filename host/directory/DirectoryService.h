@@ -11,26 +11,24 @@
 
 namespace host {
 
-/// The telephone's Directory Service: answers requests with what stands in the phonebook. Requests
-/// and answers are described in docs/phonebook.md.
+/// The telephone's Directory Service: carries out requests on the phonebook. docs/phonebook.md
+/// describes requests and answers.
 ///
-/// Threads: `handleRequest` may be called from any thread, while the others run, too. One request
-/// at a time is with the database, which may take as long as the options' time-out when another
-/// program has it locked; reading requests is done by all at once.
+/// Threads: thread-safe. Requests are parsed concurrently and carried out one at a time, each of
+/// which may block for as long as the timeouts of PhoneBookOptions say.
 class DirectoryService : public Executable, public DirectoryServiceIfc {
  public:
-  /// Opens the phonebook. Throws PhoneBookError (a std::runtime_error) with a sentence for the
-  /// user.
+  /// Opens the phonebook. Throws PhoneBookError.
   explicit DirectoryService(PhoneBookOptions options);
   ~DirectoryService() override;
   DirectoryService(const DirectoryService&) = delete;
   DirectoryService& operator=(const DirectoryService&) = delete;
 
   void init(Context& context) override;
-  /// Closes the phonebook; a request that comes later is answered with a failure.
+  /// Closes the phonebook. Later requests are answered with a failure.
   void shutdown() override;
 
-  std::string handleRequest(const std::string& request) override;
+  std::string handleRequest(const std::string& request) noexcept override;
 
  private:
   std::string answer(const std::string& request);
@@ -41,8 +39,7 @@ class DirectoryService : public Executable, public DirectoryServiceIfc {
   PhoneBook& openBook();
 
   std::mutex m_lock;
-  // Guarded by m_lock; null after shutdown.
-  std::unique_ptr<PhoneBook> m_book;
+  std::unique_ptr<PhoneBook> m_book;  ///< Guarded by m_lock; null after shutdown.
 };
 
 }  // namespace host

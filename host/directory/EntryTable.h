@@ -5,37 +5,37 @@
 #include <string>
 #include <vector>
 
-#include "host/directory/Column.h"
+#include "host/directory/DirectoryClient.h"
 #include "host/directory/PhoneBookBackend.h"
 
 namespace host {
 
-/// The table that holds the entries: everything that is said about it in SQL.
+/// The tables of the phonebook: the entries, and the version of the layout. All SQL about them is
+/// here.
 ///
-/// Errors are soci::soci_error. Where more than one call belongs together the transaction around
-/// them is the caller's.
+/// Errors are soci::soci_error, and PhoneBookError where noted. Except for `create`, transactions
+/// are up to the caller.
 ///
-/// Threads: as the session, which has to outlive the object, as has the backend.
+/// Threads: as the session, which must outlive the object, as must the backend.
 class EntryTable {
  public:
   class Query;
 
-  /// Which entries are meant: those whose values equal all these, all without any. It has to stay
-  /// where it is while a statement runs that it was bound to.
+  /// The condition that an entry equals all of these values; every entry meets an empty one. Must
+  /// outlive the statements that it was bound to.
   class Match {
    public:
     Match(const PhoneBookBackend& backend, const std::vector<ColumnValue>& values);
     void bind(soci::statement& statement);
-    /// With the word WHERE; empty without values.
+    /// " WHERE ...", or "" without values.
     std::string condition() const;
 
    private:
     const PhoneBookBackend& m_backend;
-    std::vector<ColumnValue> m_values;  ///< as they are stored
+    std::vector<ColumnValue> m_values;  ///< encoded
     long long m_id = 0;
   };
 
-  /// What the whole table holds.
   struct Totals {
     long long entries = 0;
     long long bytes = 0;  ///< of all texts together
@@ -44,41 +44,48 @@ class EntryTable {
   EntryTable(soci::session& session, const PhoneBookBackend& backend)
       : m_session(session), m_backend(backend) {}
 
+  /// Whether the tables exist. Throws PhoneBookError when the database has other tables instead.
+  bool exists();
+  /// Creates the tables, unless another process has just done so.
   void create();
-  /// Adds an entry and returns its Id. `values` has one for each column, in their order; that of
-  /// the Id isn't looked at.
-  long long insert(const std::vector<std::string>& values);
-  /// Whether there is an entry of that Id. It is locked against other sessions from here to the end
-  /// of the transaction.
-  bool claim(long long id);
-  /// A value for each column of an entry that is there, in their order.
-  std::vector<std::string> valuesOf(long long id);
-  /// Replaces texts of an entry; `bytes` is what all its texts have together afterwards.
+  /// Throws PhoneBookError when the layout has a version that this program doesn't know.
+  void checkVersion();
+
+  /// Adds an entry, whose `id` is ignored, and returns its Id.
+  long long insert(const cards::Card& entry);
+  /// Locks an entry against other sessions until the end of the transaction. Returns false when
+  /// there is none with that Id.
+  bool lock(long long id);
+  /// The entry with that Id, which must exist.
+  cards::Card read(long long id);
+  /// Replaces texts of an entry; `bytes` is the new size of all its texts together.
   void update(long long id, const std::vector<ColumnValue>& texts, long long bytes);
-  /// How many bytes these columns of the matching entries have together.
-  long long bytesOfMatching(const std::vector<Column>& columns,
-                            const std::vector<ColumnValue>& match);
-  /// False when there is no entry of that Id.
+  /// Returns false when there is no entry with that Id.
   bool remove(long long id);
   Totals totals();
+  /// The size of these columns of all matching entries together.
+  long long bytesOfMatching(const std::vector<Column>& columns,
+                            const std::vector<ColumnValue>& match);
 
-  /// How many bytes the texts of an entry have together.
-  static long long bytesOf(const std::vector<std::string>& values);
+  /// The size of an entry's texts together.
+  static long long bytesOf(const cards::Card& entry);
 
  private:
+  void createEntries();
+
   soci::session& m_session;
   const PhoneBookBackend& m_backend;
 };
 
-/// A running SELECT for the entries whose values equal all those in `match`, by ascending Id.
+/// A running SELECT for the entries that match, by ascending Id.
 class EntryTable::Query {
  public:
   Query(soci::session& session, const PhoneBookBackend& backend, const std::vector<Column>& columns,
         const std::vector<ColumnValue>& match);
 
-  /// False when there are no more entries.
+  /// Goes to the next entry. Returns false when there are no more.
   bool next();
-  /// Of the entry that `next` went to, in the order of the columns asked for.
+  /// The entry's values, in the order of the requested columns.
   const std::vector<std::string>& values() const { return m_values; }
 
  private:

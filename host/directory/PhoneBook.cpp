@@ -4,10 +4,8 @@
 #include <thread>
 #include <utility>
 
-#include "host/directory/DirectoryRefusal.h"
 #include "host/directory/DirectoryRequest.h"
 #include "host/directory/DirectoryResponse.h"
-#include "host/directory/Schema.h"
 
 namespace host {
 
@@ -18,7 +16,9 @@ using Kind = PhoneBookError::Kind;
 // Between two attempts to get a lock.
 constexpr std::chrono::milliseconds kPause{5};
 
-constexpr std::size_t indexOf(Column column) { return static_cast<std::size_t>(column); }
+void assign(cards::Card& card, const std::vector<ColumnValue>& values) {
+  for (const ColumnValue& value : values) card.*cards::cardColumn(value.column).value = value.value;
+}
 
 bool matchesNothing(const std::vector<ColumnValue>& match) {
   return !match.empty() && std::all_of(match.begin(), match.end(), [](const ColumnValue& value) {
@@ -29,9 +29,9 @@ bool matchesNothing(const std::vector<ColumnValue>& match) {
 }  // namespace
 
 template <typename Work>
-auto PhoneBook::guarded(const Work& work) {
-  const std::unique_ptr<PhoneBook, void (*)(PhoneBook*)> end(
-      this, [](PhoneBook* self) { self->m_watch.reset(); });
+auto PhoneBook::translatingErrors(const Work& work) {
+  // The watch ends with the call.
+  const std::shared_ptr<void> end(nullptr, [this](void*) { m_watch.reset(); });
   try {
     try {
       return work();
@@ -39,25 +39,25 @@ auto PhoneBook::guarded(const Work& work) {
       throw m_backend->explain(error);
     }
   } catch (const PhoneBookError& problem) {
-    if (problem.kind() == Kind::Broken || problem.kind() == Kind::Lost) m_broken = true;
+    if (problem.kind() == Kind::kBroken || problem.kind() == Kind::kLost) m_broken = true;
     throw;
   }
 }
 
-// The database could wait by itself for most locks, but not for all: it gives up at once where two
-// change the kind of log, for one. So it never waits for long, and whatever failed is done anew as
-// a whole; after a lost connection once, which may be that of a server that has been started anew.
+// SQLite doesn't wait for every lock (not for the change of the journal mode, for one), so waiting
+// is done here: what failed is repeated as a whole until the timeout. After a lost connection, to a
+// server that was restarted maybe, it is repeated once.
 template <typename Work>
-auto PhoneBook::whenFree(const Work& work) {
+auto PhoneBook::retryingWhileBusy(const Work& work) {
   const auto deadline = std::chrono::steady_clock::now() + m_options.busyTimeout;
   bool mayReconnect = true;
   for (;;) {
     try {
-      return guarded(work);
+      return translatingErrors(work);
     } catch (const PhoneBookError& problem) {
       const bool late = std::chrono::steady_clock::now() >= deadline;
-      const bool again = problem.kind() == Kind::Lost ? std::exchange(mayReconnect, false)
-                                                      : problem.kind() == Kind::Busy && !late;
+      const bool again = problem.kind() == Kind::kLost ? std::exchange(mayReconnect, false)
+                                                       : problem.kind() == Kind::kBusy && !late;
       if (!again) throw;
     }
     std::this_thread::sleep_for(kPause);
@@ -66,15 +66,15 @@ auto PhoneBook::whenFree(const Work& work) {
 
 template <typename Work>
 bool PhoneBook::change(const Work& work) {
-  const bool changed = whenFree([&] {
+  const bool changed = retryingWhileBusy([&] {
     soci::transaction transaction(session());
-    m_backend->claim(*m_session);
+    m_backend->lockForWriting(*m_session);
     EntryTable table(*m_session, *m_backend);
     if (!work(table)) return false;
     commit(transaction);
     return true;
   });
-  if (changed) m_backend->settle(*m_session);
+  if (changed) m_backend->afterCommit(*m_session);
   return changed;
 }
 
@@ -89,17 +89,32 @@ void PhoneBook::commit(soci::transaction& transaction) {
 PhoneBook::PhoneBook(PhoneBookOptions options)
     : m_options(std::move(options)),
       m_backend(PhoneBookBackend::create(m_options.connection, m_options.serverTimeout)) {
-  whenFree([this] { session(); });
+  retryingWhileBusy([this] { session(); });
 }
 
 PhoneBook::~PhoneBook() = default;
+
+bool PhoneBook::exists(const PhoneBookOptions& options) {
+  const auto backend = PhoneBookBackend::create(options.connection, options.serverTimeout);
+  try {
+    soci::session session;
+    if (!backend->connectReadOnly(session)) return false;
+    const auto watch = backend->watch(session);
+    EntryTable tables(session, *backend);
+    if (!tables.exists()) return false;
+    tables.checkVersion();
+    return true;
+  } catch (const soci::soci_error& error) {
+    throw backend->explain(error);
+  }
+}
 
 void PhoneBook::read(const std::vector<Column>& columns, const std::vector<ColumnValue>& match,
                      const EntryReader& reader) {
   if (matchesNothing(match)) return;
   std::unique_ptr<EntryTable::Query> query;
-  // Once an entry has been handed over nothing may begin anew.
-  bool more = whenFree([&] {
+  // Retries end with the first entry: it must not be reported twice.
+  bool more = retryingWhileBusy([&] {
     query.reset();
     checkAnswer(columns, match);
     query = std::make_unique<EntryTable::Query>(session(), *m_backend, columns, match);
@@ -107,27 +122,26 @@ void PhoneBook::read(const std::vector<Column>& columns, const std::vector<Colum
   });
   while (more) {
     reader(query->values());
-    more = guarded([&] { return query->next(); });
+    more = translatingErrors([&] { return query->next(); });
   }
 }
 
-// An answer that would be refused half way isn't fetched at all where it would be fetched as a
-// whole.
+// Refuses an answer that would be too large before the client library loads all of it into memory.
 void PhoneBook::checkAnswer(const std::vector<Column>& columns,
                             const std::vector<ColumnValue>& match) {
   soci::session& database = session();
-  if (!m_backend->readsAtOnce()) return;
+  if (!m_backend->buffersResults()) return;
   const long long bytes = EntryTable(database, *m_backend).bytesOfMatching(columns, match);
   if (static_cast<std::uint64_t>(bytes) > DirectoryResponse::kMaxBytes)
     throw DirectoryRefusal(DirectoryResponse::kTooLarge);
 }
 
 long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
-  std::vector<std::string> values(kAllColumns.size());
-  for (const ColumnValue& value : entry) values.at(indexOf(value.column)) = value.value;
+  cards::Card card;
+  assign(card, entry);
   long long id = 0;
   change([&](EntryTable& table) {
-    id = table.insert(values);
+    id = table.insert(card);
     checkRoom(table);
     return true;
   });
@@ -136,9 +150,9 @@ long long PhoneBook::write(const std::vector<ColumnValue>& entry) {
 
 bool PhoneBook::update(long long id, const std::vector<ColumnValue>& texts) {
   return change([&](EntryTable& table) {
-    const bool there = table.claim(id);
-    if (there) replace(table, id, texts);
-    return there;
+    const bool found = table.lock(id);
+    if (found) replace(table, id, texts);
+    return found;
   });
 }
 
@@ -146,14 +160,14 @@ bool PhoneBook::remove(long long id) {
   return change([&](EntryTable& table) { return table.remove(id); });
 }
 
-// A phonebook that is fuller than its limits, which may have been lowered, can still be made
-// smaller.
+// An update that doesn't grow the entry is allowed even in a phonebook that exceeds its limits,
+// which may have been lowered.
 void PhoneBook::replace(EntryTable& table, long long id, const std::vector<ColumnValue>& texts) {
-  std::vector<std::string> values = table.valuesOf(id);
-  const long long before = EntryTable::bytesOf(values);
-  for (const ColumnValue& text : texts) values.at(indexOf(text.column)) = text.value;
-  const long long after = EntryTable::bytesOf(values);
-  if (after == 0) throw DirectoryRefusal("The entry would hold no value; delete it instead.");
+  cards::Card entry = table.read(id);
+  const long long before = EntryTable::bytesOf(entry);
+  assign(entry, texts);
+  const long long after = EntryTable::bytesOf(entry);
+  if (after == 0) throw DirectoryRefusal("The entry would have no value left; delete it instead.");
   if (static_cast<std::uint64_t>(after) > DirectoryRequest::kMaxEntryBytes)
     throw DirectoryRefusal("The values of the entry would be larger than 8 MiB.");
   table.update(id, texts, after);
@@ -175,30 +189,28 @@ void PhoneBook::connect() {
   m_session = std::make_unique<soci::session>();
   m_backend->connect(*m_session);
   m_watch = m_backend->watch(*m_session);
-  prepareTables();
+  EntryTable tables(*m_session, *m_backend);
+  if (!tables.exists()) tables.create();
+  tables.checkVersion();
   m_broken = false;
 }
 
-void PhoneBook::prepareTables() {
-  Schema tables(*m_session, *m_backend);
-  if (!tables.exist()) tables.create();
-  tables.checkVersion();
-}
-
-// Asked after the insertion: a transaction that begins with a change has the lock from its first
-// statement on, so that no one else can fill the phonebook in between.
+// Checked after the insert: from the first write on the transaction holds the lock, so that no
+// other program can fill the phonebook in between.
 void PhoneBook::checkRoom(EntryTable& table) const {
   const EntryTable::Totals totals = table.totals();
   if (static_cast<std::uint64_t>(totals.entries) > m_options.maxEntries)
-    throw PhoneBookError(Kind::Full, "The phonebook is full: it holds " +
-                                         std::to_string(m_options.maxEntries) + " entries.");
+    throw PhoneBookError(Kind::kFull, "The phonebook is full: it holds " +
+                                          std::to_string(m_options.maxEntries) +
+                                          " entries. Delete some to make room.");
   checkBytes(totals);
 }
 
 void PhoneBook::checkBytes(const EntryTable::Totals& totals) const {
   if (static_cast<std::uint64_t>(totals.bytes) > m_options.maxBytes)
-    throw PhoneBookError(Kind::Full, "The phonebook is full: its entries may have " +
-                                         std::to_string(m_options.maxBytes) + " bytes together.");
+    throw PhoneBookError(Kind::kFull, "The phonebook is full: its entries may have " +
+                                          std::to_string(m_options.maxBytes) +
+                                          " bytes in total. Delete some to make room.");
 }
 
 }  // namespace host

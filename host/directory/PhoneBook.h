@@ -9,75 +9,78 @@
 #include <string>
 #include <vector>
 
-#include "host/directory/Column.h"
 #include "host/directory/EntryTable.h"
 #include "host/directory/PhoneBookBackend.h"
 
 namespace host {
 
-/// Where the phonebook is, and how much it may hold.
+/// Where the phonebook is, and its limits.
 struct PhoneBookOptions {
-  /// "sqlite3://PATH", with three slashes for an absolute path; missing folders are made. Or
-  /// "postgresql://user@host:port/database", as PostgreSQL's own programs take it.
+  /// "sqlite3://PATH", with three slashes for an absolute path; missing folders are created. Or
+  /// "postgresql://user@host:port/database", as libpq takes it.
   std::string connection;
   std::uint64_t maxEntries = 50000;
-  /// The values of all entries together.
+  /// Size of the values of all entries together.
   std::uint64_t maxBytes = std::uint64_t{256} << 20;
-  /// How long a lock of another program is waited for.
+  /// Longest wait for a lock of another program.
   std::chrono::milliseconds busyTimeout{5000};
-  /// How long a server may take for an answer.
+  /// Longest wait for an answer of a server.
   std::chrono::milliseconds serverTimeout{20000};
 };
 
-/// The entries, in a database.
+/// The entries, in a database that other processes may use at the same time.
 ///
-/// A database that fails is opened anew at the next call, so that the phonebook works again when
-/// the cause has gone; one whose file was replaced or removed, or whose server was started anew, is
-/// opened anew as well. Other processes may use the same database at the same time.
+/// Reconnects at the next call after an error of the database, and when its file was replaced or
+/// removed or its server was restarted, so that the phonebook works again once the cause is gone.
 ///
-/// Errors are PhoneBookError; afterwards nothing of the failed call is stored, unless the error
-/// says that this is unknown.
+/// Errors are PhoneBookError; nothing of the failed call is stored then, unless the message says
+/// that this is unknown.
 ///
-/// Threads: one at a time; the calls may wait for as long as the time-out says.
+/// Threads: one at a time. Calls may block for as long as the timeouts say.
 class PhoneBook {
  public:
-  /// Takes the values of one entry, in the order of the columns asked for.
+  /// Takes the values of one entry, in the order of the requested columns.
   using EntryReader = std::function<void(const std::vector<std::string>&)>;
 
-  /// Opens the database and makes or checks its tables.
+  /// Opens the database; creates or checks its tables.
   explicit PhoneBook(PhoneBookOptions options);
   ~PhoneBook();
   PhoneBook(const PhoneBook&) = delete;
   PhoneBook& operator=(const PhoneBook&) = delete;
 
-  /// Hands over every entry whose values equal all those in `match`, by ascending Id; every entry
-  /// when `match` is empty, none when it has nothing but empty values. What `reader` throws ends
-  /// the reading.
+  /// Whether the phonebook exists. Changes nothing, and may be called while it is in use, though
+  /// not by a process that has the same file open (it would lose its locks). Throws PhoneBookError
+  /// when the phonebook can't be opened or, if it is missing, can't be created; room isn't checked.
+  /// Threads: any.
+  static bool exists(const PhoneBookOptions& options);
+
+  /// Passes every entry whose values equal all those in `match` to `reader`, by ascending Id: every
+  /// entry if `match` is empty, none if all its values are empty. Exceptions of `reader` end the
+  /// reading and are passed on.
   void read(const std::vector<Column>& columns, const std::vector<ColumnValue>& match,
             const EntryReader& reader);
-  /// Adds an entry and returns its Id. It is on the disk then.
+  /// Adds an entry and returns its Id. The entry is on disk then.
   long long write(const std::vector<ColumnValue>& entry);
-  /// Replaces texts of an entry; the others stay. False when there is no entry of that Id. Throws
-  /// DirectoryRefusal when the entry would hold nothing then, or too much.
+  /// Replaces texts of an entry and keeps the others. Returns false when there is none with that
+  /// Id. Throws DirectoryRefusal when the entry would become empty or too large.
   bool update(long long id, const std::vector<ColumnValue>& texts);
-  /// Deletes an entry. False when there is none of that Id.
+  /// Deletes an entry. Returns false when there is none with that Id.
   bool remove(long long id);
 
  private:
+  /// Runs `work`; throws PhoneBookError in place of soci::soci_error.
   template <typename Work>
-  auto guarded(const Work& work);
+  auto translatingErrors(const Work& work);
   template <typename Work>
-  auto whenFree(const Work& work);
+  auto retryingWhileBusy(const Work& work);
+  /// Runs `work` in a transaction that excludes other writers, and commits it if `work` returns
+  /// true. Returns what `work` returned.
+  template <typename Work>
+  bool change(const Work& work);
 
   soci::session& session();
   void connect();
-  /// Does the work in a transaction that no other phone's is beside. The work says whether it
-  /// changed anything.
-  template <typename Work>
-  bool change(const Work& work);
   void commit(soci::transaction& transaction);
-
-  void prepareTables();
   void replace(EntryTable& table, long long id, const std::vector<ColumnValue>& texts);
   void checkAnswer(const std::vector<Column>& columns, const std::vector<ColumnValue>& match);
   void checkRoom(EntryTable& table) const;
@@ -86,8 +89,8 @@ class PhoneBook {
   const PhoneBookOptions m_options;
   const std::unique_ptr<PhoneBookBackend> m_backend;
   std::unique_ptr<soci::session> m_session;
-  // During a call only, and gone before the session.
-  std::unique_ptr<SocketWatchdog> m_watch;
+  // Set during a call only; must not outlive the session.
+  std::shared_ptr<void> m_watch;
   bool m_broken = false;
 };
 

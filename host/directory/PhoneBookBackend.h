@@ -4,79 +4,112 @@
 
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "host/directory/PhoneBookError.h"
-#include "host/directory/SocketWatchdog.h"
-
 namespace host {
 
-/// A table beside those of the phonebook, which its owner makes: see host/push.
+/// A table that may exist beside those of the phonebook; its owner creates it (see host/push).
 inline constexpr const char* kJournalTable = "phonebook_journal";
 
-/// What differs between the databases that can hold a phonebook. All other SQL is understood by
-/// each of them.
+/// The phonebook can't be opened, read or written. `what()` is a sentence for the user: the
+/// phonebook, the reason and what to do. It never contains a value of an entry.
+class PhoneBookError : public std::runtime_error {
+ public:
+  enum class Kind {
+    kBusy,    ///< locked by someone else: a retry may succeed
+    kFull,    ///< no room; reading still works
+    kBroken,  ///< the connection is unusable: reconnect before the next call
+    kLost     ///< as Broken, but nothing of the call was done: it may be repeated at once
+  };
+
+  PhoneBookError(Kind kind, const std::string& sentence)
+      : std::runtime_error(sentence), m_kind(kind) {}
+
+  Kind kind() const { return m_kind; }
+
+ private:
+  Kind m_kind;
+};
+
+/// The connection string with its password replaced by "***", even in a malformed string. For
+/// messages and logs. Thread-safe.
+std::string redactPassword(const std::string& connection);
+
+/// What differs between the databases that can hold a phonebook. All other SQL is portable.
 ///
-/// Threads: one object serves one thread at a time.
+/// Threads: one at a time. Sessions passed in must have been opened by the same object.
 class PhoneBookBackend {
  public:
-  /// The one place that knows which databases there are. `connection` is "sqlite3://PATH" or
-  /// "postgresql://…"; throws PhoneBookError for any other. `timeout` is how long a server may
-  /// take for an answer.
+  /// `connection` is "sqlite3://PATH" or "postgresql://..."; throws PhoneBookError for anything
+  /// else. `timeout` is the longest wait for an answer of a server.
   static std::unique_ptr<PhoneBookBackend> create(const std::string& connection,
                                                   std::chrono::milliseconds timeout);
   virtual ~PhoneBookBackend() = default;
+  PhoneBookBackend(const PhoneBookBackend&) = delete;
+  PhoneBookBackend& operator=(const PhoneBookBackend&) = delete;
 
-  /// Opens the database, made when there is none, for reading and writing. The session must not be
-  /// connected yet. A lock of someone else is waited for a moment at most, here and in any later
-  /// statement: that is the caller's affair. Throws PhoneBookError or soci::soci_error.
+  /// Opens the database for reading and writing, and creates it if missing. Neither this nor any
+  /// later statement waits long for a lock; retrying is up to the caller. Throws PhoneBookError or
+  /// soci::soci_error.
   virtual void connect(soci::session& session) = 0;
-  /// Opens the database for reading only; nothing is made, and nothing changed. False when there is
-  /// none, but one could be made. Throws as `connect`, also where that would fail.
-  virtual bool connectToLook(soci::session& session) = 0;
-  /// Ends what waits for too long on the connection, for as long as the result lives. Null where
-  /// nothing can wait.
-  virtual std::unique_ptr<SocketWatchdog> watch(soci::session& session) const;
-  /// The first statement of each transaction that changes something: from here to its end no other
-  /// phone changes anything. Nothing where the first change itself sees to that.
-  virtual void claim(soci::session& session) const { static_cast<void>(session); }
-  /// What is to be done after each commit that changed something. Nothing that goes wrong here
-  /// undoes the commit, so no error is told.
-  virtual void settle(soci::session& session) = 0;
-  /// Whether what was opened last is no longer what the connection string names.
+  /// Opens the database for reading and changes nothing. Returns false when there is none, but
+  /// `connect` could create it; throws where `connect` would.
+  virtual bool connectReadOnly(soci::session& session) = 0;
+  /// Limits how long the calls on this session may block while the returned object, which may be
+  /// null, exists. The session must outlive it.
+  virtual std::shared_ptr<void> watch(soci::session& session) const {
+    static_cast<void>(session);
+    return nullptr;
+  }
+  /// Whether the open session no longer belongs to what the connection string names: the file was
+  /// replaced, or the server closed the connection.
   virtual bool hasMoved(soci::session& session) const = 0;
-  /// What an error of the database means. The error's own text is not for the user: it quotes the
-  /// values.
+
+  /// First statement of a transaction that writes: keeps other telephones from writing until the
+  /// transaction ends. Empty where the first write does so itself.
+  virtual void lockForWriting(soci::session& session) const { static_cast<void>(session); }
+  /// Called after a commit that changed data. Errors are ignored: the commit stands.
+  virtual void afterCommit(soci::session& session) const { static_cast<void>(session); }
+
+  /// Translates an error. The database's own text is dropped: it may quote values.
   virtual PhoneBookError explain(const soci::soci_error& error) const = 0;
-  /// The same for an error of a commit, after which it may be unknown whether it was done.
+  /// The same for an error of a commit, whose outcome may be unknown.
   virtual PhoneBookError explainCommit(const soci::soci_error& error) const {
     return explain(error);
   }
-  /// Whether everything that a SELECT gives is in memory before its first row can be looked at.
-  virtual bool readsAtOnce() const { return false; }
-  /// A SELECT for the names of the tables that are in the place of the phonebook's.
+
+  /// Whether the client library loads the whole result of a SELECT before its first row.
+  virtual bool buffersResults() const { return false; }
+  /// SELECT for the names of the tables in the database.
   virtual std::string tablesQuery() const = 0;
-  /// The SQL type of a number that the database gives to each new row and never gives again.
+  /// SQL type of a primary key whose values are assigned by the database and never reused.
   virtual std::string idType() const = 0;
-  // A text on its way to the database and back, for one whose client can't carry any byte there is:
-  // as what it is bound, the SQL that takes it from the parameter of that name, the SQL that gives
-  // the column of that name, and the text again of what came back.
-  virtual std::string stored(const std::string& text) const { return text; }
-  virtual std::string parameter(const std::string& name) const { return ":" + name; }
-  virtual std::string selected(const std::string& column) const { return column; }
-  virtual void restore(std::string& value) const { static_cast<void>(value); }
-  /// The SQL type of a text of any bytes but NUL, whose equality is that of the bytes.
+  /// SQL type of a text of any bytes but NUL, compared byte by byte.
   virtual std::string textType() const { return "TEXT"; }
-  /// The indexes of the table of entries, as they stand behind CREATE INDEX.
+  /// Indexes of the table of entries, each as it follows CREATE INDEX.
   virtual std::vector<std::string> indexes() const = 0;
-  /// How messages call the phonebook.
+
+  // For a client library that can't carry every byte: texts are encoded on their way to the
+  // database and back.
+  virtual std::string encode(const std::string& text) const { return text; }
+  virtual void decode(std::string& value) const { static_cast<void>(value); }
+  /// SQL expression for a bound, encoded text.
+  virtual std::string parameter(const std::string& name) const { return ":" + name; }
+  /// SQL expression that selects a column, encoded.
+  virtual std::string selected(const std::string& column) const { return column; }
+
+  /// The phonebook's name in messages, without password.
   virtual std::string name() const = 0;
 
  protected:
   PhoneBookBackend() = default;
-  PhoneBookBackend(const PhoneBookBackend&) = delete;
-  PhoneBookBackend& operator=(const PhoneBookBackend&) = delete;
 };
+
+// The backends that `create` chooses from.
+std::unique_ptr<PhoneBookBackend> makeSqliteBackend(const std::string& path);
+std::unique_ptr<PhoneBookBackend> makePostgresBackend(const std::string& uri,
+                                                      std::chrono::milliseconds timeout);
 
 }  // namespace host

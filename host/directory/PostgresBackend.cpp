@@ -1,16 +1,16 @@
-#include "host/directory/PostgresBackend.h"
-
 #include <libpq-fe.h>
 #include <poll.h>
 #include <soci/postgresql/soci-postgresql.h>
+#include <sys/socket.h>
 
-#include <algorithm>
-#include <array>
+#include <condition_variable>
+#include <map>
+#include <mutex>
 #include <string_view>
+#include <thread>
 #include <utility>
 
-#include "host/directory/RedactPassword.h"
-#include "host/directory/SocketWatchdog.h"
+#include "host/directory/PhoneBookBackend.h"
 
 namespace host {
 
@@ -18,11 +18,12 @@ namespace {
 
 using Kind = PhoneBookError::Kind;
 
-// Of all programs that use locks of this kind in the database only phones know the number.
-constexpr const char* kClaim = "SELECT pg_advisory_xact_lock(7079771421)";
-// A lock is waited for in line for so long; then the caller decides.
+// One lock for all telephones, released at the end of the transaction. The number is arbitrary, but
+// the same in every telephone.
+constexpr const char* kLock = "SELECT pg_advisory_xact_lock(7079771421)";
+constexpr const char* kLocked = "is locked by another program. Close that program, or try again";
 constexpr int kLockMilliseconds = 200;
-// The server gives up first, so that the connection stays.
+// The watchdog fires later than the server's own timeout, which keeps the connection.
 constexpr std::chrono::milliseconds kServersLead{1000};
 
 constexpr const char* kDigits = "0123456789abcdef";
@@ -38,13 +39,12 @@ std::string stateOf(const soci::soci_error& error) {
   return failed == nullptr ? "" : failed->sqlstate();
 }
 
-// Class 08 is the connection's; the others are a server that goes down, or isn't up yet.
+// Class 08: connection errors. 57P01 to 57P03: the server is shutting down or starting.
 bool isLost(const std::string& state) {
   return state.starts_with("08") || state == "57P01" || state == "57P02" || state == "57P03";
 }
 
-// One line, for what the client library says of a connection that it can't make: that holds no
-// password, and no value.
+// Reduces libpq's message about a failed connection, which has no password or value, to one line.
 std::string oneLine(std::string text) {
   constexpr std::string_view kPreface = "Cannot establish connection to the database.";
   if (text.starts_with(kPreface)) text.erase(0, kPreface.size());
@@ -60,38 +60,112 @@ std::string oneLine(std::string text) {
 
 int valueOf(char digit) { return digit <= '9' ? digit - '0' : digit - 'a' + 10; }
 
-}  // namespace
+/// Shuts a socket down unless destroyed within a time, so that a blocked call on it returns with an
+/// error: libpq has no timeout for a server that hangs with its connections open. The socket must
+/// stay open meanwhile.
+class SocketWatchdog {
+ public:
+  SocketWatchdog(int socket, std::chrono::milliseconds timeout)
+      : m_socket(socket),
+        m_deadline(std::chrono::steady_clock::now() + timeout),
+        m_thread([this] { wait(); }) {}
+  ~SocketWatchdog() {
+    {
+      const std::lock_guard<std::mutex> guard(m_mutex);
+      m_done = true;
+      m_changed.notify_all();
+    }
+    m_thread.join();
+  }
+  SocketWatchdog(const SocketWatchdog&) = delete;
+  SocketWatchdog& operator=(const SocketWatchdog&) = delete;
+
+ private:
+  void wait() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (!m_changed.wait_until(lock, m_deadline, [this] { return m_done; }))
+      ::shutdown(m_socket, SHUT_RDWR);
+  }
+
+  const int m_socket;
+  const std::chrono::steady_clock::time_point m_deadline;
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  bool m_done = false;  ///< Guarded by m_mutex.
+  std::thread m_thread;
+};
+
+/// A phonebook in a PostgreSQL database, which several telephones may share. Commits are as durable
+/// as the server makes them.
+///
+/// Texts are `bytea`, which holds any bytes and compares them as such; they travel as hexadecimal
+/// digits. Messages have the server's error code only, since its texts may quote values.
+class PostgresBackend : public PhoneBookBackend {
+ public:
+  /// `uri` is "postgresql://..." as libpq takes it; what it leaves out comes from the environment
+  /// (PGPASSFILE, PGPASSWORD, ...). Throws PhoneBookError when it is malformed.
+  PostgresBackend(const std::string& uri, std::chrono::milliseconds timeout);
+
+  void connect(soci::session& session) override;
+  bool connectReadOnly(soci::session& session) override;
+  std::shared_ptr<void> watch(soci::session& session) const override;
+  bool hasMoved(soci::session& session) const override;
+  void lockForWriting(soci::session& session) const override { session << kLock; }
+  PhoneBookError explain(const soci::soci_error& error) const override;
+  PhoneBookError explainCommit(const soci::soci_error& error) const override;
+  bool buffersResults() const override { return true; }
+  std::string tablesQuery() const override;
+  std::string idType() const override { return "BIGINT GENERATED ALWAYS AS IDENTITY PRIMARY KEY"; }
+  std::string textType() const override { return "BYTEA"; }
+  std::vector<std::string> indexes() const override;
+  std::string encode(const std::string& text) const override;
+  void decode(std::string& value) const override;
+  std::string parameter(const std::string& name) const override;
+  std::string selected(const std::string& column) const override;
+  std::string name() const override { return m_name; }
+
+ private:
+  void readUri(const std::string& uri);
+  void setDefaults();
+  std::string connectionText() const;
+  void configure(soci::session& session) const;
+  PhoneBookError problem(Kind kind, const std::string& what) const;
+
+  const std::chrono::milliseconds m_timeout;
+  std::map<std::string, std::string> m_options;  ///< by their libpq names
+  std::string m_name;
+};
 
 PostgresBackend::PostgresBackend(const std::string& uri, std::chrono::milliseconds timeout)
     : m_timeout(timeout) {
   readUri(uri);
   const std::string host = m_options["host"];
   const std::string port = m_options["port"];
-  // Most likely a password with an "@" or a slash that isn't escaped has come apart.
+  // Most likely the password contains an unescaped "@" or "/".
   if (host.find('@') != std::string::npos || m_options["dbname"].find('@') != std::string::npos ||
       port.find_first_not_of("0123456789,") != std::string::npos)
-    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" names no server: write %40 for an \"@\" in a "
-                                           "password, %2F for a slash, %3A for a colon.");
+    throw PhoneBookError(Kind::kBroken, "\"" + redactPassword(uri) +
+                                            "\" names no server. In a password, write %40 for "
+                                            "\"@\", %2F for \"/\" and %3A for \":\".");
   m_name = "postgresql://" + (m_options["user"].empty() ? "" : m_options["user"] + "@") + host +
            (port.empty() ? "" : ":" + port) + "/" + m_options["dbname"];
   setDefaults();
 }
 
 void PostgresBackend::readUri(const std::string& uri) {
-  // The library's own complaint quotes the text, password included.
+  // libpq's own message is not used: it quotes the URI with the password.
   PQconninfoOption* const parsed = PQconninfoParse(uri.c_str(), nullptr);
   if (parsed == nullptr)
-    throw PhoneBookError(Kind::Broken, "\"" + redactPassword(uri) +
-                                           "\" is no connection to PostgreSQL; write "
-                                           "postgresql://user@host:port/database.");
+    throw PhoneBookError(Kind::kBroken, "\"" + redactPassword(uri) +
+                                            "\" is not a PostgreSQL connection; write "
+                                            "postgresql://user@host:port/database.");
   for (const PQconninfoOption* option = parsed; option->keyword != nullptr; ++option) {
     if (option->val != nullptr) m_options[option->keyword] = option->val;
   }
   PQconninfoFree(parsed);
 }
 
-// So that a server that vanishes is noticed in bounded time. Whoever says otherwise knows why.
+// Bounds the time until a vanished server is noticed. The URI may override them.
 void PostgresBackend::setDefaults() {
   for (const auto& [name, value] : std::initializer_list<std::pair<const char*, const char*>>{
            {"connect_timeout", "5"},
@@ -102,7 +176,7 @@ void PostgresBackend::setDefaults() {
            {"fallback_application_name", "phone-host"}}) {
     m_options.try_emplace(name, value);
   }
-  // Nothing but ASCII travels, and errors are told by their codes.
+  // Only ASCII is sent, and errors are reported by code.
   m_options["client_encoding"] = "SQL_ASCII";
 }
 
@@ -124,13 +198,13 @@ void PostgresBackend::connect(soci::session& session) {
   try {
     session.open(soci::postgresql, connectionText());
   } catch (const soci::soci_error& error) {
-    throw problem(Kind::Broken, "can't be reached: " + oneLine(error.get_error_message()));
+    throw problem(Kind::kBroken, "can't be reached: " + oneLine(error.get_error_message()));
   }
   PQsetNoticeProcessor(connectionOf(session), ignoreNotice, nullptr);
   configure(session);
 }
 
-bool PostgresBackend::connectToLook(soci::session& session) {
+bool PostgresBackend::connectReadOnly(soci::session& session) {
   connect(session);
   session << "SET default_transaction_read_only = on";
   return true;
@@ -143,18 +217,12 @@ void PostgresBackend::configure(soci::session& session) const {
   session << "SET default_transaction_isolation = 'read committed'";
 }
 
-std::unique_ptr<SocketWatchdog> PostgresBackend::watch(soci::session& session) const {
-  return std::make_unique<SocketWatchdog>(PQsocket(connectionOf(session)),
+std::shared_ptr<void> PostgresBackend::watch(soci::session& session) const {
+  return std::make_shared<SocketWatchdog>(PQsocket(connectionOf(session)),
                                           m_timeout + kServersLead);
 }
 
-// One lock for all phones, so that none can fill the phonebook between a look at how full it is and
-// a commit. It is given in the order it was asked for, and ends with the transaction.
-void PostgresBackend::claim(soci::session& session) const { session << kClaim; }
-
-void PostgresBackend::settle(soci::session& session) { static_cast<void>(session); }
-
-// Nothing comes unasked from a server that stays: its end, or a word of farewell before.
+// A server sends nothing unasked but the notice that it closes the connection.
 bool PostgresBackend::hasMoved(soci::session& session) const {
   PGconn* const connection = connectionOf(session);
   if (PQstatus(connection) != CONNECTION_OK) return true;
@@ -166,34 +234,36 @@ bool PostgresBackend::hasMoved(soci::session& session) const {
 
 PhoneBookError PostgresBackend::explain(const soci::soci_error& error) const {
   static const std::map<std::string, std::pair<Kind, const char*>, std::less<>> kKnown = {
-      {"40001", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
-      {"40P01", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
-      {"55P03", {Kind::Busy, "is locked by another program. Close that program, or try again"}},
-      {"57014", {Kind::Broken, "can't be used: its server did not answer in time"}},
-      {"53100", {Kind::Full, "has no room: the disk of its server is full"}},
-      {"53200", {Kind::Broken, "can't be used: its server has not enough memory"}},
-      {"25006", {Kind::Broken, "can't be written: its server is read-only"}},
-      {"42501", {Kind::Broken, "can't be used: its user has no permission there"}},
-      {"3F000", {Kind::Broken, "can't be used: the schema is missing"}},
-      {"42P01", {Kind::Broken, "can't be used: no such table"}},
-      {"42703", {Kind::Broken, "can't be used: a table lacks a column"}},
-      {"XX001", {Kind::Broken, "is damaged. Restore a copy of the database"}},
-      {"XX002", {Kind::Broken, "is damaged. Rebuild the indexes of the database"}}};
+      {"40001", {Kind::kBusy, kLocked}},
+      {"40P01", {Kind::kBusy, kLocked}},
+      {"55P03", {Kind::kBusy, kLocked}},
+      {"57014", {Kind::kBroken, "can't be used: its server did not answer in time"}},
+      {"53100", {Kind::kFull, "has no room: its server's disk is full. Free some space there"}},
+      {"53200", {Kind::kBroken, "can't be used: its server is out of memory"}},
+      {"25006", {Kind::kBroken, "can't be written: its server is read-only"}},
+      {"42501",
+       {Kind::kBroken,
+        "can't be used: its user lacks permission. Grant the user all rights on it"}},
+      {"3F000", {Kind::kBroken, "can't be used: its schema is missing. Create it"}},
+      {"42P01", {Kind::kBroken, "can't be used: no such table"}},
+      {"42703", {Kind::kBroken, "can't be used: a table lacks a column"}},
+      {"XX001", {Kind::kBroken, "is damaged. Restore a backup of the database"}},
+      {"XX002", {Kind::kBroken, "is damaged. Rebuild the database's indexes"}}};
   const std::string state = stateOf(error);
   if (isLost(state))
-    return problem(Kind::Lost, "can't be reached: the connection to its server is lost");
+    return problem(Kind::kLost, "can't be reached: the connection to its server is lost");
   const auto known = kKnown.find(state);
   if (known != kKnown.end()) return problem(known->second.first, known->second.second);
-  return problem(Kind::Broken, "can't be used: its server reports the error " +
-                                   (state.empty() ? "\"unknown\"" : state));
+  return problem(Kind::kBroken, "can't be used: its server reports the error " +
+                                    (state.empty() ? "\"unknown\"" : state));
 }
 
 PhoneBookError PostgresBackend::explainCommit(const soci::soci_error& error) const {
   const std::string state = stateOf(error);
   if (!state.empty() && !isLost(state)) return explain(error);
-  return problem(Kind::Broken,
-                 "can't be reached: the connection to its server broke at the last moment. It is "
-                 "unknown whether the change was stored; look before it is made again");
+  return problem(Kind::kBroken,
+                 "can't be reached: the connection to its server broke during the commit. It is "
+                 "unknown whether the change was stored; check before you repeat it");
 }
 
 std::string PostgresBackend::tablesQuery() const {
@@ -201,7 +271,7 @@ std::string PostgresBackend::tablesQuery() const {
          "current_schema()";
 }
 
-std::string PostgresBackend::stored(const std::string& text) const {
+std::string PostgresBackend::encode(const std::string& text) const {
   std::string digits;
   digits.reserve(text.size() * 2);
   for (const char c : text) {
@@ -220,14 +290,14 @@ std::string PostgresBackend::selected(const std::string& column) const {
   return "encode(" + column + ", 'hex')";
 }
 
-void PostgresBackend::restore(std::string& value) const {
+void PostgresBackend::decode(std::string& value) const {
   std::size_t bytes = 0;
   for (std::size_t at = 0; at + 1 < value.size(); at += 2)
     value[bytes++] = static_cast<char>(valueOf(value[at]) << 4 | valueOf(value[at + 1]));
   value.resize(bytes);
 }
 
-// Of a hash: a text may be larger than an ordered index can hold.
+// Hash indexes, since a text may be too large for a B-tree.
 std::vector<std::string> PostgresBackend::indexes() const {
   return {"entries_surname ON entries USING hash (surname)",
           "entries_mobile ON entries USING hash (mobile)"};
@@ -235,6 +305,13 @@ std::vector<std::string> PostgresBackend::indexes() const {
 
 PhoneBookError PostgresBackend::problem(Kind kind, const std::string& what) const {
   return {kind, "The phonebook " + name() + " " + what + "."};
+}
+
+}  // namespace
+
+std::unique_ptr<PhoneBookBackend> makePostgresBackend(const std::string& uri,
+                                                      std::chrono::milliseconds timeout) {
+  return std::make_unique<PostgresBackend>(uri, timeout);
 }
 
 }  // namespace host

@@ -83,7 +83,7 @@ bool Journal::settle() {
     return true;
   } catch (const PhoneBookError& error) {
     // A lock of somebody else is soon gone.
-    if (error.kind() != PhoneBookError::Kind::Busy) complain(error.what());
+    if (error.kind() != PhoneBookError::Kind::kBusy) complain(error.what());
   } catch (const std::exception& error) {
     complain(error.what());
   }
@@ -128,7 +128,7 @@ std::vector<JournalEntry> Journal::read(int limit) {
       while (writeWaiting()) continue;
       return m_table.read(limit);
     } catch (const PhoneBookError& error) {
-      if (error.kind() != PhoneBookError::Kind::Busy || attempt == kReadAttempts) throw;
+      if (error.kind() != PhoneBookError::Kind::kBusy || attempt == kReadAttempts) throw;
     }
     std::this_thread::sleep_for(kReadPause);
   }

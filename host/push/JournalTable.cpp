@@ -25,7 +25,7 @@ std::array<std::string, kTexts.size()> storedTexts(const PhoneBookBackend& backe
                                                    const JournalEntry& entry) {
   std::array<std::string, kTexts.size()> stored;
   for (std::size_t i = 0; i < kTexts.size(); ++i)
-    stored[i] = backend.stored(entry.*kTexts[i].second);
+    stored[i] = backend.encode(entry.*kTexts[i].second);
   return stored;
 }
 
@@ -69,7 +69,7 @@ void JournalTable::open() {
   for (const auto& [name, member] : kTexts) columns += std::string(", ") + name + text;
   // Two telephones that make it at the very same moment would be in each other's way.
   soci::transaction transaction(*m_session);
-  m_backend->claim(*m_session);
+  m_backend->lockForWriting(*m_session);
   *m_session << "CREATE TABLE IF NOT EXISTS " << kJournalTable << " (id " << m_backend->idType()
              << ", run" << text
              << ", number BIGINT NOT NULL, time BIGINT NOT NULL, size BIGINT NOT "
@@ -80,13 +80,13 @@ void JournalTable::open() {
 void JournalTable::write(const std::vector<JournalEntry>& entries) {
   guarded([&] {
     soci::transaction transaction(*m_session);
-    m_backend->claim(*m_session);
+    m_backend->lockForWriting(*m_session);
     for (const JournalEntry& entry : entries) writeOne(entry);
     *m_session << "DELETE FROM " << kJournalTable << " WHERE id <= (SELECT MAX(id) FROM "
                << kJournalTable << ") - :rows",
         soci::use(m_maxRows, "rows");
     transaction.commit();
-    m_backend->settle(*m_session);
+    m_backend->afterCommit(*m_session);
   });
 }
 
@@ -104,7 +104,7 @@ bool JournalTable::update(const JournalEntry& entry) {
     statement.exchange(soci::use(stored[i], name));
     changes += ", " + name + " = " + m_backend->parameter(name);
   }
-  const std::string of = m_backend->stored(m_run);
+  const std::string of = m_backend->encode(m_run);
   statement.exchange(soci::use(of, "run"));
   statement.exchange(soci::use(entry.number, "number"));
   run(statement, std::string("UPDATE ") + kJournalTable + " SET " + changes +
@@ -114,7 +114,7 @@ bool JournalTable::update(const JournalEntry& entry) {
 
 void JournalTable::insert(const JournalEntry& entry) {
   const auto stored = storedTexts(*m_backend, entry);
-  const std::string of = m_backend->stored(m_run);
+  const std::string of = m_backend->encode(m_run);
   const long long time = entry.time;
   std::string names = "run, number, time, size";
   std::string values = m_backend->parameter("run") + ", :number, :time, :size";
@@ -157,9 +157,9 @@ std::vector<JournalEntry> JournalTable::read(int limit) {
     while (statement.fetch()) {
       JournalEntry whole = entry;
       whole.time = time;
-      m_backend->restore(whole.phone);
+      m_backend->decode(whole.phone);
       whole.phone = phoneOfRun(whole.phone);
-      for (const auto& [name, member] : kTexts) m_backend->restore(whole.*member);
+      for (const auto& [name, member] : kTexts) m_backend->decode(whole.*member);
       entries.push_back(std::move(whole));
     }
   });
@@ -170,7 +170,7 @@ std::vector<std::string> JournalTable::waitingRuns() {
   std::vector<std::string> runs;
   guarded([&] {
     std::string found;
-    const std::string waiting = m_backend->stored(kBookWaiting);
+    const std::string waiting = m_backend->encode(kBookWaiting);
     soci::statement statement(*m_session);
     statement.exchange(soci::into(found));
     statement.exchange(soci::use(waiting, "book"));
@@ -181,7 +181,7 @@ std::vector<std::string> JournalTable::waitingRuns() {
     statement.execute();
     while (statement.fetch()) {
       runs.push_back(found);
-      m_backend->restore(runs.back());
+      m_backend->decode(runs.back());
     }
   });
   return runs;
@@ -189,9 +189,9 @@ std::vector<std::string> JournalTable::waitingRuns() {
 
 void JournalTable::giveUp(const std::string& lost) {
   guarded([&] {
-    const std::string of = m_backend->stored(lost);
-    const std::string waiting = m_backend->stored(kBookWaiting);
-    const std::string verdict = m_backend->stored(kBookLost);
+    const std::string of = m_backend->encode(lost);
+    const std::string waiting = m_backend->encode(kBookWaiting);
+    const std::string verdict = m_backend->encode(kBookLost);
     soci::statement statement(*m_session);
     statement.exchange(soci::use(verdict, "verdict"));
     statement.exchange(soci::use(of, "run"));
@@ -199,7 +199,7 @@ void JournalTable::giveUp(const std::string& lost) {
     run(statement, std::string("UPDATE ") + kJournalTable +
                        " SET book = " + m_backend->parameter("verdict") + " WHERE run = " +
                        m_backend->parameter("run") + " AND book = " + m_backend->parameter("book"));
-    m_backend->settle(*m_session);
+    m_backend->afterCommit(*m_session);
   });
 }
 

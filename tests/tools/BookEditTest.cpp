@@ -97,6 +97,6 @@ TEST_F(BookEdit, LeavesNoEntryWithNothing) {
   ASSERT_EQ(askDirectory(message).exitCode, 0);
   const Finished finished = edit({"3", "--surname", ""});
   EXPECT_EQ(finished.exitCode, 1);
-  EXPECT_THAT(finished.err, HasSubstr("would hold no value; delete it instead"));
+  EXPECT_THAT(finished.err, HasSubstr("would have no value left; delete it instead"));
   EXPECT_EQ(entry("3").at("Surname"), "Ek");
 }

@@ -48,8 +48,7 @@ std::vector<host::ColumnValue> BookEditCommand::texts() const {
   for (const auto& [option, field] : m_options) {
     if (option->count() == 0) continue;
     for (const cards::CardColumn& column : cards::kCardColumns) {
-      const auto known = host::columnNamed(column.name);
-      if (column.value == field->column && known) texts.push_back({*known, card.*column.value});
+      if (column.value == field->column) texts.push_back({column.column, card.*column.value});
     }
   }
   if (!texts.empty()) return texts;

@@ -58,7 +58,7 @@ int BookExportCommand::run(PhoneBus& bus) {
 std::vector<std::string> BookExportCommand::ids(Phonebook& book) const {
   if (!m_ids.empty()) return m_ids;
   std::vector<std::string> all;
-  for (const cards::Card& card : book.list({host::Column::Id})) all.push_back(card.id);
+  for (const cards::Card& card : book.list({host::Column::kId})) all.push_back(card.id);
   return all;
 }
 

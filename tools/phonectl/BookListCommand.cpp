@@ -12,9 +12,9 @@ namespace phonectl {
 namespace {
 
 const std::vector<host::Column> kTableColumns = {
-    host::Column::Id,      host::Column::Surname, host::Column::Firstname,
-    host::Column::Office,  host::Column::Office2, host::Column::Mobile,
-    host::Column::Private, host::Column::Company, host::Column::DefaultNumber};
+    host::Column::kId,      host::Column::kSurname, host::Column::kFirstname,
+    host::Column::kOffice,  host::Column::kOffice2, host::Column::kMobile,
+    host::Column::kPrivate, host::Column::kCompany, host::Column::kDefaultNumber};
 
 const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
 

@@ -17,7 +17,7 @@ using Row = std::array<std::string, 3>;
 
 std::string numbersOf(const cards::Card& card) {
   std::string shown;
-  for (const cards::CardNumber& number : cards::kCardNumbers) {
+  for (const cards::CardColumn& number : cards::kCardNumbers) {
     const std::string& value = card.*number.value;
     if (value.empty()) continue;
     shown += shown.empty() ? "" : ", ";

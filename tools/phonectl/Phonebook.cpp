@@ -14,17 +14,17 @@ namespace phonectl {
 
 namespace {
 
-const std::vector<host::Column> kNameColumns = {host::Column::Id, host::Column::Surname,
-                                                host::Column::Firstname, host::Column::Company};
+const std::vector<host::Column> kNameColumns = {host::Column::kId, host::Column::kSurname,
+                                                host::Column::kFirstname, host::Column::kCompany};
 
 constexpr std::size_t kMaxListed = 20;
 
 const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
 
 // What makes two cards the same for the phone.
-constexpr std::array kSameColumns = {host::Column::Firstname, host::Column::Surname,
-                                     host::Column::Mobile,    host::Column::Private,
-                                     host::Column::Office,    host::Column::Office2};
+constexpr std::array kSameColumns = {host::Column::kFirstname, host::Column::kSurname,
+                                     host::Column::kMobile,    host::Column::kPrivate,
+                                     host::Column::kOffice,    host::Column::kOffice2};
 
 [[noreturn]] void refuseAmbiguous(const std::vector<cards::Card>& found) {
   const std::vector<cards::Card> listed(
@@ -37,13 +37,6 @@ constexpr std::array kSameColumns = {host::Column::Firstname, host::Column::Surn
   throw Failure(kFailed, sentence);
 }
 
-std::string valueOf(const cards::Card& card, host::Column column) {
-  for (const cards::CardColumn& candidate : cards::kCardColumns) {
-    if (candidate.name == host::columnName(column)) return card.*candidate.value;
-  }
-  return "";
-}
-
 [[noreturn]] void refuse(const std::string& reason) {
   throw Failure(kFailed, "the phonebook refused: " + cards::safeText(reason));
 }
@@ -51,7 +44,7 @@ std::string valueOf(const cards::Card& card, host::Column column) {
 cards::Card cardOf(const host::DirectoryEntry& entry) {
   cards::Card card;
   for (const host::ColumnValue& value : entry.values) {
-    cards::setColumn(card, host::columnName(value.column), value.value);
+    card.*cards::cardColumn(value.column).value = value.value;
   }
   return card;
 }
@@ -76,7 +69,7 @@ std::vector<cards::Card> Phonebook::list(const std::vector<host::Column>& column
 }
 
 std::vector<cards::Card> Phonebook::withId(const std::string& id) {
-  return read(host::DirectoryClient::matchRequest(kEveryColumn, {{host::Column::Id, id}}));
+  return read(host::DirectoryClient::matchRequest(kEveryColumn, {{host::Column::kId, id}}));
 }
 
 cards::Card Phonebook::named(const std::string& which) {
@@ -94,14 +87,16 @@ cards::Card Phonebook::named(const std::string& which) {
 
 std::vector<cards::Card> Phonebook::same(const cards::Card& card) {
   std::vector<host::ColumnValue> match;
-  for (const auto column : kSameColumns) match.push_back({column, valueOf(card, column)});
+  for (const auto column : kSameColumns)
+    match.push_back({column, card.*cards::cardColumn(column).value});
   return read(host::DirectoryClient::matchRequest(kEveryColumn, match));
 }
 
 std::string Phonebook::add(const cards::Card& card) {
   std::vector<host::ColumnValue> entry;
   for (const auto column : kEveryColumn) {
-    if (column != host::Column::Id) entry.push_back({column, valueOf(card, column)});
+    if (column != host::Column::kId)
+      entry.push_back({column, card.*cards::cardColumn(column).value});
   }
   return write(host::DirectoryClient::writeRequest(entry));
 }
@@ -126,13 +121,13 @@ void Phonebook::tryWriting() {
   // Ids begin with 1, as this phonebook gives them.
   if (!withId("0").empty()) return;
   const host::DirectoryAnswer answer =
-      answerTo(host::DirectoryClient::updateRequest("0", {{host::Column::Surname, "-"}}));
+      answerTo(host::DirectoryClient::updateRequest("0", {{host::Column::kSurname, "-"}}));
   if (answer.reason != host::kUnknownId) refuse(answer.reason);
 }
 
 host::DirectoryAnswer Phonebook::ask(const std::string& request) {
   host::DirectoryAnswer answer = answerTo(request);
-  if (answer.kind == host::DirectoryAnswer::Kind::Failure) refuse(answer.reason);
+  if (answer.kind == host::DirectoryAnswer::Kind::kFailure) refuse(answer.reason);
   return answer;
 }
 

@@ -1,5 +1,5 @@
 #include "host/app/Status.h"
-#include "host/directory/RedactPassword.h"
+#include "host/directory/PhoneBookBackend.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

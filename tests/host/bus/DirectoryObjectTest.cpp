@@ -38,23 +38,23 @@ class DirectoryObjectTest : public test::HostFixture {
 };
 
 TEST_F(DirectoryObjectTest, anEntryIsWrittenAndRead) {
-  EXPECT_EQ(ask(DirectoryClient::writeRequest({{Column::Surname, "Berg"}})).kind,
-            DirectoryAnswer::Kind::Written);
-  const auto answer = ask(DirectoryClient::listRequest({Column::Surname}));
+  EXPECT_EQ(ask(DirectoryClient::writeRequest({{Column::kSurname, "Berg"}})).kind,
+            DirectoryAnswer::Kind::kWritten);
+  const auto answer = ask(DirectoryClient::listRequest({Column::kSurname}));
   ASSERT_EQ(answer.entries.size(), 1U);
-  EXPECT_EQ(answer.entries[0].value(Column::Surname), "Berg");
+  EXPECT_EQ(answer.entries[0].value(Column::kSurname), "Berg");
 }
 
 TEST_F(DirectoryObjectTest, textsThatAreNotUtf8ComeBackUnchanged) {
-  ask(DirectoryClient::writeRequest({{Column::Surname, "caf\xe9 \x01"}}));
-  const auto answer = ask(DirectoryClient::listRequest({Column::Surname}));
+  ask(DirectoryClient::writeRequest({{Column::kSurname, "caf\xe9 \x01"}}));
+  const auto answer = ask(DirectoryClient::listRequest({Column::kSurname}));
   ASSERT_EQ(answer.entries.size(), 1U);
-  EXPECT_EQ(answer.entries[0].value(Column::Surname), "caf\xe9 \x01");
+  EXPECT_EQ(answer.entries[0].value(Column::kSurname), "caf\xe9 \x01");
 }
 
 TEST_F(DirectoryObjectTest, nonsenseIsAFailureAndNoError) {
-  EXPECT_EQ(ask("nonsense").kind, DirectoryAnswer::Kind::Failure);
-  EXPECT_EQ(ask("").kind, DirectoryAnswer::Kind::Failure);
+  EXPECT_EQ(ask("nonsense").kind, DirectoryAnswer::Kind::kFailure);
+  EXPECT_EQ(ask("").kind, DirectoryAnswer::Kind::kFailure);
 }
 
 TEST_F(DirectoryObjectTest, otherArgumentsAreRefused) {
@@ -73,14 +73,14 @@ TEST_F(DirectoryObjectTest, otherMethodsAreUnknown) {
 TEST_F(DirectoryObjectTest, anAnswerThatTheBusWouldNotTakeIsAnErrorWithAWayOut) {
   const std::string large(1 << 20, 'x');
   for (int i = 0; i < 33; ++i)
-    ask(DirectoryClient::writeRequest({{Column::Surname, large + std::to_string(i)}}));
-  const std::string request = DirectoryClient::listRequest({Column::Surname});
+    ask(DirectoryClient::writeRequest({{Column::kSurname, large + std::to_string(i)}}));
+  const std::string request = DirectoryClient::listRequest({Column::kSurname});
   GVariant* bytes =
       g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.data(), request.size(), 1);
   const auto answer = call(g_variant_new_tuple(&bytes, 1));
   EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.LimitsExceeded");
   EXPECT_THAT(answer.sentence, HasSubstr("the bus takes no more than"));
-  EXPECT_EQ(ask(DirectoryClient::listRequest({Column::Id})).entries.size(), 33U);
+  EXPECT_EQ(ask(DirectoryClient::listRequest({Column::kId})).entries.size(), 33U);
 }
 
 }  // namespace

@@ -5,8 +5,7 @@
 
 namespace test {
 
-/// Where a test's phonebook is: a database of its own, gone with the object. Each program of tests
-/// has one kind of them.
+/// A test's own database, removed with the object. Each test program links one implementation.
 class BookPlace {
  public:
   virtual ~BookPlace() = default;
@@ -14,15 +13,14 @@ class BookPlace {
   BookPlace& operator=(const BookPlace&) = delete;
 
   virtual std::string Connection() const = 0;
-  /// Runs SQL on the database with nothing of the program in between, and returns all the values,
-  /// one after the other.
+  /// Runs SQL, bypassing the code under test, and returns all values, concatenated.
   virtual std::string Sql(const std::string& sql) const = 0;
 
  protected:
   BookPlace() = default;
 };
 
-/// `path` is where a file would be.
+/// `path` is that of the file, if the database is one.
 std::unique_ptr<BookPlace> MakeBookPlace(const std::string& path);
 
 }  // namespace test

@@ -7,17 +7,17 @@
 
 namespace test {
 
-/// A child process that runs a function and can talk with its parent line by line. Killed and
-/// waited for at the latest by the destructor. To be started before the parent has threads, and
-/// before it opens a database: neither survives a fork.
+/// A child process that runs a function and exchanges lines with its parent. The destructor kills
+/// and reaps it. Start it before the parent has threads or opens a database: neither survives a
+/// fork.
 class ChildProcess {
  public:
-  /// The child's end of the talk.
+  /// The child's view of its parent.
   class Parent {
    public:
     Parent(int read, int write) : m_read(read), m_write(write) {}
     void Tell(const std::string& line) const;
-    /// The next line the parent says, empty when it is gone.
+    /// The next line from the parent; empty when the parent is gone.
     std::string Hear() const;
 
    private:
@@ -25,7 +25,7 @@ class ChildProcess {
     int m_write;
   };
 
-  /// What the function returns is the exit code; it is 99 when an exception leaves it.
+  /// The exit code is what `work` returns, or 99 if it throws.
   explicit ChildProcess(const std::function<int(const Parent&)>& work);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
@@ -33,7 +33,7 @@ class ChildProcess {
 
   void Say(const std::string& line) const;
   void Kill() const;
-  /// The next line the child tells, empty when it has ended and all was read.
+  /// The next line from the child; empty when it has ended and all lines were read.
   std::string Hear();
   /// Waits for the end and returns the exit code, -1 when it was killed.
   int Join();
@@ -44,7 +44,8 @@ class ChildProcess {
   int m_write = -1;
 };
 
-/// Makes the calling process one of user "nobody", whom file modes bind. False when it can't.
+/// Turns the calling process into one of the user "nobody", since file modes don't restrict root.
+/// Returns false on failure.
 bool BecomeOrdinaryUser();
 
 }  // namespace test

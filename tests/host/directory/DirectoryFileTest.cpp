@@ -1,9 +1,8 @@
 #include <sys/stat.h>
 
-#include "tests/host/directory/Database.h"
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
 #include "tests/host/directory/Mounts.h"
+#include "tests/host/directory/SqliteFile.h"
 
 namespace test {
 namespace {
@@ -12,10 +11,10 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-/// A phonebook that is a file.
+/// A phonebook in a file.
 class DirectoryFileTest : public DirectoryTest {};
 
-TEST_F(DirectoryFileTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
+TEST_F(DirectoryFileTest, MakesFileAndLogReadableByTheOwnerOnly) {
   StoreNamed("private");
   for (const char* suffix : {"", "-wal", "-shm"}) {
     struct stat status = {};
@@ -24,13 +23,13 @@ TEST_F(DirectoryFileTest, OnlyTheOwnerCanReadTheFileAndItsLog) {
   }
 }
 
-TEST_F(DirectoryFileTest, ACopyOfTheFileHasEveryEntryWithoutTheLog) {
+TEST_F(DirectoryFileTest, KeepsTheFileCompleteWithoutTheLog) {
   for (const char* name : {"a", "b", "c"}) StoreNamed(name);
   WriteFile(m_folder + "/copy.db", ReadFile(Path()));
   EXPECT_EQ(Database(m_folder + "/copy.db").Run("SELECT surname FROM entries"), "abc");
 }
 
-TEST_F(DirectoryFileTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
+TEST_F(DirectoryFileTest, StoresWhileAnotherProgramReads) {
   StoreNamed("before");
   Database reader(Path());
   reader.Run("BEGIN; SELECT COUNT(*) FROM entries");
@@ -40,13 +39,13 @@ TEST_F(DirectoryFileTest, WhileAnotherProgramReadsEntriesAreStoredAllTheSame) {
   EXPECT_EQ(reader.Run("SELECT surname FROM entries"), "beforeduring");
 }
 
-TEST_F(DirectoryFileTest, TheLogIsWrittenAheadAndACommitIsOnTheDisk) {
+TEST_F(DirectoryFileTest, UsesAWriteAheadLog) {
   StoreNamed("Doe");
   EXPECT_EQ(Sql("PRAGMA journal_mode"), "wal");
   EXPECT_EQ(Sql("SELECT surname FROM entries"), "Doe");
 }
 
-TEST_F(DirectoryFileTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
+TEST_F(DirectoryFileTest, ReadsValuesThatWereWrittenByHand) {
   StoreNamed("a");
   Sql("INSERT INTO entries (surname, office) VALUES (CAST(x'410042' AS TEXT), 12)");
   Sql("INSERT INTO entries (surname) VALUES (x'43FF')");
@@ -56,8 +55,8 @@ TEST_F(DirectoryFileTest, WhatSomeoneWroteIntoTheFileByHandIsShown) {
                                                  "C\xFF"));
 }
 
-TEST_F(DirectoryFileTest, NothingOfADeletedEntryStaysInTheFile) {
-  const std::string id = Store({{Column::Surname, "Zyzzogeton"}});
+TEST_F(DirectoryFileTest, OverwritesDeletedEntries) {
+  const std::string id = Store({{Column::kSurname, "Zyzzogeton"}});
   StoreNamed("other");
   ASSERT_THAT(ReadFile(Path()), HasSubstr("Zyzzogeton"));
   ExpectDeleted(id);
@@ -65,40 +64,40 @@ TEST_F(DirectoryFileTest, NothingOfADeletedEntryStaysInTheFile) {
   EXPECT_THAT(ReadFile(Path() + "-wal"), Not(HasSubstr("Zyzzogeton")));
 }
 
-TEST_F(DirectoryFileTest, WhileAnotherProgramWritesNothingIsChangedAndThatIsTold) {
+TEST_F(DirectoryFileTest, RefusesChangesWhileAnotherProgramWrites) {
   LockedFile lock(Path());
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   lock.Take("BEGIN IMMEDIATE");
   ExpectNotDeleted(id, "is locked by another program");
-  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::kSurname, kSecret}}, "is locked by another program");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   lock.Release();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
   ExpectDeleted(id);
 }
 
-TEST_F(DirectoryFileTest, OnAReadOnlyDiskNothingIsChangedAndThatIsTold) {
+TEST_F(DirectoryFileTest, FailsOnAReadOnlyDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   Close();
   disk.MakeReadOnly();
   EXPECT_THAT(OpeningProblem(), HasSubstr("Read-only file system"));
   disk.MakeWritable();
   Open();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
 }
 
-TEST_F(DirectoryFileTest, OnAFullDiskAnUpdateIsToldAndTheEntryStaysAsItWas) {
+TEST_F(DirectoryFileTest, KeepsTheEntryWhenAnUpdateFailsOnAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
-  const std::string id = Store({{Column::Surname, "Doe"}});
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   disk.Fill();
   const std::string big(std::size_t{1} << 20, 'x');
-  ExpectNotUpdated(id, {{Column::Surname, big}}, "is full");
+  ExpectNotUpdated(id, {{Column::kSurname, big}}, "is full");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   disk.Empty();
-  ExpectUpdated(id, {{Column::Surname, big}});
+  ExpectUpdated(id, {{Column::kSurname, big}});
   EXPECT_THAT(Surnames(), ElementsAre(big));
 }
 

@@ -101,23 +101,24 @@ DirectoryAnswer DirectoryTest::Parsed(const std::string& request) {
 
 std::string DirectoryTest::Store(const Values& values) {
   const DirectoryAnswer answer = Parsed(host::DirectoryClient::writeRequest(values));
-  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Written) << answer.reason;
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kWritten) << answer.reason;
   EXPECT_FALSE(answer.id.empty());
   return answer.id;
 }
 
-void DirectoryTest::StoreNamed(const std::string& surname) { Store({{Column::Surname, surname}}); }
+void DirectoryTest::StoreNamed(const std::string& surname) { Store({{Column::kSurname, surname}}); }
 
 std::vector<std::string> DirectoryTest::Surnames() {
   std::vector<std::string> names;
-  for (const DirectoryEntry& entry : Matching({})) names.emplace_back(entry.value(Column::Surname));
+  for (const DirectoryEntry& entry : Matching({}))
+    names.emplace_back(entry.value(Column::kSurname));
   return names;
 }
 
 std::vector<DirectoryEntry> DirectoryTest::Matching(const Values& match) {
   const std::vector<Column> columns(host::kAllColumns.begin(), host::kAllColumns.end());
   const DirectoryAnswer answer = Parsed(host::DirectoryClient::matchRequest(columns, match));
-  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Read) << answer.reason;
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kRead) << answer.reason;
   return answer.entries;
 }
 
@@ -126,26 +127,26 @@ void DirectoryTest::ExpectFailure(const std::string& request, const std::string&
   EXPECT_THAT(text, HasSubstr("failure"));
   EXPECT_THAT(text, Not(HasSubstr("<Entry>")));
   const DirectoryAnswer answer = host::DirectoryClient::parseAnswer(text);
-  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Failure);
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kFailure);
   EXPECT_THAT(answer.reason, HasSubstr(reason));
 }
 
 void DirectoryTest::ExpectNotStored(const std::string& reason) {
   const std::string request =
-      host::DirectoryClient::writeRequest({{Column::Surname, kSecret}, {Column::Group, "0"}});
+      host::DirectoryClient::writeRequest({{Column::kSurname, kSecret}, {Column::kGroup, "0"}});
   ExpectFailure(request, reason);
   EXPECT_THAT(Ask(request), Not(HasSubstr("Zyzzogeton")));
 }
 
 void DirectoryTest::ExpectUpdated(const std::string& id, const Values& texts) {
   const DirectoryAnswer answer = Parsed(host::DirectoryClient::updateRequest(id, texts));
-  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Updated) << answer.reason;
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kUpdated) << answer.reason;
   EXPECT_EQ(answer.id, id);
 }
 
 void DirectoryTest::ExpectDeleted(const std::string& id) {
   const DirectoryAnswer answer = Parsed(host::DirectoryClient::deleteRequest(id));
-  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Deleted) << answer.reason;
+  EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kDeleted) << answer.reason;
   EXPECT_EQ(answer.id, id);
 }
 
@@ -169,9 +170,9 @@ std::string DirectoryTest::OpeningProblem(const host::PhoneBookOptions& options)
   return {};
 }
 
-std::string DirectoryTest::Look() const {
+std::string DirectoryTest::Existence() const {
   try {
-    return host::lookAtPhoneBook(Options()) == host::PhoneBookState::kThere ? "there" : "missing";
+    return host::PhoneBook::exists(Options()) ? "there" : "missing";
   } catch (const host::PhoneBookError& problem) {
     return problem.what();
   }

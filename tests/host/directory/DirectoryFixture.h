@@ -9,7 +9,7 @@
 
 #include "host/directory/DirectoryClient.h"
 #include "host/directory/DirectoryService.h"
-#include "host/directory/PhoneBookLook.h"
+#include "host/directory/PhoneBook.h"
 #include "tests/host/directory/BookPlace.h"
 
 namespace test {
@@ -20,20 +20,19 @@ using host::DirectoryAnswer;
 using host::DirectoryEntry;
 using Values = std::vector<ColumnValue>;
 
-/// A value that no answer to a write may hold.
+/// A value that no answer to a write may contain.
 inline constexpr const char* kSecret = "Zyzzogeton failure";
 
-/// The text as the telephone's card reader writes it into a request.
+/// Escapes a text as the telephone's card reader does.
 std::string Escaped(const std::string& text);
-/// A write request for this text between <Entry> and </Entry>.
+/// A write request with this content of Entry.
 std::string WriteOf(const std::string& elements);
-/// A request of this kind ("update", "delete") for this text between <Entry> and </Entry>.
+/// A request of this kind ("update" or "delete") with this content of Entry.
 std::string ChangeOf(const std::string& kind, const std::string& elements);
-/// A read request for the Surname and Firstname of what matches this text.
+/// A read request for Surname and Firstname with this content of Entry.
 std::string ReadOf(const std::string& elements);
 
-/// The Directory Service over a database of the test's own, in a folder of its own where it is a
-/// file.
+/// A Directory Service with a database of its own. A file is in the folder `Folder()`.
 class DirectoryTest : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -42,7 +41,7 @@ class DirectoryTest : public ::testing::Test {
   std::string Path() const { return m_folder + "/state/phonebook.db"; }
   std::string Folder() const { return m_folder + "/state"; }
   std::string Connection() const { return m_place->Connection(); }
-  /// With a time-out that suits a test that expects to be locked out.
+  /// With a short timeout, for tests that expect to be locked out.
   host::PhoneBookOptions Options() const;
 
   void Open();
@@ -50,28 +49,28 @@ class DirectoryTest : public ::testing::Test {
   void Restart();
   std::string Ask(const std::string& request);
   DirectoryAnswer Parsed(const std::string& request);
-  /// Writes an entry, which has to work, and returns its Id.
+  /// Writes an entry, expects success, and returns its Id.
   std::string Store(const Values& values);
   void StoreNamed(const std::string& surname);
-  /// The surnames of all entries, in the order they are read.
+  /// The surnames of all entries, in the phonebook's order.
   std::vector<std::string> Surnames();
   std::vector<DirectoryEntry> Matching(const Values& match);
-  /// That the request is refused with a reason that holds this text.
+  /// The request fails with a reason that contains this text.
   void ExpectFailure(const std::string& request, const std::string& reason);
-  /// That an entry can't be written for a reason that holds this text, and no value is told.
+  /// A write fails with a reason that contains this text and echoes no value.
   void ExpectNotStored(const std::string& reason);
-  /// That a change is done, and answered with its Id.
+  /// The change succeeds and is answered with the Id.
   void ExpectUpdated(const std::string& id, const Values& texts);
   void ExpectDeleted(const std::string& id);
   void ExpectNotUpdated(const std::string& id, const Values& texts, const std::string& reason);
   void ExpectNotDeleted(const std::string& id, const std::string& reason);
-  /// What opening the file says; empty when it works.
+  /// The error of opening the phonebook; empty on success.
   std::string OpeningProblem() const;
   std::string OpeningProblem(const host::PhoneBookOptions& options) const;
-  /// What a look at it says: "there", "missing", or why it can't be opened.
-  std::string Look() const;
+  /// Result of PhoneBook::exists: "there", "missing" or the error.
+  std::string Existence() const;
 
-  /// Runs SQL on the database with nothing of the program in between.
+  /// Runs SQL on the database, bypassing the service.
   std::string Sql(const std::string& sql) const;
 
   std::string m_folder;

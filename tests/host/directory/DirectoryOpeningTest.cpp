@@ -5,8 +5,8 @@
 
 #include "tests/host/directory/ChildProcess.h"
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
 #include "tests/host/directory/Mounts.h"
+#include "tests/host/directory/SqliteFile.h"
 
 namespace test {
 namespace {
@@ -16,12 +16,12 @@ using ::testing::HasSubstr;
 
 class DirectoryOpeningTest : public DirectoryTest {
  protected:
-  /// And a look at it says the same.
+  /// Opening fails, and so does PhoneBook::exists.
   void ExpectNotOpened(const std::string& reason) const {
-    const std::string seen = Look();
+    const std::string seen = Existence();
     EXPECT_EQ(seen, ExpectNotOpenedNow(reason));
   }
-  /// Nobody else is in the way, and there is room, when it is looked at only.
+  /// Opening fails for a reason that PhoneBook::exists ignores: a lock or a full disk.
   std::string ExpectNotOpenedNow(const std::string& reason) const {
     const std::string problem = OpeningProblem();
     EXPECT_THAT(problem, HasSubstr(reason));
@@ -34,13 +34,13 @@ class DirectoryOpeningTest : public DirectoryTest {
     options.connection = connection;
     EXPECT_THAT(OpeningProblem(options), HasSubstr(reason));
   }
-  /// A phonebook with enough entries to have pages of every kind, closed.
+  /// Makes a phonebook with enough entries for pages of every kind, and closes it.
   void MakePhonebook() {
     for (int i = 0; i < 20; ++i)
-      Store({{Column::Surname, "a"}, {Column::Email, std::string(9000, 'x')}});
+      Store({{Column::kSurname, "a"}, {Column::kEmail, std::string(9000, 'x')}});
     Close();
   }
-  /// The same for a user whom modes bind: what opening says there.
+  /// OpeningProblem() for a user other than root.
   std::string ProblemOfOrdinaryUser() const {
     ::chmod(m_folder.c_str(), 0755);
     ChildProcess child([this](const ChildProcess::Parent& parent) {
@@ -54,7 +54,7 @@ class DirectoryOpeningTest : public DirectoryTest {
   }
 };
 
-TEST_F(DirectoryOpeningTest, MissingFoldersAreMadeForTheOwnerOnly) {
+TEST_F(DirectoryOpeningTest, CreatesMissingFoldersForTheOwnerOnly) {
   host::PhoneBookOptions options = Options();
   options.connection = "sqlite3://" + m_folder + "/new one/and/another/phone=book.db";
   EXPECT_EQ(OpeningProblem(options), "");
@@ -64,7 +64,7 @@ TEST_F(DirectoryOpeningTest, MissingFoldersAreMadeForTheOwnerOnly) {
   EXPECT_EQ(status.st_mode & 0777u, 0700u);
 }
 
-TEST_F(DirectoryOpeningTest, ARelativePathIsTakenFromTheWorkingFolder) {
+TEST_F(DirectoryOpeningTest, ResolvesARelativePathInTheWorkingDirectory) {
   ChildProcess child([this](const ChildProcess::Parent&) {
     if (::chdir(m_folder.c_str()) != 0) return 1;
     host::PhoneBookOptions options = Options();
@@ -75,44 +75,44 @@ TEST_F(DirectoryOpeningTest, ARelativePathIsTakenFromTheWorkingFolder) {
   EXPECT_TRUE(std::filesystem::exists(m_folder + "/here/book.db"));
 }
 
-TEST_F(DirectoryOpeningTest, AConnectionThatNamesNoKnownDatabaseIsRefused) {
+TEST_F(DirectoryOpeningTest, FailsForAnUnknownDatabase) {
   for (const char* connection : {"", "sqlite3://", "sqlite3:", "/tmp/book.db", "mysql://dbname=x"})
     ExpectNotOpenedAs(connection, "write sqlite3:///path/to/phonebook.db");
 }
 
-TEST_F(DirectoryOpeningTest, AnEmptyFileBecomesAPhonebook) {
+TEST_F(DirectoryOpeningTest, TurnsAnEmptyFileIntoAPhonebook) {
   WriteFile(Path(), "");
   StoreNamed("Doe");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
 }
 
-TEST_F(DirectoryOpeningTest, AFileThatHoldsSomethingElseIsNotTouched) {
+TEST_F(DirectoryOpeningTest, LeavesAFileOfAnotherKindAlone) {
   const std::string text(5000, 'x');
   WriteFile(Path(), text);
-  ExpectNotOpened("is not a phonebook: the file holds something else");
+  ExpectNotOpened("is not a phonebook: the file contains something else");
   EXPECT_EQ(ReadFile(Path()), text);
 }
 
-TEST_F(DirectoryOpeningTest, ADatabaseOfAnotherProgramIsNotTouched) {
+TEST_F(DirectoryOpeningTest, LeavesADatabaseOfAnotherProgramAlone) {
   Sql("CREATE TABLE bookmarks (url TEXT)");
-  ExpectNotOpened("is not a phonebook: it holds other tables");
+  ExpectNotOpened("is not a phonebook: it contains other tables");
   EXPECT_EQ(Sql("SELECT name FROM sqlite_master"), "bookmarks");
 }
 
-TEST_F(DirectoryOpeningTest, APhonebookOfANewerVersionIsNotTouched) {
+TEST_F(DirectoryOpeningTest, LeavesAPhonebookOfANewerVersionAlone) {
   MakePhonebook();
   Sql("UPDATE phonebook_version SET version = 2");
-  ExpectNotOpened("was made by a newer version of this program");
+  ExpectNotOpened("was created by a newer version of this program");
   EXPECT_EQ(Sql("SELECT version FROM phonebook_version"), "2");
 }
 
-TEST_F(DirectoryOpeningTest, APhonebookWithoutAVersionIsRefused) {
+TEST_F(DirectoryOpeningTest, FailsWithoutAVersion) {
   MakePhonebook();
   Sql("DELETE FROM phonebook_version");
-  ExpectNotOpened("says nothing of a version");
+  ExpectNotOpened("has no known version");
 }
 
-TEST_F(DirectoryOpeningTest, ADamagedHeadIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenTheFileHeaderIsDamaged) {
   MakePhonebook();
   std::string bytes = ReadFile(Path());
   bytes.replace(0, 16, 16, 'x');
@@ -120,7 +120,7 @@ TEST_F(DirectoryOpeningTest, ADamagedHeadIsNoticed) {
   ExpectNotOpened("is not a phonebook");
 }
 
-TEST_F(DirectoryOpeningTest, DamageAnywhereInTheFileIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenEveryPageIsDamaged) {
   MakePhonebook();
   std::string bytes = ReadFile(Path());
   for (std::size_t at = 4096; at < bytes.size(); at += 4096) bytes.replace(at, 100, 100, '\xAA');
@@ -128,7 +128,7 @@ TEST_F(DirectoryOpeningTest, DamageAnywhereInTheFileIsNoticed) {
   ExpectNotOpened("is damaged");
 }
 
-TEST_F(DirectoryOpeningTest, DamageInOnePageIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenOnePageIsDamaged) {
   MakePhonebook();
   std::string bytes = ReadFile(Path());
   bytes.replace(bytes.size() - 3 * 4096, 4096, 4096, '\xAA');
@@ -136,61 +136,61 @@ TEST_F(DirectoryOpeningTest, DamageInOnePageIsNoticed) {
   ExpectNotOpened("is damaged");
 }
 
-TEST_F(DirectoryOpeningTest, ACutFileIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenTheFileIsTruncated) {
   MakePhonebook();
   const std::string bytes = ReadFile(Path());
   WriteFile(Path(), bytes.substr(0, bytes.size() / 2));
   ExpectNotOpened("is damaged");
 }
 
-TEST_F(DirectoryOpeningTest, ALogThatIsNoneIsPassedOver) {
+TEST_F(DirectoryOpeningTest, IgnoresAnInvalidLog) {
   MakePhonebook();
   WriteFile(Path() + "-wal", std::string(100000, 'x'));
   EXPECT_EQ(OpeningProblem(), "");
   EXPECT_EQ(Surnames().size(), 20u);
 }
 
-TEST_F(DirectoryOpeningTest, AFolderInPlaceOfTheFileIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenTheFileIsAFolder) {
   std::filesystem::create_directory(Path());
   ExpectNotOpened("is not a file");
 }
 
-TEST_F(DirectoryOpeningTest, AFileInPlaceOfTheFolderIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenAFolderOfThePathIsAFile) {
   WriteFile(m_folder + "/file", "");
   ExpectNotOpenedAs("sqlite3://" + m_folder + "/file/book.db", "Not a directory");
   ExpectNotOpenedAs("sqlite3://" + m_folder + "/file/folder/book.db", "Not a directory");
 }
 
-TEST_F(DirectoryOpeningTest, APathWithAQuotationMarkIsRefused) {
+TEST_F(DirectoryOpeningTest, FailsForAPathWithAQuotationMark) {
   ExpectNotOpenedAs("sqlite3://" + m_folder + "/a\"b.db", "quotation mark");
 }
 
-TEST_F(DirectoryOpeningTest, AFolderWithoutPermissionIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWithoutWriteAccessToTheFolder) {
   MakePhonebook();
   ::chmod(Folder().c_str(), 0755);
   ::chmod(Path().c_str(), 0666);
   EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("Permission denied"));
 }
 
-TEST_F(DirectoryOpeningTest, AFolderThatMayNotBeMadeIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWithoutPermissionToCreateTheFolder) {
   std::filesystem::remove(Folder());
-  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be made: Permission denied"));
+  EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be created: Permission denied"));
 }
 
-TEST_F(DirectoryOpeningTest, AFileThatMayNotBeWrittenIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWithoutWriteAccessToTheFile) {
   MakePhonebook();
   ::chmod(Folder().c_str(), 0777);
   ::chmod(Path().c_str(), 0444);
   EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be read and written: Permission denied"));
 }
 
-TEST_F(DirectoryOpeningTest, AFileThatMayNotBeReadIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWithoutReadAccessToTheFile) {
   MakePhonebook();
   ::chmod(Folder().c_str(), 0777);
   EXPECT_THAT(ProblemOfOrdinaryUser(), HasSubstr("can't be read and written: Permission denied"));
 }
 
-TEST_F(DirectoryOpeningTest, AReadOnlyDiskIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsOnAReadOnlyDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   disk.MakeReadOnly();
@@ -203,7 +203,7 @@ TEST_F(DirectoryOpeningTest, AReadOnlyDiskIsNoticed) {
   EXPECT_EQ(OpeningProblem(), "");
 }
 
-TEST_F(DirectoryOpeningTest, AFullDiskIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsOnAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   disk.Fill();
@@ -212,14 +212,14 @@ TEST_F(DirectoryOpeningTest, AFullDiskIsNoticed) {
   EXPECT_EQ(OpeningProblem(), "");
 }
 
-TEST_F(DirectoryOpeningTest, AFileLockedByAnotherProgramIsNoticed) {
+TEST_F(DirectoryOpeningTest, FailsWhenAnotherProgramLocksTheFile) {
   MakePhonebook();
   LockedFile lock(Path());
   lock.Take("PRAGMA journal_mode = DELETE; BEGIN EXCLUSIVE");
   ExpectNotOpenedNow("is locked by another program");
 }
 
-TEST_F(DirectoryOpeningTest, ALockThatIsGivenUpInTimeIsWaitedFor) {
+TEST_F(DirectoryOpeningTest, WaitsForALock) {
   MakePhonebook();
   LockedFile lock(Path());
   lock.Take("PRAGMA journal_mode = DELETE; BEGIN IMMEDIATE");

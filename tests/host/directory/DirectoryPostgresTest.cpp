@@ -17,14 +17,14 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-/// What only a server can do to a phonebook.
+/// What is specific to a phonebook on a server.
 class DirectoryPostgresTest : public DirectoryTest {
  protected:
   static PostgresServer& Server() { return PostgresServer::Get(); }
   void ExpectNotRead(const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), reason);
+    ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname}), reason);
   }
-  /// Has the server do this, in PL/pgSQL, whenever a change is committed.
+  /// Runs this PL/pgSQL in every commit of a change.
   void AtEachCommit(const std::string& what) {
     Sql("CREATE FUNCTION at_commit() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN " + what +
         " RETURN NULL; END'; CREATE CONSTRAINT TRIGGER at_commit AFTER INSERT OR UPDATE OR DELETE "
@@ -36,7 +36,7 @@ class DirectoryPostgresTest : public DirectoryTest {
     options.connection = connection;
     return OpeningProblem(options);
   }
-  /// The name of the test's own database.
+  /// The name of the test's database.
   std::string Database() { return Sql("SELECT current_database()"); }
   void OpenWithPatience(std::chrono::milliseconds timeout) {
     host::PhoneBookOptions options = Options();
@@ -45,7 +45,7 @@ class DirectoryPostgresTest : public DirectoryTest {
   }
 };
 
-TEST_F(DirectoryPostgresTest, TheTablesAreLaidOutAsDocumented) {
+TEST_F(DirectoryPostgresTest, CreatesTheDocumentedTables) {
   StoreNamed("Doe");
   EXPECT_EQ(Sql("SELECT version FROM phonebook_version"), "1");
   EXPECT_EQ(Sql("SELECT id || ':' || size || ':' || encode(surname, 'escape') FROM entries"),
@@ -54,14 +54,14 @@ TEST_F(DirectoryPostgresTest, TheTablesAreLaidOutAsDocumented) {
             "16");
 }
 
-TEST_F(DirectoryPostgresTest, AServerThatWasStartedAnewIsUsedAtOnce) {
+TEST_F(DirectoryPostgresTest, ReconnectsAfterARestartOfTheServer) {
   StoreNamed("before");
   Server().Restart();
   StoreNamed("after");
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryPostgresTest, WhileTheServerIsGoneEveryRequestIsAFailureInWords) {
+TEST_F(DirectoryPostgresTest, FailsWhileTheServerIsDown) {
   StoreNamed("before");
   Server().Stop();
   ExpectNotStored("can't be reached");
@@ -72,7 +72,7 @@ TEST_F(DirectoryPostgresTest, WhileTheServerIsGoneEveryRequestIsAFailureInWords)
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryPostgresTest, APhoneDoesNotStartWithoutItsServer) {
+TEST_F(DirectoryPostgresTest, FailsToOpenWithoutAServer) {
   const std::string there = OpeningProblem();
   Server().Stop();
   const std::string gone = OpeningProblem();
@@ -81,7 +81,7 @@ TEST_F(DirectoryPostgresTest, APhoneDoesNotStartWithoutItsServer) {
   EXPECT_THAT(gone, HasSubstr("can't be reached"));
 }
 
-TEST_F(DirectoryPostgresTest, ASessionThatTheServerEndsIsReplaced) {
+TEST_F(DirectoryPostgresTest, ReconnectsWhenTheServerEndsTheSession) {
   StoreNamed("before");
   Sql("SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = current_database() "
       "AND application_name = 'phone-host'");
@@ -89,7 +89,7 @@ TEST_F(DirectoryPostgresTest, ASessionThatTheServerEndsIsReplaced) {
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryPostgresTest, AConnectionThatBreaksInTheCommitLeavesItOpenWhetherItWasStored) {
+TEST_F(DirectoryPostgresTest, ReportsAnUnknownOutcomeWhenACommitLosesItsConnection) {
   StoreNamed("before");
   AtEachCommit("PERFORM pg_terminate_backend(pg_backend_pid());");
   ExpectNotStored("unknown whether the change was stored");
@@ -98,15 +98,15 @@ TEST_F(DirectoryPostgresTest, AConnectionThatBreaksInTheCommitLeavesItOpenWhethe
   StoreNamed("after");
 }
 
-TEST_F(DirectoryPostgresTest, AChangeIsNeverMadeTwice) {
+TEST_F(DirectoryPostgresTest, NeverRepeatsAChange) {
   Open();
   AtEachCommit("PERFORM pg_terminate_backend(pg_backend_pid());");
   ExpectNotStored("unknown whether");
-  // Two requests, and for each an Id was taken from the sequence once.
+  // Two requests were made, each of which took one Id from the sequence.
   EXPECT_EQ(Sql("SELECT nextval(pg_get_serial_sequence('entries', 'id'))"), "3");
 }
 
-TEST_F(DirectoryPostgresTest, AServerThatTakesTooLongIsAFailureAndNothingIsStored) {
+TEST_F(DirectoryPostgresTest, StoresNothingWhenTheServerIsTooSlow) {
   OpenWithPatience(std::chrono::milliseconds(500));
   StoreNamed("before");
   Sql("ALTER TABLE entries ADD CHECK (size < 7 OR pg_sleep(600) IS NULL)");
@@ -115,27 +115,27 @@ TEST_F(DirectoryPostgresTest, AServerThatTakesTooLongIsAFailureAndNothingIsStore
   EXPECT_THAT(Surnames(), ElementsAre("before", "last"));
 }
 
-// The server's own time-out doesn't reach into a commit.
-TEST_F(DirectoryPostgresTest, ACommitThatTakesTooLongLeavesItOpenWhetherItWasStored) {
+// The server's statement timeout doesn't apply to a commit.
+TEST_F(DirectoryPostgresTest, ReportsAnUnknownOutcomeWhenACommitIsTooSlow) {
   OpenWithPatience(std::chrono::milliseconds(500));
   StoreNamed("before");
   AtEachCommit("PERFORM pg_sleep(600);");
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Surname, kSecret}}),
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kSurname, kSecret}}),
                 "unknown whether the change was stored");
   EXPECT_THAT(Surnames(), ElementsAre("before"));
 }
 
-TEST_F(DirectoryPostgresTest, AServerThatIsFrozenWithItsConnectionsOpenIsAFailure) {
+TEST_F(DirectoryPostgresTest, FailsWhenTheServerHangs) {
   OpenWithPatience(std::chrono::milliseconds(500));
   StoreNamed("before");
   Server().Freeze();
-  ExpectFailure(host::DirectoryClient::listRequest({Column::Surname}), "can't be reached");
+  ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname}), "can't be reached");
   Server().Thaw();
   StoreNamed("after");
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryPostgresTest, TheLimitOfEntriesHoldsForAllPhonesTogether) {
+TEST_F(DirectoryPostgresTest, AppliesTheEntryLimitToAllTelephonesTogether) {
   host::PhoneBookOptions options = Options();
   options.maxEntries = 10;
   options.busyTimeout = std::chrono::seconds(60);
@@ -144,9 +144,9 @@ TEST_F(DirectoryPostgresTest, TheLimitOfEntriesHoldsForAllPhonesTogether) {
   std::atomic<int> stored{0};
   const auto fill = [&](host::DirectoryService& service) {
     for (int i = 0; i < 20; ++i) {
-      const std::string request = host::DirectoryClient::writeRequest({{Column::Surname, "x"}});
+      const std::string request = host::DirectoryClient::writeRequest({{Column::kSurname, "x"}});
       const auto answer = host::DirectoryClient::parseAnswer(service.handleRequest(request));
-      stored += answer.kind == DirectoryAnswer::Kind::Written ? 1 : 0;
+      stored += answer.kind == DirectoryAnswer::Kind::kWritten ? 1 : 0;
     }
   };
   std::thread other([&] { fill(second); });
@@ -156,8 +156,8 @@ TEST_F(DirectoryPostgresTest, TheLimitOfEntriesHoldsForAllPhonesTogether) {
   EXPECT_EQ(Count(), "10");
 }
 
-TEST_F(DirectoryPostgresTest, WhileAnotherProgramChangesTheEntryItIsBusyAndThatIsTold) {
-  const std::string id = Store({{Column::Surname, "Doe"}});
+TEST_F(DirectoryPostgresTest, RefusesChangesToALockedEntry) {
+  const std::string id = Store({{Column::kSurname, "Doe"}});
   std::thread other([&] {
     Sql("BEGIN; UPDATE entries SET size = size; SELECT pg_advisory_lock(1); SELECT pg_sleep(4); "
         "COMMIT");
@@ -166,55 +166,55 @@ TEST_F(DirectoryPostgresTest, WhileAnotherProgramChangesTheEntryItIsBusyAndThatI
              "FROM pg_database WHERE datname = current_database())") == "0") {
     std::this_thread::yield();
   }
-  ExpectNotUpdated(id, {{Column::Surname, kSecret}}, "is locked by another program");
+  ExpectNotUpdated(id, {{Column::kSurname, kSecret}}, "is locked by another program");
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
   other.join();
-  ExpectUpdated(id, {{Column::Surname, "Roe"}});
+  ExpectUpdated(id, {{Column::kSurname, "Roe"}});
 }
 
-TEST_F(DirectoryPostgresTest, AnAnswerThatIsTooLargeIsNotFetchedAtAll) {
+TEST_F(DirectoryPostgresTest, DoesNotFetchAnAnswerThatIsTooLarge) {
   const std::string large(std::size_t{7} << 20, 'x');
-  for (int i = 0; i < 9; ++i) Store({{Column::Email, large}});
-  ExpectFailure(host::DirectoryClient::listRequest({Column::Email}), "larger than 60 MiB");
-  EXPECT_EQ(Matching({{Column::Id, "9"}}).at(0).value(Column::Email), large);
+  for (int i = 0; i < 9; ++i) Store({{Column::kEmail, large}});
+  ExpectFailure(host::DirectoryClient::listRequest({Column::kEmail}), "larger than 60 MiB");
+  EXPECT_EQ(Matching({{Column::kId, "9"}}).at(0).value(Column::kEmail), large);
 }
 
-TEST_F(DirectoryPostgresTest, ADatabaseOfAnotherProgramIsNotTouched) {
+TEST_F(DirectoryPostgresTest, LeavesADatabaseOfAnotherProgramAlone) {
   Sql("CREATE TABLE orders (n INTEGER)");
-  EXPECT_THAT(OpeningProblem(), HasSubstr("is not a phonebook: it holds other tables"));
+  EXPECT_THAT(OpeningProblem(), HasSubstr("is not a phonebook: it contains other tables"));
   EXPECT_EQ(Sql("SELECT COUNT(*) FROM pg_tables WHERE schemaname = 'public'"), "1");
 }
 
-TEST_F(DirectoryPostgresTest, ALookMakesNothing) {
-  EXPECT_EQ(Look(), "missing");
+TEST_F(DirectoryPostgresTest, CreatesNothingToSeeWhetherAPhonebookExists) {
+  EXPECT_EQ(Existence(), "missing");
   EXPECT_EQ(Sql("SELECT COUNT(*) FROM pg_tables WHERE schemaname = 'public'"), "0");
   StoreNamed("Doe");
-  EXPECT_EQ(Look(), "there");
+  EXPECT_EQ(Existence(), "there");
   Sql("UPDATE phonebook_version SET version = 2");
-  EXPECT_THAT(Look(), HasSubstr("newer version"));
+  EXPECT_THAT(Existence(), HasSubstr("newer version"));
 }
 
-TEST_F(DirectoryPostgresTest, ASchemaOfItsOwnBesideOthersIsEnough) {
+TEST_F(DirectoryPostgresTest, AcceptsASchemaOfItsOwn) {
   Sql("CREATE TABLE orders (n INTEGER); CREATE SCHEMA phone");
   EXPECT_EQ(OpeningProblemAt(Connection() + "&options=-csearch_path%3Dphone"), "");
   EXPECT_EQ(Sql("SELECT COUNT(*) FROM phone.entries"), "0");
 }
 
-TEST_F(DirectoryPostgresTest, APhonebookOfANewerVersionIsNotTouched) {
+TEST_F(DirectoryPostgresTest, LeavesAPhonebookOfANewerVersionAlone) {
   StoreNamed("Doe");
   Close();
   Sql("UPDATE phonebook_version SET version = 2");
   EXPECT_THAT(OpeningProblem(), HasSubstr("newer version"));
 }
 
-TEST_F(DirectoryPostgresTest, ALostTableIsAFailureWithoutAnyValue) {
+TEST_F(DirectoryPostgresTest, FailsWithoutEchoingValuesWhenTheTableIsMissing) {
   StoreNamed("before");
   Sql("DROP TABLE entries");
   ExpectNotStored("no such table");
   ExpectNotRead("no such table");
 }
 
-TEST_F(DirectoryPostgresTest, AnErrorOfTheServerIsToldWithoutAnyValue) {
+TEST_F(DirectoryPostgresTest, ReportsServerErrorsWithoutEchoingValues) {
   StoreNamed("before");
   Sql("ALTER TABLE entries ADD CHECK (size < 7)");
   const LogRecorder log;
@@ -223,15 +223,15 @@ TEST_F(DirectoryPostgresTest, AnErrorOfTheServerIsToldWithoutAnyValue) {
   EXPECT_THAT(log.texts(), Each(Not(HasSubstr("Zyzzogeton"))));
 }
 
-TEST_F(DirectoryPostgresTest, AUserWithoutPermissionIsToldSo) {
+TEST_F(DirectoryPostgresTest, FailsForAUserWithoutPermission) {
   StoreNamed("before");
   Sql("DROP ROLE IF EXISTS guest; CREATE ROLE guest LOGIN");
   std::string connection = Connection();
   connection.replace(connection.find("phone@"), 5, "guest");
-  EXPECT_THAT(OpeningProblemAt(connection), HasSubstr("its user has no permission there"));
+  EXPECT_THAT(OpeningProblemAt(connection), HasSubstr("its user lacks permission"));
 }
 
-TEST_F(DirectoryPostgresTest, AReadOnlyServerIsReadAndNotWritten) {
+TEST_F(DirectoryPostgresTest, ReadsFromAReadOnlyServer) {
   StoreNamed("before");
   Sql("ALTER DATABASE " + Database() + " SET default_transaction_read_only = on");
   Restart();
@@ -239,7 +239,7 @@ TEST_F(DirectoryPostgresTest, AReadOnlyServerIsReadAndNotWritten) {
   EXPECT_THAT(Surnames(), ElementsAre("before"));
 }
 
-/// Ways to a server that wants a password.
+/// Connections to a server that requires a password.
 class DirectoryPostgresPasswordTest : public DirectoryPostgresTest {
  protected:
   void SetUp() override {
@@ -257,16 +257,16 @@ class DirectoryPostgresPasswordTest : public DirectoryPostgresTest {
   }
 };
 
-TEST_F(DirectoryPostgresPasswordTest, TheRightOneOpensThePhonebookOverThePort) {
+TEST_F(DirectoryPostgresPasswordTest, OpensWithTheRightPassword) {
   EXPECT_EQ(ProblemOf("keeper:geheim%2F%40%201"), "");
 }
 
-TEST_F(DirectoryPostgresPasswordTest, AWrongOneIsToldAndNotShown) {
+TEST_F(DirectoryPostgresPasswordTest, FailsWithAWrongPasswordWithoutShowingIt) {
   EXPECT_THAT(ProblemOf("keeper:Zyzzogeton"),
               AllOf(HasSubstr("password authentication failed"), Not(HasSubstr("Zyzzogeton"))));
 }
 
-TEST_F(DirectoryPostgresPasswordTest, OneThatBreaksTheTextIsNotShownEither) {
+TEST_F(DirectoryPostgresPasswordTest, NeverShowsAPasswordThatBreaksTheUri) {
   for (const char* user : {"keeper:Zyzzo@geton", "keeper:Zyzzo/geton", "keeper:Zyzzo%geton",
                            "keeper:Zyzzo geton", "keeper:1/Zyzzo@geton", "keeper:Zyzzo?geton"}) {
     EXPECT_THAT(ProblemOf(user),
@@ -275,13 +275,13 @@ TEST_F(DirectoryPostgresPasswordTest, OneThatBreaksTheTextIsNotShownEither) {
   }
 }
 
-TEST_F(DirectoryPostgresPasswordTest, OneOfTheEnvironmentIsTaken) {
+TEST_F(DirectoryPostgresPasswordTest, TakesThePasswordFromTheEnvironment) {
   EXPECT_THAT(ProblemOf("keeper"), HasSubstr("no password supplied"));
   ::setenv("PGPASSWORD", "geheim/@ 1", 1);
   EXPECT_EQ(ProblemOf("keeper"), "");
 }
 
-TEST_F(DirectoryPostgresPasswordTest, OneOfAFileIsTaken) {
+TEST_F(DirectoryPostgresPasswordTest, TakesThePasswordFromAFile) {
   const std::string file = m_folder + "/passwords";
   WriteFile(file, "127.0.0.1:*:*:keeper:geheim/@ 1\n");
   std::filesystem::permissions(file, std::filesystem::perms::owner_read);
@@ -289,13 +289,13 @@ TEST_F(DirectoryPostgresPasswordTest, OneOfAFileIsTaken) {
   EXPECT_EQ(ProblemOf("keeper"), "");
 }
 
-TEST_F(DirectoryPostgresPasswordTest, ANameThatIsNoServerIsTold) {
+TEST_F(DirectoryPostgresPasswordTest, FailsForAnInvalidServerName) {
   EXPECT_THAT(OpeningProblemAt("postgresql://x@127.0.0.1:1/db"), HasSubstr("can't be reached"));
   EXPECT_THAT(OpeningProblemAt("postgresql://x@127.0.0.1:port/db"), HasSubstr("names no server"));
   EXPECT_THAT(OpeningProblemAt("postgresql://[::1/db"),
-              HasSubstr("is no connection to PostgreSQL"));
+              HasSubstr("is not a PostgreSQL connection"));
   EXPECT_THAT(OpeningProblemAt("postgresql://h/db?nonsense=1"),
-              HasSubstr("is no connection to PostgreSQL"));
+              HasSubstr("is not a PostgreSQL connection"));
 }
 
 }  // namespace

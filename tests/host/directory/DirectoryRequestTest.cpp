@@ -5,9 +5,6 @@
 
 #include <string>
 
-#include "host/directory/DirectoryRefusal.h"
-#include "host/directory/XmlGate.h"
-
 namespace {
 
 using host::Column;
@@ -17,7 +14,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-// What the telephone's card reader makes of a card with a name and one number.
+// What the telephone's card reader writes for a card with a name and one number.
 const std::string kCard =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\"><ReasonForMessage>"
     "write_request</ReasonForMessage><Entry><Surname>Doe</Surname><Firstname>John</Firstname>"
@@ -57,28 +54,28 @@ class DirectoryRequestTest : public ::testing::Test {
   }
 };
 
-TEST_F(DirectoryRequestTest, AWriteRequestGivesItsValuesInTheirOrder) {
+TEST_F(DirectoryRequestTest, ParsesTheValuesOfAWriteRequestInOrder) {
   const DirectoryRequest request = DirectoryRequest::parse(kCard);
-  ASSERT_EQ(request.kind(), DirectoryRequest::Kind::Write);
+  ASSERT_EQ(request.kind(), DirectoryRequest::Kind::kWrite);
   ASSERT_EQ(request.entry().size(), 5u);
-  EXPECT_EQ(request.entry()[0].column, Column::Surname);
+  EXPECT_EQ(request.entry()[0].column, Column::kSurname);
   EXPECT_EQ(request.entry()[0].value, "Doe");
-  EXPECT_EQ(request.entry()[4].column, Column::Group);
+  EXPECT_EQ(request.entry()[4].column, Column::kGroup);
   EXPECT_EQ(request.entry()[4].value, "0");
   EXPECT_THAT(request.resultColumns(), IsEmpty());
 }
 
-TEST_F(DirectoryRequestTest, AReadRequestGivesItsColumnsInTheirOrder) {
+TEST_F(DirectoryRequestTest, ParsesTheColumnsOfAReadRequestInOrder) {
   const DirectoryRequest request =
       DirectoryRequest::parse(Read("Surname Id\tPicture\n Mobile", "<Mobile></Mobile>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Read);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kRead);
   EXPECT_THAT(request.resultColumns(),
-              ElementsAre(Column::Surname, Column::Id, Column::Picture, Column::Mobile));
+              ElementsAre(Column::kSurname, Column::kId, Column::kPicture, Column::kMobile));
   ASSERT_EQ(request.entry().size(), 1u);
   EXPECT_EQ(request.entry().front().value, "");
 }
 
-TEST_F(DirectoryRequestTest, AnEntryWithoutChildrenIsEmptyWhetherWrittenLongShortOrWithABreak) {
+TEST_F(DirectoryRequestTest, ParsesAnEmptyEntryInEveryNotation) {
   EXPECT_THAT(DirectoryRequest::parse(Read("Id", "")).entry(), IsEmpty());
   EXPECT_THAT(DirectoryRequest::parse(Read("Id", "\n  ")).entry(), IsEmpty());
   EXPECT_THAT(DirectoryRequest::parse("<Schema name=\"PhoneBook\"><ReasonForMessage>read_request"
@@ -88,7 +85,7 @@ TEST_F(DirectoryRequestTest, AnEntryWithoutChildrenIsEmptyWhetherWrittenLongShor
               IsEmpty());
 }
 
-TEST_F(DirectoryRequestTest, TheElementsOfASchemaMayStandInAnyOrderWithWhiteSpaceBetween) {
+TEST_F(DirectoryRequestTest, AcceptsElementsInAnyOrderWithWhiteSpace) {
   const DirectoryRequest request = DirectoryRequest::parse(
       "\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8'?>\n<Schema name='PhoneBook'>\n"
       "  <Entry>\n <Surname>Doe</Surname>\n </Entry>\n <ResultCols>Id</ResultCols>\n"
@@ -97,7 +94,7 @@ TEST_F(DirectoryRequestTest, TheElementsOfASchemaMayStandInAnyOrderWithWhiteSpac
   EXPECT_EQ(request.entry().front().value, "Doe");
 }
 
-TEST_F(DirectoryRequestTest, NothingIsTrimmedOrNormalised) {
+TEST_F(DirectoryRequestTest, NeitherTrimsNorNormalisesValues) {
   EXPECT_EQ(SurnameIn(" \t Doe \n"), " \t Doe \n");
   EXPECT_EQ(SurnameIn("  "), "  ");
   EXPECT_EQ(SurnameIn("\n"), "\n");
@@ -105,31 +102,31 @@ TEST_F(DirectoryRequestTest, NothingIsTrimmedOrNormalised) {
   EXPECT_EQ(SurnameIn("a]]>b"), "a]]>b");
 }
 
-TEST_F(DirectoryRequestTest, BytesThatAreNoTextStayAsTheyAre) {
+TEST_F(DirectoryRequestTest, KeepsBytesThatAreNotText) {
   EXPECT_EQ(SurnameIn("\x01\x1F\x7F"), "\x01\x1F\x7F");
   EXPECT_EQ(SurnameIn("cut \xE2\x82"), "cut \xE2\x82");
   EXPECT_EQ(SurnameIn("\xFF\xFE\x80"), "\xFF\xFE\x80");
 }
 
-TEST_F(DirectoryRequestTest, ReferencesAreResolvedOnce) {
+TEST_F(DirectoryRequestTest, ResolvesReferencesOnce) {
   EXPECT_EQ(SurnameIn("A&amp;B&lt;C&gt;&apos;&quot;"), "A&B<C>'\"");
   EXPECT_EQ(SurnameIn("&amp;amp; &amp;#65;"), "&amp; &#65;");
   EXPECT_EQ(SurnameIn("&#65;&#x42;&#x1;&#13;&#xE9;&#x1F600;"), "AB\x01\r\xC3\xA9\xF0\x9F\x98\x80");
 }
 
-TEST_F(DirectoryRequestTest, AReferenceToNoCharacterIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAReferenceToAnInvalidCharacter) {
   for (const char* reference :
        {"&#0;", "&#x0;", "&#00000;", "&#x100000000;", "&#x100000041;", "&#4294967361;", "&#xD800;",
         "&#xDFFF;", "&#x110000;", "&#;", "&#x;", "&#-1;", "&#+1;", "&#xG;", "&#X41;", "&#x 1;"})
     ExpectRefused(Write("<Surname>a" + std::string(reference) + "b</Surname>"), "an \"&\"");
 }
 
-TEST_F(DirectoryRequestTest, AnAmpersandThatBeginsNothingKnownIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAnUnknownReference) {
   for (const char* text : {"&", "a & b", "&lol;", "&amp", "&AMP;", "&nbsp;", "&;", "&&amp;"})
     ExpectRefused(Write("<Surname>" + std::string(text) + "</Surname>"), "an \"&\"");
 }
 
-TEST_F(DirectoryRequestTest, ANulByteIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesANulByte) {
   const std::string text = Write("<Surname>a</Surname>");
   for (std::size_t at = 0; at <= text.size(); ++at) {
     std::string with = text;
@@ -139,19 +136,19 @@ TEST_F(DirectoryRequestTest, ANulByteIsRefused) {
   ExpectRefused(Write("<Surname>a" + std::string(1, '\0') + "b</Surname>"), "NUL");
 }
 
-TEST_F(DirectoryRequestTest, WhatTheReaderWouldDropIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesWhatTheParserWouldDrop) {
   ExpectRefused(Write("<Surname>D<!-- x -->oe</Surname>"), "Comments, CDATA");
   ExpectRefused(Write("<Surname><![CDATA[Doe]]></Surname>"), "Comments, CDATA");
   ExpectRefused(Write("<Surname>D<?php x ?>oe</Surname>"), "Processing instructions");
-  ExpectRefused(Write("<Surname>D<b>o</b>e</Surname>"), "where only text may stand");
-  ExpectRefused(Write("<Surname><b></b></Surname>"), "where only text may stand");
+  ExpectRefused(Write("<Surname>D<b>o</b>e</Surname>"), "where only text is allowed");
+  ExpectRefused(Write("<Surname><b></b></Surname>"), "where only text is allowed");
   ExpectRefused(Write("<Surname>Doe</Surname>stray"), "text outside");
   ExpectRefused(Write("<Surname lang=\"de\">Doe</Surname>"), "attribute");
   ExpectRefused(kCard + "stray", "text outside");
   ExpectRefused("stray" + kCard, "");
 }
 
-TEST_F(DirectoryRequestTest, DocumentTypesAreRefusedBeforeTheyAreRead) {
+TEST_F(DirectoryRequestTest, RefusesDocumentTypes) {
   ExpectRefused(
       "<!DOCTYPE lolz [<!ENTITY lol \"lol\"><!ENTITY lol2 \"&lol;&lol;&lol;&lol;&lol;\">]>" +
           Write("<Surname>&lol2;</Surname>"),
@@ -159,46 +156,46 @@ TEST_F(DirectoryRequestTest, DocumentTypesAreRefusedBeforeTheyAreRead) {
   ExpectRefused("<!DOCTYPE a SYSTEM \"file:///etc/passwd\">" + kCard, "document types");
 }
 
-TEST_F(DirectoryRequestTest, AnyOtherEncodingIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesOtherEncodings) {
   for (const char* name : {"iso-8859-1", "utf-16", "utf8", ""})
     ExpectRefused("<?xml version=\"1.0\" encoding=\"" + std::string(name) + "\"?>" +
                       Write("<Surname>\xE9</Surname>"),
                   "encoding");
 }
 
-TEST_F(DirectoryRequestTest, EveryCutRequestIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesEveryTruncatedRequest) {
   for (std::size_t length = 0; length < kCard.size(); ++length)
     EXPECT_NE(ReasonAgainst(kCard.substr(0, length)), "(taken)") << length;
 }
 
-TEST_F(DirectoryRequestTest, WhatIsNoXmlIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesWhatIsNotXml) {
   for (const char* text : {"", " ", "hello", "{\"a\":1}", "<", ">", "<>", "</Schema>", "<Schema",
                            "<Schema name=\"PhoneBook\">", "<a></b>", "<a b>c</a>", "<a b=c>d</a>",
                            "\xFF\xFE<\x01", "\xEF\xBB\xBF"})
     EXPECT_NE(ReasonAgainst(text), "(taken)") << text;
 }
 
-TEST_F(DirectoryRequestTest, AnotherSchemaIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAnotherSchema) {
   ExpectRefused("<Schema name=\"Calendar\"></Schema>", "PhoneBook");
   ExpectRefused("<Schema></Schema>", "PhoneBook");
   ExpectRefused("<Schema name=\"PhoneBook\" other=\"x\"></Schema>", "PhoneBook");
-  ExpectRefused("<Scheme name=\"PhoneBook\"></Scheme>", "not one Schema");
-  ExpectRefused(kCard + "<Schema name=\"PhoneBook\"/>", "not one Schema");
+  ExpectRefused("<Scheme name=\"PhoneBook\"></Scheme>", "not a single Schema");
+  ExpectRefused(kCard + "<Schema name=\"PhoneBook\"/>", "not a single Schema");
 }
 
-TEST_F(DirectoryRequestTest, AReasonThatIsntKnownIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAnUnknownReason) {
   const std::string rest = "<Entry><Surname>Doe</Surname></Entry></Schema>";
   const std::string start = "<Schema name=\"PhoneBook\">";
   ExpectRefused(start + rest, "no ReasonForMessage");
   for (const char* reason : {"", "change_request", "READ_REQUEST", " write_request", "failure"})
     ExpectRefused(start + "<ReasonForMessage>" + reason + "</ReasonForMessage>" + rest,
-                  "none of read_request, write_request");
+                  "must be read_request, write_request");
 }
 
-TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
-  ExpectRefused(Write("<Nickname>x</Nickname>"), "no column of the phonebook");
-  ExpectRefused(Write("<surname>x</surname>"), "no column of the phonebook");
-  ExpectRefused(Write("<Entry>x</Entry>"), "no column of the phonebook");
+TEST_F(DirectoryRequestTest, RefusesUnknownAndRepeatedElements) {
+  ExpectRefused(Write("<Nickname>x</Nickname>"), "not a column of the phonebook");
+  ExpectRefused(Write("<surname>x</surname>"), "not a column of the phonebook");
+  ExpectRefused(Write("<Entry>x</Entry>"), "not a column of the phonebook");
   ExpectRefused(Write("<Surname>a</Surname><Surname>b</Surname>"), "twice");
   ExpectRefused(Write("<Surname>a</Surname></Entry><Entry><Surname>b</Surname>"), "twice");
   ExpectRefused(Write("<Surname>a</Surname></Entry><Extra></Extra><Entry>"), "other than");
@@ -207,31 +204,31 @@ TEST_F(DirectoryRequestTest, UnknownOrRepeatedPartsAreRefused) {
   ExpectRefused(Read("Surname Id Surname", ""), "twice");
 }
 
-TEST_F(DirectoryRequestTest, MissingPartsAreRefused) {
+TEST_F(DirectoryRequestTest, RefusesMissingElements) {
   ExpectRefused(Read("", ""), "names no column");
   ExpectRefused(Read(" \n", ""), "names no column");
-  ExpectRefused(Write(""), "holds no value");
-  ExpectRefused(Write("<Surname></Surname><Group></Group>"), "holds no value");
+  ExpectRefused(Write(""), "has no values");
+  ExpectRefused(Write("<Surname></Surname><Group></Group>"), "has no values");
   ExpectRefused(
       "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage></Schema>",
       "no Entry");
 }
 
-TEST_F(DirectoryRequestTest, AnIdIsANumberAndOnlyRead) {
+TEST_F(DirectoryRequestTest, AcceptsAnIdOnlyInReads) {
   EXPECT_EQ(DirectoryRequest::parse(Read("Id", "<Id>17</Id>")).entry().front().value, "17");
   for (const char* id : {"", " 1", "1a", "-1", "0x1", "9999999999999999999"})
     ExpectRefused(Read("Id", "<Id>" + std::string(id) + "</Id>"), "not a number");
   ExpectRefused(Write("<Id>1</Id><Surname>a</Surname>"), "An Id can't be written");
 }
 
-TEST_F(DirectoryRequestTest, AWriteRequestWithResultColumnsIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesResultColumnsInAWrite) {
   ExpectRefused(
       "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage>"
       "<ResultCols>Id</ResultCols><Entry><Surname>a</Surname></Entry></Schema>",
-      "no ResultCols");
+      "must not have ResultCols");
 }
 
-TEST_F(DirectoryRequestTest, DeepOrManyElementsAreRefused) {
+TEST_F(DirectoryRequestTest, RefusesDeepOrManyElements) {
   std::string deep;
   for (int i = 0; i < 1000000; ++i) deep += "<a>";
   ExpectRefused(deep, "more than 256 tags");
@@ -240,36 +237,35 @@ TEST_F(DirectoryRequestTest, DeepOrManyElementsAreRefused) {
   ExpectRefused(Write(wide), "more than 256 tags");
 }
 
-TEST_F(DirectoryRequestTest, ATagOfManyAttributesIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesATagWithManyAttributes) {
   std::string attributes;
   for (int i = 0; i < 100000; ++i) attributes += " a" + std::to_string(i) + "='>'";
-  ExpectRefused("<Schema" + attributes + "></Schema>", "no end within");
+  ExpectRefused("<Schema" + attributes + "></Schema>", "doesn't end within");
 }
 
-TEST_F(DirectoryRequestTest, ARequestOfTheLargestSizeIsReadAndALargerOneRefused) {
+TEST_F(DirectoryRequestTest, BoundsTheSizeOfARequest) {
   const std::size_t frame = Read("Id", "").size();
-  const std::string blanks(host::XmlGate::kMaxBytes - frame, ' ');
+  const std::string blanks(host::DirectoryRequest::kMaxBytes - frame, ' ');
   EXPECT_THAT(DirectoryRequest::parse(Read("Id" + blanks, "")).resultColumns(),
-              ElementsAre(Column::Id));
+              ElementsAre(Column::kId));
   ExpectRefused(Read("Id" + blanks + " ", ""), "larger than 32 MiB");
 }
 
-TEST_F(DirectoryRequestTest, ValuesOfTheLargestSizeAreTakenAndLargerOnesRefused) {
+TEST_F(DirectoryRequestTest, BoundsTheSizeOfAnEntry) {
   const std::string half(DirectoryRequest::kMaxEntryBytes / 2, 'x');
   const std::string both = "<Surname>" + half + "</Surname><Mobile>" + half + "</Mobile>";
   EXPECT_EQ(DirectoryRequest::parse(Write(both)).entry().size(), 2u);
   ExpectRefused(Write(both + "<Group>0</Group>"), "larger than 8 MiB");
 }
 
-TEST_F(DirectoryRequestTest, NoReasonHoldsAnythingOfTheRequest) {
+TEST_F(DirectoryRequestTest, DoesNotEchoTheRequestInARefusal) {
   for (const std::string& text :
        {Write("<Surname>Zyzzy</Surname><Zyzzy>Zyzzy</Zyzzy>"), Write("<Surname>Zyzzy</Surnam>"),
         Write("<Surname>Zyzzy&Zyzzy;</Surname>"), Read("Zyzzy", ""), Read("Id", "<Id>Zyzzy</Id>")})
     EXPECT_THAT(ReasonAgainst(text), ::testing::Not(HasSubstr("Zyzzy")));
 }
 
-// Whatever one byte is changed to: a refusal, or values without NUL.
-TEST_F(DirectoryRequestTest, AnyChangedByteIsUnderstoodOrRefused) {
+TEST_F(DirectoryRequestTest, ParsesOrRefusesARequestWithAnyByteChanged) {
   for (std::size_t at = 0; at < kCard.size(); ++at) {
     for (int byte = 0; byte < 256; ++byte) {
       std::string text = kCard;
@@ -285,31 +281,31 @@ TEST_F(DirectoryRequestTest, AnyChangedByteIsUnderstoodOrRefused) {
   }
 }
 
-TEST_F(DirectoryRequestTest, AnUpdateRequestGivesItsIdAndTheTextsToReplaceEmptyOnesIncluded) {
+TEST_F(DirectoryRequestTest, ParsesTheIdAndTextsOfAnUpdate) {
   const DirectoryRequest request = DirectoryRequest::parse(
       Change("update", "<Surname>Doe</Surname><Id>17</Id><Mobile></Mobile>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Update);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kUpdate);
   EXPECT_EQ(request.id(), 17);
   ASSERT_EQ(request.entry().size(), 2u);
-  EXPECT_EQ(request.entry()[0].column, Column::Surname);
-  EXPECT_EQ(request.entry()[1].column, Column::Mobile);
+  EXPECT_EQ(request.entry()[0].column, Column::kSurname);
+  EXPECT_EQ(request.entry()[1].column, Column::kMobile);
   EXPECT_EQ(request.entry()[1].value, "");
 }
 
-TEST_F(DirectoryRequestTest, ADeleteRequestGivesItsIdAndNothingElse) {
+TEST_F(DirectoryRequestTest, ParsesTheIdOfADelete) {
   const DirectoryRequest request = DirectoryRequest::parse(Change("delete", "<Id>17</Id>"));
-  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::Delete);
+  EXPECT_EQ(request.kind(), DirectoryRequest::Kind::kDelete);
   EXPECT_EQ(request.id(), 17);
   EXPECT_THAT(request.entry(), IsEmpty());
 }
 
-TEST_F(DirectoryRequestTest, LeadingZerosOfAnIdMeanNothing) {
+TEST_F(DirectoryRequestTest, IgnoresLeadingZerosOfAnId) {
   EXPECT_EQ(DirectoryRequest::parse(Change("delete", "<Id>0017</Id>")).id(), 17);
   EXPECT_EQ(DirectoryRequest::parse(Change("delete", "<Id>999999999999999999</Id>")).id(),
             999999999999999999);
 }
 
-TEST_F(DirectoryRequestTest, AnIdThatIsNoNumberChangesAndDeletesNothing) {
+TEST_F(DirectoryRequestTest, RefusesAnIdThatIsNotANumber) {
   for (const char* id : {"", " ", " 17", "17 ", "-1", "+1", "1.0", "0x11", "1e1", "17;18", "１",
                          "9223372036854775808", "0000000000000000017", "*"}) {
     const std::string element = std::string("<Id>") + id + "</Id>";
@@ -318,32 +314,32 @@ TEST_F(DirectoryRequestTest, AnIdThatIsNoNumberChangesAndDeletesNothing) {
   }
 }
 
-TEST_F(DirectoryRequestTest, AChangeWithoutAnIdOrWithTwoIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAChangeWithoutExactlyOneId) {
   for (const char* kind : {"update", "delete"}) {
-    ExpectRefused(Change(kind, "<Surname>Doe</Surname>"), "names no Id");
-    ExpectRefused(Change(kind, ""), "names no Id");
-    ExpectRefused(Change(kind, "<Id>1</Id><Id>2</Id>"), "holds an element twice");
+    ExpectRefused(Change(kind, "<Surname>Doe</Surname>"), "has no Id");
+    ExpectRefused(Change(kind, ""), "has no Id");
+    ExpectRefused(Change(kind, "<Id>1</Id><Id>2</Id>"), "contains an element twice");
   }
 }
 
-TEST_F(DirectoryRequestTest, ADeleteRequestWithAnythingButTheIdIsRefused) {
-  ExpectRefused(Change("delete", "<Id>17</Id><Surname>Doe</Surname>"), "nothing but the Id");
-  ExpectRefused(Change("delete", "<Id>17</Id><Surname/>"), "nothing but the Id");
+TEST_F(DirectoryRequestTest, RefusesADeleteWithMoreThanAnId) {
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname>Doe</Surname>"), "an Id only");
+  ExpectRefused(Change("delete", "<Id>17</Id><Surname/>"), "an Id only");
   ExpectRefused(Change("delete", "<Id>17</Id>all"), "text outside");
 }
 
-TEST_F(DirectoryRequestTest, AnUpdateRequestWithoutATextIsRefused) {
+TEST_F(DirectoryRequestTest, RefusesAnUpdateWithoutTexts) {
   ExpectRefused(Change("update", "<Id>17</Id>"), "no text to replace");
 }
 
-TEST_F(DirectoryRequestTest, AChangeHasNoResultColumns) {
+TEST_F(DirectoryRequestTest, RefusesResultColumnsInAChange) {
   for (const char* kind : {"update", "delete"}) {
     const std::string request = Change(kind, "<Id>17</Id>");
     const std::string columns = "<ResultCols>Id</ResultCols><Entry>";
     std::string with = request;
     with.replace(with.find("<Entry>"), 7, columns);
     if (std::string(kind) == "update") with.insert(with.find("</Entry>"), "<Office>1</Office>");
-    ExpectRefused(with, "has no ResultCols");
+    ExpectRefused(with, "must not have ResultCols");
   }
 }
 

@@ -12,7 +12,7 @@ using ::testing::IsSubsetOf;
 using ::testing::SizeIs;
 using ::testing::UnorderedElementsAreArray;
 
-/// Several that use one phonebook at a time.
+/// Several users of one phonebook at the same time.
 class DirectorySharingTest : public DirectoryTest {
  protected:
   static constexpr int kWriters = 3;
@@ -28,18 +28,18 @@ class DirectorySharingTest : public DirectoryTest {
     }
     return names;
   }
-  /// Writes an entry; whether that was acknowledged.
+  /// Writes an entry. Returns whether it was acknowledged.
   static bool Write(host::DirectoryService& service, const std::string& name) {
-    const std::string request = host::DirectoryClient::writeRequest({{Column::Surname, name}});
+    const std::string request = host::DirectoryClient::writeRequest({{Column::kSurname, name}});
     return host::DirectoryClient::parseAnswer(service.handleRequest(request)).kind ==
-           DirectoryAnswer::Kind::Written;
+           DirectoryAnswer::Kind::kWritten;
   }
   host::PhoneBookOptions Patient() const {
     host::PhoneBookOptions options = Options();
     options.busyTimeout = std::chrono::seconds(60);
     return options;
   }
-  /// A process that opens the phonebook when told to, and writes its share.
+  /// A process that waits for "go", opens the phonebook and writes its share.
   std::unique_ptr<ChildProcess> StartWriter(int writer) const {
     return std::make_unique<ChildProcess>([this, writer](const ChildProcess::Parent& parent) {
       if (parent.Hear() != "go") return 1;
@@ -52,7 +52,7 @@ class DirectorySharingTest : public DirectoryTest {
   }
 };
 
-TEST_F(DirectorySharingTest, ThreadsThatWriteAtOnceLoseAndDoubleNothing) {
+TEST_F(DirectorySharingTest, StoresEachWriteOfConcurrentThreadsOnce) {
   host::DirectoryService service(Patient());
   std::atomic<int> refused{0};
   std::vector<std::thread> threads;
@@ -67,7 +67,7 @@ TEST_F(DirectorySharingTest, ThreadsThatWriteAtOnceLoseAndDoubleNothing) {
   EXPECT_THAT(Surnames(), UnorderedElementsAreArray(AllNames()));
 }
 
-TEST_F(DirectorySharingTest, ReadersSeeWholeEntriesWhileOthersWrite) {
+TEST_F(DirectorySharingTest, ReadsWholeEntriesWhileOthersWrite) {
   host::DirectoryService service(Patient());
   std::atomic<bool> done{false};
   std::thread writer([&] {
@@ -77,8 +77,8 @@ TEST_F(DirectorySharingTest, ReadersSeeWholeEntriesWhileOthersWrite) {
   std::size_t seen = 0;
   while (!done) {
     const DirectoryAnswer answer = host::DirectoryClient::parseAnswer(
-        service.handleRequest(host::DirectoryClient::listRequest({Column::Surname})));
-    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::Read);
+        service.handleRequest(host::DirectoryClient::listRequest({Column::kSurname})));
+    EXPECT_EQ(answer.kind, DirectoryAnswer::Kind::kRead);
     EXPECT_GE(answer.entries.size(), seen);
     seen = answer.entries.size();
   }
@@ -86,7 +86,7 @@ TEST_F(DirectorySharingTest, ReadersSeeWholeEntriesWhileOthersWrite) {
   EXPECT_THAT(Surnames(), SizeIs(kEach));
 }
 
-TEST_F(DirectorySharingTest, ARequestDuringTheShutdownIsAnsweredOrAFailure) {
+TEST_F(DirectorySharingTest, AnswersRequestsDuringShutdown) {
   host::DirectoryService service(Patient());
   std::atomic<int> acknowledged{0};
   std::thread writer([&] {
@@ -99,7 +99,7 @@ TEST_F(DirectorySharingTest, ARequestDuringTheShutdownIsAnsweredOrAFailure) {
   EXPECT_EQ(Surnames().size(), static_cast<std::size_t>(acknowledged));
 }
 
-TEST_F(DirectorySharingTest, ProcessesThatMakeAFileAtOnceAndWriteLoseAndDoubleNothing) {
+TEST_F(DirectorySharingTest, StoresEachWriteOfConcurrentProcessesOnce) {
   std::vector<std::unique_ptr<ChildProcess>> writers;
   for (int writer = 0; writer < kWriters; ++writer) writers.push_back(StartWriter(writer));
   for (const auto& writer : writers) writer->Say("go");
@@ -107,7 +107,7 @@ TEST_F(DirectorySharingTest, ProcessesThatMakeAFileAtOnceAndWriteLoseAndDoubleNo
   EXPECT_THAT(Surnames(), UnorderedElementsAreArray(AllNames()));
 }
 
-TEST_F(DirectorySharingTest, WhatAnotherProcessWroteIsSeenAtOnce) {
+TEST_F(DirectorySharingTest, SeesWritesOfAnotherProcessAtOnce) {
   const std::unique_ptr<ChildProcess> writer = StartWriter(0);
   EXPECT_THAT(Surnames(), SizeIs(0));
   writer->Say("go");
@@ -115,7 +115,7 @@ TEST_F(DirectorySharingTest, WhatAnotherProcessWroteIsSeenAtOnce) {
   EXPECT_THAT(Surnames(), SizeIs(kEach));
 }
 
-TEST_F(DirectorySharingTest, TwoPhonesInOneProcessShareAFile) {
+TEST_F(DirectorySharingTest, SharesAFileWithinOneProcess) {
   host::DirectoryService first(Patient());
   host::DirectoryService second(Patient());
   for (int number = 0; number < kEach; ++number) {
@@ -124,8 +124,8 @@ TEST_F(DirectorySharingTest, TwoPhonesInOneProcessShareAFile) {
   EXPECT_THAT(Surnames(), SizeIs(kEach));
 }
 
-// Killed at a random place in the middle of writing, again and again.
-TEST_F(DirectorySharingTest, AfterAKillEveryAcknowledgedEntryIsThereOnce) {
+// Kills a writer at a random moment, several times.
+TEST_F(DirectorySharingTest, KeepsEachAcknowledgedEntryOnceWhenKilled) {
   std::vector<std::string> acknowledged;
   for (int round = 0; round < 8; ++round) {
     ChildProcess writer([this, round](const ChildProcess::Parent& parent) {

@@ -12,7 +12,7 @@ using ::testing::Not;
 
 class DirectoryWriteTest : public DirectoryTest {};
 
-TEST_F(DirectoryWriteTest, AWrittenEntryHasItsValuesAndNothingElse) {
+TEST_F(DirectoryWriteTest, StoresTheGivenValuesOnly) {
   Ask(
       WriteOf("<Surname>Doe</Surname><Firstname>John</Firstname><Office>123</Office>"
               "<DefaultNumber>1</DefaultNumber><Group>0</Group>"));
@@ -20,24 +20,24 @@ TEST_F(DirectoryWriteTest, AWrittenEntryHasItsValuesAndNothingElse) {
   ASSERT_EQ(entries.size(), 1u);
   std::set<std::string> values;
   for (const ColumnValue& value : entries.front().values) {
-    if (value.column != Column::Id) values.insert(value.value);
+    if (value.column != Column::kId) values.insert(value.value);
   }
   EXPECT_THAT(values, ElementsAre("", "0", "1", "123", "Doe", "John"));
 }
 
-TEST_F(DirectoryWriteTest, TheSameCardWrittenTwiceIsTwoEntries) {
-  EXPECT_NE(Store({{Column::Surname, "Doe"}}), Store({{Column::Surname, "Doe"}}));
+TEST_F(DirectoryWriteTest, StoresAnEqualEntryAgain) {
+  EXPECT_NE(Store({{Column::kSurname, "Doe"}}), Store({{Column::kSurname, "Doe"}}));
   EXPECT_THAT(Surnames(), ElementsAre("Doe", "Doe"));
 }
 
-TEST_F(DirectoryWriteTest, ASuccessSaysNothingOfTheValues) {
+TEST_F(DirectoryWriteTest, DoesNotEchoValuesOfAWrite) {
   const std::string answer = Ask(WriteOf("<Surname>failure</Surname><Group>0</Group>"));
   EXPECT_THAT(answer, HasSubstr("write_response"));
   EXPECT_THAT(answer, Not(HasSubstr("failure")));
   EXPECT_THAT(Surnames(), ElementsAre("failure"));
 }
 
-TEST_F(DirectoryWriteTest, ARefusedWriteStoresNothingAndSaysNothingOfTheValues) {
+TEST_F(DirectoryWriteTest, DoesNotStoreOrEchoARefusedWrite) {
   for (const char* rest : {"<Surname>b</Surname>", "<Nickname>Zyzzogeton</Nickname>", "<Group>0",
                            "&Zyzzogeton;", "<Group>&#0;</Group>", "<Id>1</Id>"}) {
     const std::string answer = Ask(WriteOf(std::string("<Surname>Zyzzogeton</Surname>") + rest));
@@ -47,7 +47,7 @@ TEST_F(DirectoryWriteTest, ARefusedWriteStoresNothingAndSaysNothingOfTheValues) 
   EXPECT_THAT(Surnames(), IsEmpty());
 }
 
-TEST_F(DirectoryWriteTest, EntriesAreThereAfterARestart) {
+TEST_F(DirectoryWriteTest, KeepsEntriesAcrossARestart) {
   StoreNamed("before");
   Restart();
   EXPECT_THAT(Surnames(), ElementsAre("before"));
@@ -56,16 +56,16 @@ TEST_F(DirectoryWriteTest, EntriesAreThereAfterARestart) {
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryWriteTest, AnIdIsNeverGivenAgain) {
+TEST_F(DirectoryWriteTest, NeverReusesAnId) {
   StoreNamed("first");
-  const std::string id = Store({{Column::Surname, "last"}});
+  const std::string id = Store({{Column::kSurname, "last"}});
   Close();
   Sql("DELETE FROM entries");
   Open();
-  EXPECT_GT(std::stoll(Store({{Column::Surname, "new"}})), std::stoll(id));
+  EXPECT_GT(std::stoll(Store({{Column::kSurname, "new"}})), std::stoll(id));
 }
 
-TEST_F(DirectoryWriteTest, AFullPhonebookSaysSoAndTakesEntriesAgainWhenThereIsRoom) {
+TEST_F(DirectoryWriteTest, RefusesEntriesBeyondTheLimitUntilThereIsRoom) {
   host::PhoneBookOptions options = Options();
   options.maxEntries = 2;
   m_service = std::make_unique<host::DirectoryService>(options);
@@ -78,14 +78,14 @@ TEST_F(DirectoryWriteTest, AFullPhonebookSaysSoAndTakesEntriesAgainWhenThereIsRo
   EXPECT_THAT(Surnames(), ElementsAre("second", "third"));
 }
 
-TEST_F(DirectoryWriteTest, AllValuesTogetherAreBounded) {
+TEST_F(DirectoryWriteTest, RefusesBytesBeyondTheLimit) {
   host::PhoneBookOptions options = Options();
   options.maxBytes = 1000;
   m_service = std::make_unique<host::DirectoryService>(options);
   StoreNamed(std::string(600, 'a'));
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Email, std::string(401, 'b')}}),
-                "is full: its entries may have 1000 bytes");
-  Store({{Column::Email, std::string(400, 'b')}});
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kEmail, std::string(401, 'b')}}),
+                "is full: its entries may have 1000 bytes in total");
+  Store({{Column::kEmail, std::string(400, 'b')}});
   EXPECT_EQ(Surnames().size(), 2u);
 }
 

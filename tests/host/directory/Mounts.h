@@ -5,11 +5,10 @@
 
 namespace test {
 
-/// Whether this process may mount: from the first call on it has a mount namespace of its own, so
-/// that no mount is seen outside.
+/// Whether this process may mount. The first call enters a private mount namespace.
 bool MayMount();
 
-/// A memory disk of some size over a folder, as long as the object lives.
+/// Mounts a tmpfs of this size over a folder while the object exists.
 class MemoryDisk {
  public:
   MemoryDisk(const std::string& folder, std::size_t bytes);
@@ -17,10 +16,10 @@ class MemoryDisk {
   MemoryDisk(const MemoryDisk&) = delete;
   MemoryDisk& operator=(const MemoryDisk&) = delete;
 
-  /// Only as long as no one has a file open for writing.
+  /// Fails while a file is open for writing.
   void MakeReadOnly() const;
   void MakeWritable() const;
-  /// Takes all room that is left.
+  /// Uses up all free space.
   void Fill() const;
   void Empty() const;
 

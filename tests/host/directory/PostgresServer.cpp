@@ -16,6 +16,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "tests/host/directory/BookPlace.h"
+
 extern char** environ;
 
 namespace test {
@@ -47,7 +49,7 @@ int FreePort() {
   return ntohs(place.sin_port);
 }
 
-/// Waits for the end; what the program says goes to standard error.
+/// Runs a program to its end, with its output on standard error.
 void RunToEnd(const std::vector<std::string>& words) {
   std::vector<char*> arguments;
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
@@ -63,6 +65,25 @@ void RunToEnd(const std::vector<std::string>& words) {
   if (error != 0 || ::waitpid(process, &status, 0) != process || status != 0)
     throw std::runtime_error("this did not work: " + words.at(words.size() > 4 ? 4 : 0));
 }
+
+class PostgresPlace : public BookPlace {
+ public:
+  PostgresPlace() {
+    static std::atomic<int> count{0};
+    m_database = "book" + std::to_string(++count);
+    PostgresServer::Get().Sql("postgres", "CREATE DATABASE " + m_database);
+  }
+  ~PostgresPlace() override {
+    PostgresServer::Get().Sql("postgres", "DROP DATABASE " + m_database + " WITH (FORCE)");
+  }
+  std::string Connection() const override { return PostgresServer::Get().Connection(m_database); }
+  std::string Sql(const std::string& sql) const override {
+    return PostgresServer::Get().Sql(m_database, sql);
+  }
+
+ private:
+  std::string m_database;
+};
 
 }  // namespace
 
@@ -95,7 +116,7 @@ PostgresServer::~PostgresServer() {
     Thaw();
     Stop();
   } catch (const std::exception&) {
-    // It is stopped already.
+    // Already stopped.
   }
   std::error_code ignored;
   std::filesystem::remove_all(m_folder, ignored);
@@ -157,5 +178,9 @@ void PostgresServer::SignalAll(const std::string& signal) const {
 void PostgresServer::Freeze() const { SignalAll("STOP"); }
 
 void PostgresServer::Thaw() const { SignalAll("CONT"); }
+
+std::unique_ptr<BookPlace> MakeBookPlace(const std::string&) {
+  return std::make_unique<PostgresPlace>();
+}
 
 }  // namespace test

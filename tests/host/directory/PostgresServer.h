@@ -5,11 +5,11 @@
 
 namespace test {
 
-/// A PostgreSQL server of the test program's own, in a temporary folder: started when it is first
-/// asked for, gone when the program ends. It takes anyone through its socket, and passwords through
-/// a port of 127.0.0.1. Errors are std::runtime_error.
+/// The test program's own PostgreSQL server, in a temporary folder: started on first use, stopped
+/// when the program ends. It requires no password on its socket, but does on its port of 127.0.0.1.
+/// Errors are std::runtime_error.
 ///
-/// It belongs to the user "postgres" where the tests run as root, which no server takes.
+/// Runs as the user "postgres" if the tests run as root, which PostgreSQL refuses.
 class PostgresServer {
  public:
   static PostgresServer& Get();
@@ -21,14 +21,14 @@ class PostgresServer {
   std::string Connection(const std::string& database) const;
   /// Through the port; `user` may be "name:password".
   std::string RemoteConnection(const std::string& user, const std::string& database) const;
-  /// Runs SQL with the server's own client, and returns all the values, one after the other.
+  /// Runs SQL with psql and returns all values, concatenated.
   std::string Sql(const std::string& database, const std::string& sql) const;
 
   void Start() const;
   /// Breaks every connection.
   void Stop() const;
   void Restart() const;
-  /// Lets no process of the server go on, while all connections stay open.
+  /// Stops all processes of the server; connections stay open.
   void Freeze() const;
   void Thaw() const;
 

@@ -27,9 +27,9 @@ class DirectoryTapTest : public testing::Test {
   }
   /// As the service does for each card of a batch.
   void store(const std::string& surname) {
-    const std::vector<host::ColumnValue> entry = {{host::Column::Surname, surname}};
+    const std::vector<host::ColumnValue> entry = {{host::Column::kSurname, surname}};
     const std::string found =
-        m_tap.handleRequest(DirectoryClient::matchRequest({host::Column::Surname}, entry));
+        m_tap.handleRequest(DirectoryClient::matchRequest({host::Column::kSurname}, entry));
     if (DirectoryClient::parseAnswer(found).entries.empty())
       m_tap.handleRequest(DirectoryClient::writeRequest(entry));
   }
@@ -75,8 +75,8 @@ TEST_F(DirectoryTapTest, APhonebookThatIsClosedIsToldToo) {
   m_ledger.answered(0x02, 0x20);
   m_ledger.accepting();
   m_tap.handleRequest(
-      DirectoryClient::matchRequest({host::Column::Surname}, {{host::Column::Surname, "Berg"}}));
-  m_tap.handleRequest(DirectoryClient::writeRequest({{host::Column::Surname, "Berg"}}));
+      DirectoryClient::matchRequest({host::Column::kSurname}, {{host::Column::kSurname, "Berg"}}));
+  m_tap.handleRequest(DirectoryClient::writeRequest({{host::Column::kSurname, "Berg"}}));
   m_ledger.accepted();
   EXPECT_THAT(m_journal[1].book, HasSubstr("closed"));
 }

@@ -20,7 +20,7 @@ class JournalPostgresTest : public JournalTest {
         table.write({entry});
         written = true;
       } catch (const host::PhoneBookError& error) {
-        ASSERT_EQ(error.kind(), host::PhoneBookError::Kind::Busy) << error.what();
+        ASSERT_EQ(error.kind(), host::PhoneBookError::Kind::kBusy) << error.what();
       }
     }
   }

@@ -68,10 +68,10 @@ TEST_F(JournalTest, ThePhonebookKeepsItsEntriesBesideIt) {
   openBook();
   begin().put(entry(1));
   m_journal.reset();
-  m_book->write({{host::Column::Surname, "Berg"}});
+  m_book->write({{host::Column::kSurname, "Berg"}});
   openBook();
   int count = 0;
-  m_book->read({host::Column::Surname}, {}, [&](const auto&) { ++count; });
+  m_book->read({host::Column::kSurname}, {}, [&](const auto&) { ++count; });
   EXPECT_EQ(count, 1);
 }
 

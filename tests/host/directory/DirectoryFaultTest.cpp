@@ -1,8 +1,8 @@
 #include <filesystem>
 
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
 #include "tests/host/directory/Mounts.h"
+#include "tests/host/directory/SqliteFile.h"
 #include "tests/support/LogRecorder.h"
 
 namespace test {
@@ -14,16 +14,16 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-/// What befalls a phonebook that is in use.
-class DirectoryTroubleTest : public DirectoryTest {
+/// Faults while the phonebook is in use.
+class DirectoryFaultTest : public DirectoryTest {
  protected:
   void ExpectNotRead(const std::string& reason) {
-    ExpectFailure(host::DirectoryClient::listRequest({Column::Surname, Column::Email}), reason);
+    ExpectFailure(host::DirectoryClient::listRequest({Column::kSurname, Column::kEmail}), reason);
   }
   std::string Big(char byte) const { return std::string(std::size_t{3} << 20, byte); }
 };
 
-TEST_F(DirectoryTroubleTest, WhileAnotherProgramWritesReadingWorksAndWritingIsAFailure) {
+TEST_F(DirectoryFaultTest, ReadsWhileAnotherProgramHoldsTheWriteLock) {
   LockedFile lock(Path());
   StoreNamed("before");
   lock.Take("BEGIN IMMEDIATE");
@@ -34,7 +34,7 @@ TEST_F(DirectoryTroubleTest, WhileAnotherProgramWritesReadingWorksAndWritingIsAF
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryTroubleTest, AWriterWaitsForALockThatIsGivenUpInTime) {
+TEST_F(DirectoryFaultTest, WaitsForALock) {
   host::PhoneBookOptions options = Options();
   options.busyTimeout = std::chrono::seconds(60);
   LockedFile lock(Path());
@@ -45,13 +45,13 @@ TEST_F(DirectoryTroubleTest, AWriterWaitsForALockThatIsGivenUpInTime) {
   EXPECT_THAT(Surnames(), ElementsAre("Doe"));
 }
 
-TEST_F(DirectoryTroubleTest, AFullDiskIsAFailureAndWorksAgainWhenThereIsRoom) {
+TEST_F(DirectoryFaultTest, RecoversFromAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 4 << 20);
   StoreNamed("before");
   disk.Fill();
   const std::string big(std::size_t{1} << 20, 'x');
-  ExpectFailure(host::DirectoryClient::writeRequest({{Column::Surname, big}}), "is full");
+  ExpectFailure(host::DirectoryClient::writeRequest({{Column::kSurname, big}}), "is full");
   for (int i = 0; i < 100; ++i) Ask(WriteOf("<Surname>during</Surname>"));
   ExpectNotStored("is full");
   EXPECT_THAT(Surnames(), Contains("before"));
@@ -65,7 +65,7 @@ TEST_F(DirectoryTroubleTest, AFullDiskIsAFailureAndWorksAgainWhenThereIsRoom) {
   EXPECT_THAT(names, Not(Contains(big)));
 }
 
-TEST_F(DirectoryTroubleTest, OnAFullDiskExactlyTheAcknowledgedEntriesAreKept) {
+TEST_F(DirectoryFaultTest, KeepsExactlyTheAcknowledgedEntriesOnAFullDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   const MemoryDisk disk(Folder(), 2 << 20);
   std::vector<std::string> acknowledged;
@@ -73,15 +73,15 @@ TEST_F(DirectoryTroubleTest, OnAFullDiskExactlyTheAcknowledgedEntriesAreKept) {
   for (int i = 0; room; ++i) {
     const std::string name = "number " + std::to_string(i);
     room = Parsed(host::DirectoryClient::writeRequest(
-                      {{Column::Surname, name}, {Column::Email, std::string(20000, 'x')}}))
-               .kind == DirectoryAnswer::Kind::Written;
+                      {{Column::kSurname, name}, {Column::kEmail, std::string(20000, 'x')}}))
+               .kind == DirectoryAnswer::Kind::kWritten;
     if (room) acknowledged.push_back(name);
   }
   EXPECT_EQ(Surnames(), acknowledged);
   EXPECT_THAT(acknowledged, Not(IsEmpty()));
 }
 
-TEST_F(DirectoryTroubleTest, ADiskThatBecomesReadOnlyIsAFailureUntilItIsWritableAgain) {
+TEST_F(DirectoryFaultTest, RecoversFromAReadOnlyDisk) {
   if (!MayMount()) GTEST_SKIP() << "needs the right to mount";
   StoreNamed("before");
   {
@@ -95,8 +95,8 @@ TEST_F(DirectoryTroubleTest, ADiskThatBecomesReadOnlyIsAFailureUntilItIsWritable
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryTroubleTest, DamageIsAFailureAndHealedByPuttingTheBytesBack) {
-  Store({{Column::Surname, "before"}, {Column::Email, Big('x')}});
+TEST_F(DirectoryFaultTest, RecoversWhenADamagedFileIsRestored) {
+  Store({{Column::kSurname, "before"}, {Column::kEmail, Big('x')}});
   Restart();
   const std::string good = ReadFile(Path());
   std::string bad = good;
@@ -109,7 +109,7 @@ TEST_F(DirectoryTroubleTest, DamageIsAFailureAndHealedByPuttingTheBytesBack) {
   EXPECT_THAT(Surnames(), ElementsAre("before", "after"));
 }
 
-TEST_F(DirectoryTroubleTest, AFileThatIsReplacedIsOpenedAnew) {
+TEST_F(DirectoryFaultTest, ReopensAFileThatWasReplaced) {
   StoreNamed("first book");
   Close();
   std::filesystem::rename(Path(), Path() + ".kept");
@@ -124,7 +124,7 @@ TEST_F(DirectoryTroubleTest, AFileThatIsReplacedIsOpenedAnew) {
   EXPECT_THAT(Surnames(), ElementsAre("first book"));
 }
 
-TEST_F(DirectoryTroubleTest, AFileThatIsRemovedIsMadeAnewInsteadOfWritingIntoNowhere) {
+TEST_F(DirectoryFaultTest, RecreatesAFileThatWasRemoved) {
   StoreNamed("lost with the file");
   for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(Path() + suffix);
   StoreNamed("new");
@@ -132,21 +132,21 @@ TEST_F(DirectoryTroubleTest, AFileThatIsRemovedIsMadeAnewInsteadOfWritingIntoNow
   EXPECT_EQ(Sql("SELECT surname FROM entries"), "new");
 }
 
-TEST_F(DirectoryTroubleTest, AStateFolderThatIsRemovedIsMadeAnew) {
+TEST_F(DirectoryFaultTest, RecreatesAFolderThatWasRemoved) {
   StoreNamed("lost with the folder");
   std::filesystem::remove_all(Folder());
   StoreNamed("new");
   EXPECT_THAT(Surnames(), ElementsAre("new"));
 }
 
-TEST_F(DirectoryTroubleTest, ALostTableIsAFailureWithoutAnyValue) {
+TEST_F(DirectoryFaultTest, FailsWithoutEchoingValuesWhenTheTableIsMissing) {
   StoreNamed("before");
   Sql("DROP TABLE entries");
   ExpectNotStored("no such table");
   ExpectNotRead("no such table");
 }
 
-TEST_F(DirectoryTroubleTest, AProblemIsLoggedWithoutAnyValueAndARefusalIsNot) {
+TEST_F(DirectoryFaultTest, LogsFaultsWithoutValuesAndNoRefusals) {
   LockedFile lock(Path());
   Open();
   const LogRecorder log;

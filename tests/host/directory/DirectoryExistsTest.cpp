@@ -5,7 +5,7 @@
 
 #include "tests/host/directory/ChildProcess.h"
 #include "tests/host/directory/DirectoryFixture.h"
-#include "tests/host/directory/LockedFile.h"
+#include "tests/host/directory/SqliteFile.h"
 
 namespace test {
 namespace {
@@ -14,10 +14,10 @@ namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 
-/// A look at a phonebook that isn't to change anything.
-class DirectoryLookTest : public DirectoryTest {
+/// PhoneBook::exists, which must not change anything.
+class DirectoryExistsTest : public DirectoryTest {
  protected:
-  /// Every file and folder of the test, with what it holds and when it was changed.
+  /// Contents and modification time of every file and folder of the test.
   std::map<std::string, std::string> Everything() const {
     std::map<std::string, std::string> all;
     all[m_folder] = ChangeOf(m_folder);
@@ -33,26 +33,26 @@ class DirectoryLookTest : public DirectoryTest {
   }
   void ExpectSeen(const std::string& what) const {
     const auto before = Everything();
-    EXPECT_THAT(Look(), HasSubstr(what));
+    EXPECT_THAT(Existence(), HasSubstr(what));
     EXPECT_EQ(Everything(), before);
   }
 };
 
-TEST_F(DirectoryLookTest, AMissingPhonebookIsNotMade) { ExpectSeen("missing"); }
+TEST_F(DirectoryExistsTest, DoesNotCreateAMissingPhonebook) { ExpectSeen("missing"); }
 
-TEST_F(DirectoryLookTest, AMissingFolderIsNotMade) {
+TEST_F(DirectoryExistsTest, DoesNotCreateAMissingFolder) {
   fs::remove(Folder());
   ExpectSeen("missing");
 }
 
-TEST_F(DirectoryLookTest, APhonebookIsLeftAsItIs) {
+TEST_F(DirectoryExistsTest, DoesNotChangeAPhonebook) {
   StoreNamed("Doe");
   Close();
   ASSERT_FALSE(fs::exists(Path() + "-wal"));
   ExpectSeen("there");
 }
 
-TEST_F(DirectoryLookTest, APhonebookInUseIsLeftAsItIs) {
+TEST_F(DirectoryExistsTest, DoesNotChangeAPhonebookInUse) {
   LockedFile other(Path());
   StoreNamed("Doe");
   Close();
@@ -61,7 +61,7 @@ TEST_F(DirectoryLookTest, APhonebookInUseIsLeftAsItIs) {
   ExpectSeen("there");
 }
 
-TEST_F(DirectoryLookTest, APhonebookThatIsLockedCanBeLookedAt) {
+TEST_F(DirectoryExistsTest, OpensALockedPhonebook) {
   LockedFile other(Path());
   StoreNamed("Doe");
   Close();
@@ -69,39 +69,39 @@ TEST_F(DirectoryLookTest, APhonebookThatIsLockedCanBeLookedAt) {
   ExpectSeen("there");
 }
 
-TEST_F(DirectoryLookTest, AnEmptyFileIsNoPhonebookYet) {
+TEST_F(DirectoryExistsTest, TakesAnEmptyFileForMissing) {
   WriteFile(Path(), "");
   ExpectSeen("missing");
 }
 
-TEST_F(DirectoryLookTest, OddCharactersInAPathAreTakenAsTheyAre) {
+TEST_F(DirectoryExistsTest, AcceptsSpecialCharactersInThePath) {
   m_place = MakeBookPlace(Folder() + "/100% ?#book=1;.db");
   StoreNamed("Doe");
   Close();
   ExpectSeen("there");
 }
 
-TEST_F(DirectoryLookTest, AFileThatIsSomethingElseIsToldAndLeftAsItIs) {
+TEST_F(DirectoryExistsTest, RejectsAnotherFileWithoutChangingIt) {
   WriteFile(Path(), std::string(4096, 'x'));
   ExpectSeen("is not a phonebook");
 }
 
-TEST_F(DirectoryLookTest, AFolderThatCouldNotBeMadeIsTold) {
+TEST_F(DirectoryExistsTest, FailsWhenTheFolderIsAFile) {
   fs::remove(Folder());
   WriteFile(Folder(), "a file");
   ExpectSeen("can't be reached: Not a directory");
 }
 
-TEST_F(DirectoryLookTest, AUserWhoMayNotMakeTheFolderIsTold) {
+TEST_F(DirectoryExistsTest, FailsWithoutPermissionToCreateTheFolder) {
   fs::remove(Folder());
   ::chmod(m_folder.c_str(), 0755);
   ChildProcess child([this](const ChildProcess::Parent& parent) {
     if (!BecomeOrdinaryUser()) return 1;
-    parent.Tell(Look());
+    parent.Tell(Existence());
     return 0;
   });
   EXPECT_EQ(child.Hear(),
-            "The phonebook's folder " + Folder() + " can't be made: Permission denied.");
+            "The phonebook's folder " + Folder() + " can't be created: Permission denied.");
   EXPECT_EQ(child.Join(), 0);
 }
 
