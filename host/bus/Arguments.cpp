@@ -1,23 +1,13 @@
 #include "host/bus/Arguments.h"
 
-#include <memory>
 #include <variant>
+
+#include "dbus/Values.h"
 
 namespace host {
 namespace {
 
-struct VariantUnref {
-  void operator()(GVariant* value) const { g_variant_unref(value); }
-};
-using VariantPtr = std::unique_ptr<GVariant, VariantUnref>;
-
-std::string bytesOf(GVariant* value) {
-  gsize size = 0;
-  const gconstpointer data = g_variant_get_fixed_array(value, &size, sizeof(guint8));
-  return size == 0 ? std::string() : std::string(static_cast<const char*>(data), size);
-}
-
-/// Returns whether `value` is of a type that a parameter can have.
+/// Returns false if a parameter can't have the type of `value`.
 bool readArgument(const std::string& name, GVariant* value, Parameter::directions direction,
                   Method& method) {
   if (g_variant_is_of_type(value, G_VARIANT_TYPE_BOOLEAN)) {
@@ -29,26 +19,30 @@ bool readArgument(const std::string& name, GVariant* value, Parameter::direction
     const char* text = g_variant_get_string(value, &length);
     method.addStringParameter(name, std::string(text, length), direction);
   } else if (g_variant_is_of_type(value, G_VARIANT_TYPE_BYTESTRING)) {
-    method.addStringParameter(name, bytesOf(value), direction);
+    method.addStringParameter(name, readBytes(value), direction);
   } else {
     return false;
   }
   return true;
 }
 
-bool isBusText(const std::string& text) {
-  return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
-}
-
 GVariant* toVariant(bool value) { return g_variant_new_boolean(value ? TRUE : FALSE); }
 GVariant* toVariant(int value) { return g_variant_new_int32(value); }
-
-GVariant* toVariant(const std::string& text) {
-  if (isBusText(text)) return g_variant_new_string(text.c_str());
-  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), sizeof(guint8));
-}
+GVariant* toVariant(const std::string& text) { return makeText(text); }
 
 }  // namespace
+
+std::string readBytes(GVariant* value) {
+  gsize size = 0;
+  const gconstpointer data = g_variant_get_fixed_array(value, &size, sizeof(guint8));
+  return size == 0 ? std::string() : std::string(static_cast<const char*>(data), size);
+}
+
+GVariant* makeText(const std::string& text) {
+  if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE)
+    return g_variant_new_string(text.c_str());
+  return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, text.data(), text.size(), sizeof(guint8));
+}
 
 bool readArguments(GVariant* body, Parameter::directions direction, Method& method,
                    std::string& problem) {
@@ -80,7 +74,7 @@ GVariant* makeArguments(const Method& method, Parameter::directions direction) {
   for (const Parameter& parameter : method.getParameters()) {
     if (parameter.direction != direction) continue;
     GVariant* value = std::visit([](const auto& held) { return toVariant(held); }, parameter.value);
-    // A key can only be a string, and a plug-in may have named its parameter in any bytes.
+    // Keys must be UTF-8, but a plug-in may have given its parameter any name.
     char* name =
         g_utf8_make_valid(parameter.name.data(), static_cast<gssize>(parameter.name.size()));
     g_variant_builder_add(&builder, "{sv}", name, value);

@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/bus/MessageFilter.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
@@ -13,15 +12,16 @@ namespace {
 constexpr const char* kDaemon = "org.freedesktop.DBus";
 constexpr const char* kDaemonPath = "/org/freedesktop/DBus";
 
-// What the bus knows by number: a flag of RequestName, and its answer.
+// From the D-Bus specification: a flag of RequestName, and its reply.
 constexpr guint32 kDoNotQueue = 4;
 constexpr guint32 kPrimaryOwner = 1;
 
-/// How long the bus itself may take to answer, in milliseconds.
+/// Timeout for replies of the bus daemon, in milliseconds.
 constexpr int kDaemonTimeout = 10000;
 
-constexpr unsigned kFirstPause = 250;  ///< before the first attempt to reconnect, in milliseconds
-constexpr unsigned kLongestPause = 8000;  ///< between two attempts
+// Pauses before attempts to reconnect, in milliseconds.
+constexpr unsigned kFirstPause = 250;
+constexpr unsigned kLongestPause = 8000;
 
 GVariant* askDaemon(const Glib::RefPtr<Gio::DBus::Connection>& connection, const char* method,
                     GVariant* arguments) {
@@ -35,7 +35,6 @@ GVariant* askDaemon(const Glib::RefPtr<Gio::DBus::Connection>& connection, const
   throw std::runtime_error(reason);
 }
 
-/// Asks the bus for one number.
 guint32 askForNumber(const Glib::RefPtr<Gio::DBus::Connection>& connection, const char* method,
                      GVariant* arguments) {
   GVariant* reply = askDaemon(connection, method, arguments);
@@ -67,7 +66,7 @@ std::string Bus::address() const {
   if (m_where != "session" && m_where != "system") return m_where;
   const GBusType type = m_where == "session" ? G_BUS_TYPE_SESSION : G_BUS_TYPE_SYSTEM;
   GError* error = nullptr;
-  // The C function: its wrapper loses the text.
+  // The C function, because its C++ wrapper loses the error message.
   char* const found = g_dbus_address_get_for_bus_sync(type, nullptr, &error);
   if (found == nullptr) throw Gio::Error(error);
   std::string address = found;
@@ -77,7 +76,7 @@ std::string Bus::address() const {
 
 Bus::Connection Bus::connect() const {
   try {
-    // A connection of our own: the shared one can't be made anew when it is lost.
+    // A private connection: GIO's shared one can't be replaced when it is lost.
     const auto connection = Gio::DBus::Connection::create_for_address_sync(
         address(), Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
                        Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
@@ -103,17 +102,12 @@ void Bus::open() {
 
 void Bus::offerObjects() {
   m_gate = std::make_shared<CallGate>(m_names, m_queue, m_notifier);
-  // GIO's thread may be in the filter while it is removed, so the filter shares the gate.
-  addMessageFilter(m_connection->gobj(), [gate = m_gate](GDBusConnection* connection,
-                                                         GDBusMessage* message, bool incoming) {
-    if (!incoming) return message;
-    const auto passed = gate->filter(Glib::wrap(connection, true), Glib::wrap(message));
-    return passed ? passed->gobj_copy() : nullptr;
-  });
+  m_gate->attach(m_connection);
   try {
     for (BusObject* object : m_objects) object->exportOn(m_connection);
   } catch (const Glib::Error& error) {
-    throw std::runtime_error(std::string("can't offer the telephone's objects: ") + error.what());
+    throw std::runtime_error(std::string("can't register the telephone's objects: ") +
+                             error.what());
   }
 }
 
@@ -121,15 +115,14 @@ void Bus::takeName() {
   const guint32 answer =
       askForNumber(m_connection, "RequestName", g_variant_new("(su)", kName, kDoNotQueue));
   if (answer != kPrimaryOwner)
-    throw std::runtime_error(std::string("the name ") + kName + " on " + describe() +
-                             " is taken already" + ownerOfName() +
-                             ": another phone-host runs there");
+    throw std::runtime_error("another phone-host owns the name " + std::string(kName) + " on " +
+                             describe() + ownerOfName());
 }
 
 std::string Bus::ownerOfName() const {
   try {
-    return ", by process " + std::to_string(askForNumber(m_connection, "GetConnectionUnixProcessID",
-                                                         g_variant_new("(s)", kName)));
+    return ": process " + std::to_string(askForNumber(m_connection, "GetConnectionUnixProcessID",
+                                                      g_variant_new("(s)", kName)));
   } catch (const std::exception&) {
     return {};
   }
@@ -146,7 +139,7 @@ void Bus::close() {
   try {
     if (m_connection && !m_connection->is_closed()) m_connection->flush_sync();
   } catch (const Glib::Error& error) {
-    HOST_LOG_ERROR("not everything could be sent before the end: %s", error.what());
+    HOST_LOG_ERROR("can't flush the connection to the bus: %s", error.what());
   }
   drop();
 }
@@ -160,7 +153,7 @@ void Bus::drop() {
   try {
     if (!m_connection->is_closed()) m_connection->close_sync();
   } catch (const Glib::Error& error) {
-    HOST_LOG_TRACE("closing the connection to the bus: %s", error.what());
+    HOST_LOG_TRACE("can't close the connection to the bus: %s", error.what());
   }
   m_connection.reset();
 }
@@ -170,7 +163,7 @@ void Bus::watch(const Connection& connection, const std::string& caller) {
 }
 
 void Bus::startWatch(const Connection& connection, const std::string& caller) {
-  // Whoever was on a bus that has been lost is gone, and was told of so.
+  // Callers on a lost connection have been reported by `lost`.
   if (connection != m_connection || m_watches.count(caller) != 0) return;
   m_watches[caller] = Gio::DBus::watch_name(connection, caller, {},
                                             [this](const Connection&, const Glib::ustring& name) {
@@ -188,7 +181,7 @@ void Bus::endWatch(const std::string& caller) {
 }
 
 void Bus::lost() {
-  HOST_LOG_ERROR("the connection to %s was lost", describe().c_str());
+  HOST_LOG_ERROR("lost the connection to %s", describe().c_str());
   drop();
   if (m_events.lost) m_events.lost();
   m_attempts = 0;
@@ -206,7 +199,7 @@ bool Bus::reconnect() {
     open();
     if (m_events.back) m_events.back();
   } catch (const std::exception& error) {
-    HOST_LOG_ERROR("no bus yet: %s", error.what());
+    HOST_LOG_ERROR("can't reconnect yet: %s", error.what());
     reconnectLater();
   }
   return false;

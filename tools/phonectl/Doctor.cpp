@@ -2,8 +2,7 @@
 
 #include "cards/SafeText.h"
 #include "framework/Storage.h"
-#include "host/app/ImagesFolder.h"
-#include "host/app/PhonebookDisk.h"
+#include "host/app/StorageChecks.h"
 #include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/BluetoothChecks.h"
 #include "tools/phonectl/HostCheck.h"

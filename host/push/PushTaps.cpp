@@ -1,7 +1,8 @@
-#include "host/push/DirectoryTap.h"
+#include "host/push/PushTaps.h"
 
 #include <exception>
 
+#include "framework/Method.h"
 #include "host/directory/DirectoryClient.h"
 #include "host/loader/HostLog.h"
 
@@ -22,15 +23,26 @@ std::string writeOutcome(const std::string& answer) {
 std::string DirectoryTap::handleRequest(const std::string& request) {
   const std::string answer = m_directory.handleRequest(request);
   try {
-    // The kind of a request stands before the values, which are escaped.
+    // Unambiguous: values in a request are escaped.
     if (holds(request, "<ReasonForMessage>read_request<"))
-      m_ledger.looked(holds(answer, "<Entry>") ? "there already" : "");
+      m_tracker.looked(holds(answer, "<Entry>") ? "there already" : "");
     else if (holds(request, "<ReasonForMessage>write_request<"))
-      m_ledger.added(writeOutcome(answer));
+      m_tracker.added(writeOutcome(answer));
   } catch (const std::exception& error) {
-    HOST_LOG_ERROR("the journal won't know what became of a card: %s", error.what());
+    HOST_LOG_ERROR("can't track what became of a card: %s", error.what());
   }
   return answer;
+}
+
+bool OwnObserver::send(const Method& method) {
+  try {
+    if (method.getName() == cardmessage::kOffered) m_tracker.offered();
+    if (method.getName() == cardmessage::kError) m_tracker.unreadable();
+    return true;
+  } catch (const std::exception& error) {
+    HOST_LOG_ERROR("can't track an offered card: %s", error.what());
+    return false;
+  }
 }
 
 }  // namespace host
