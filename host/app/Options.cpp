@@ -51,15 +51,17 @@ void addGeneralOptions(CLI::App& app, Options& options) {
       ->type_name("CONNECTION");
   app.add_option("--bus", options.bus, "The message bus: session, system or a D-Bus address")
       ->type_name("BUS")
+      ->envname("PHONE_BUS")
       ->capture_default_str();
 }
 
 void addLogOptions(CLI::App& app, Options& options) {
-  const std::map<std::string, int> levels = {{"error", kLogError}, {"trace", kLogTrace}};
-  app.add_option("--log-level", options.logLevel, "What to log: error (2) or trace (5)")
+  const std::map<std::string, int> levels = {
+      {"error", kLogError}, {"info", kLogInfo}, {"trace", kLogTrace}};
+  app.add_option("--log-level", options.logLevel, "What to log: error (2), info (4) or trace (5)")
       ->type_name("LEVEL")
       ->transform(CLI::CheckedTransformer(levels))
-      ->default_str("error");
+      ->default_str("info");
   app.add_option("--log-file", options.logFile,
                  "Append the log to this file (default: standard error)")
       ->type_name("FILE");
@@ -95,6 +97,13 @@ void addBluetoothOptions(CLI::App& app, Options& options, std::string& accept) {
       ->type_name("WHAT")
       ->transform(CLI::CheckedTransformer(forTrusted))
       ->default_str("ask");
+  const std::map<std::string, bool> onOff = {{"on", true}, {"off", false}};
+  app.add_option("--retry-forbidden", options.retryForbidden,
+                 "If a receiver answers CONNECT with Forbidden, send it once more without the Who "
+                 "header, as BlueZ's obexd requires; on only has an effect where BlueZ runs")
+      ->type_name("on|off")
+      ->transform(CLI::CheckedTransformer(onOff))
+      ->default_str("on");
   app.add_flag("--receive", options.receive,
                "Receive from the start, as after `phonectl receive on`");
   app.add_option("--accept", accept,
@@ -149,7 +158,7 @@ bool isServiceName(const std::string& name) {
 bool readOptions(int argc, char** argv, Options& options, int& code) {
   options.service = kService;
   options.bus = "session";
-  options.logLevel = kLogError;
+  options.logLevel = kLogInfo;
   options.logBytes = LogOutput::kFileBytes;
   options.logFiles = LogOutput::kFiles;
   CLI::App app("The telephone's daemon: receives and sends business cards by Bluetooth.",

@@ -21,7 +21,8 @@ struct Options {
   std::size_t logFiles = 0;    ///< number of log files
   std::string adapter;         ///< name or address, empty for the first adapter
   AdmissionPolicy policy;
-  bool receive = false;  ///< from the start
+  bool retryForbidden = true;  ///< see `LinkPolicy::Options`
+  bool receive = false;        ///< from the start
 };
 
 /// Parses the command line. Returns false if the program must exit with `code` (after --help,

@@ -13,6 +13,7 @@
 
 /// The levels in use. A line is wanted when its level is not above the one that `setLogLevel` set.
 inline constexpr int kLogError = 2;
+inline constexpr int kLogInfo = 4;
 inline constexpr int kLogTrace = 5;
 
 namespace framework_detail {
