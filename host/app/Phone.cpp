@@ -33,6 +33,9 @@ constexpr const char* kPhoneXml = R"(
   </interface>
 </node>)";
 
+constexpr const char* kEnable = "obexEnableEvent";
+constexpr const char* kEnableParameter = "obexEnableParam";
+
 /// Longest visible time, in seconds.
 constexpr int kMaxVisible = 24 * 60 * 60;
 
@@ -93,7 +96,7 @@ Phone::Phone(const Options& options, MainLoop& loop)
       m_ownObserver(m_tracker),
       m_bluetooth(options.adapter),
       m_linkPolicy(
-          options.policy, m_bluetooth.peers(), m_tracker,
+          {options.policy, options.retryForbidden}, m_bluetooth.peers(), m_tracker,
           [this, &loop](int channel) {
             loop.post([this, channel] { m_bluetooth.listening(channel); });
           },
@@ -102,6 +105,7 @@ Phone::Phone(const Options& options, MainLoop& loop)
       m_serviceObject(makeServiceObject(m_names, m_plugin.readIntrospection())),
       m_directoryObject(makeDirectoryObject(m_directory)),
       m_phoneObject(makePhoneObject()),
+      m_queue([this](const ServiceCall& call) { return watchForSwitchOff(call); }),
       m_notifier(m_names),
       m_bus(loop, options.bus, m_names, m_queue, m_notifier, events()),
       m_observers(m_plugin, m_names, m_context, m_notifier,
@@ -168,10 +172,21 @@ void Phone::subscribeToCards() {
   m_thread.tell(Method(cardmessage::kSubscribe, Method::REQUEST), [] { return true; });
 }
 
+/// Tells the link policy as soon as a call to switch receiving off is queued, until it is handled.
+std::shared_ptr<void> Phone::watchForSwitchOff(const ServiceCall& call) {
+  if (call.member() != kEnable) return nullptr;
+  Method message(call.member(), Method::REQUEST);
+  std::string problem;
+  bool enable = true;
+  readArguments(call.body(), Parameter::IN, message, problem);
+  message.getBoolParameter(kEnableParameter, enable, Parameter::IN);
+  return enable ? nullptr : m_linkPolicy.switchOff();
+}
+
 void Phone::startReceiving() {
   if (!m_options.receive) return;
-  Method enable("obexEnableEvent", Method::REQUEST);
-  enable.addBoolParameter("obexEnableParam", true, Parameter::IN);
+  Method enable(kEnable, Method::REQUEST);
+  enable.addBoolParameter(kEnableParameter, true, Parameter::IN);
   m_thread.tell(enable, [] { return true; });
 }
 
@@ -181,7 +196,7 @@ void Phone::acceptUnasked() {
   if (!m_tracker.wantsAcceptance()) return;
   m_thread.tell(Method(cardmessage::kAccepted, Method::REQUEST), [this] {
     const bool begun = m_tracker.beginAcceptance();
-    if (begun) HOST_LOG_ERROR("storing the waiting cards: all are from trusted devices");
+    if (begun) HOST_LOG_INFO("storing the waiting cards: all are from trusted devices");
     return begun;
   });
 }
@@ -211,6 +226,7 @@ void Phone::sayReady() const {
 
 void Phone::stop() {
   m_bus.stopDeliveries();
+  const auto switchedOff = m_linkPolicy.switchOff();
   m_thread.stop();
   setRadioLink(nullptr);
   m_bluetooth.stop();
@@ -248,6 +264,7 @@ void Phone::addRadioStatus(Method& status) const {
   status.addStringParameter("radio", describeRadio(), Parameter::OUT);
   status.addBoolParameter("listening", link.listening, Parameter::OUT);
   status.addIntParameter("channel", link.channel, Parameter::OUT);
+  status.addStringParameter("listenError", link.listenError, Parameter::OUT);
   status.addStringParameter("peer", link.peer, Parameter::OUT);
   status.addStringParameter("lastPeer", link.lastPeer, Parameter::OUT);
   status.addIntParameter("objects", toInt(link.objects), Parameter::OUT);

@@ -47,6 +47,7 @@ class Phone {
   std::unique_ptr<BusObject> makePhoneObject();
   GVariant* handleCall(const std::string& method, GVariant* arguments);
   void subscribeToCards();
+  std::shared_ptr<void> watchForSwitchOff(const ServiceCall& call);
   void startReceiving();
   void acceptUnasked();
   Method status() const;

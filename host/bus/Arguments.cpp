@@ -47,9 +47,8 @@ GVariant* makeText(const std::string& text) {
 bool readArguments(GVariant* body, Parameter::directions direction, Method& method,
                    std::string& problem) {
   if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(a{sv})"))) {
-    problem =
-        "the arguments are one dictionary, a{sv}, not " +
-        (body == nullptr ? std::string("nothing") : std::string(g_variant_get_type_string(body)));
+    problem = std::string("the body must be one dictionary, (a{sv}), but is ") +
+              (body == nullptr ? "empty" : g_variant_get_type_string(body));
     return false;
   }
   const VariantPtr dictionary(g_variant_get_child_value(body, 0));
@@ -59,11 +58,9 @@ bool readArguments(GVariant* body, Parameter::directions direction, Method& meth
   GVariant* raw = nullptr;
   while (g_variant_iter_next(&entries, "{&sv}", &name, &raw) != FALSE) {
     const VariantPtr value(raw);
-    if (!readArgument(name, value.get(), direction, method)) {
-      problem = std::string("the argument \"") + name + "\" is of type " +
-                g_variant_get_type_string(value.get()) + ": b, i, s and ay are taken";
-      return false;
-    }
+    if (!readArgument(name, value.get(), direction, method))
+      problem = std::string("the parameter \"") + name + "\" was ignored: it is of type " +
+                g_variant_get_type_string(value.get()) + ", not b, i, s or ay";
   }
   return true;
 }

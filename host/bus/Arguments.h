@@ -19,8 +19,8 @@ namespace host {
 inline constexpr std::size_t kMaxBody = (std::size_t{32} << 20) - 4096;
 
 /// Appends the values in `body` to `method` as parameters with this direction, in their order.
-/// Returns false and describes the error in `problem` if `body` is null, is not `(a{sv})`, or has a
-/// value of another type; `method` may then hold some of the parameters.
+/// Values of other types are left out, and `problem` names the last of them. Returns false and
+/// describes the error in `problem` if `body` is null or not `(a{sv})`.
 bool readArguments(GVariant* body, Parameter::directions direction, Method& method,
                    std::string& problem);
 

@@ -49,7 +49,7 @@ Proxy* Observers::getProxy(const std::string& interfaceName, const std::string& 
     ++found->second.lookups;
     return found->second.proxy.get();
   }
-  if (g_dbus_is_unique_name(address.c_str()) == FALSE) return nullptr;
+  if (!m_mayAdd || g_dbus_is_unique_name(address.c_str()) == FALSE) return nullptr;
   if (m_observers.size() >= kMaxObservers) {
     HOST_LOG_ERROR("%s can't become an observer: there are %zu already", address.c_str(),
                    m_observers.size());

@@ -42,11 +42,16 @@ class Observers {
   /// object.
   void observeAs(ProxyRequest& request) { m_own = &request; }
 
-  /// Sets the connection by which the callers from now on can be reached.
-  void useConnection(const Notifier::Connection& connection) { m_connection = connection; }
+  /// Call before the service gets a message: `connection` leads to its caller, and `mayAdd` tells
+  /// whether the caller may become an observer by it.
+  void beginMessage(const Notifier::Connection& connection, bool mayAdd) {
+    m_connection = connection;
+    m_mayAdd = mayAdd;
+  }
 
   /// The proxy of `address`, a unique bus name, for the service's observer interface; created if
-  /// needed. Null for another interface or an invalid address, and if there are too many observers.
+  /// needed and the message allows it. Null for another interface or an invalid address, and if
+  /// there are too many observers.
   Proxy* getProxy(const std::string& interfaceName, const std::string& address);
 
   /// Ends the subscriptions of a process that has left the bus and frees its proxy, unless the
@@ -78,6 +83,7 @@ class Observers {
   Notifier& m_notifier;
   const Watch m_watch;
   Notifier::Connection m_connection;
+  bool m_mayAdd = false;
   ProxyRequest* m_own = nullptr;
   std::unique_ptr<Proxy> m_ownProxy;
   std::map<std::string, Observer> m_observers;

@@ -17,6 +17,8 @@ constexpr const char* kInvalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
 
+constexpr const char* kUnsubscribe = "unsubscribeEvent";
+
 /// Keeps the invoker's reply for the service thread. The invoker owns the response and may use it
 /// after it has handled the message; such a late reply is dropped.
 class CallResponse : public InvokerResponse {
@@ -133,13 +135,15 @@ void ServiceThread::deliver(ServiceCall& call) {
   try {
     const bool readable = readArguments(call.body(), Parameter::IN, request, problem);
     std::optional<Method> reply;
-    if (readable) {
-      m_observers.useConnection(call.connection());
+    // The service fetches parameters by name, so it gets a message without those that can't be
+    // read. But it must not act on a message of its own whose parameters are all unknown.
+    if (readable || !known) {
+      m_observers.beginMessage(call.connection(), call.member() != kUnsubscribe);
       reply = hand(request, call.caller());
     }
     if (!known)
       call.refuse(kUnknownMethod, "the service has no method \"" + call.member() + "\"");
-    else if (!readable)
+    else if (!problem.empty())
       call.refuse(kInvalidArgs, problem);
     else
       answer(call, reply);
@@ -193,7 +197,7 @@ void ServiceThread::invoke(const std::string& name, const std::string& bytes,
 
 std::optional<bool> ServiceThread::unsubscribe(const std::string& caller) {
   try {
-    const std::optional<Method> reply = hand(Method("unsubscribeEvent", Method::REQUEST), caller);
+    const std::optional<Method> reply = hand(Method(kUnsubscribe, Method::REQUEST), caller);
     if (!reply) return std::nullopt;
     for (const Parameter& parameter : reply->getParameters())
       if (parameter.direction == Parameter::OUT && std::holds_alternative<bool>(parameter.value))

@@ -60,6 +60,7 @@ void ServiceCall::send(const Glib::RefPtr<Gio::DBus::Message>& reply) {
 }
 
 bool WorkQueue::offer(std::unique_ptr<ServiceCall>& call) {
+  if (m_onOffer) call->hold(m_onOffer(*call));
   const std::size_t size = call->bodySize();
   const std::lock_guard lock(m_mutex);
   const bool full = m_calls >= kMaxCalls || (m_calls > 0 && m_bytes + size > kMaxBytes);

@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 namespace host {
 
@@ -40,6 +41,9 @@ class ServiceCall {
   /// Replies with the D-Bus error of this name.
   void refuse(const char* error, const std::string& message);
 
+  /// Keeps `object` as long as the call.
+  void hold(std::shared_ptr<void> object) { m_held = std::move(object); }
+
  private:
   bool beginAnswer();
   void send(const Glib::RefPtr<Gio::DBus::Message>& reply);
@@ -48,6 +52,7 @@ class ServiceCall {
   const Glib::RefPtr<Gio::DBus::Message> m_message;
   const std::string m_member;
   const std::string m_caller;
+  std::shared_ptr<void> m_held;
   bool m_answered = false;
 };
 
@@ -69,7 +74,10 @@ class WorkQueue {
     Task task;
   };
 
-  WorkQueue() = default;
+  /// Sees each call before it is queued, on GIO's thread. The call holds what it returns.
+  using OnOffer = std::function<std::shared_ptr<void>(const ServiceCall& call)>;
+
+  explicit WorkQueue(OnOffer onOffer = {}) : m_onOffer(std::move(onOffer)) {}
   WorkQueue(const WorkQueue&) = delete;
   WorkQueue& operator=(const WorkQueue&) = delete;
 
@@ -85,6 +93,7 @@ class WorkQueue {
   [[nodiscard]] std::size_t waitingCalls() const;
 
  private:
+  const OnOffer m_onOffer;
   mutable std::mutex m_mutex;
   std::condition_variable m_changed;
   // Guarded by m_mutex:

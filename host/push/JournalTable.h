@@ -30,6 +30,8 @@ struct JournalEntry {
 
 /// `book` of a card that waits for an answer.
 inline constexpr const char* kBookWaiting = "waiting";
+/// Start of `book` of a card that the phonebook refused; the reason follows.
+inline constexpr const char* kNotStored = "not stored: ";
 /// `book` of a card that was waiting when its telephone ended.
 inline constexpr const char* kBookLost = "lost: the phone ended before there was an answer";
 

@@ -21,10 +21,9 @@ std::string displayName(const std::string& address, const Peer& peer) {
 
 }  // namespace
 
-LinkPolicy::LinkPolicy(const AdmissionPolicy& policy, const DeviceRegistry& peers,
-                       PushTracker& tracker, OnListening onListening,
-                       std::function<void()> onLinkEnd)
-    : m_policy(policy),
+LinkPolicy::LinkPolicy(const Options& options, const DeviceRegistry& peers, PushTracker& tracker,
+                       OnListening onListening, std::function<void()> onLinkEnd)
+    : m_options(options),
       m_peers(peers),
       m_tracker(tracker),
       m_onListening(std::move(onListening)),
@@ -35,22 +34,45 @@ LinkPolicy::State LinkPolicy::state() const {
   return m_state;
 }
 
-void LinkPolicy::linkListening(int channel) {
+std::shared_ptr<void> LinkPolicy::switchOff() {
+  ++m_switchingOff;
+  return {nullptr, [this](void*) {
+            {
+              const std::lock_guard lock(m_mutex);
+              m_state.listenError.clear();
+              m_listenErrno = 0;
+            }
+            --m_switchingOff;
+          }};
+}
+
+void LinkPolicy::setListening(int channel) {
   {
     const std::lock_guard lock(m_mutex);
-    m_state.listening = true;
+    m_state.listening = channel != 0;
     m_state.channel = channel;
+    if (channel != 0) {
+      m_state.listenError.clear();
+      m_listenErrno = 0;
+    }
   }
   m_onListening(channel);
 }
 
-void LinkPolicy::linkStopped() {
-  {
-    const std::lock_guard lock(m_mutex);
-    m_state.listening = false;
-    m_state.channel = 0;
-  }
-  m_onListening(0);
+void LinkPolicy::linkListening(int channel) { setListening(channel); }
+
+void LinkPolicy::linkStopped() { setListening(0); }
+
+void LinkPolicy::listenFailed(int channel, int error) {
+  const std::lock_guard lock(m_mutex);
+  // The server retries many times a second: only a new error is worth a line.
+  if (error == m_listenErrno) return;
+  m_listenErrno = error;
+  const std::string name = "RFCOMM channel " + std::to_string(channel);
+  m_state.listenError = error == EADDRINUSE ? name + " is taken by another program"
+                                            : "can't listen on " + name + ": " +
+                                                  std::generic_category().message(error);
+  HOST_LOG_ERROR("%s", m_state.listenError.c_str());
 }
 
 bool LinkPolicy::linkAccepted(const std::string& address) {
@@ -63,7 +85,7 @@ bool LinkPolicy::linkAccepted(const std::string& address) {
 }
 
 AdmissionPolicy::Decision LinkPolicy::admit(const std::string& address, const Peer& peer) {
-  AdmissionPolicy::Decision decision = m_policy.decide(peer);
+  AdmissionPolicy::Decision decision = m_options.admission.decide(peer);
   // Storing a batch stores every waiting card, so no other device may add one to it.
   if (decision.admitted && !m_tracker.admit(address, peer.name, decision.accepted))
     decision = {false, false, "cards of a trusted device are just being stored; it may try again"};
@@ -76,7 +98,7 @@ bool LinkPolicy::decide(const std::string& address) {
   const AdmissionPolicy::Decision decision = admit(address, peer);
   const std::string line = displayName(address, peer) +
                            (decision.admitted ? " is let in: " : " is refused: ") + decision.reason;
-  HOST_LOG_ERROR("%s", line.c_str());
+  HOST_LOG_INFO("%s", line.c_str());
   const std::lock_guard lock(m_mutex);
   m_state.peer = address;
   m_state.lastPeer = address;
@@ -112,9 +134,15 @@ void LinkPolicy::linkClosed(const std::string& reason) {
   m_onLinkEnd();
 }
 
-/// BlueZ's own obexd is the receiver that forbids CONNECT because of Who, so repeating it makes
-/// sense where BlueZ runs.
-bool LinkPolicy::linkForbidden() { return m_peers.known(); }
+bool LinkPolicy::linkForbidden() {
+  // Receivers that forbid CONNECT because of Who use BlueZ's obexd, so without BlueZ here a refusal
+  // is taken at its word.
+  const bool retry = m_options.retryForbidden && m_peers.known();
+  if (!m_forbiddenLogged.exchange(true))
+    HOST_LOG_INFO("a receiver answered CONNECT with Forbidden; %s",
+                  retry ? "sending it again without the Who header" : "not sending it again");
+  return retry;
+}
 
 std::string describeRadio() {
   const int socket = ::socket(AF_BLUETOOTH, SOCK_STREAM | SOCK_CLOEXEC, BTPROTO_RFCOMM);

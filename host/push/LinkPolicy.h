@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -18,9 +20,15 @@ namespace host {
 /// Threads: any. What is passed must outlive the object.
 class LinkPolicy : public RadioLinkIfc {
  public:
+  struct Options {
+    AdmissionPolicy admission;
+    /// Repeat a CONNECT that is forbidden without its Who header, if BlueZ runs.
+    bool retryForbidden = true;
+  };
   struct State {
     bool listening = false;
     int channel = 0;           ///< RFCOMM channel while listening, else 0
+    std::string listenError;   ///< why the server can't listen, else empty
     std::string peer;          ///< address of the connected device, else empty
     std::string peerName;      ///< its name; untrusted
     std::string peerTrust;     ///< "trusted", "stranger", ...
@@ -36,10 +44,14 @@ class LinkPolicy : public RadioLinkIfc {
   using OnListening = std::function<void(int channel)>;
 
   /// `onLinkEnd` is called after an admitted device has disconnected.
-  LinkPolicy(const AdmissionPolicy& policy, const DeviceRegistry& peers, PushTracker& tracker,
+  LinkPolicy(const Options& options, const DeviceRegistry& peers, PushTracker& tracker,
              OnListening onListening, std::function<void()> onLinkEnd);
 
   [[nodiscard]] State state() const;
+
+  /// Receiving is to be switched off: as long as the returned object exists, a server whose channel
+  /// is taken gives up, so that it ends.
+  [[nodiscard]] std::shared_ptr<void> switchOff();
 
   void linkListening(int channel) override;
   void linkStopped() override;
@@ -48,18 +60,25 @@ class LinkPolicy : public RadioLinkIfc {
   void linkAnswered(int command, int response) override;
   void linkClosed(const std::string& reason) override;
   bool linkForbidden() override;
+  bool linkStopping() override { return m_switchingOff > 0; }
+  void listenFailed(int channel, int error) override;
 
  private:
+  void setListening(int channel);
   bool decide(const std::string& address);
   AdmissionPolicy::Decision admit(const std::string& address, const Peer& peer);
 
-  const AdmissionPolicy m_policy;
+  const Options m_options;
   const DeviceRegistry& m_peers;
   PushTracker& m_tracker;
   const OnListening m_onListening;
   const std::function<void()> m_onLinkEnd;
+  std::atomic<bool> m_forbiddenLogged{false};
+  std::atomic<int> m_switchingOff{0};  ///< objects returned by `switchOff`
   mutable std::mutex m_mutex;
-  State m_state;  ///< Guarded by m_mutex.
+  // Guarded by m_mutex:
+  State m_state;
+  int m_listenErrno = 0;
 };
 
 /// "ready" if this machine has RFCOMM sockets, otherwise what is missing, for the user.

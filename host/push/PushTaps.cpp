@@ -15,7 +15,7 @@ bool holds(const std::string& text, const char* part) {
 
 std::string writeOutcome(const std::string& answer) {
   if (!holds(answer, "failure")) return "stored";
-  return "not stored: " + DirectoryClient::parseAnswer(answer).reason;
+  return kNotStored + DirectoryClient::parseAnswer(answer).reason;
 }
 
 }  // namespace

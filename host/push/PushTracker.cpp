@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include "host/loader/HostLog.h"
+
 namespace host {
 namespace {
 
@@ -28,6 +30,14 @@ std::string wordsOf(int response) {
   char code[8];
   std::snprintf(code, sizeof code, "0x%02X", static_cast<unsigned>(response) & 0xFFU);
   return std::string("refused: OBEX answer ") + code;
+}
+
+void logOutcome(const JournalEntry& entry, const std::string& outcome) {
+  const char* const format = "card \"%s\" from %s: %s";
+  if (outcome.starts_with(kNotStored))
+    HOST_LOG_ERROR(format, entry.object.c_str(), entry.peer.c_str(), outcome.c_str());
+  else
+    HOST_LOG_INFO(format, entry.object.c_str(), entry.peer.c_str(), outcome.c_str());
 }
 
 }  // namespace
@@ -170,7 +180,9 @@ void PushTracker::settle(std::size_t count, const std::vector<std::string>& outc
   const bool clear = outcomes.size() == count;
   for (std::size_t i = 0; i < count; ++i) {
     const bool known = clear && !outcomes[i].empty();
-    write(m_queue[i].number, &JournalEntry::book, known ? outcomes[i] : kNotKnown);
+    const std::string outcome = known ? outcomes[i] : kNotKnown;
+    logOutcome(m_open[m_queue[i].number], outcome);
+    write(m_queue[i].number, &JournalEntry::book, outcome);
   }
   m_queue.erase(m_queue.begin(), m_queue.begin() + static_cast<std::ptrdiff_t>(count));
   forgetSettled();

@@ -53,9 +53,10 @@ class StartTest : public test::HostFixture {
 TEST_F(StartTest, PrintsOptionsAndExitCodes) {
   const Finished help = run({"--help"});
   EXPECT_EQ(help.exitCode, 0);
-  for (const char* word : {"--plugin", "--phonebook", "--bus", "--log-level", "--log-file",
-                           "--log-size", "--log-files", "--version", "Exit codes: 0",
-                           "1 could not start", "2 wrong command line", "3 stopped on request"})
+  for (const char* word :
+       {"--plugin", "--phonebook", "--bus", "--log-level", "--log-file", "--log-size",
+        "--log-files", "--retry-forbidden", "--version", "Exit codes: 0", "1 could not start",
+        "2 wrong command line", "3 stopped on request"})
     EXPECT_THAT(help.out, HasSubstr(word));
 }
 
@@ -70,6 +71,7 @@ TEST_F(StartTest, ExitsWith2OnAWrongCommandLine) {
   EXPECT_EQ(run({"extra"}).exitCode, 2);
   EXPECT_EQ(run({"--log-level", "loud"}).exitCode, 2);
   EXPECT_EQ(run({"--service", "../Bad"}).exitCode, 2);
+  EXPECT_EQ(run({"--retry-forbidden", "maybe"}).exitCode, 2);
   EXPECT_THAT(run({"--nonsense"}).err, HasSubstr("--nonsense"));
 }
 
@@ -85,6 +87,17 @@ TEST_F(StartTest, UsesTheSessionBusByDefault) {
   EXPECT_TRUE(host.waitForOut("phone-host: ready on the session bus as org.obexphone.Phone\n"))
       << host.err();
   EXPECT_EQ(stop(host), 0) << host.err();
+}
+
+TEST_F(StartTest, UsesTheBusOfTheEnvironmentUnlessTold) {
+  startBus();
+  Program host(folder(), "plain", {PHONE_HOST, "--phonebook", phonebook()},
+               {.environment = {{"PHONE_BUS", bus().address()}}});
+  EXPECT_TRUE(host.waitForOut("phone-host: ready on " + bus().address())) << host.err();
+  EXPECT_EQ(stop(host), 0) << host.err();
+  const Finished told = run({"--phonebook", phonebook(), "--bus", "unix:path=/elsewhere"},
+                            {{"PHONE_BUS", bus().address()}});
+  EXPECT_THAT(told.err, HasSubstr("can't reach unix:path=/elsewhere"));
 }
 
 TEST_F(StartTest, ExplainsAMissingSessionBus) {

@@ -132,4 +132,23 @@ TEST_F(StopTest, StopsOnASignalDuringTheStart) {
   EXPECT_EQ(host->wait(), 0) << host->err();
 }
 
+/// The same with the real service.
+class ReceivingStopTest : public test::HostFixture {};
+
+TEST_F(ReceivingStopTest, StopsWhileTheServerCannotListen) {
+  const int socket = ::socket(AF_BLUETOOTH, SOCK_STREAM, 3);
+  if (socket >= 0) {
+    ::close(socket);
+    GTEST_SKIP() << "this machine has Bluetooth";
+  }
+  startHost({"--receive"});
+  EXPECT_THAT(host().err(), HasSubstr("phone-host: there is no Bluetooth on this machine"));
+  ASSERT_TRUE(host().waitForErr("can't listen on RFCOMM channel 4"));
+  EXPECT_THAT(client().status("listenError"), HasSubstr("can't listen on RFCOMM channel 4"));
+  EXPECT_EQ(client().call("obexEnableEvent", "({'obexEnableParam': <false>},)").error, "");
+  EXPECT_EQ(client().status("listenError"), "''");
+  EXPECT_EQ(client().call("obexEnableEvent", "({'obexEnableParam': <true>},)").error, "");
+  stopHost();
+}
+
 }  // namespace

@@ -120,6 +120,13 @@ TEST_F(ObserverTest, CanSubscribeAgainAfterReconnecting) {
   EXPECT_TRUE(back->waitUntilHeard(1));
 }
 
+TEST_F(ObserverTest, TakesNoPlaceByUnsubscribingOnly) {
+  EXPECT_FALSE(unsubscribe(client()));
+  EXPECT_EQ(client().status("observers"), "0");
+  subscribe(client());
+  EXPECT_TRUE(unsubscribe(client()));
+}
+
 TEST_F(ObserverTest, IsRefusedWhenThereAreTooMany) {
   std::vector<std::unique_ptr<BusClient>> observers;
   for (int i = 0; i < 64; ++i) {

@@ -82,6 +82,20 @@ TEST_F(WorkQueueTest, LimitsTheBytesThatWait) {
   EXPECT_TRUE(offer("none"));
 }
 
+TEST_F(WorkQueueTest, LetsACallHoldWhatItsObserverReturns) {
+  const auto held = std::make_shared<int>(0);
+  WorkQueue queue([&](const ServiceCall& call) { return call.member() == "a" ? held : nullptr; });
+  for (const char* member : {"a", "b", "a"}) {
+    auto call = makeCall(member);
+    queue.offer(call);
+  }
+  EXPECT_EQ(held.use_count(), 3);
+  { const WorkQueue::Work work = queue.take(); }
+  EXPECT_EQ(held.use_count(), 2);
+  queue.close();
+  EXPECT_EQ(held.use_count(), 1);
+}
+
 TEST_F(WorkQueueTest, WakesAWaitingThreadWhenClosed) {
   WorkQueue::Work work;
   std::thread waiting([&] { work = m_queue.take(); });

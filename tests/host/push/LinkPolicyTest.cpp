@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <map>
 #include <vector>
+
+#include "tests/support/LogRecorder.h"
 
 namespace {
 
@@ -12,15 +15,17 @@ using host::JournalEntry;
 using host::LinkPolicy;
 using testing::AnyOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr const char* kPeer = "66:77:88:99:AA:BB";
 
 class LinkPolicyTest : public testing::Test {
  protected:
-  LinkPolicy makePolicy(const host::AdmissionPolicy& policy = {}) {
+  LinkPolicy makePolicy(const LinkPolicy::Options& options = {}) {
     return LinkPolicy(
-        policy, m_peers, m_tracker, [this](int channel) { m_channels.push_back(channel); },
+        options, m_peers, m_tracker, [this](int channel) { m_channels.push_back(channel); },
         [this] { ++m_linkEnds; });
   }
 
@@ -73,11 +78,61 @@ TEST_F(LinkPolicyTest, ReportsListeningAndTheEndOfALink) {
 }
 
 TEST_F(LinkPolicyTest, RecordsARefusalInStateAndJournal) {
-  LinkPolicy policy =
-      makePolicy({host::AdmissionPolicy::Strangers::kRefuse, host::AdmissionPolicy::Trusted::kAsk});
+  LinkPolicy policy = makePolicy(
+      {{host::AdmissionPolicy::Strangers::kRefuse, host::AdmissionPolicy::Trusted::kAsk}});
   EXPECT_FALSE(policy.linkAccepted(kPeer));
   EXPECT_THAT(policy.state().lastDecision, StartsWith(std::string(kPeer) + " is refused: "));
   EXPECT_THAT(m_journal[1].link, StartsWith("not let in: "));
+}
+
+TEST_F(LinkPolicyTest, LogsAdmissionsAsInformation) {
+  const test::LogRecorder log;
+  LinkPolicy policy = makePolicy();
+  policy.linkAccepted(kPeer);
+  EXPECT_THAT(log.texts(kLogInfo), ElementsAre(policy.state().lastDecision));
+  EXPECT_THAT(log.texts(kLogError), IsEmpty());
+}
+
+TEST_F(LinkPolicyTest, RetriesAForbiddenConnectWhereBluezRunsAndLogsItOnce) {
+  const test::LogRecorder log;
+  LinkPolicy policy = makePolicy();
+  m_peers.update({}, true);
+  EXPECT_TRUE(policy.linkForbidden());
+  EXPECT_TRUE(policy.linkForbidden());
+  EXPECT_THAT(log.texts(kLogInfo), ElementsAre(HasSubstr("without the Who header")));
+}
+
+TEST_F(LinkPolicyTest, DoesNotRetryAForbiddenConnectWithoutBluezOrIfSwitchedOff) {
+  LinkPolicy policy = makePolicy();
+  EXPECT_FALSE(policy.linkForbidden());
+  m_peers.update({}, true);
+  LinkPolicy off = makePolicy({{}, false});
+  EXPECT_FALSE(off.linkForbidden());
+}
+
+TEST_F(LinkPolicyTest, TellsWhyItCannotListenUntilItCan) {
+  const test::LogRecorder log;
+  LinkPolicy policy = makePolicy();
+  for (int i = 0; i < 100; ++i) policy.listenFailed(4, EADDRINUSE);
+  EXPECT_EQ(policy.state().listenError, "RFCOMM channel 4 is taken by another program");
+  EXPECT_THAT(log.texts(kLogError), ElementsAre(policy.state().listenError));
+  policy.linkListening(4);
+  EXPECT_EQ(policy.state().listenError, "");
+  policy.listenFailed(4, EACCES);
+  EXPECT_EQ(policy.state().listenError, "can't listen on RFCOMM channel 4: Permission denied");
+}
+
+TEST_F(LinkPolicyTest, IsStoppingWhileReceivingIsSwitchedOff) {
+  LinkPolicy policy = makePolicy();
+  policy.listenFailed(4, EADDRINUSE);
+  EXPECT_FALSE(policy.linkStopping());
+  auto first = policy.switchOff();
+  auto second = policy.switchOff();
+  first.reset();
+  EXPECT_TRUE(policy.linkStopping());
+  second.reset();
+  EXPECT_FALSE(policy.linkStopping());
+  EXPECT_EQ(policy.state().listenError, "");
 }
 
 TEST(DescribeRadioTest, IsReadyOrSaysWhatIsMissing) {

@@ -6,9 +6,12 @@
 #include <map>
 #include <thread>
 
+#include "tests/support/LogRecorder.h"
+
 namespace {
 
 using host::JournalEntry;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 constexpr int kDisconnect = 1;
@@ -112,6 +115,15 @@ TEST_F(PushTrackerTest, IncludesACardThatIsNotAnsweredYet) {
   m_tracker.answered(kPut, kSuccess);
   EXPECT_EQ(book(1), "stored");
   EXPECT_EQ(link(1), "taken");
+}
+
+TEST_F(PushTrackerTest, LogsStoredCardsAsInformationAndRefusedOnesAsErrors) {
+  const test::LogRecorder log;
+  pushOnce(false);
+  pushOnce(false);
+  accept({"stored", "not stored: it is full"});
+  EXPECT_THAT(log.texts(kLogInfo), ElementsAre("card \"card.vcf\" from 66:77:88:99:AA:BB: stored"));
+  EXPECT_THAT(log.texts(kLogError), ElementsAre(HasSubstr("not stored: it is full")));
 }
 
 TEST_F(PushTrackerTest, RecordsRejectedCards) {
