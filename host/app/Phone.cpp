@@ -6,17 +6,41 @@
 #include <cstdio>
 #include <vector>
 
+#include "dbus/Values.h"
 #include "framework/Storage.h"
-#include "host/app/ImagesFolder.h"
-#include "host/app/Status.h"
-#include "host/bus/DirectoryObject.h"
-#include "host/bus/ServiceObject.h"
+#include "host/app/StorageChecks.h"
 #include "host/directory/PhoneBookBackend.h"
 #include "host/loader/HostLog.h"
-#include "host/push/JournalAnswer.h"
 
 namespace host {
 namespace {
+
+constexpr const char* kPhonePath = "/org/obexphone/Phone";
+constexpr const char* kPhoneInterface = "org.obexphone.Phone";
+constexpr const char* kPhoneXml = R"(
+<node>
+  <interface name="org.obexphone.Phone">
+    <method name="Status">
+      <arg name="status" type="a{sv}" direction="out"/>
+    </method>
+    <method name="SetVisible">
+      <arg name="seconds" type="i" direction="in"/>
+    </method>
+    <method name="Journal">
+      <arg name="limit" type="i" direction="in"/>
+      <arg name="entries" type="aa{sv}" direction="out"/>
+    </method>
+  </interface>
+</node>)";
+
+constexpr const char* kEnable = "obexEnableEvent";
+constexpr const char* kEnableParameter = "obexEnableParam";
+
+/// Longest visible time, in seconds.
+constexpr int kMaxVisible = 24 * 60 * 60;
+
+/// Most journal entries in a reply.
+constexpr int kMaxEntries = 10000;
 
 int toInt(std::size_t value) { return static_cast<int>(std::min<std::size_t>(value, INT_MAX)); }
 
@@ -26,6 +50,40 @@ PhoneBookOptions bookOptions(const std::string& connection) {
   return options;
 }
 
+int numberIn(GVariant* arguments) {
+  gint32 number = 0;
+  g_variant_get(arguments, "(i)", &number);
+  return number;
+}
+
+int visibleSecondsIn(GVariant* arguments) {
+  const int seconds = numberIn(arguments);
+  if (seconds < -1 || seconds > kMaxVisible)
+    throw BusError("org.freedesktop.DBus.Error.InvalidArgs",
+                   "seconds must be 1 to " + std::to_string(kMaxVisible) +
+                       ", -1 for always, or 0 for not visible");
+  return seconds;
+}
+
+/// A tuple of one `aa{sv}`.
+GVariant* makeJournal(const std::vector<JournalEntry>& entries) {
+  GVariantBuilder all;
+  g_variant_builder_init(&all, G_VARIANT_TYPE("aa{sv}"));
+  for (const JournalEntry& entry : entries) {
+    g_variant_builder_open(&all, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&all, "{sv}", "time", g_variant_new_int64(entry.time));
+    g_variant_builder_add(&all, "{sv}", "phone", dbus::textVariant(entry.phone));
+    g_variant_builder_add(&all, "{sv}", "peer", dbus::textVariant(entry.peer));
+    g_variant_builder_add(&all, "{sv}", "peerName", dbus::textVariant(entry.peerName));
+    g_variant_builder_add(&all, "{sv}", "object", dbus::textVariant(entry.object));
+    g_variant_builder_add(&all, "{sv}", "size", g_variant_new_int64(entry.size));
+    g_variant_builder_add(&all, "{sv}", "link", dbus::textVariant(entry.link));
+    g_variant_builder_add(&all, "{sv}", "phonebook", dbus::textVariant(entry.book));
+    g_variant_builder_close(&all);
+  }
+  return g_variant_ref_sink(g_variant_new("(aa{sv})", &all));
+}
+
 }  // namespace
 
 Phone::Phone(const Options& options, MainLoop& loop)
@@ -33,12 +91,12 @@ Phone::Phone(const Options& options, MainLoop& loop)
       m_names(options.service),
       m_directory(bookOptions(options.connection)),
       m_journal(options.connection),
-      m_ledger([this](const JournalEntry& entry) { m_journal.put(entry); }),
-      m_tap(m_directory, m_ledger),
-      m_ownObserver(m_ledger),
+      m_tracker([this](const JournalEntry& entry) { m_journal.put(entry); }),
+      m_tap(m_directory, m_tracker),
+      m_ownObserver(m_tracker),
       m_bluetooth(options.adapter),
       m_linkPolicy(
-          options.policy, m_bluetooth.peers(), m_radio, m_ledger,
+          {options.policy, options.retryForbidden}, m_bluetooth.peers(), m_tracker,
           [this, &loop](int channel) {
             loop.post([this, channel] { m_bluetooth.listening(channel); });
           },
@@ -46,15 +104,21 @@ Phone::Phone(const Options& options, MainLoop& loop)
       m_plugin(options.plugin, m_names),
       m_serviceObject(makeServiceObject(m_names, m_plugin.readIntrospection())),
       m_directoryObject(makeDirectoryObject(m_directory)),
-      m_statusObject(makeStatusObject(operations())),
+      m_phoneObject(makePhoneObject()),
+      m_queue([this](const ServiceCall& call) { return watchForSwitchOff(call); }),
       m_notifier(m_names),
       m_bus(loop, options.bus, m_names, m_queue, m_notifier, events()),
-      m_observers(m_plugin, m_names, m_context, m_notifier, m_bus),
-      m_thread(m_plugin, m_context, m_observers, m_queue, membersOf(*m_serviceObject)) {
+      m_observers(m_plugin, m_names, m_context, m_notifier,
+                  [this](const Notifier::Connection& connection, const std::string& caller) {
+                    m_bus.watch(connection, caller);
+                  }),
+      m_thread(m_plugin, m_context, m_observers, m_queue, m_serviceObject->methods()) {
   m_context.addService("DirectoryServiceIfc", m_tap);
   m_context.addService("MobilityServiceIfc", m_mobility);
-  m_context.setProxySource(m_observers);
-  for (BusObject* object : {m_serviceObject.get(), m_directoryObject.get(), m_statusObject.get()})
+  m_context.setProxySource([this](const std::string& interfaceName, const std::string& address) {
+    return m_observers.getProxy(interfaceName, address);
+  });
+  for (BusObject* object : {m_serviceObject.get(), m_directoryObject.get(), m_phoneObject.get()})
     m_bus.add(*object);
 }
 
@@ -74,48 +138,65 @@ Bus::Events Phone::events() {
   return events;
 }
 
-PhoneOperations Phone::operations() {
-  PhoneOperations operations;
-  operations.status = [this] { return status(); };
-  operations.makeVisible = [this](int seconds) { m_bluetooth.makeVisible(seconds); };
-  operations.journal = [this](int limit) { return journalAnswer(m_journal.read(limit)); };
-  return operations;
+std::unique_ptr<BusObject> Phone::makePhoneObject() {
+  return std::make_unique<BusObject>(kPhonePath, kPhoneInterface, kPhoneXml,
+                                     [this](const std::string& method, GVariant* arguments) {
+                                       return handleCall(method, arguments);
+                                     });
 }
 
-FrameworkThread::Listener Phone::listener() {
-  FrameworkThread::Listener listener;
+GVariant* Phone::handleCall(const std::string& method, GVariant* arguments) {
+  if (method == "Status") return g_variant_ref_sink(makeArguments(status(), Parameter::OUT));
+  if (method == "Journal")
+    return makeJournal(m_journal.read(std::clamp(numberIn(arguments), 0, kMaxEntries)));
+  m_bluetooth.makeVisible(visibleSecondsIn(arguments));
+  return g_variant_ref_sink(g_variant_new_tuple(nullptr, 0));
+}
+
+ServiceThread::Listener Phone::listener() {
+  ServiceThread::Listener listener;
   listener.before = [this](const std::string& message) {
-    if (message == cardmessage::kAccepted) m_ledger.accepting();
-    if (message == cardmessage::kRejected) m_ledger.rejecting();
+    if (message == cardmessage::kAccepted) m_tracker.accepting();
+    if (message == cardmessage::kRejected) m_tracker.rejecting();
   };
   listener.after = [this](const std::string& message) {
-    if (message == cardmessage::kAccepted) m_ledger.accepted();
-    if (message == cardmessage::kRejected) m_ledger.rejected();
+    if (message == cardmessage::kAccepted) m_tracker.accepted();
+    if (message == cardmessage::kRejected) m_tracker.rejected();
   };
   return listener;
 }
 
-/// Hears of the cards as every observer does. A service without cards isn't asked.
-void Phone::takePartInCards() {
+/// Makes the host an observer, if the service is one that receives cards.
+void Phone::subscribeToCards() {
   if (!m_thread.knows(cardmessage::kAccepted) || !m_thread.knows(cardmessage::kSubscribe)) return;
   m_thread.tell(Method(cardmessage::kSubscribe, Method::REQUEST), [] { return true; });
 }
 
-/// As if the user had switched it on.
-void Phone::receiveUnasked() {
+/// Tells the link policy as soon as a call to switch receiving off is queued, until it is handled.
+std::shared_ptr<void> Phone::watchForSwitchOff(const ServiceCall& call) {
+  if (call.member() != kEnable) return nullptr;
+  Method message(call.member(), Method::REQUEST);
+  std::string problem;
+  bool enable = true;
+  readArguments(call.body(), Parameter::IN, message, problem);
+  message.getBoolParameter(kEnableParameter, enable, Parameter::IN);
+  return enable ? nullptr : m_linkPolicy.switchOff();
+}
+
+void Phone::startReceiving() {
   if (!m_options.receive) return;
-  Method enable("obexEnableEvent", Method::REQUEST);
-  enable.addBoolParameter("obexEnableParam", true, Parameter::IN);
+  Method enable(kEnable, Method::REQUEST);
+  enable.addBoolParameter(kEnableParameter, true, Parameter::IN);
   m_thread.tell(enable, [] { return true; });
 }
 
-/// A trusted device that has put all its cards has gone: they are stored as if the user had said
-/// so. When that can't be done now, the end of the link that is in the way brings it up again.
+/// Stores the waiting cards without asking, if they all came from trusted devices. Called at the
+/// end of every link, so a link that prevents it now only delays it.
 void Phone::acceptUnasked() {
-  if (!m_ledger.wantsAcceptance()) return;
+  if (!m_tracker.wantsAcceptance()) return;
   m_thread.tell(Method(cardmessage::kAccepted, Method::REQUEST), [this] {
-    const bool begun = m_ledger.beginAcceptance();
-    if (begun) HOST_LOG_ERROR("the cards that wait are stored: all are from trusted devices");
+    const bool begun = m_tracker.beginAcceptance();
+    if (begun) HOST_LOG_INFO("storing the waiting cards: all are from trusted devices");
     return begun;
   });
 }
@@ -128,13 +209,13 @@ void Phone::start() {
   m_observers.observeAs(m_ownObserver);
   m_thread.listen(listener());
   m_thread.start();
-  takePartInCards();
+  subscribeToCards();
   m_bus.open();
   m_bluetooth.start();
-  receiveUnasked();
-  const std::string radio = RadioStatus::describeRadio();
+  startReceiving();
+  const std::string radio = describeRadio();
   if (radio != "ready")
-    std::fprintf(stderr, "phone-host: %s; cards can be neither received nor sent\n", radio.c_str());
+    std::fprintf(stderr, "phone-host: %s; cards can't be received or sent\n", radio.c_str());
   sayReady();
 }
 
@@ -145,10 +226,11 @@ void Phone::sayReady() const {
 
 void Phone::stop() {
   m_bus.stopDeliveries();
+  const auto switchedOff = m_linkPolicy.switchOff();
   m_thread.stop();
   setRadioLink(nullptr);
   m_bluetooth.stop();
-  m_ledger.end();
+  m_tracker.end();
   m_journal.stop();
   m_mobility.shutdown();
   m_bus.close();
@@ -178,22 +260,23 @@ Method Phone::status() const {
 }
 
 void Phone::addRadioStatus(Method& status) const {
-  const RadioStatus::State radio = m_radio.state();
-  status.addStringParameter("radio", RadioStatus::describeRadio(), Parameter::OUT);
-  status.addBoolParameter("listening", radio.listening, Parameter::OUT);
-  status.addIntParameter("channel", radio.channel, Parameter::OUT);
-  status.addStringParameter("peer", radio.peer, Parameter::OUT);
-  status.addStringParameter("lastPeer", radio.lastPeer, Parameter::OUT);
-  status.addIntParameter("objects", toInt(radio.objects), Parameter::OUT);
-  status.addStringParameter("lastObject", radio.lastObject, Parameter::OUT);
-  status.addIntParameter("lastSize", toInt(radio.lastSize), Parameter::OUT);
-  status.addIntParameter("lastAnswer", radio.lastAnswer, Parameter::OUT);
-  status.addStringParameter("lastLinkEnd", radio.lastLinkEnd, Parameter::OUT);
+  const LinkPolicy::State link = m_linkPolicy.state();
+  status.addStringParameter("radio", describeRadio(), Parameter::OUT);
+  status.addBoolParameter("listening", link.listening, Parameter::OUT);
+  status.addIntParameter("channel", link.channel, Parameter::OUT);
+  status.addStringParameter("listenError", link.listenError, Parameter::OUT);
+  status.addStringParameter("peer", link.peer, Parameter::OUT);
+  status.addStringParameter("lastPeer", link.lastPeer, Parameter::OUT);
+  status.addIntParameter("objects", toInt(link.objects), Parameter::OUT);
+  status.addStringParameter("lastObject", link.lastObject, Parameter::OUT);
+  status.addIntParameter("lastSize", toInt(link.lastSize), Parameter::OUT);
+  status.addIntParameter("lastAnswer", link.lastAnswer, Parameter::OUT);
+  status.addStringParameter("lastLinkEnd", link.lastLinkEnd, Parameter::OUT);
 }
 
 void Phone::addBluetoothStatus(Method& status) const {
   const Bluetooth::State state = m_bluetooth.state();
-  const LinkPolicy::State door = m_linkPolicy.state();
+  const LinkPolicy::State link = m_linkPolicy.state();
   const auto text = [&status](const char* name, const std::string& value) {
     status.addStringParameter(name, value, Parameter::OUT);
   };
@@ -209,13 +292,13 @@ void Phone::addBluetoothStatus(Method& status) const {
   status.addBoolParameter("recordDenied", state.recordDenied, Parameter::OUT);
   text("strangers", m_options.policy.strangersWord());
   text("trusted", m_options.policy.trustedWord());
-  text("peerName", door.peerName);
-  text("peerTrust", door.peerStanding);
-  text("lastDecision", door.lastDecision);
+  text("peerName", link.peerName);
+  text("peerTrust", link.peerTrust);
+  text("lastDecision", link.lastDecision);
 }
 
 void Phone::addWorkStatus(Method& status) const {
-  const FrameworkThread::Activity activity = m_thread.activity();
+  const ServiceThread::Activity activity = m_thread.activity();
   status.addBoolParameter("busy", !activity.message.empty(), Parameter::OUT);
   status.addStringParameter("busyWith", activity.message, Parameter::OUT);
   status.addIntParameter("busySeconds", static_cast<int>(activity.since.count()), Parameter::OUT);

@@ -1,34 +1,33 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "framework/Method.h"
 #include "host/app/Options.h"
-#include "host/app/Status.h"
 #include "host/bluetooth/Bluetooth.h"
 #include "host/bus/Bus.h"
-#include "host/bus/FrameworkThread.h"
+#include "host/bus/BusObject.h"
 #include "host/bus/MainLoop.h"
 #include "host/bus/Notifier.h"
 #include "host/bus/Observers.h"
+#include "host/bus/ServiceThread.h"
 #include "host/bus/WorkQueue.h"
 #include "host/directory/DirectoryService.h"
 #include "host/loader/MobilityService.h"
 #include "host/loader/PhoneContext.h"
 #include "host/loader/ServicePlugin.h"
-#include "host/push/DirectoryTap.h"
 #include "host/push/Journal.h"
 #include "host/push/LinkPolicy.h"
-#include "host/push/OwnObserver.h"
-#include "host/push/PushLedger.h"
-#include "host/push/RadioStatus.h"
+#include "host/push/PushTaps.h"
+#include "host/push/PushTracker.h"
 
 namespace host {
 
-/// The telephone: its services, the plug-in and the message bus, put together in the order in which
-/// they depend on each other.
+/// The telephone: creates and connects its parts, in the order of their dependencies, and offers
+/// the object /org/obexphone/Phone with its status and journal.
 ///
-/// Threads: the main thread. Errors come as std::runtime_error with a sentence for the user.
+/// Threads: the main thread. Errors are std::runtime_error with a message for the user.
 class Phone {
  public:
   /// Opens the phonebook and loads the plug-in. The loop must outlive the object.
@@ -37,17 +36,19 @@ class Phone {
   Phone(const Phone&) = delete;
   Phone& operator=(const Phone&) = delete;
 
-  /// Runs the service and takes the telephone's place on the bus.
+  /// Starts the service and requests the bus name.
   void start();
-  /// Ends everything, in order. It may wait for the service as long as that likes.
+  /// Stops everything. There is no time limit: the service may block.
   void stop();
 
  private:
   Bus::Events events();
-  PhoneOperations operations();
-  FrameworkThread::Listener listener();
-  void takePartInCards();
-  void receiveUnasked();
+  ServiceThread::Listener listener();
+  std::unique_ptr<BusObject> makePhoneObject();
+  GVariant* handleCall(const std::string& method, GVariant* arguments);
+  void subscribeToCards();
+  std::shared_ptr<void> watchForSwitchOff(const ServiceCall& call);
+  void startReceiving();
   void acceptUnasked();
   Method status() const;
   void addRadioStatus(Method& status) const;
@@ -60,22 +61,21 @@ class Phone {
   DirectoryService m_directory;
   MobilityService m_mobility;
   Journal m_journal;
-  PushLedger m_ledger;
+  PushTracker m_tracker;
   DirectoryTap m_tap;
   OwnObserver m_ownObserver;
-  RadioStatus m_radio;
   Bluetooth m_bluetooth;
   LinkPolicy m_linkPolicy;
   PhoneContext m_context;
   const ServicePlugin m_plugin;
   const std::unique_ptr<BusObject> m_serviceObject;
   const std::unique_ptr<BusObject> m_directoryObject;
-  const std::unique_ptr<BusObject> m_statusObject;
+  const std::unique_ptr<BusObject> m_phoneObject;
   WorkQueue m_queue;
   Notifier m_notifier;
   Bus m_bus;
   Observers m_observers;
-  FrameworkThread m_thread;
+  ServiceThread m_thread;
 };
 
 }  // namespace host

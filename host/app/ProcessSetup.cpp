@@ -1,15 +1,17 @@
 #include "host/app/ProcessSetup.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
+#include <chrono>
 #include <cstdio>
-
-#include "host/app/StopSignals.h"
+#include <ctime>
+#include <string_view>
+#include <utility>
 
 namespace host {
 namespace {
@@ -17,7 +19,7 @@ namespace {
 constexpr rlim_t kMaxDescriptors = 1024;
 
 void openStandardDescriptors() {
-  // The lowest free one is what open returns, so the loop fills the gaps from below.
+  // open() returns the lowest free descriptor, so this fills the gaps.
   int descriptor = 0;
   do {
     descriptor = open("/dev/null", O_RDWR);
@@ -32,6 +34,19 @@ void limitDescriptors() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+/// From the first stop signal to the forced end.
+constexpr std::chrono::seconds kDeadline{4};
+
+// Sent by the object to its own thread.
+constexpr int kStopSignal = SIGUSR1;
+constexpr int kDoneSignal = SIGUSR2;
+
+[[noreturn]] void endNow(std::string_view message) {
+  // No stdio, log or exit handlers: another thread may hold their locks.
+  static_cast<void>(!write(STDERR_FILENO, message.data(), message.size()));
+  _exit(kExitUnclean);
+}
+
 }  // namespace
 
 void setUpProcess() {
@@ -41,6 +56,57 @@ void setUpProcess() {
   umask(umask(022) | 022);
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   StopSignals::block();
+}
+
+sigset_t StopSignals::signals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : {SIGTERM, SIGINT, kStopSignal, kDoneSignal}) sigaddset(&set, signal);
+  struct sigaction hangup {};
+  sigaction(SIGHUP, nullptr, &hangup);
+  if (hangup.sa_handler != SIG_IGN) sigaddset(&set, SIGHUP);
+  return set;
+}
+
+void StopSignals::block() {
+  const sigset_t set = signals();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+StopSignals::StopSignals(std::function<void()> onStop)
+    : m_onStop(std::move(onStop)), m_thread([this] { run(); }) {}
+
+StopSignals::~StopSignals() {
+  pthread_kill(m_thread.native_handle(), kDoneSignal);
+  m_thread.join();
+}
+
+void StopSignals::stop() { pthread_kill(m_thread.native_handle(), kStopSignal); }
+
+void StopSignals::run() {
+  const sigset_t set = signals();
+  int signal = 0;
+  while (sigwait(&set, &signal) != 0) {
+  }
+  if (signal == kDoneSignal) return;
+  if (signal != kStopSignal) m_onStop();
+  awaitEnd(set);
+}
+
+void StopSignals::awaitEnd(const sigset_t& set) {
+  const auto end = std::chrono::steady_clock::now() + kDeadline;
+  while (true) {
+    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(
+        end - std::chrono::steady_clock::now());
+    if (left.count() <= 0)
+      endNow("phone-host: the service did not end within 4 seconds; killing it\n");
+    const timespec pause{static_cast<time_t>(left.count() / 1000000000),
+                         static_cast<long>(left.count() % 1000000000)};
+    const int signal = sigtimedwait(&set, nullptr, &pause);
+    if (signal == kDoneSignal) return;
+    if (signal > 0 && signal != kStopSignal)
+      endNow("phone-host: got a second signal; ending at once\n");
+  }
 }
 
 }  // namespace host

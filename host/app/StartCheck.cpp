@@ -2,12 +2,11 @@
 
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "framework/Storage.h"
-#include "host/app/DefaultPaths.h"
-#include "host/app/ImagesFolder.h"
-#include "host/app/PhonebookDisk.h"
-#include "host/bus/ServiceObject.h"
+#include "host/app/StorageChecks.h"
+#include "host/bus/BusObject.h"
 #include "host/directory/PhoneBook.h"
 #include "host/loader/ServicePlugin.h"
 
@@ -19,11 +18,11 @@ constexpr const char* kDefault = "the default one";
 void print(const char* kind, const char* what, const std::string& text) {
   std::string line = std::string(kind) + ": " + what + ": " + text;
   for (char& c : line) {
-    // Names of files may hold anything.
+    // File names may contain control characters.
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = ' ';
   }
   std::puts(line.c_str());
-  // What comes next may end the process.
+  // The next check may crash.
   std::fflush(stdout);
 }
 
@@ -41,65 +40,65 @@ bool phonebookExists(const std::string& connection) {
   return PhoneBook::exists(options);
 }
 
-}  // namespace
+void printOk(const char* what, const std::string& text) { print("ok", what, text); }
 
-bool StartCheck::run() {
-  checkPhonebook();
-  checkImages();
-  checkPlugin();
-  return m_good;
-}
-
-void StartCheck::good(const char* what, const std::string& text) { print("ok", what, text); }
-
-void StartCheck::fault(const char* what, const Problem& problem) {
-  m_good = false;
+/// Returns false.
+bool printFault(const char* what, const Problem& problem) {
   print("FAULT", what, problem.text);
   print("remedy", what, problem.remedy);
+  return false;
 }
 
-void StartCheck::checkPhonebook() {
-  const bool isDefault = m_options.connection.empty();
+bool checkPhonebook(const Options& options) {
+  const bool isDefault = options.connection.empty();
   try {
-    const std::string connection = isDefault ? defaultConnection() : m_options.connection;
+    const std::string connection = isDefault ? defaultConnection() : options.connection;
     const std::string name = subject(isDefault, redactPassword(connection));
     const bool exists = phonebookExists(connection);
     const Problem disk = phonebookDiskProblem(connection);
     if (!disk.none())
-      fault("phonebook", {name + " has no room: " + disk.text, disk.remedy});
-    else if (!exists)
-      good("phonebook", name + " is not there yet, and can be made");
-    else
-      good("phonebook", name + " can be opened");
+      return printFault("phonebook", {name + " has no room: " + disk.text, disk.remedy});
+    printOk("phonebook",
+            name + (exists ? " can be opened" : " doesn't exist yet, and can be created"));
+    return true;
   } catch (const std::exception& error) {
-    fault("phonebook",
-          {complaint(isDefault, error), "mend that, or name another with --phonebook"});
+    return printFault("phonebook", {complaint(isDefault, error),
+                                    "fix that, or specify another one with --phonebook"});
   }
 }
 
-void StartCheck::checkImages() {
+bool checkImages() {
   const std::string root = Storage::defaultRoot();
   Problem problem = imagesProblem(root);
   if (problem.none()) problem = imagesQuotaProblem(root, Storage::Limits());
-  if (problem.none())
-    good("images", root + " can be written");
-  else
-    fault("images", problem);
+  if (!problem.none()) return printFault("images", problem);
+  printOk("images", root + " can be written");
+  return true;
 }
 
-/// Last, since nobody knows what a library does when it is loaded.
-void StartCheck::checkPlugin() {
-  const bool isDefault = m_options.plugin.empty();
+bool checkPlugin(const Options& options) {
+  const bool isDefault = options.plugin.empty();
   try {
-    const std::string file = isDefault ? defaultPlugin(m_options.service) : m_options.plugin;
-    const ServiceNames names(m_options.service);
+    const std::string file = isDefault ? defaultPlugin(options.service) : options.plugin;
+    const ServiceNames names(options.service);
     const ServicePlugin plugin(file, names);
-    const auto described = makeServiceObject(names, plugin.readIntrospection());
-    good("plug-in", subject(isDefault, plugin.file()) + " can be loaded");
+    static_cast<void>(makeServiceObject(names, plugin.readIntrospection()));
+    printOk("plug-in", subject(isDefault, plugin.file()) + " can be loaded");
+    return true;
   } catch (const std::exception& error) {
-    fault("plug-in",
-          {complaint(isDefault, error), "build or install it anew, or name another with --plugin"});
+    return printFault("plug-in", {complaint(isDefault, error),
+                                  "build or reinstall it, or specify another one with --plugin"});
   }
+}
+
+}  // namespace
+
+bool runStartCheck(const Options& options) {
+  const bool phonebook = checkPhonebook(options);
+  const bool images = checkImages();
+  // Last, because loading a library may crash.
+  const bool plugin = checkPlugin(options);
+  return phonebook && images && plugin;
 }
 
 }  // namespace host

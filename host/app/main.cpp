@@ -3,21 +3,18 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
-#include <stdexcept>
 
 #include "framework/LogOutput.h"
-#include "host/app/ExitCodes.h"
 #include "host/app/Options.h"
 #include "host/app/Phone.h"
 #include "host/app/ProcessSetup.h"
 #include "host/app/StartCheck.h"
-#include "host/app/StopSignals.h"
 #include "host/bus/MainLoop.h"
 
 namespace host {
 namespace {
 
-/// Takes the log for as long as it lives.
+/// Writes the log to the file or to standard error while it lives.
 class LogToUser {
  public:
   explicit LogToUser(const Options& options)
@@ -62,7 +59,7 @@ int run(int argc, char** argv) {
     int code = kExitStopped;
     if (!readOptions(argc, argv, options, code)) return code;
     Gio::init();
-    if (options.check) return StartCheck(options).run() ? kExitStopped : kExitNoStart;
+    if (options.check) return runStartCheck(options) ? kExitStopped : kExitNoStart;
     fillDefaults(options);
     return runPhone(options);
   } catch (const std::exception& error) {

@@ -7,7 +7,7 @@
 namespace host {
 namespace {
 
-/// Returns whether `value` is of a type that a parameter can have.
+/// Returns false if a parameter can't have the type of `value`.
 bool readArgument(const std::string& name, GVariant* value, Parameter::directions direction,
                   Method& method) {
   if (g_variant_is_of_type(value, G_VARIANT_TYPE_BOOLEAN)) {
@@ -31,9 +31,8 @@ GVariant* toVariant(const std::string& text) { return dbus::textVariant(text); }
 bool readArguments(GVariant* body, Parameter::directions direction, Method& method,
                    std::string& problem) {
   if (body == nullptr || !g_variant_is_of_type(body, G_VARIANT_TYPE("(a{sv})"))) {
-    problem =
-        "the arguments are one dictionary, a{sv}, not " +
-        (body == nullptr ? std::string("nothing") : std::string(g_variant_get_type_string(body)));
+    problem = std::string("the body must be one dictionary, (a{sv}), but is ") +
+              (body == nullptr ? "empty" : g_variant_get_type_string(body));
     return false;
   }
   const dbus::VariantPtr dictionary(g_variant_get_child_value(body, 0));
@@ -43,11 +42,9 @@ bool readArguments(GVariant* body, Parameter::directions direction, Method& meth
   GVariant* raw = nullptr;
   while (g_variant_iter_next(&entries, "{&sv}", &name, &raw) != FALSE) {
     const dbus::VariantPtr value(raw);
-    if (!readArgument(name, value.get(), direction, method)) {
-      problem = std::string("the argument \"") + name + "\" is of type " +
-                g_variant_get_type_string(value.get()) + ": b, i, s and ay are taken";
-      return false;
-    }
+    if (!readArgument(name, value.get(), direction, method))
+      problem = std::string("the parameter \"") + name + "\" was ignored: it is of type " +
+                g_variant_get_type_string(value.get()) + ", not b, i, s or ay";
   }
   return true;
 }
@@ -58,7 +55,7 @@ GVariant* makeArguments(const Method& method, Parameter::directions direction) {
   for (const Parameter& parameter : method.getParameters()) {
     if (parameter.direction != direction) continue;
     GVariant* value = std::visit([](const auto& held) { return toVariant(held); }, parameter.value);
-    // A key can only be a string, and a plug-in may have named its parameter in any bytes.
+    // Keys must be UTF-8, but a plug-in may have given its parameter any name.
     char* name =
         g_utf8_make_valid(parameter.name.data(), static_cast<gssize>(parameter.name.size()));
     g_variant_builder_add(&builder, "{sv}", name, value);

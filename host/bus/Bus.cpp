@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "dbus/Calls.h"
-#include "host/bus/MessageFilter.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
@@ -29,7 +28,7 @@ Bus::~Bus() { close(); }
 
 Bus::Connection Bus::connect() const {
   try {
-    // A connection of our own: the shared one can't be made anew when it is lost.
+    // A private connection: GIO's shared one can't be replaced when it is lost.
     const auto connection = Gio::DBus::Connection::create_for_address_sync(
         m_where.resolve(), Gio::DBus::ConnectionFlags::AUTHENTICATION_CLIENT |
                                Gio::DBus::ConnectionFlags::MESSAGE_BUS_CONNECTION);
@@ -55,17 +54,12 @@ void Bus::open() {
 
 void Bus::offerObjects() {
   m_gate = std::make_shared<CallGate>(m_names, m_queue, m_notifier);
-  // GIO's thread may be in the filter while it is removed, so the filter shares the gate.
-  addMessageFilter(m_connection->gobj(), [gate = m_gate](GDBusConnection* connection,
-                                                         GDBusMessage* message, bool incoming) {
-    if (!incoming) return message;
-    const auto passed = gate->filter(Glib::wrap(connection, true), Glib::wrap(message));
-    return passed ? passed->gobj_copy() : nullptr;
-  });
+  m_gate->attach(m_connection);
   try {
     for (BusObject* object : m_objects) object->exportOn(m_connection);
   } catch (const Glib::Error& error) {
-    throw std::runtime_error(std::string("can't offer the telephone's objects: ") + error.what());
+    throw std::runtime_error(std::string("can't register the telephone's objects: ") +
+                             error.what());
   }
 }
 
@@ -79,14 +73,13 @@ void Bus::takeName() {
     throw std::runtime_error(error.what());
   }
   if (answer != kPrimaryOwner)
-    throw std::runtime_error(std::string("the name ") + kName + " on " + describe() +
-                             " is taken already" + ownerOfName() +
-                             ": another phone-host runs there");
+    throw std::runtime_error("another phone-host owns the name " + std::string(kName) + " on " +
+                             describe() + ownerOfName());
 }
 
 std::string Bus::ownerOfName() const {
   const pid_t process = dbus::processOwning(m_connection, kName);
-  return process == 0 ? "" : ", by process " + std::to_string(process);
+  return process == 0 ? "" : ": process " + std::to_string(process);
 }
 
 void Bus::stopDeliveries() {
@@ -100,7 +93,7 @@ void Bus::close() {
   try {
     if (m_connection && !m_connection->is_closed()) m_connection->flush_sync();
   } catch (const Glib::Error& error) {
-    HOST_LOG_ERROR("not everything could be sent before the end: %s", error.what());
+    HOST_LOG_ERROR("can't flush the connection to the bus: %s", error.what());
   }
   drop();
 }
@@ -114,7 +107,7 @@ void Bus::drop() {
   try {
     if (!m_connection->is_closed()) m_connection->close_sync();
   } catch (const Glib::Error& error) {
-    HOST_LOG_TRACE("closing the connection to the bus: %s", error.what());
+    HOST_LOG_TRACE("can't close the connection to the bus: %s", error.what());
   }
   m_connection.reset();
 }
@@ -124,7 +117,7 @@ void Bus::watch(const Connection& connection, const std::string& caller) {
 }
 
 void Bus::startWatch(const Connection& connection, const std::string& caller) {
-  // Whoever was on a bus that has been lost is gone, and was told of so.
+  // Callers on a lost connection have been reported by `lost`.
   if (connection != m_connection || m_watches.count(caller) != 0) return;
   m_watches[caller] = Gio::DBus::watch_name(connection, caller, {},
                                             [this](const Connection&, const Glib::ustring& name) {
@@ -142,7 +135,7 @@ void Bus::endWatch(const std::string& caller) {
 }
 
 void Bus::lost() {
-  HOST_LOG_ERROR("the connection to %s was lost", describe().c_str());
+  HOST_LOG_ERROR("lost the connection to %s", describe().c_str());
   drop();
   if (m_events.lost) m_events.lost();
   m_backoff.reset();
@@ -158,7 +151,7 @@ bool Bus::reconnect() {
     open();
     if (m_events.back) m_events.back();
   } catch (const std::exception& error) {
-    HOST_LOG_ERROR("no bus yet: %s", error.what());
+    HOST_LOG_ERROR("can't reconnect yet: %s", error.what());
     reconnectLater();
   }
   return false;

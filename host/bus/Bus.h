@@ -12,49 +12,49 @@
 #include "dbus/BusAddress.h"
 #include "host/bus/BusObject.h"
 #include "host/bus/CallGate.h"
-#include "host/bus/CallerWatch.h"
 #include "host/bus/MainLoop.h"
 #include "host/bus/Notifier.h"
 #include "host/bus/WorkQueue.h"
-#include "host/loader/ServiceNames.h"
+#include "host/loader/ServicePlugin.h"
 
 namespace host {
 
-/// The telephone's place on the message bus: the connection, the well-known name, the objects, and
-/// the watch over callers. A connection that is lost is made anew, until `close`.
+/// The connection to the message bus, with the well-known name, the objects and the watches on
+/// callers. Reconnects when the connection is lost.
 ///
-/// Threads: the main thread, except for `watch`. What is given must outlive the object.
-class Bus : public CallerWatch {
+/// Threads: the main thread, except for `watch`. What is passed must outlive the object.
+class Bus {
  public:
   static constexpr const char* kName = "org.obexphone.Phone";
 
-  /// What happens on the bus. All are called on the main thread; each may be left empty.
+  /// Called on the main thread; each may be empty.
   struct Events {
     std::function<void(const std::string& caller)> callerLeft;
-    std::function<void()> lost;  ///< and with it every caller
+    std::function<void()> lost;  ///< the connection, and every caller with it
     std::function<void()> back;
   };
 
-  /// `where` is "session", "system" or a D-Bus address. `service` is the service's object: its
-  /// interface's calls go to the queue, everything else that concerns it is answered here.
+  /// `where` is "session", "system" or a D-Bus address. Calls to the service of these names go to
+  /// the queue.
   Bus(MainLoop& loop, const std::string& where, const ServiceNames& names, WorkQueue& queue,
       Notifier& notifier, Events events);
-  ~Bus() override;
+  ~Bus();
   Bus(const Bus&) = delete;
   Bus& operator=(const Bus&) = delete;
 
-  /// An object to offer, before `open`.
+  /// Adds an object to offer. Call before `open`.
   void add(BusObject& object) { m_objects.push_back(&object); }
 
-  /// Connects and takes the name. Throws std::runtime_error with a sentence for the user.
+  /// Connects and requests the name. Throws std::runtime_error with a message for the user.
   void open();
-  /// Refuses calls to the service from now on; everything else goes on.
+  /// Refuses calls to the service from now on.
   void stopDeliveries();
-  /// Sends what waits and closes the connection.
+  /// Flushes and closes the connection.
   void close();
 
-  void watch(const Glib::RefPtr<Gio::DBus::Connection>& connection,
-             const std::string& caller) override;
+  /// Watches the process of this unique name: `callerLeft` follows when it leaves the bus, or at
+  /// once if it already has. Any thread; repeating it has no effect.
+  void watch(const Glib::RefPtr<Gio::DBus::Connection>& connection, const std::string& caller);
 
   [[nodiscard]] std::string describe() const { return m_where.describe(); }
 
@@ -82,7 +82,7 @@ class Bus : public CallerWatch {
 
   Connection m_connection;
   std::shared_ptr<CallGate> m_gate;
-  std::map<std::string, guint> m_watches;  ///< by caller
+  std::map<std::string, guint> m_watches;  ///< caller to GIO's id
   sigc::connection m_closed;
   sigc::connection m_timer;
   dbus::Backoff m_backoff{std::chrono::milliseconds(250), std::chrono::seconds(8)};

@@ -4,44 +4,38 @@
 
 #include <memory>
 #include <mutex>
-#include <string>
 
 #include "host/bus/Notifier.h"
 #include "host/bus/WorkQueue.h"
-#include "host/loader/ServiceNames.h"
+#include "host/loader/ServicePlugin.h"
 
 namespace host {
 
-/// Takes the calls to the service's interface out of a connection's stream of messages and puts
-/// them into the queue of the framework thread, and the answers to what the notifier sent;
-/// everything else passes.
+/// Intercepts incoming messages on a bus connection: calls to the service go to the work queue,
+/// replies to the notifier's messages go to the notifier. GIO handles the rest.
 ///
-/// Threads: `filter` runs on GIO's own thread, so it only looks, copies references and queues; the
-/// other operations may be called from any thread.
-class CallGate {
+/// Threads: any. The filter runs on GIO's thread and therefore never blocks.
+class CallGate : public std::enable_shared_from_this<CallGate> {
  public:
-  /// The queue and the notifier must live until `close`.
+  /// The queue and the notifier must live until `close`. Create with `std::make_shared`: an
+  /// attached gate lives until its connection is gone.
   CallGate(const ServiceNames& names, WorkQueue& queue, Notifier& notifier);
 
-  /// Returns the message, or an amended copy, for GIO to treat; null when it was a call to the
-  /// service or an answer to the notifier.
-  Glib::RefPtr<Gio::DBus::Message> filter(const Glib::RefPtr<Gio::DBus::Connection>& connection,
-                                          const Glib::RefPtr<Gio::DBus::Message>& message);
+  /// Starts to intercept the messages of this connection.
+  void attach(const Glib::RefPtr<Gio::DBus::Connection>& connection);
 
-  /// From now on the service's calls are refused, and neither queue nor notifier is touched any
-  /// more.
+  /// From now on calls to the service are refused, and queue and notifier are no longer used.
   void close();
 
  private:
-  Glib::RefPtr<Gio::DBus::Message> route(const Glib::RefPtr<Gio::DBus::Connection>& connection,
-                                         const Glib::RefPtr<Gio::DBus::Message>& message);
-  void takeIn(const Glib::RefPtr<Gio::DBus::Connection>& connection,
-              const Glib::RefPtr<Gio::DBus::Message>& message);
-  bool tellNotifier(const Glib::RefPtr<Gio::DBus::Connection>& connection,
-                    const Glib::RefPtr<Gio::DBus::Message>& message);
-  bool isForService(const Glib::RefPtr<Gio::DBus::Message>& message) const;
-  Glib::RefPtr<Gio::DBus::Message> withInterface(
-      const Glib::RefPtr<Gio::DBus::Message>& message) const;
+  using Connection = Glib::RefPtr<Gio::DBus::Connection>;
+  using Message = Glib::RefPtr<Gio::DBus::Message>;
+
+  Message filter(const Connection& connection, const Message& message);
+  Message route(const Connection& connection, const Message& message);
+  void enqueue(const Connection& connection, const Message& message);
+  bool passToNotifier(const Connection& connection, const Message& message);
+  bool isForService(const Message& message) const;
 
   const ServiceNames m_names;
   std::mutex m_mutex;

@@ -5,7 +5,7 @@
 namespace host {
 namespace {
 
-/// A source that has nothing to ask for: it is woken by its ready time only.
+/// A source that is dispatched whenever its ready time is set.
 GSource* makeSource(GSourceFunc callback, gpointer data) {
   static GSourceFuncs functions = {nullptr,
                                    nullptr,

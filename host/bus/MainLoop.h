@@ -8,24 +8,24 @@
 
 namespace host {
 
-/// The main thread's loop over GLib's default context, with a way in for other threads.
+/// The main thread's event loop (GLib's default context), to which other threads can post tasks.
 ///
-/// Threads: `run` and the object's life belong to the main thread; `post` and `quit` may be called
-/// from any.
+/// Threads: create, run and destroy it on the main thread; `post` and `quit` may be called from
+/// any.
 class MainLoop {
  public:
   using Task = std::function<void()>;
 
   MainLoop();
-  /// Tasks that were not run are dropped.
+  /// Drops tasks that have not run.
   ~MainLoop();
   MainLoop(const MainLoop&) = delete;
   MainLoop& operator=(const MainLoop&) = delete;
 
-  /// Serves the context until `quit`; at once if it was called already.
+  /// Returns after `quit`, immediately if it has been called already.
   void run();
   void quit();
-  /// Runs the task on the main thread, after the ones posted before.
+  /// Runs the task on the main thread. Tasks run in the order of posting.
   void post(Task task);
 
  private:

@@ -3,11 +3,25 @@
 #include <algorithm>
 
 #include "host/bus/Arguments.h"
-#include "host/bus/Limits.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
 namespace {
+
+/// Limits on unread bytes, for one observer and for all together. Above them, notifications are
+/// dropped, except for an observer with at most `kAskAfterBytes` unread.
+constexpr std::size_t kMaxUnreadOfOne = std::size_t{48} << 20;
+constexpr std::size_t kMaxUnreadOfAll = std::size_t{96} << 20;
+
+/// An observer is pinged after so many bytes or messages.
+constexpr std::size_t kAskAfterBytes = std::size_t{1} << 20;
+constexpr std::size_t kAskAfterMessages = 256;
+
+/// Estimated cost of a message for the bus, besides its body, in bytes.
+constexpr std::size_t kMessageOverhead = 512;
+
+/// Recent notifications kept, to name one in the log if the bus rejects it.
+constexpr std::size_t kRememberedNotifications = 256;
 
 Glib::RefPtr<Gio::DBus::Message> makeNotification(const ServiceNames& names,
                                                   const std::string& observer,
@@ -47,14 +61,14 @@ void Notifier::forgetAll() {
 bool Notifier::notify(const Connection& connection, const std::string& observer,
                       const Method& method) {
   if (g_dbus_is_member_name(method.getName().c_str()) == FALSE) {
-    HOST_LOG_ERROR("a notification was dropped: \"%s\" can't be a member's name",
+    HOST_LOG_ERROR("dropped a notification: \"%s\" is not a valid member name",
                    method.getName().c_str());
     return false;
   }
   const auto message = makeNotification(m_names, observer, method);
   const std::size_t size = g_variant_get_size(g_dbus_message_get_body(message->gobj()));
   if (size > kMaxBody) {
-    HOST_LOG_ERROR("a %s of %zu bytes was dropped: the bus takes no more than %zu",
+    HOST_LOG_ERROR("dropped a %s of %zu bytes: the limit of the bus is %zu",
                    method.getName().c_str(), size, kMaxBody);
     return false;
   }
@@ -68,8 +82,8 @@ bool Notifier::pay(const Connection& connection, Accounts::value_type& entry,
                    const MessagePtr& message, std::size_t cost) {
   auto& [observer, account] = entry;
   if (!admits(account, cost)) {
-    HOST_LOG_ERROR("a %s to %s was dropped: it has left %zu bytes unread",
-                   message->get_member().c_str(), observer.c_str(), account.unread);
+    HOST_LOG_ERROR("dropped a %s to %s, which has %zu bytes unread", message->get_member().c_str(),
+                   observer.c_str(), account.unread);
     return false;
   }
   std::uint32_t serial = 0;
@@ -95,7 +109,7 @@ bool Notifier::send(const Connection& connection, const MessagePtr& message,
   volatile guint32 given = 0;
   if (g_dbus_connection_send_message(connection->gobj(), message->gobj(),
                                      G_DBUS_SEND_MESSAGE_FLAGS_NONE, &given, &error) == FALSE) {
-    HOST_LOG_ERROR("a %s could not be sent to %s: %s", message->get_member().c_str(),
+    HOST_LOG_ERROR("can't send a %s to %s: %s", message->get_member().c_str(),
                    message->get_destination().c_str(), error->message);
     g_error_free(error);
     return false;
@@ -124,7 +138,7 @@ bool Notifier::answered(const Connection& connection, const MessagePtr& answer) 
       std::find_if(m_accounts.begin(), m_accounts.end(),
                    [serial](const auto& entry) { return entry.second.question == serial; });
   if (found == m_accounts.end()) return logRefusal(answer);
-  // Everything before the question has been read with it; an error is as good an answer.
+  // The observer has read everything before the ping. An error reply shows that just as well.
   auto& [observer, account] = *found;
   account.unread -= account.askedBytes;
   m_unread -= account.askedBytes;

@@ -10,20 +10,20 @@
 #include <string>
 
 #include "framework/Method.h"
-#include "host/loader/ServiceNames.h"
+#include "host/loader/ServicePlugin.h"
 
 namespace host {
 
-/// Sends the service's notifications to its observers, without waiting for any of them, and keeps
-/// one that doesn't read from piling them up.
+/// Sends the service's notifications to its observers without waiting, with flow control for
+/// observers that don't read.
 ///
-/// What an observer hasn't read lies in the bus's memory, and when that is full the bus stops
-/// reading from us, so that nobody hears of the telephone any more. So an observer that was sent
-/// much is asked (`org.freedesktop.DBus.Peer.Ping`, which D-Bus libraries answer themselves, in the
-/// order of arrival) whether it has come so far, and while too much is unread further notifications
-/// to it are dropped and logged.
+/// Unread messages pile up in the bus daemon's memory, and when its limit is reached it stops
+/// reading from the sender, so nobody would hear the telephone any more. Therefore the notifier
+/// pings an observer (`org.freedesktop.DBus.Peer.Ping`, which D-Bus libraries answer themselves, in
+/// order) after it has sent it a certain amount, and drops and logs its notifications while too
+/// much is unread.
 ///
-/// Threads: any; messages to one observer leave in the order of the calls.
+/// Threads: any. Messages to one observer are sent in the order of the calls.
 class Notifier {
  public:
   using Connection = Glib::RefPtr<Gio::DBus::Connection>;
@@ -33,27 +33,27 @@ class Notifier {
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
 
-  /// From now on this process, by its unique name, is an observer.
+  /// Adds an observer, by its unique bus name.
   void add(const std::string& observer);
-  /// It has left the bus: what is sent to it from now on is dropped silently.
+  /// Removes an observer: notifications to it are dropped silently from now on.
   void forget(const std::string& observer);
   void forgetAll();
 
-  /// Sends the arguments (`IN`) of `method` as a call of that name which wants no answer. Returns
-  /// whether it was handed to the bus; what wasn't is logged.
+  /// Sends the `IN` parameters of `method` as a method call that expects no reply. If it can't be
+  /// handed to the bus, logs it and returns false.
   bool notify(const Connection& connection, const std::string& observer, const Method& method);
 
-  /// `answer` is a reply or an error that came in. Returns whether it was to one of the messages
-  /// sent here, and is done with.
+  /// Handles an incoming reply or error. Returns false if it doesn't belong to a message that was
+  /// sent from here.
   bool answered(const Connection& connection, const MessagePtr& answer);
 
  private:
   struct Account {
     std::size_t unread = 0;       ///< bytes sent and not known to be read
-    std::size_t newBytes = 0;     ///< of these, the ones sent after the last question
-    std::size_t newMessages = 0;  ///< notifications sent after the last question
-    std::size_t askedBytes = 0;   ///< bytes that the open question is about
-    std::uint32_t question = 0;   ///< serial of the open question, 0 for none
+    std::size_t newBytes = 0;     ///< bytes sent since the last ping
+    std::size_t newMessages = 0;  ///< notifications sent since the last ping
+    std::size_t askedBytes = 0;   ///< bytes that the reply to the pending ping confirms
+    std::uint32_t question = 0;   ///< serial of the pending ping, 0 for none
   };
 
   using Accounts = std::map<std::string, Account>;

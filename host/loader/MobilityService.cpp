@@ -1,7 +1,5 @@
 #include "host/loader/MobilityService.h"
 
-#include <algorithm>
-
 #include "host/loader/HostLog.h"
 
 namespace host {
@@ -11,8 +9,7 @@ bool MobilityService::registerFile(const std::string& path) {
   HOST_LOG_TRACE("file written: %s", path.c_str());
   const std::lock_guard lock(m_mutex);
   ++m_count;
-  // A file that is written again is the newest once, not twice in the list.
-  m_recent.erase(std::remove(m_recent.begin(), m_recent.end(), path), m_recent.end());
+  std::erase(m_recent, path);
   m_recent.push_front(path);
   if (m_recent.size() > kRemembered) m_recent.pop_back();
   return true;

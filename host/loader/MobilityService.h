@@ -11,24 +11,24 @@
 
 namespace host {
 
-/// The telephone's Mobility Service. This telephone has no second place to which files could be
-/// carried; it keeps a record of the newest ones, for its status and its log.
+/// The telephone's Mobility Service. This telephone has nowhere to copy files to; it only records
+/// the newest ones, for status and log.
 ///
 /// Threads: any.
 class MobilityService : public Executable, public MobilityServiceIfc {
  public:
-  /// How many paths are remembered, the newest ones.
+  /// Number of paths kept.
   static constexpr std::size_t kRemembered = 32;
 
   void init(Context& context) override { static_cast<void>(context); }
   void shutdown() override {}
 
-  /// Takes note of any path but an empty one.
+  /// Records a path. Returns false for an empty one.
   bool registerFile(const std::string& path) override;
 
-  /// The newest first.
+  /// Newest first, without duplicates.
   [[nodiscard]] std::vector<std::string> recentFiles() const;
-  /// How many were registered since the start, one written again counted again.
+  /// Number of registrations since the start, duplicates included.
   [[nodiscard]] std::size_t count() const;
 
  private:

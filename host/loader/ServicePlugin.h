@@ -6,29 +6,53 @@
 #include "framework/Invoker.h"
 #include "framework/Proxy.h"
 #include "framework/Service.h"
-#include "host/loader/ServiceNames.h"
 
 namespace host {
 
-/// A service's shared library, loaded into this process, and what its entry points make.
+/// All names of a service, derived from its class name, so that nothing else in the host depends on
+/// which service it runs. The examples are those of "OBEXService".
+struct ServiceNames {
+  explicit ServiceNames(const std::string& service);
+
+  std::string service;
+
+  // Entry points of the plug-in.
+  std::string createService;        ///< "createOBEXService"
+  std::string createInvoker;        ///< "createOBEXServiceInvoker"
+  std::string createObserverProxy;  ///< "createOBEXServiceObserverProxy"
+
+  /// What the invoker asks `getProxy` for: "OBEXServiceObserverIfc".
+  std::string observerIfc;
+
+  // On the message bus.
+  std::string interface;          ///< "org.obexphone.OBEXServiceIfc"
+  std::string path;               ///< "/org/obexphone/OBEXService"
+  std::string observerInterface;  ///< "org.obexphone.OBEXServiceObserverIfc"
+  std::string observerPath;       ///< "/org/obexphone/OBEXServiceObserver"
+
+  /// The introspection XML beside the plug-in: "obexservice.xml".
+  std::string introspectionFile;
+};
+
+/// The plug-in: a service's shared library, loaded into this process.
 ///
-/// The library stays loaded until the process ends, also after this object is gone: threads and
-/// objects of the service may still use its code.
+/// The library is never unloaded, not even with this object, because threads and objects of the
+/// service may still run its code.
 ///
-/// Threads: any thread, one at a time. What is returned is the caller's. Errors come as
-/// std::runtime_error with a sentence for the user.
+/// Threads: any, one at a time. The caller owns what the functions return. Errors are
+/// std::runtime_error with a message for the user.
 class ServicePlugin {
  public:
-  /// Loads the library at `file`, and finds all its entry points.
+  /// Loads the library and looks up its entry points.
   ServicePlugin(const std::string& file, const ServiceNames& names);
 
   [[nodiscard]] std::unique_ptr<Service> createService() const;
   [[nodiscard]] std::unique_ptr<Invoker> createInvoker() const;
   [[nodiscard]] std::unique_ptr<Proxy> createObserverProxy() const;
 
-  /// The library's absolute path.
+  /// Absolute path of the library.
   [[nodiscard]] const std::string& file() const { return m_file; }
-  /// The description of the service's bus interface, which stands in a file beside the library.
+  /// Reads the introspection XML of the service's bus interface.
   [[nodiscard]] std::string readIntrospection() const;
 
  private:

@@ -5,21 +5,20 @@
 #include <exception>
 
 #include "host/loader/HostLog.h"
-#include "host/push/RunId.h"
 
 namespace host {
 namespace {
 
-/// Between two attempts to write to a database that refuses.
+/// Between attempts to write.
 constexpr std::chrono::seconds kPause{2};
-/// How often a lock of somebody else is tried, for somebody who waits for an answer.
+/// Attempts to read while another process holds the database's lock.
 constexpr int kReadAttempts = 200;
 constexpr std::chrono::milliseconds kReadPause{10};
 
 }  // namespace
 
 Journal::Journal(const std::string& connection, const Limits& limits)
-    : m_limits(limits), m_table(connection, nameOfThisRun(), limits.rows) {}
+    : m_limits(limits), m_table(connection, runId(), limits.rows) {}
 
 Journal::~Journal() { stop(); }
 
@@ -36,7 +35,7 @@ void Journal::stop() {
   if (m_thread.joinable()) m_thread.join();
 }
 
-void Journal::put(const JournalEntry& entry) {
+void Journal::put(const JournalEntry& entry) noexcept {
   try {
     const std::lock_guard lock(m_mutex);
     const auto same =
@@ -53,7 +52,7 @@ void Journal::put(const JournalEntry& entry) {
     }
     m_changed.notify_all();
   } catch (const std::exception& error) {
-    HOST_LOG_ERROR("the journal has no line for %s of %s: %s", entry.object.c_str(),
+    HOST_LOG_ERROR("can't record %s of %s in the journal: %s", entry.object.c_str(),
                    entry.peer.c_str(), error.what());
   }
 }
@@ -70,8 +69,7 @@ void Journal::run() {
     if (last) break;
     if (!settled) m_changed.wait_for(lock, kPause, [this] { return m_stopping; });
   }
-  if (!m_waiting.empty())
-    HOST_LOG_ERROR("the journal ends without its last %zu lines", m_waiting.size());
+  if (!m_waiting.empty()) HOST_LOG_ERROR("the journal lost its last %zu entries", m_waiting.size());
 }
 
 bool Journal::settle() {
@@ -82,7 +80,7 @@ bool Journal::settle() {
     m_complaint.clear();
     return true;
   } catch (const PhoneBookError& error) {
-    // A lock of somebody else is soon gone.
+    // Another process holds the lock: not worth a log line.
     if (error.kind() != PhoneBookError::Kind::kBusy) complain(error.what());
   } catch (const std::exception& error) {
     complain(error.what());
@@ -103,15 +101,16 @@ void Journal::settleOldRuns() {
   m_oldRunsSettled = true;
 }
 
-/// False when there was nothing. What is written stays in the queue until it is, so that an entry
-/// that is put meanwhile replaces it there or comes after it.
+/// Returns false if there was nothing to write. Entries stay in the queue until they are written,
+/// so that a newer version that is put meanwhile replaces the queued one.
 bool Journal::writeWaiting() {
   std::vector<JournalEntry> entries;
   {
     const std::lock_guard lock(m_mutex);
     entries.assign(m_waiting.begin(), m_waiting.end());
     if (m_dropped != 0)
-      HOST_LOG_ERROR("the journal lost %zu lines: its database could not be written", m_dropped);
+      HOST_LOG_ERROR("the journal lost %zu entries: the database could not be written in time",
+                     m_dropped);
     m_dropped = 0;
   }
   if (entries.empty()) return false;

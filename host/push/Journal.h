@@ -8,37 +8,35 @@
 #include <thread>
 #include <vector>
 
-#include "host/push/JournalEntry.h"
 #include "host/push/JournalTable.h"
 
 namespace host {
 
-/// The journal of all pushes. Entries are taken at once and written by a thread of its own; while
-/// the database can't be written, they wait, and it is tried again.
+/// The journal of all pushes. `put` never blocks: a thread of the journal's own writes the entries,
+/// and retries while the database can't be written.
 ///
-/// Threads: any. Nobody but `read` and the end waits for the database.
+/// Threads: any.
 class Journal {
  public:
   struct Limits {
     long long rows = 10000;      ///< kept in the database
-    std::size_t waiting = 1000;  ///< entries that may wait for it; beyond, the oldest are dropped
+    std::size_t waiting = 1000;  ///< entries not written yet; beyond, the oldest are dropped
   };
 
   explicit Journal(const std::string& connection) : Journal(connection, Limits()) {}
   Journal(const std::string& connection, const Limits& limits);
-  /// Ends as `stop`.
   ~Journal();
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  /// Begins to write. Entries of earlier runs whose cards still waited are lost, and told so.
+  /// Starts to write. Marks cards as lost that were waiting when an earlier run ended.
   void start();
-  /// Writes what waits, if that can be done.
+  /// Tries to write the remaining entries and stops.
   void stop();
 
-  /// Adds an entry, or replaces the one of the same number. No exception leaves it.
-  void put(const JournalEntry& entry);
-  /// The newest ones, the newest first; what was put before is among them. Throws PhoneBookError.
+  /// Adds an entry, or replaces the one of the same number.
+  void put(const JournalEntry& entry) noexcept;
+  /// The newest entries, newest first, including all that were put before. Throws PhoneBookError.
   std::vector<JournalEntry> read(int limit);
 
  private:
@@ -53,7 +51,7 @@ class Journal {
   // Guarded by m_tableMutex:
   JournalTable m_table;
   bool m_oldRunsSettled = false;
-  std::string m_complaint;  ///< the last one that was logged
+  std::string m_complaint;  ///< the last one logged
 
   std::mutex m_mutex;
   std::condition_variable m_changed;

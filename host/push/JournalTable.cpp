@@ -1,32 +1,77 @@
 #include "host/push/JournalTable.h"
 
+#include <pwd.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
 #include <array>
 #include <chrono>
+#include <fstream>
+#include <sstream>
 #include <utility>
-
-#include "host/push/RunId.h"
 
 namespace host {
 namespace {
 
-constexpr std::chrono::seconds kServerPatience{20};
+constexpr std::chrono::seconds kServerTimeout{20};
 
 using Texts = std::array<std::pair<const char*, std::string JournalEntry::*>, 5>;
 
-/// The columns that are texts.
+/// The text columns.
 constexpr Texts kTexts = {{{"peer", &JournalEntry::peer},
                            {"peer_name", &JournalEntry::peerName},
                            {"object", &JournalEntry::object},
                            {"link", &JournalEntry::link},
                            {"book", &JournalEntry::book}}};
 
-/// The texts of an entry, as the database takes them, and where they are bound.
+/// An entry's texts in the form that the database stores.
 std::array<std::string, kTexts.size()> storedTexts(const PhoneBookBackend& backend,
                                                    const JournalEntry& entry) {
   std::array<std::string, kTexts.size()> stored;
   for (std::size_t i = 0; i < kTexts.size(); ++i)
     stored[i] = backend.encode(entry.*kTexts[i].second);
   return stored;
+}
+
+std::string firstLineOf(const std::string& path) {
+  std::string line;
+  std::getline(std::ifstream(path), line);
+  return line;
+}
+
+/// The start time of a process, from /proc/N/stat; empty if it doesn't exist.
+std::string startTimeOf(const std::string& process) {
+  std::string text = firstLineOf("/proc/" + process + "/stat");
+  // The name in brackets may contain anything, even brackets; the time is the 20th word after it.
+  const std::size_t end = text.rfind(')');
+  if (end == std::string::npos) return "";
+  std::istringstream words(text.substr(end + 1));
+  std::string word;
+  constexpr int kStartTime = 20;
+  for (int i = 0; i < kStartTime && words >> word; ++i) continue;
+  return words ? word : "";
+}
+
+/// Identifies a process uniquely: process numbers are only unique within a boot, at one time.
+std::string processId(const std::string& process) {
+  return firstLineOf("/etc/machine-id") + "/" + firstLineOf("/proc/sys/kernel/random/boot_id") +
+         "/" + process + "/" + startTimeOf(process);
+}
+
+std::string thisPhone() {
+  const passwd* const user = getpwuid(geteuid());  // NOLINT(concurrency-mt-unsafe): one thread.
+  utsname machine = {};
+  ::uname(&machine);
+  return (user != nullptr ? user->pw_name : std::to_string(geteuid())) + "@" + machine.nodename;
+}
+
+/// The position after the process id in a run id.
+std::size_t endOfProcessId(const std::string& run) {
+  constexpr int kParts = 4;
+  std::size_t end = run.find('/');
+  for (int part = 1; part < kParts && end != std::string::npos; ++part)
+    end = run.find('/', end + 1);
+  return end;
 }
 
 void run(soci::statement& statement, const std::string& text) {
@@ -38,8 +83,28 @@ void run(soci::statement& statement, const std::string& text) {
 
 }  // namespace
 
+std::string runId() { return processId(std::to_string(getpid())) + "/" + thisPhone(); }
+
+std::string phoneOfRun(const std::string& run) {
+  const std::size_t end = endOfProcessId(run);
+  return end == std::string::npos ? "" : run.substr(end + 1);
+}
+
+bool hasEnded(const std::string& run) {
+  std::istringstream parts(run);
+  std::string machine;
+  std::string boot;
+  std::string process;
+  std::getline(parts, machine, '/');
+  std::getline(parts, boot, '/');
+  std::getline(parts, process, '/');
+  if (machine != firstLineOf("/etc/machine-id")) return false;
+  if (process.empty() || process.find_first_not_of("0123456789") != std::string::npos) return false;
+  return run.substr(0, endOfProcessId(run)) != processId(process);
+}
+
 JournalTable::JournalTable(const std::string& connection, std::string run, long long maxRows)
-    : m_backend(PhoneBookBackend::create(connection, kServerPatience)),
+    : m_backend(PhoneBookBackend::create(connection, kServerTimeout)),
       m_run(std::move(run)),
       m_maxRows(maxRows) {}
 
@@ -67,7 +132,7 @@ void JournalTable::open() {
   const std::string text = " " + m_backend->textType() + " NOT NULL DEFAULT ''";
   std::string columns;
   for (const auto& [name, member] : kTexts) columns += std::string(", ") + name + text;
-  // Two telephones that make it at the very same moment would be in each other's way.
+  // `claim` serialises telephones that create the table at the same time.
   soci::transaction transaction(*m_session);
   m_backend->lockForWriting(*m_session);
   *m_session << "CREATE TABLE IF NOT EXISTS " << kJournalTable << " (id " << m_backend->idType()

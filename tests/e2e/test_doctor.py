@@ -276,7 +276,7 @@ class NotRunning(DoctorTest):
         findings = self.doctor(1)
         self.assertRegex(findings["plug-in"]["text"], "^the default one, /.*/libobexservice.so, can be loaded$")
         self.assertEqual(findings["phonebook"]["text"],
-                         f"the default one, sqlite3://{self.default_book}, is not there yet, and can be made")
+                         f"the default one, sqlite3://{self.default_book}, doesn't exist yet, and can be created")
         self.assertTrue(findings["plug-in"]["ok"] and findings["phonebook"]["ok"])
         self.assertFalse((self.folder / "state").exists())
 
@@ -290,11 +290,11 @@ class NotRunning(DoctorTest):
     def test_damaged_phonebook_is_named(self):
         self.make_book()
         self.default_book.write_bytes(self.default_book.read_bytes()[:5000])
-        self.assert_fault(self.doctor(1)["phonebook"], "the default one: The phonebook", "name another")
+        self.assert_fault(self.doctor(1)["phonebook"], "the default one: The phonebook", "specify another")
 
     def test_folder_that_cannot_be_made_is_named(self):
         (self.folder / "state").write_text("a file")
-        self.assert_fault(self.doctor(1)["phonebook"], "can't be reached: Not a directory", "name another")
+        self.assert_fault(self.doctor(1)["phonebook"], "can't be reached: Not a directory", "specify another")
 
     @unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
     def test_phonebook_on_a_full_disk_is_named(self):

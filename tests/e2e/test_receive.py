@@ -1,5 +1,6 @@
 """Cards that other phones push, as far as the phonebook."""
 
+import json
 import os
 import shutil
 import unittest
@@ -40,6 +41,8 @@ class Receiving(PhoneTest):
         self.assertEqual((IMAGES / "photoE2ephotoAnna.jpg").read_bytes(),
                          (DATA / "demo" / "portrait.jpg").read_bytes())
         self.assertEqual(self.book()[0]["Picture"], "photoE2ephotoAnna.jpg")
+        status = json.loads(self.phonectl("status", "--json"))
+        self.assertEqual((status["photos"], status["lastPhoto"]), (1, str(IMAGES / "photoE2ephotoAnna.jpg")))
 
     def test_quoted_printable_latin1_arrives_as_utf8(self):
         watcher = self.watch("--accept")

@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "host/app/Problem.h"
+#include "host/app/StorageChecks.h"
 #include "tools/phonectl/Diagnosis.h"
 #include "tools/phonectl/StopSignals.h"
 

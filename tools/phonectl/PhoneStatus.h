@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/app/Problem.h"
+#include "host/app/StorageChecks.h"
 #include "tools/phonectl/Parameters.h"
 #include "tools/phonectl/PhoneBus.h"
 

@@ -12,6 +12,7 @@
 
 /// Levels. Lines above the level set with `setLogLevel` are not wanted.
 inline constexpr int kLogError = 2;
+inline constexpr int kLogInfo = 4;
 inline constexpr int kLogTrace = 5;
 
 namespace framework_detail {

@@ -12,67 +12,181 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* kService = "/org/obexphone/EchoService";
-constexpr const char* kServiceInterface = "org.obexphone.EchoServiceIfc";
+constexpr const char* kService = "/org/obexphone/OBEXService";
+constexpr const char* kServiceInterface = "org.obexphone.OBEXServiceIfc";
+constexpr const char* kNotSubscribed = "({'unsubscribeEventReturn': <false>},)";
 
-/// Calls to the service over the bus.
+/// Calls to the real service.
 class CallTest : public test::HostFixture {
  protected:
-  void SetUp() override { startHost(); }
+  void SetUp() override { startHost({"--log-level", "trace"}); }
 
-  void expectEcho(const std::string& arguments) {
-    EXPECT_EQ(client().call("sayEvent", arguments).values, arguments);
-  }
   std::string errorOf(const std::string& member, const std::string& arguments) {
     return client().call(member, arguments).error;
   }
-  test::Finished say(const test::Program::Words& arguments) {
-    test::Program::Words words{"call", "org.obexphone.Phone", kService, kServiceInterface,
-                               "sayEvent"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return busctl(words);
+  /// Waits until the invoker logs a message that it has decoded.
+  bool invokerGets(const std::string& message) {
+    return host().waitForErr("handleMessage called: " + message);
   }
 };
 
-TEST_F(CallTest, everyTypeOfArgumentGoesThereAndBack) {
-  expectEcho("({'flag': <true>, 'number': <-42>, 'text': <'h\xc3\xa9llo'>},)");
+TEST_F(CallTest, ReturnsTheServicesReply) {
+  EXPECT_EQ(client().call("unsubscribeEvent").values, kNotSubscribed);
 }
 
-TEST_F(CallTest, aProgramOfOthersIsAClient) {
-  const auto answer = say({"a{sv}", "2", "text", "s", "hello", "number", "i", "7"});
-  EXPECT_EQ(answer.exitCode, 0) << answer.err;
-  EXPECT_EQ(answer.out, "a{sv} 2 \"text\" s \"hello\" \"number\" i 7\n");
-}
-
-TEST_F(CallTest, bytesGoThereAndBackAsBytes) {
-  expectEcho("({'text': <[byte 0xff, 0x41]>},)");
-  expectEcho("({'text': <[byte 0x61, 0x00, 0x62]>},)");
-}
-
-TEST_F(CallTest, bytesThatAreTextComeBackAsText) {
-  EXPECT_EQ(client().call("sayEvent", "({'text': <[byte 0x68, 0x69]>},)").values,
-            "({'text': <'hi'>},)");
-}
-
-TEST_F(CallTest, quotesControlCharactersAndForeignScriptsStayWhatTheyAre) {
-  expectEcho("({'text': <'\"\\\\ \\n\\t\\u0001 \xe2\x82\xac \xf0\x9f\x98\x80'>},)");
-}
-
-TEST_F(CallTest, aCallWithoutAnAnswerReturnsNothingWhenItIsDone) {
-  const BusClient::Answer answer = client().call("tellEvent", "({'text': <'x'>},)");
+TEST_F(CallTest, ReturnsAnEmptyBodyWhenTheServiceDoesNotReply) {
+  const BusClient::Answer answer = client().call("vCardsRejectedEvent");
   EXPECT_TRUE(answer.came);
   EXPECT_EQ(answer.error, "");
   EXPECT_EQ(answer.values, "");
 }
 
-TEST_F(CallTest, aCallReturnsOnlyWhenTheServiceIsDoneWithIt) {
+TEST_F(CallTest, WorksWithBusctl) {
+  const auto answer = busctl({"call", "org.obexphone.Phone", kService, kServiceInterface,
+                              "unsubscribeEvent", "a{sv}", "1", "ignored", "s", "x"});
+  EXPECT_EQ(answer.exitCode, 0) << answer.err;
+  EXPECT_EQ(answer.out, "a{sv} 1 \"unsubscribeEventReturn\" b false\n");
+}
+
+TEST_F(CallTest, PassesEveryTypeOfParameterToTheInvoker) {
+  client().call("unsubscribeEvent", "({'flag': <true>, 'n': <-42>, 't': <'ab'>},)");
+  EXPECT_TRUE(invokerGets(R"({"name":"unsubscribeEvent","type":2,"parameters":[)"
+                          R"({"name":"flag","type":"bool","direction":0,"value":true},)"
+                          R"({"name":"n","type":"int","direction":0,"value":-42},)"
+                          R"({"name":"t","type":"string","direction":0,"value":"ab"}]})"))
+      << host().err();
+}
+
+TEST_F(CallTest, PassesAnUnknownMessageToTheInvokerAndRefusesIt) {
+  const BusClient::Answer answer = client().call("vcardcancelevent");
+  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.UnknownMethod");
+  EXPECT_EQ(answer.message, "the service has no method \"vcardcancelevent\"");
+  EXPECT_TRUE(host().waitForErr("Invalid Message, {\"name\":\"vcardcancelevent\""));
+}
+
+TEST_F(CallTest, RefusesABodyThatIsNoDictionaryWithoutPassingItToTheInvoker) {
+  for (const char* body : {"('x',)", "(1, 2)", "(@a{sv} {}, 'more')", "({'a': 'b'},)"})
+    EXPECT_EQ(errorOf("vCardsRejectedEvent", body), "org.freedesktop.DBus.Error.InvalidArgs")
+        << body;
+  EXPECT_EQ(client().callObject(kService, kServiceInterface, "vCardsRejectedEvent", "").error,
+            "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_THAT(host().err(), Not(HasSubstr("vCardsRejectedEvent")));
+}
+
+TEST_F(CallTest, PassesAMessageWithoutAValueOfAnotherTypeToTheInvokerAndNamesThatValue) {
+  const BusClient::Answer answer =
+      client().call("vCardSendEvent", "({'bdaParam': <'x'>, 'speed': <1.5>},)");
+  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_THAT(answer.message, AllOf(HasSubstr("speed"), HasSubstr("type d")));
+  EXPECT_TRUE(invokerGets(R"({"name":"vCardSendEvent","type":2,"parameters":[)"
+                          R"({"name":"bdaParam","type":"string","direction":0,"value":"x"}]})"));
+}
+
+TEST_F(CallTest, PassesAnUnknownMessageWithAnUnreadableBodyToTheInvoker) {
+  EXPECT_EQ(errorOf("nonsense", "('x',)"), "org.freedesktop.DBus.Error.UnknownMethod");
+  EXPECT_TRUE(
+      host().waitForErr(R"(Invalid Message, {"name":"nonsense","type":2,"parameters":[]})"));
+  EXPECT_EQ(errorOf("absurd", "({'speed': <1.5>, 'n': <1>},)"),
+            "org.freedesktop.DBus.Error.UnknownMethod");
+  EXPECT_TRUE(host().waitForErr(
+      R"(Invalid Message, {"name":"absurd","type":2,"parameters":[{"name":"n",)"));
+}
+
+TEST_F(CallTest, SendsNoReplyWhenNoneIsExpected) {
+  const auto unknown = client().tell("nonsense", "(@a{sv} {},)");
+  const auto wrong = client().tell("unsubscribeEvent", "('x',)");
+  const auto good = client().tell("unsubscribeEvent", "(@a{sv} {},)");
+  EXPECT_EQ(client().call("unsubscribeEvent").values, kNotSubscribed);
+  EXPECT_FALSE(client().answered(unknown));
+  EXPECT_FALSE(client().answered(wrong));
+  EXPECT_FALSE(client().answered(good));
+}
+
+TEST_F(CallTest, AcceptsCallsWithoutAnInterface) {
+  EXPECT_EQ(client().callObject(kService, "", "unsubscribeEvent", "(@a{sv} {},)").values,
+            kNotSubscribed);
+  EXPECT_EQ(client().callObject(kService, "", "nonsense", "(@a{sv} {},)").error,
+            "org.freedesktop.DBus.Error.UnknownMethod");
+  EXPECT_THAT(client().callObject(kService, "", "Introspect", "").values,
+              HasSubstr("subscribeEvent"));
+  EXPECT_EQ(client().callObject(kService, "", "Ping", "").error, "");
+}
+
+TEST_F(CallTest, RefusesOtherInterfacesAndObjects) {
+  EXPECT_THAT(client().callObject(kService, "org.example.Other", "subscribeEvent", "").error,
+              StartsWith("org.freedesktop.DBus.Error.Unknown"));
+  for (const char* object : {"/", "/org/obexphone", "/org/obexphone/Nothing"})
+    EXPECT_THAT(
+        client().callObject(object, kServiceInterface, "subscribeEvent", "(@a{sv} {},)").error,
+        StartsWith("org.freedesktop.DBus.Error.Unknown"))
+        << object;
+}
+
+TEST_F(CallTest, AnswersTheStandardInterfaces) {
+  EXPECT_EQ(client().callObject(kService, "org.freedesktop.DBus.Peer", "Ping", "").error, "");
+  EXPECT_THAT(client().callObject(kService, "org.freedesktop.DBus.Peer", "GetMachineId", "").values,
+              Not(""));
+  EXPECT_EQ(client()
+                .callObject(kService, "org.freedesktop.DBus.Properties", "GetAll",
+                            "('org.obexphone.OBEXServiceIfc',)")
+                .values,
+            "(@a{sv} {},)");
+}
+
+TEST_F(CallTest, IntrospectsAsTheFileBesideThePlugin) {
+  const auto answer =
+      client().callObject(kService, "org.freedesktop.DBus.Introspectable", "Introspect", "");
+  for (const char* member : {"obexEnableEvent", "vCardsRejectedEvent", kServiceInterface})
+    EXPECT_THAT(answer.values, HasSubstr(member));
+  EXPECT_THAT(busctl({"introspect", "org.obexphone.Phone", kService}).out,
+              HasSubstr(".vCardSendEvent"));
+}
+
+TEST_F(CallTest, ListsAllObjects) {
+  const auto tree = busctl({"tree", "--list", "org.obexphone.Phone"});
+  for (const char* object : {kService, "/org/obexphone/DirectoryService", "/org/obexphone/Phone"})
+    EXPECT_THAT(tree.out, HasSubstr(object));
+}
+
+/// Calls to FakeService.
+class FakeCallTest : public test::HostFixture {
+ protected:
+  FakeCallTest() : HostFixture("FakeService") {}
+  void SetUp() override { startHost(); }
+
+  void expectEcho(const std::string& arguments) {
+    EXPECT_EQ(client().call("sayEvent", arguments).values, arguments);
+  }
+  BusClient::Answer echoTexts(const std::vector<std::string>& names, std::size_t size) {
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
+    const std::string text(size, 'x');
+    for (const std::string& name : names)
+      g_variant_builder_add(&builder, "{sv}", name.c_str(), g_variant_new_string(text.c_str()));
+    return client().call("sayEvent", g_variant_new("(a{sv})", &builder));
+  }
+};
+
+TEST_F(FakeCallTest, CarriesEveryTypeInBothDirections) {
+  expectEcho("({'flag': <true>, 'number': <-42>, 'text': <'h\xc3\xa9llo'>},)");
+  expectEcho("({'text': <'\"\\\\ \\n\\t\\u0001 \xe2\x82\xac \xf0\x9f\x98\x80'>},)");
+}
+
+TEST_F(FakeCallTest, CarriesBytesThatAreNotUtf8InBothDirections) {
+  expectEcho("({'text': <[byte 0xff, 0x41]>},)");
+  expectEcho("({'text': <[byte 0x61, 0x00, 0x62]>},)");
+  EXPECT_EQ(client().call("sayEvent", "({'text': <[byte 0x68, 0x69]>},)").values,
+            "({'text': <'hi'>},)");
+}
+
+TEST_F(FakeCallTest, ReturnsWhenTheServiceHasHandledTheMessage) {
   const auto waiting = block();
   EXPECT_FALSE(client().answered(waiting));
   release();
   EXPECT_EQ(client().wait(waiting).error, "");
 }
 
-TEST_F(CallTest, callsAreServedOneAfterTheOtherInOrder) {
+TEST_F(FakeCallTest, HandlesCallsOneAtATimeInOrder) {
   const auto waiting = block();
   const auto first = client().send("sayEvent", "({'n': <1>},)");
   const auto second = client().send("sayEvent", "({'n': <2>},)");
@@ -84,129 +198,45 @@ TEST_F(CallTest, callsAreServedOneAfterTheOtherInOrder) {
   EXPECT_TRUE(client().answered(waiting));
 }
 
-TEST_F(CallTest, aMessageThatTheServiceDoesNotKnowIsUnknown) {
-  const BusClient::Answer answer = client().call("sayevent", "(@a{sv} {},)");
-  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.UnknownMethod");
-  EXPECT_EQ(answer.sentence, "the service has no message \"sayevent\"");
-}
-
-TEST_F(CallTest, aBodyOfAnotherShapeIsRefused) {
-  for (const char* body : {"('x',)", "(1, 2)", "(@a{sv} {}, 'more')", "({'a': 'b'},)"})
-    EXPECT_EQ(errorOf("sayEvent", body), "org.freedesktop.DBus.Error.InvalidArgs") << body;
-  EXPECT_EQ(client().callObject(kService, kServiceInterface, "sayEvent", "").error,
-            "org.freedesktop.DBus.Error.InvalidArgs");
-}
-
-TEST_F(CallTest, aValueOfAnotherTypeIsRefusedByItsName) {
-  const BusClient::Answer answer = client().call("sayEvent", "({'speed': <1.5>},)");
-  EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.InvalidArgs");
-  EXPECT_THAT(answer.sentence, AllOf(HasSubstr("speed"), HasSubstr("type d")));
-}
-
-TEST_F(CallTest, aRefusedBodyDoesNotReachTheService) {
-  client().call("subscribeEvent");
-  client().call("tellEvent", "({'text': <'x'>, 'count': <uint32 1>},)");
-  client().call("tellEvent", "({'text': <'good'>, 'count': <1>},)");
-  ASSERT_TRUE(client().waitUntilHeard(1));
-  EXPECT_THAT(client().heard().front().values, HasSubstr("good"));
-}
-
-TEST_F(CallTest, anAnswerThatIsNoMessageIsAnError) {
+TEST_F(FakeCallTest, FailsWhenTheReplyCannotBeDecoded) {
   const BusClient::Answer answer = client().call("babbleEvent", "({'bytes': <'{{{'>},)");
   EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.Failed");
-  EXPECT_THAT(answer.sentence, HasSubstr("the service's answer can't be read"));
+  EXPECT_THAT(answer.message, HasSubstr("can't decode the service's reply"));
 }
 
-TEST_F(CallTest, aSecondAnswerIsDropped) {
+TEST_F(FakeCallTest, DropsASecondReply) {
   EXPECT_EQ(client().call("repeatEvent", "({'n': <1>},)").values, "({'n': <1>},)");
-  EXPECT_TRUE(host().waitForErr("it has one already"));
+  EXPECT_TRUE(host().waitForErr("it has got one already"));
 }
 
-TEST_F(CallTest, aServiceThatFailsIsSurvived) {
+TEST_F(FakeCallTest, SurvivesAServiceThatThrows) {
   const BusClient::Answer answer = client().call("failEvent");
   EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.Failed");
-  EXPECT_THAT(answer.sentence, HasSubstr("the echo is broken"));
+  EXPECT_THAT(answer.message, HasSubstr("the fake is broken"));
   expectEcho("({'n': <1>},)");
 }
 
-TEST_F(CallTest, whoWantsNoAnswerGetsNone) {
-  const auto unknown = client().tell("nonsense", "(@a{sv} {},)");
-  const auto wrong = client().tell("sayEvent", "('x',)");
-  const auto good = client().tell("sayEvent", "(@a{sv} {},)");
-  expectEcho("({'n': <1>},)");
-  EXPECT_FALSE(client().answered(unknown));
-  EXPECT_FALSE(client().answered(wrong));
-  EXPECT_FALSE(client().answered(good));
-}
-
-TEST_F(CallTest, theInterfaceMayBeLeftOut) {
-  EXPECT_EQ(client().callObject(kService, "", "sayEvent", "({'n': <1>},)").values, "({'n': <1>},)");
-  EXPECT_EQ(client().callObject(kService, "", "nonsense", "(@a{sv} {},)").error,
-            "org.freedesktop.DBus.Error.UnknownMethod");
-}
-
-TEST_F(CallTest, theStandardInterfacesMayBeLeftOutToo) {
-  EXPECT_THAT(client().callObject(kService, "", "Introspect", "").values, HasSubstr("sayEvent"));
-  EXPECT_EQ(client().callObject(kService, "", "Ping", "").error, "");
-}
-
-TEST_F(CallTest, anotherInterfaceOfTheObjectIsUnknown) {
-  EXPECT_THAT(client().callObject(kService, "org.example.Other", "sayEvent", "").error,
-              StartsWith("org.freedesktop.DBus.Error.Unknown"));
-}
-
-TEST_F(CallTest, theInterfaceOnAnotherObjectIsUnknown) {
-  for (const char* object : {"/", "/org/obexphone", "/org/obexphone/Nothing"})
-    EXPECT_THAT(client().callObject(object, kServiceInterface, "sayEvent", "(@a{sv} {},)").error,
-                StartsWith("org.freedesktop.DBus.Error.Unknown"))
-        << object;
-}
-
-TEST_F(CallTest, peerAndPropertiesAreAnswered) {
-  EXPECT_EQ(client().callObject(kService, "org.freedesktop.DBus.Peer", "Ping", "").error, "");
-  EXPECT_THAT(client().callObject(kService, "org.freedesktop.DBus.Peer", "GetMachineId", "").values,
-              Not(""));
-  EXPECT_EQ(client()
-                .callObject(kService, "org.freedesktop.DBus.Properties", "GetAll",
-                            "('org.obexphone.EchoServiceIfc',)")
-                .values,
-            "(@a{sv} {},)");
-}
-
-TEST_F(CallTest, introspectionIsWhatStandsBesideThePlugin) {
-  const auto answer =
-      client().callObject(kService, "org.freedesktop.DBus.Introspectable", "Introspect", "");
-  for (const char* member : {"sayEvent", "subscribeEvent", "clingEvent", kServiceInterface})
-    EXPECT_THAT(answer.values, HasSubstr(member));
-  const auto listed = busctl({"introspect", "org.obexphone.Phone", kService});
-  EXPECT_THAT(listed.out, HasSubstr(".sayEvent"));
-}
-
-TEST_F(CallTest, theTelephonesObjectsAreFoundByLooking) {
-  const auto tree = busctl({"tree", "--list", "org.obexphone.Phone"});
-  for (const char* object : {kService, "/org/obexphone/DirectoryService", "/org/obexphone/Phone"})
-    EXPECT_THAT(tree.out, HasSubstr(object));
-}
-
-TEST_F(CallTest, aBusyTelephoneRefusesWhatIsTooMuch) {
+TEST_F(FakeCallTest, RefusesCallsWhenTheQueueIsFull) {
   const auto waiting = block();
   std::vector<std::uint32_t> sent;
   for (int i = 0; i < 64; ++i) sent.push_back(client().send("sayEvent"));
   const BusClient::Answer refused = client().call("sayEvent");
   EXPECT_EQ(refused.error, "org.freedesktop.DBus.Error.LimitsExceeded");
-  EXPECT_EQ(refused.sentence, "too many messages wait for the telephone already; try again later");
+  EXPECT_EQ(refused.message, "the telephone's queue is full; try again later");
   EXPECT_EQ(client().status("queued"), "64");
   release();
   EXPECT_EQ(client().wait(waiting).error, "");
   for (const auto serial : sent) EXPECT_EQ(client().wait(serial).error, "");
 }
 
-TEST_F(CallTest, aBusyTelephoneStillAnswersWhatIsNotForTheService) {
+TEST_F(FakeCallTest, AnswersOtherCallsWhileTheServiceIsBusy) {
   block();
   EXPECT_EQ(client().status("busyWith"), "'waitEvent'");
-  EXPECT_THAT(
-      client().callObject(kService, "org.freedesktop.DBus.Introspectable", "Introspect", "").values,
-      HasSubstr("sayEvent"));
+  EXPECT_THAT(client()
+                  .callObject("/org/obexphone/FakeService", "org.freedesktop.DBus.Introspectable",
+                              "Introspect", "")
+                  .values,
+              HasSubstr("sayEvent"));
   EXPECT_EQ(client()
                 .callObject("/org/obexphone/DirectoryService", "org.obexphone.DirectoryServiceIfc",
                             "handleRequest", "(b'nonsense',)")
@@ -215,18 +245,15 @@ TEST_F(CallTest, aBusyTelephoneStillAnswersWhatIsNotForTheService) {
   release();
 }
 
-TEST_F(CallTest, aMessageOf25MegabytesGoesThereAndBack) {
-  const std::string text(25 << 20, 'x');
-  GVariantBuilder builder;
-  g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
-  g_variant_builder_add(&builder, "{sv}", "text", g_variant_new_string(text.c_str()));
-  const auto answer = client().call("sayEvent", g_variant_new("(a{sv})", &builder));
+TEST_F(FakeCallTest, CarriesAMessageOf25Megabytes) {
+  const std::size_t size = 25 << 20;
+  const auto answer = echoTexts({"text"}, size);
   EXPECT_EQ(answer.error, "");
-  EXPECT_EQ(answer.values.size(), text.size() + std::string("({'text': <''>},)").size());
+  EXPECT_EQ(answer.values.size(), size + std::string("({'text': <''>},)").size());
 }
 
-/// On a bus that takes more than the telephone reckons with.
-class LargeCallTest : public CallTest {
+/// On a bus with a higher limit than the host's.
+class LargeCallTest : public FakeCallTest {
  protected:
   void SetUp() override {
     startBus("", "<limit name=\"max_message_size\">134217728</limit>");
@@ -234,22 +261,10 @@ class LargeCallTest : public CallTest {
   }
 };
 
-TEST_F(LargeCallTest, anAnswerThatAnotherBusWouldNotTakeIsAnErrorAndTheConnectionStays) {
-  GVariantBuilder builder;
-  g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
-  const std::string bytes(17 << 20, 'x');
-  for (const char* name : {"first", "second"})
-    g_variant_builder_add(&builder, "{sv}", name, g_variant_new_string(bytes.c_str()));
-  EXPECT_EQ(client().call("sayEvent", g_variant_new("(a{sv})", &builder)).error,
+TEST_F(LargeCallTest, RefusesAReplyAboveTheLimitAndKeepsTheConnection) {
+  EXPECT_EQ(echoTexts({"first", "second"}, 17 << 20).error,
             "org.freedesktop.DBus.Error.LimitsExceeded");
   expectEcho("({'n': <1>},)");
-}
-
-TEST_F(CallTest, aServiceCanAskItsPeers) {
-  EXPECT_THAT(client().call("directoryEvent", "({'request': <'nonsense'>},)").values,
-              HasSubstr("failure"));
-  EXPECT_EQ(client().call("fileEvent", "({'path': <'/data/images/x.jpeg'>},)").values,
-            "({'noted': <true>},)");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ using host::DirectoryAnswer;
 using host::DirectoryClient;
 using testing::HasSubstr;
 
-/// The phonebook as other programs reach it.
+/// The Directory Service on the bus.
 class DirectoryObjectTest : public test::HostFixture {
  protected:
   void SetUp() override { startHost(); }
@@ -20,12 +20,11 @@ class DirectoryObjectTest : public test::HostFixture {
     return client().callObject("/org/obexphone/DirectoryService",
                                "org.obexphone.DirectoryServiceIfc", "handleRequest", arguments);
   }
-  /// Sends the bytes of a request and reads those of the answer.
   DirectoryAnswer ask(const std::string& request) {
     GVariant* bytes =
         g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.data(), request.size(), 1);
     const auto answer = call(g_variant_new_tuple(&bytes, 1));
-    EXPECT_EQ(answer.error, "") << answer.sentence;
+    EXPECT_EQ(answer.error, "") << answer.message;
     GVariant* body = g_variant_ref_sink(test::parseValue(answer.values));
     GVariant* child = g_variant_get_child_value(body, 0);
     gsize size = 0;
@@ -37,7 +36,7 @@ class DirectoryObjectTest : public test::HostFixture {
   }
 };
 
-TEST_F(DirectoryObjectTest, anEntryIsWrittenAndRead) {
+TEST_F(DirectoryObjectTest, WritesAndReadsAnEntry) {
   EXPECT_EQ(ask(DirectoryClient::writeRequest({{Column::kSurname, "Berg"}})).kind,
             DirectoryAnswer::Kind::kWritten);
   const auto answer = ask(DirectoryClient::listRequest({Column::kSurname}));
@@ -45,24 +44,24 @@ TEST_F(DirectoryObjectTest, anEntryIsWrittenAndRead) {
   EXPECT_EQ(answer.entries[0].value(Column::kSurname), "Berg");
 }
 
-TEST_F(DirectoryObjectTest, textsThatAreNotUtf8ComeBackUnchanged) {
+TEST_F(DirectoryObjectTest, KeepsTextThatIsNotUtf8) {
   ask(DirectoryClient::writeRequest({{Column::kSurname, "caf\xe9 \x01"}}));
   const auto answer = ask(DirectoryClient::listRequest({Column::kSurname}));
   ASSERT_EQ(answer.entries.size(), 1U);
   EXPECT_EQ(answer.entries[0].value(Column::kSurname), "caf\xe9 \x01");
 }
 
-TEST_F(DirectoryObjectTest, nonsenseIsAFailureAndNoError) {
+TEST_F(DirectoryObjectTest, AnswersAnInvalidRequestWithAFailure) {
   EXPECT_EQ(ask("nonsense").kind, DirectoryAnswer::Kind::kFailure);
   EXPECT_EQ(ask("").kind, DirectoryAnswer::Kind::kFailure);
 }
 
-TEST_F(DirectoryObjectTest, otherArgumentsAreRefused) {
+TEST_F(DirectoryObjectTest, RefusesOtherArguments) {
   EXPECT_EQ(call(g_variant_new("(s)", "text")).error, "org.freedesktop.DBus.Error.InvalidArgs");
   EXPECT_EQ(call(nullptr).error, "org.freedesktop.DBus.Error.InvalidArgs");
 }
 
-TEST_F(DirectoryObjectTest, otherMethodsAreUnknown) {
+TEST_F(DirectoryObjectTest, HasNoOtherMethods) {
   EXPECT_EQ(client()
                 .callObject("/org/obexphone/DirectoryService", "org.obexphone.DirectoryServiceIfc",
                             "erase", "(b'x',)")
@@ -70,7 +69,7 @@ TEST_F(DirectoryObjectTest, otherMethodsAreUnknown) {
             "org.freedesktop.DBus.Error.UnknownMethod");
 }
 
-TEST_F(DirectoryObjectTest, anAnswerThatTheBusWouldNotTakeIsAnErrorWithAWayOut) {
+TEST_F(DirectoryObjectTest, RefusesAnAnswerAboveTheLimitOfTheBus) {
   const std::string large(1 << 20, 'x');
   for (int i = 0; i < 33; ++i)
     ask(DirectoryClient::writeRequest({{Column::kSurname, large + std::to_string(i)}}));
@@ -79,7 +78,7 @@ TEST_F(DirectoryObjectTest, anAnswerThatTheBusWouldNotTakeIsAnErrorWithAWayOut) 
       g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.data(), request.size(), 1);
   const auto answer = call(g_variant_new_tuple(&bytes, 1));
   EXPECT_EQ(answer.error, "org.freedesktop.DBus.Error.LimitsExceeded");
-  EXPECT_THAT(answer.sentence, HasSubstr("the bus takes no more than"));
+  EXPECT_THAT(answer.message, HasSubstr("the limit of the bus is"));
   EXPECT_EQ(ask(DirectoryClient::listRequest({Column::kId})).entries.size(), 33U);
 }
 

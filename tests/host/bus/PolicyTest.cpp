@@ -7,7 +7,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/// What a system bus allows before anyone adds to it.
+/// The default policy of the system bus.
 constexpr const char* kSystemBus =
     "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
     "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
@@ -23,12 +23,14 @@ constexpr const char* kCallers =
 
 constexpr const char* kNotifications =
     "<policy context=\"default\">"
-    "<allow send_interface=\"org.obexphone.EchoServiceObserverIfc\"/>"
+    "<allow send_interface=\"org.obexphone.FakeServiceObserverIfc\"/>"
     "<allow send_interface=\"org.freedesktop.DBus.Peer\" send_member=\"Ping\"/></policy>";
 
-/// The telephone on a bus that forbids what isn't allowed.
+/// phone-host on a bus that forbids what isn't allowed.
 class PolicyTest : public test::HostFixture {
  protected:
+  PolicyTest() : HostFixture("FakeService") {}
+
   void startOn(const std::string& policy) {
     startBus(policy);
     startHost();
@@ -37,19 +39,19 @@ class PolicyTest : public test::HostFixture {
   }
 };
 
-TEST_F(PolicyTest, worksOnASystemBusWithItsPolicy) {
+TEST_F(PolicyTest, WorksOnASystemBusWithItsPolicy) {
   startOn(std::string(kSystemBus) + kCallers + kNotifications);
   EXPECT_TRUE(client().waitUntilHeard(300));
   EXPECT_EQ(host().err().find("not delivered"), std::string::npos);
 }
 
-TEST_F(PolicyTest, notificationsThatTheBusForbidsAreLogged) {
+TEST_F(PolicyTest, LogsNotificationsThatTheBusForbids) {
   startOn(std::string(kSystemBus) + kCallers);
   EXPECT_TRUE(host().waitForErr("a toldEvent to " + client().name() + " was not delivered: "));
   EXPECT_TRUE(client().heard().empty());
 }
 
-TEST_F(PolicyTest, aNameThatTheBusForbidsEndsTheStart) {
+TEST_F(PolicyTest, RefusesToStartWhenTheBusForbidsTheName) {
   startBus(kSystemBus);
   const auto host = launchHost();
   EXPECT_EQ(host->wait(), 1);

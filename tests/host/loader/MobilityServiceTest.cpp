@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(MobilityServiceTest, remembersTheNewestFirst) {
+TEST(MobilityServiceTest, ListsTheNewestFirst) {
   host::MobilityService mobility;
   EXPECT_TRUE(mobility.registerFile("/data/images/photoA.jpeg"));
   EXPECT_TRUE(mobility.registerFile("/data/images/photoB.jpeg"));
@@ -20,21 +20,21 @@ TEST(MobilityServiceTest, remembersTheNewestFirst) {
               ElementsAre("/data/images/photoB.jpeg", "/data/images/photoA.jpeg"));
 }
 
-TEST(MobilityServiceTest, aFileWrittenAgainIsTheNewestOnce) {
+TEST(MobilityServiceTest, ListsAFileWrittenAgainOnce) {
   host::MobilityService mobility;
   for (const char* path : {"a", "b", "a"}) mobility.registerFile(path);
   EXPECT_THAT(mobility.recentFiles(), ElementsAre("a", "b"));
   EXPECT_EQ(mobility.count(), 3U);
 }
 
-TEST(MobilityServiceTest, anEmptyPathIsRefused) {
+TEST(MobilityServiceTest, RefusesAnEmptyPath) {
   host::MobilityService mobility;
   EXPECT_FALSE(mobility.registerFile(""));
   EXPECT_THAT(mobility.recentFiles(), IsEmpty());
   EXPECT_EQ(mobility.count(), 0U);
 }
 
-TEST(MobilityServiceTest, forgetsTheOldestBeyondItsBound) {
+TEST(MobilityServiceTest, ForgetsTheOldestBeyondItsLimit) {
   host::MobilityService mobility;
   for (int i = 0; i < 40; ++i) mobility.registerFile(std::to_string(i));
   const auto files = mobility.recentFiles();
@@ -44,19 +44,19 @@ TEST(MobilityServiceTest, forgetsTheOldestBeyondItsBound) {
   EXPECT_EQ(mobility.count(), 40U);
 }
 
-TEST(MobilityServiceTest, logsWhatItIsTold) {
+TEST(MobilityServiceTest, LogsEachFile) {
   const test::LogRecorder log;
   host::MobilityService().registerFile("/data/images/photo.png");
   EXPECT_TRUE(log.has("file written: /data/images/photo.png"));
 }
 
-TEST(MobilityServiceTest, isFoundByAServiceThatHoldsItAsAnExecutable) {
+TEST(MobilityServiceTest, IsFoundThroughExecutable) {
   host::MobilityService mobility;
   Executable* executable = &mobility;
   EXPECT_EQ(dynamic_cast<MobilityServiceIfc*>(executable), &mobility);
 }
 
-TEST(MobilityServiceTest, threadsMayRegisterAtTheSameTime) {
+TEST(MobilityServiceTest, AcceptsFilesFromSeveralThreads) {
   host::MobilityService mobility;
   const auto work = [&mobility] {
     for (int i = 0; i < 1000; ++i) mobility.registerFile(std::to_string(i % 50));

@@ -12,15 +12,7 @@ struct Peer : Executable {
   void shutdown() override {}
 };
 
-struct RememberingSource : host::ProxySource {
-  Proxy* getProxy(const std::string& interfaceName, const std::string& address) override {
-    asked = interfaceName + " at " + address;
-    return nullptr;
-  }
-  std::string asked;
-};
-
-TEST(PhoneContextTest, findsAServiceByItsInterface) {
+TEST(PhoneContextTest, FindsAServiceByItsInterface) {
   host::PhoneContext context;
   Peer peer;
   context.addService("PeerIfc", peer);
@@ -29,7 +21,7 @@ TEST(PhoneContextTest, findsAServiceByItsInterface) {
   EXPECT_EQ(context.getService(""), nullptr);
 }
 
-TEST(PhoneContextTest, theLastServiceOfANameCounts) {
+TEST(PhoneContextTest, ReplacesAServiceOfTheSameName) {
   host::PhoneContext context;
   Peer first;
   Peer second;
@@ -38,20 +30,23 @@ TEST(PhoneContextTest, theLastServiceOfANameCounts) {
   EXPECT_EQ(context.getService("PeerIfc"), &second);
 }
 
-TEST(PhoneContextTest, knowsTheFormatOfItsMessagesOnly) {
+TEST(PhoneContextTest, KnowsOneMessageFormat) {
   host::PhoneContext context;
   EXPECT_NE(context.getSerializer("json"), nullptr);
   EXPECT_EQ(context.getSerializer("JSON"), nullptr);
   EXPECT_EQ(context.getSerializer(""), nullptr);
 }
 
-TEST(PhoneContextTest, asksItsSourceForProxies) {
+TEST(PhoneContextTest, GetsProxiesFromItsSource) {
   host::PhoneContext context;
   EXPECT_EQ(context.getProxy("ObserverIfc", ":1.1"), nullptr);
-  RememberingSource source;
-  context.setProxySource(source);
+  std::string asked;
+  context.setProxySource([&](const std::string& interfaceName, const std::string& address) {
+    asked = interfaceName + " at " + address;
+    return nullptr;
+  });
   EXPECT_EQ(context.getProxy("ObserverIfc", ":1.1"), nullptr);
-  EXPECT_EQ(source.asked, "ObserverIfc at :1.1");
+  EXPECT_EQ(asked, "ObserverIfc at :1.1");
 }
 
 }  // namespace

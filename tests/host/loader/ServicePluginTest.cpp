@@ -32,81 +32,74 @@ class ServicePluginTest : public testing::Test {
   const test::TestFolder m_folder;
 };
 
-TEST_F(ServicePluginTest, makesTheObjectsOfAService) {
-  const host::ServicePlugin plugin(ECHO_PLUGIN, host::ServiceNames("EchoService"));
-  EXPECT_NE(plugin.createService(), nullptr);
-  EXPECT_NE(plugin.createInvoker(), nullptr);
-  EXPECT_NE(plugin.createObserverProxy(), nullptr);
-}
-
-TEST_F(ServicePluginTest, makesTheObjectsOfTheObexService) {
+TEST_F(ServicePluginTest, CreatesTheObjectsOfTheService) {
   const host::ServicePlugin plugin(OBEX_PLUGIN, host::ServiceNames("OBEXService"));
   EXPECT_NE(plugin.createService(), nullptr);
   EXPECT_NE(plugin.createInvoker(), nullptr);
   EXPECT_NE(plugin.createObserverProxy(), nullptr);
 }
 
-TEST_F(ServicePluginTest, makesANewObjectEachTime) {
-  const host::ServicePlugin plugin(ECHO_PLUGIN, host::ServiceNames("EchoService"));
+TEST_F(ServicePluginTest, CreatesANewObjectEachTime) {
+  const host::ServicePlugin plugin(OBEX_PLUGIN, host::ServiceNames("OBEXService"));
   const auto first = plugin.createObserverProxy();
   EXPECT_NE(first, plugin.createObserverProxy());
 }
 
-TEST_F(ServicePluginTest, twoPluginsLiveInOneProcess) {
-  const host::ServicePlugin echo(ECHO_PLUGIN, host::ServiceNames("EchoService"));
+TEST_F(ServicePluginTest, LoadsTwoPluginsIntoOneProcess) {
+  const host::ServicePlugin fake(FAKE_PLUGIN, host::ServiceNames("FakeService"));
   const host::ServicePlugin obex(OBEX_PLUGIN, host::ServiceNames("OBEXService"));
-  EXPECT_NE(echo.createService(), nullptr);
+  EXPECT_NE(fake.createService(), nullptr);
   EXPECT_NE(obex.createService(), nullptr);
 }
 
-TEST_F(ServicePluginTest, objectsOutliveThePluginObject) {
+TEST_F(ServicePluginTest, KeepsTheLibraryLoadedForItsObjects) {
   std::unique_ptr<Service> service;
   {
-    const host::ServicePlugin plugin(ECHO_PLUGIN, host::ServiceNames("EchoService"));
+    const host::ServicePlugin plugin(OBEX_PLUGIN, host::ServiceNames("OBEXService"));
     service = plugin.createService();
   }
   service->shutdown();
   EXPECT_NE(dynamic_cast<Executable*>(service.get()), nullptr);
 }
 
-TEST_F(ServicePluginTest, aRelativePathIsMadeAbsolute) {
-  const std::string relative = std::filesystem::relative(ECHO_PLUGIN).string();
-  const host::ServicePlugin plugin(relative, host::ServiceNames("EchoService"));
-  EXPECT_EQ(plugin.file(), ECHO_PLUGIN);
+TEST_F(ServicePluginTest, MakesARelativePathAbsolute) {
+  const std::string relative = std::filesystem::relative(OBEX_PLUGIN).string();
+  const host::ServicePlugin plugin(relative, host::ServiceNames("OBEXService"));
+  EXPECT_EQ(plugin.file(), OBEX_PLUGIN);
 }
 
-TEST_F(ServicePluginTest, aMissingFileIsNamed) {
-  EXPECT_EQ(loadError(m_folder.file("none.so"), "EchoService"),
-            "there is no service plug-in at " + m_folder.file("none.so"));
+TEST_F(ServicePluginTest, NamesAMissingFile) {
+  EXPECT_EQ(loadError(m_folder.file("none.so"), "FakeService"),
+            "no service plug-in at " + m_folder.file("none.so"));
 }
 
-TEST_F(ServicePluginTest, aFileThatIsNoLibraryIsRefused) {
+TEST_F(ServicePluginTest, RefusesAFileThatIsNoLibrary) {
   const std::string file = m_folder.write("text.so", "not a library at all");
-  EXPECT_THAT(loadError(file, "EchoService"), HasSubstr("the service plug-in can't be loaded: "));
-  EXPECT_THAT(loadError(file, "EchoService"), HasSubstr(file));
+  EXPECT_THAT(loadError(file, "FakeService"), HasSubstr("can't load the service plug-in: "));
+  EXPECT_THAT(loadError(file, "FakeService"), HasSubstr(file));
 }
 
-TEST_F(ServicePluginTest, aFolderIsRefused) {
-  EXPECT_THAT(loadError(m_folder.path(), "EchoService"), HasSubstr("can't be loaded"));
+TEST_F(ServicePluginTest, RefusesAFolder) {
+  EXPECT_THAT(loadError(m_folder.path(), "FakeService"), HasSubstr("can't load"));
 }
 
-TEST_F(ServicePluginTest, aLibraryThatNeedsWhatIsNotThereIsRefusedAtOnce) {
-  EXPECT_THAT(loadError(plugin("libunresolvedservice.so"), "EchoService"),
+TEST_F(ServicePluginTest, RefusesALibraryWithAnUndefinedSymbol) {
+  EXPECT_THAT(loadError(plugin("libunresolvedservice.so"), "FakeService"),
               HasSubstr("functionThatNoLibraryHas"));
 }
 
-TEST_F(ServicePluginTest, aMissingEntryPointIsNamed) {
+TEST_F(ServicePluginTest, NamesAMissingEntryPoint) {
   EXPECT_EQ(loadError(plugin("libhalfservice.so"), "HalfService"),
             plugin("libhalfservice.so") +
-                " is not a plug-in of the service HalfService: it has no entry point "
-                "createHalfServiceObserverProxy");
+                " is not a plug-in for HalfService: entry point createHalfServiceObserverProxy is "
+                "missing");
 }
 
-TEST_F(ServicePluginTest, aPluginOfAnotherServiceIsRefused) {
-  EXPECT_THAT(loadError(ECHO_PLUGIN, "OBEXService"), HasSubstr("createOBEXService"));
+TEST_F(ServicePluginTest, RefusesAPluginOfAnotherService) {
+  EXPECT_THAT(loadError(FAKE_PLUGIN, "OBEXService"), HasSubstr("createOBEXService"));
 }
 
-TEST_F(ServicePluginTest, anEntryPointThatMakesNothingIsNamed) {
+TEST_F(ServicePluginTest, NamesAnEntryPointThatReturnsNull) {
   const host::ServicePlugin nothing(plugin("libhalfservice.so"),
                                     host::ServiceNames("NothingService"));
   EXPECT_THAT(whatOf([&] { static_cast<void>(nothing.createService()); }),
@@ -117,28 +110,28 @@ TEST_F(ServicePluginTest, anEntryPointThatMakesNothingIsNamed) {
               HasSubstr("createNothingServiceObserverProxy"));
 }
 
-TEST_F(ServicePluginTest, theDescriptionStandsBesideTheLibrary) {
-  const host::ServicePlugin plugin(ECHO_PLUGIN, host::ServiceNames("EchoService"));
-  EXPECT_THAT(plugin.readIntrospection(), HasSubstr("org.obexphone.EchoServiceIfc"));
+TEST_F(ServicePluginTest, ReadsTheIntrospectionFileBesideTheLibrary) {
+  const host::ServicePlugin plugin(FAKE_PLUGIN, host::ServiceNames("FakeService"));
+  EXPECT_THAT(plugin.readIntrospection(), HasSubstr("org.obexphone.FakeServiceIfc"));
 }
 
-TEST_F(ServicePluginTest, aMissingDescriptionIsNamed) {
+TEST_F(ServicePluginTest, NamesAMissingIntrospectionFile) {
   const host::ServicePlugin nothing(plugin("libhalfservice.so"),
                                     host::ServiceNames("NothingService"));
   EXPECT_THAT(whatOf([&] { static_cast<void>(nothing.readIntrospection()); }),
               HasSubstr(plugin("nothingservice.xml")));
 }
 
-TEST_F(ServicePluginTest, anImmenseDescriptionIsRefused) {
-  std::filesystem::copy_file(ECHO_PLUGIN, m_folder.file("libechoservice.so"));
-  m_folder.write("echoservice.xml", std::string(2 << 20, ' '));
-  const host::ServicePlugin plugin(m_folder.file("libechoservice.so"),
-                                   host::ServiceNames("EchoService"));
+TEST_F(ServicePluginTest, RefusesAHugeIntrospectionFile) {
+  std::filesystem::copy_file(FAKE_PLUGIN, m_folder.file("libfakeservice.so"));
+  m_folder.write("fakeservice.xml", std::string(2 << 20, ' '));
+  const host::ServicePlugin plugin(m_folder.file("libfakeservice.so"),
+                                   host::ServiceNames("FakeService"));
   EXPECT_THAT(whatOf([&] { static_cast<void>(plugin.readIntrospection()); }),
-              HasSubstr("can't be read"));
+              HasSubstr("can't read"));
 }
 
-TEST(ServiceNamesTest, everyNameFollowsFromTheServices) {
+TEST(ServiceNamesTest, DerivesEveryNameFromTheServices) {
   const host::ServiceNames names("OBEXService");
   EXPECT_EQ(names.service, "OBEXService");
   EXPECT_EQ(names.createService, "createOBEXService");

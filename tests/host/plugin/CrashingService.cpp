@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-// A library that ends the program which loads it.
+// Crashes the process that loads it.
 namespace {
 
 __attribute__((constructor)) void crash() { std::abort(); }

@@ -1,5 +1,4 @@
-// A library that lacks an entry point of the service it claims to be, and whose others make
-// nothing.
+// HalfService lacks an entry point; those of NothingService return null.
 
 #define ENTRY_POINT extern "C" __attribute__((visibility("default"))) void*
 

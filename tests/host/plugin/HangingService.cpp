@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-// A library that can't be loaded in any time.
+// Blocks the process that loads it for ever.
 namespace {
 
 __attribute__((constructor)) void hang() {

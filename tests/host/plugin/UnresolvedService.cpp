@@ -1,4 +1,4 @@
-// A library that needs a function which no one has.
+// Refers to a function that no library defines.
 
 extern "C" int functionThatNoLibraryHas();
 

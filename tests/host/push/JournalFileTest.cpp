@@ -8,7 +8,7 @@ namespace {
 using host::Journal;
 using testing::HasSubstr;
 
-TEST_F(JournalTest, WhatCannotBeWrittenWaitsAndIsToldOnce) {
+TEST_F(JournalTest, RetriesWhatCannotBeWrittenAndLogsItOnce) {
   openBook();
   const LogRecorder log;
   std::filesystem::create_directory(m_folder.file("away"));

@@ -8,7 +8,6 @@
 
 #include "host/directory/PhoneBook.h"
 #include "host/push/Journal.h"
-#include "host/push/RunId.h"
 #include "tests/host/directory/BookPlace.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/WaitFor.h"
@@ -16,7 +15,7 @@
 
 namespace test {
 
-/// A journal in a database of the test's own, beside a phonebook.
+/// A journal in the test's own database, with or without a phonebook.
 class JournalTest : public testing::Test {
  protected:
   std::string connection() const { return m_place->Connection(); }
@@ -41,10 +40,10 @@ class JournalTest : public testing::Test {
     return entry;
   }
 
-  /// As it is read.
+  /// The same entry as it is read back.
   static host::JournalEntry readEntry(long long number) {
     host::JournalEntry read = entry(number);
-    read.phone = host::phoneOfRun(host::nameOfThisRun());
+    read.phone = host::phoneOfRun(host::runId());
     return read;
   }
 

@@ -9,10 +9,10 @@ namespace {
 
 using host::JournalTable;
 
-/// What telephones do to each other in a database that they share.
+/// Several telephones share a database.
 class JournalPostgresTest : public JournalTest {
  protected:
-  /// Writes with some timeout for others, as the journal does; what else is wrong is a failure.
+  /// Retries while the database is busy, as the journal does.
   void writeAs(const std::string& run, const host::JournalEntry& entry) const {
     JournalTable table(connection(), run, 1000);
     for (bool written = false; !written;) {
@@ -26,7 +26,7 @@ class JournalPostgresTest : public JournalTest {
   }
 };
 
-TEST_F(JournalPostgresTest, TelephonesThatBeginAtTheSameMomentMakeOneTable) {
+TEST_F(JournalPostgresTest, CreatesOneTableWhenTelephonesStartAtTheSameTime) {
   for (int round = 0; round < 10; ++round) {
     std::vector<std::thread> telephones;
     for (int i = 0; i < 8; ++i)
@@ -37,7 +37,7 @@ TEST_F(JournalPostgresTest, TelephonesThatBeginAtTheSameMomentMakeOneTable) {
   }
 }
 
-TEST_F(JournalPostgresTest, TextsAreKeptAsBytes) {
+TEST_F(JournalPostgresTest, StoresTextAsBytes) {
   openBook();
   begin().put(entry(1));
   m_journal.reset();

@@ -9,7 +9,7 @@ using host::Journal;
 using host::JournalEntry;
 using testing::HasSubstr;
 
-TEST_F(JournalTest, WhatIsPutIsRead) {
+TEST_F(JournalTest, ReadsWhatWasPut) {
   openBook();
   Journal& journal = begin();
   journal.put(entry(1));
@@ -17,7 +17,7 @@ TEST_F(JournalTest, WhatIsPutIsRead) {
   EXPECT_EQ(journal.read(10).front(), readEntry(1));
 }
 
-TEST_F(JournalTest, TheNewestComesFirst) {
+TEST_F(JournalTest, ReadsTheNewestFirst) {
   openBook();
   Journal& journal = begin();
   for (int i = 1; i <= 5; ++i) journal.put(entry(i));
@@ -27,7 +27,7 @@ TEST_F(JournalTest, TheNewestComesFirst) {
   EXPECT_EQ(entries[1].number, 4);
 }
 
-TEST_F(JournalTest, AnEntryIsReplacedByItsNumber) {
+TEST_F(JournalTest, ReplacesAnEntryOfTheSameNumber) {
   openBook();
   Journal& journal = begin();
   journal.put(entry(1, "waiting"));
@@ -39,7 +39,7 @@ TEST_F(JournalTest, AnEntryIsReplacedByItsNumber) {
   EXPECT_EQ(entries[1].book, "rejected");
 }
 
-TEST_F(JournalTest, TheOldestGoWhenThereAreTooMany) {
+TEST_F(JournalTest, DeletesTheOldestBeyondItsLimit) {
   openBook();
   Journal& journal = begin(3);
   for (int i = 1; i <= 10; ++i) journal.put(entry(i));
@@ -48,7 +48,7 @@ TEST_F(JournalTest, TheOldestGoWhenThereAreTooMany) {
   EXPECT_EQ(entries.back().number, 8);
 }
 
-TEST_F(JournalTest, TextsOfAnyBytesAreKept) {
+TEST_F(JournalTest, KeepsTextOfAnyBytes) {
   openBook();
   Journal& journal = begin();
   JournalEntry odd = entry(1);
@@ -57,14 +57,14 @@ TEST_F(JournalTest, TextsOfAnyBytesAreKept) {
   EXPECT_EQ(journal.read(1).front().object, odd.object);
 }
 
-TEST_F(JournalTest, StaysWhenTheTelephoneEnds) {
+TEST_F(JournalTest, KeepsEntriesOfEarlierRuns) {
   openBook();
   begin().put(entry(1));
   m_journal.reset();
   EXPECT_EQ(begin().read(10).size(), 1U);
 }
 
-TEST_F(JournalTest, ThePhonebookKeepsItsEntriesBesideIt) {
+TEST_F(JournalTest, SharesTheDatabaseWithAPhonebook) {
   openBook();
   begin().put(entry(1));
   m_journal.reset();
@@ -75,19 +75,19 @@ TEST_F(JournalTest, ThePhonebookKeepsItsEntriesBesideIt) {
   EXPECT_EQ(count, 1);
 }
 
-TEST_F(JournalTest, APhonebookCanBeginWhereTheJournalIsAlready) {
+TEST_F(JournalTest, LetsAPhonebookUseItsDatabaseLater) {
   begin().put(entry(1));
   m_journal.reset();
   EXPECT_NO_THROW(openBook());
 }
 
-TEST_F(JournalTest, EntriesThatWaitedWhenATelephoneWasKilledAreLost) {
+TEST_F(JournalTest, MarksWaitingCardsOfEndedRunsAsLost) {
   openBook();
   host::JournalTable killed(connection(), "", 10);
   killed.write({entry(1, "waiting")});
   host::JournalTable other(connection(), "another machine/boot/1/2", 10);
   other.write({entry(1, "waiting")});
-  // A run without a name can't be told from others, so it is left; one of this machine is not.
+  // A run without an id may still be running, so its entry stays; one of this machine is settled.
   const std::string machine = [] {
     std::string line;
     std::ifstream file("/etc/machine-id");
@@ -101,16 +101,16 @@ TEST_F(JournalTest, EntriesThatWaitedWhenATelephoneWasKilledAreLost) {
   EXPECT_EQ(journal.read(3).at(1).book, "waiting");
 }
 
-TEST_F(JournalTest, TooManyThatWaitAreDroppedAndCounted) {
+TEST_F(JournalTest, DropsAndCountsEntriesWhenTooManyWait) {
   openBook();
   const LogRecorder log;
   m_journal = std::make_unique<Journal>(connection(), Journal::Limits{100, 3});
   for (int i = 1; i <= 5; ++i) m_journal->put(entry(i));
   EXPECT_EQ(m_journal->read(10).size(), 3U);
-  EXPECT_THAT(log.texts(kLogError).front(), HasSubstr("lost 2 lines"));
+  EXPECT_THAT(log.texts(kLogError).front(), HasSubstr("lost 2 entries"));
 }
 
-TEST_F(JournalTest, LinesOfAnotherTelephoneAreToldApart) {
+TEST_F(JournalTest, TellsWhichTelephoneAnEntryIsOf) {
   openBook();
   host::JournalTable other(connection(), "machine/boot/1/2/anna@kiosk/2", 10);
   other.write({entry(1)});
@@ -122,7 +122,7 @@ TEST_F(JournalTest, LinesOfAnotherTelephoneAreToldApart) {
   EXPECT_EQ(entries[1].phone, "anna@kiosk/2");
 }
 
-TEST_F(JournalTest, LinesWithoutATelephoneAreOfAnEarlierVersion) {
+TEST_F(JournalTest, ReadsEntriesWithoutATelephone) {
   openBook();
   host::JournalTable earlier(connection(), "machine/boot/1/2", 10);
   earlier.write({entry(1)});

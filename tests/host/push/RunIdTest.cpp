@@ -1,4 +1,4 @@
-#include "host/push/RunId.h"
+#include "host/push/JournalTable.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -9,14 +9,14 @@
 
 namespace {
 
-/// The name of a process that has ended.
-std::string nameOfAnEndedRun() {
+/// The run id of a process that has ended.
+std::string idOfAnEndedRun() {
   int pipe[2];
   EXPECT_EQ(::pipe(pipe), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const std::string name = host::nameOfThisRun();
-    const ssize_t written = ::write(pipe[1], name.data(), name.size());
+    const std::string id = host::runId();
+    const ssize_t written = ::write(pipe[1], id.data(), id.size());
     ::_exit(written > 0 ? 0 : 1);
   }
   ::close(pipe[1]);
@@ -29,30 +29,30 @@ std::string nameOfAnEndedRun() {
 
 }  // namespace
 
-TEST(RunId, ThisRunHasNotEnded) {
-  EXPECT_EQ(host::nameOfThisRun(), host::nameOfThisRun());
-  EXPECT_FALSE(host::hasEnded(host::nameOfThisRun()));
+TEST(RunId, HasNotEndedInThisProcess) {
+  EXPECT_EQ(host::runId(), host::runId());
+  EXPECT_FALSE(host::hasEnded(host::runId()));
 }
 
-TEST(RunId, ARunWhoseProcessIsGoneHas) { EXPECT_TRUE(host::hasEnded(nameOfAnEndedRun())); }
+TEST(RunId, HasEndedWithItsProcess) { EXPECT_TRUE(host::hasEnded(idOfAnEndedRun())); }
 
-TEST(RunId, AnotherProcessOfTheSameNumberIsAnotherRun) {
-  const std::string run = host::nameOfThisRun();
+TEST(RunId, DiffersForAnotherProcessOfTheSameNumber) {
+  const std::string run = host::runId();
   std::string earlier = run.substr(0, run.size() - host::phoneOfRun(run).size() - 1);
   EXPECT_FALSE(host::hasEnded(earlier));
   earlier.back() = earlier.back() == '1' ? '2' : '1';
   EXPECT_TRUE(host::hasEnded(earlier));
 }
 
-TEST(RunId, OfOtherMachinesNothingIsKnown) {
+TEST(RunId, HasNotEndedOnAnotherMachine) {
   EXPECT_FALSE(host::hasEnded("another machine/boot/1/2"));
   EXPECT_FALSE(host::hasEnded(""));
 }
 
-TEST(RunId, TellsWhoseItIs) {
+TEST(RunId, NamesItsUserAndHost) {
   char host[256] = "";
   ASSERT_EQ(::gethostname(host, sizeof host - 1), 0);
-  EXPECT_EQ(host::phoneOfRun(host::nameOfThisRun()),
+  EXPECT_EQ(host::phoneOfRun(host::runId()),
             std::string(::getpwuid(::geteuid())->pw_name) + "@" + host);
   EXPECT_EQ(host::phoneOfRun("machine/boot/1/2"), "");
   EXPECT_EQ(host::phoneOfRun(""), "");

@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// What GIO's thread hands over.
+/// Filled by GIO's thread.
 struct BusClientState {
   mutable std::mutex mutex;
   std::map<std::uint32_t, BusClient::Answer> answers;
@@ -16,16 +16,14 @@ struct BusClientState {
 
 namespace {
 
-/// GIO hands it to its thread under a lock that the thread sanitizer can't see; so it is handed
-/// over by `ready` as well.
+/// GIO passes this between threads under a lock that the thread sanitizer doesn't see; `ready`
+/// shows it the hand-over.
 struct SharedState {
   std::shared_ptr<BusClientState> state;
   std::atomic<bool> ready{false};
 };
 
 constexpr const char* kPhone = "org.obexphone.Phone";
-constexpr const char* kService = "/org/obexphone/EchoService";
-constexpr const char* kServiceInterface = "org.obexphone.EchoServiceIfc";
 
 std::string orEmpty(const char* text) { return text != nullptr ? text : ""; }
 
@@ -42,7 +40,7 @@ void keepAnswer(BusClientState& state, GDBusMessage* message) {
   answer.came = true;
   answer.values = print(g_dbus_message_get_body(message));
   answer.error = orEmpty(g_dbus_message_get_error_name(message));
-  if (!answer.error.empty()) answer.sentence = orEmpty(g_dbus_message_get_arg0(message));
+  if (!answer.error.empty()) answer.message = orEmpty(g_dbus_message_get_arg0(message));
   const std::lock_guard lock(state.mutex);
   state.answers[g_dbus_message_get_reply_serial(message)] = answer;
 }
@@ -63,7 +61,7 @@ SharedState& takeOver(gpointer data) {
   return shared;
 }
 
-/// On GIO's thread. Questions of the kind that every D-Bus library answers go on to GIO.
+/// Runs on GIO's thread. GIO answers pings.
 GDBusMessage* filter(GDBusConnection*, GDBusMessage* message, gboolean incoming, gpointer data) {
   if (incoming == FALSE) return message;
   BusClientState& state = *takeOver(data).state;
@@ -106,8 +104,11 @@ GVariant* parseValue(const std::string& text) {
   throw std::runtime_error(text + ": " + reason);
 }
 
-BusClient::BusClient(const std::string& address)
-    : m_connection(connectTo(address)), m_state(std::make_shared<BusClientState>()) {
+BusClient::BusClient(const std::string& address, const std::string& service)
+    : m_path("/org/obexphone/" + service),
+      m_interface("org.obexphone." + service + "Ifc"),
+      m_connection(connectTo(address)),
+      m_state(std::make_shared<BusClientState>()) {
   auto* const shared = new SharedState{m_state};
   shared->ready.store(true, std::memory_order_release);
   g_dbus_connection_add_filter(m_connection, filter, shared, freeState);
@@ -167,19 +168,19 @@ BusClient::Answer BusClient::callBus(const std::string& member, const std::strin
 }
 
 BusClient::Answer BusClient::call(const std::string& member, const std::string& arguments) {
-  return callObject(kService, kServiceInterface, member, arguments);
+  return callObject(m_path, m_interface, member, arguments);
 }
 
 BusClient::Answer BusClient::call(const std::string& member, GVariant* arguments) {
-  return callObject(kService, kServiceInterface, member, arguments);
+  return callObject(m_path, m_interface, member, arguments);
 }
 
 std::uint32_t BusClient::send(const std::string& member, const std::string& arguments) {
-  return post(kPhone, kService, kServiceInterface, member, parseValue(arguments), true);
+  return post(kPhone, m_path, m_interface, member, parseValue(arguments), true);
 }
 
 std::uint32_t BusClient::tell(const std::string& member, const std::string& arguments) {
-  return post(kPhone, kService, kServiceInterface, member, parseValue(arguments), false);
+  return post(kPhone, m_path, m_interface, member, parseValue(arguments), false);
 }
 
 std::string BusClient::status(const std::string& name) {

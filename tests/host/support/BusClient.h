@@ -13,18 +13,17 @@ namespace test {
 
 struct BusClientState;
 
-/// A program on the bus, written with nothing but GIO: it calls the telephone and hears what the
-/// telephone tells its observers. Arguments and answers are in GLib's text format for values, such
-/// as "({'text': <'hello'>},)".
+/// A client of the telephone on the bus, built on plain GIO. It calls one service and records its
+/// notifications. Arguments and replies are in GVariant text format, e.g. "({'text': <'hello'>},)".
 ///
 /// Threads: one at a time.
 class BusClient {
  public:
   struct Answer {
-    bool came = false;     ///< within a deadline that no healthy machine misses
-    std::string error;     ///< name of the D-Bus error, empty for none
-    std::string sentence;  ///< its text
-    std::string values;    ///< the body, "" when it is empty
+    bool came = false;    ///< before the deadline
+    std::string error;    ///< D-Bus error name, empty for none
+    std::string message;  ///< the error's message
+    std::string values;   ///< the body, "" if it is empty
   };
   struct Notification {
     std::string object;
@@ -34,42 +33,42 @@ class BusClient {
     bool wantsAnswer;
   };
 
-  /// Throws std::runtime_error when the bus can't be reached.
-  explicit BusClient(const std::string& address);
-  /// Leaves the bus.
+  /// Throws std::runtime_error if it can't connect.
+  BusClient(const std::string& address, const std::string& service);
   ~BusClient();
   BusClient(const BusClient&) = delete;
   BusClient& operator=(const BusClient&) = delete;
 
+  /// Its unique bus name.
   [[nodiscard]] std::string name() const;
   void leave();
 
-  /// Calls any method and waits for the answer. An empty `interface` leaves it out.
+  /// Calls any method and waits for the reply. An empty `interface` is left out of the call.
   Answer callObject(const std::string& object, const std::string& interface,
                     const std::string& member, const std::string& arguments);
   Answer callObject(const std::string& object, const std::string& interface,
                     const std::string& member, GVariant* arguments);
 
-  /// Calls a method of the bus itself.
+  /// Calls a method of the bus daemon.
   Answer callBus(const std::string& member, const std::string& arguments);
 
-  /// The messages of the echo service.
+  /// Calls a method of the service.
   Answer call(const std::string& member, const std::string& arguments = "(@a{sv} {},)");
   Answer call(const std::string& member, GVariant* arguments);
-  /// Calls and doesn't wait; the number is for `wait`, which gives the answer.
+  /// Calls without waiting, and returns the serial number for `wait`.
   std::uint32_t send(const std::string& member, const std::string& arguments = "(@a{sv} {},)");
   Answer wait(std::uint32_t serial);
-  /// Calls without wanting an answer.
+  /// Calls with the flag that no reply is expected.
   std::uint32_t tell(const std::string& member, const std::string& arguments);
-  /// Whether any answer to it has come.
+  /// Whether a reply has arrived.
   [[nodiscard]] bool answered(std::uint32_t serial) const;
 
-  /// A value of the telephone's status in text format, "" when it isn't there.
+  /// A value of the telephone's status in text format, "" if it is missing.
   std::string status(const std::string& name);
 
-  /// What has been heard so far.
+  /// The notifications so far.
   [[nodiscard]] std::vector<Notification> heard() const;
-  /// Waits until so many were heard.
+  /// Waits until there are that many.
   [[nodiscard]] bool waitUntilHeard(std::size_t count) const;
 
  private:
@@ -77,11 +76,13 @@ class BusClient {
                      const std::string& interface, const std::string& member, GVariant* arguments,
                      bool wantsAnswer);
 
+  const std::string m_path;
+  const std::string m_interface;
   GDBusConnection* m_connection;
   std::shared_ptr<BusClientState> m_state;
 };
 
-/// A value from its text format.
+/// Parses the text format.
 GVariant* parseValue(const std::string& text);
 
 }  // namespace test

@@ -19,8 +19,9 @@ std::string HostFixture::phonebook() const { return "sqlite3://" + m_folder.file
 
 Program::Words HostFixture::hostWords(const Program::Words& options) {
   if (!m_bus) startBus();
-  Program::Words words{PHONE_HOST,  "--bus",       m_bus->address(), "--plugin", ECHO_PLUGIN,
-                       "--service", "EchoService", "--phonebook",    phonebook()};
+  const char* const plugin = m_service == "FakeService" ? FAKE_PLUGIN : OBEX_PLUGIN;
+  Program::Words words{PHONE_HOST,  "--bus",   m_bus->address(), "--plugin", plugin,
+                       "--service", m_service, "--phonebook",    phonebook()};
   words.insert(words.end(), options.begin(), options.end());
   return words;
 }
@@ -56,12 +57,12 @@ Finished HostFixture::busctl(const Program::Words& words) {
 }
 
 std::unique_ptr<BusClient> HostFixture::newClient() {
-  return std::make_unique<BusClient>(m_bus->address());
+  return std::make_unique<BusClient>(m_bus->address(), m_service);
 }
 
-std::uint32_t HostFixture::block(const std::string& member) {
+std::uint32_t HostFixture::block() {
   const std::uint32_t serial =
-      m_client->send(member, "({'file': <'" + m_folder.file("release") + "'>},)");
+      m_client->send("waitEvent", "({'file': <'" + m_folder.file("release") + "'>},)");
   EXPECT_TRUE(waitFor([&] { return m_client->status("busy") == "true"; }));
   return serial;
 }

@@ -11,41 +11,44 @@
 
 namespace test {
 
-/// phone-host with the echo service, as its users run it, on a bus of the test's own.
+/// Runs phone-host on a private bus, with the real service or with FakeService.
 class HostFixture : public testing::Test {
  protected:
-  /// Stops the host, which must end well.
+  explicit HostFixture(const std::string& service = "OBEXService") : m_service(service) {}
+
+  /// Stops the host and checks its exit code.
   void TearDown() override;
 
-  /// Starts the bus; otherwise that happens with the first host.
+  /// Starts the bus. Without this, the first host does.
   void startBus(const std::string& policy = "", const std::string& limits = "");
-  /// Starts it and waits until it is ready.
+  /// Starts the host and waits until it is ready.
   void startHost(const Program::Words& options = {});
-  /// Starts it with the usual options and doesn't wait.
+  /// Starts a host without waiting.
   std::unique_ptr<Program> launchHost(const Program::Words& options = {});
-  /// The same through a shell, which does something first: "exec 0<&-".
+  /// The same from a shell that runs a command first, e.g. "exec 0<&-".
   std::unique_ptr<Program> launchHostAfter(const std::string& shell);
-  /// Asks it to stop and checks that it does, with this code.
+  /// Stops the host with SIGTERM and checks its exit code.
   void stopHost(int expectedCode = 0);
 
-  /// Runs busctl on the test's bus.
+  /// Runs busctl on the private bus.
   Finished busctl(const Program::Words& words);
 
   [[nodiscard]] const TestFolder& folder() const { return m_folder; }
   PrivateBus& bus() { return *m_bus; }
   Program& host() { return *m_host; }
   [[nodiscard]] std::string phonebook() const;
-  /// A client that lives as long as the test.
+  /// The client that `startHost` created.
   BusClient& client() { return *m_client; }
   std::unique_ptr<BusClient> newClient();
 
-  /// Keeps the framework thread at one message until `release`.
-  std::uint32_t block(const std::string& member = "waitEvent");
+  /// Makes FakeService block until `release`. Returns the call's serial number.
+  std::uint32_t block();
   void release();
 
  private:
   Program::Words hostWords(const Program::Words& options);
 
+  const std::string m_service;
   TestFolder m_folder;
   std::unique_ptr<PrivateBus> m_bus;
   std::unique_ptr<Program> m_host;

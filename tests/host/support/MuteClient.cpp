@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kScheme = "unix:path=";
 
-/// D-Bus's way to tell who one is: the user's number, each digit as the code of its character.
+/// The user id for AUTH EXTERNAL: its decimal digits, hex encoded.
 std::string identity() {
   std::string hex;
   for (const char digit : std::to_string(geteuid())) {
@@ -45,14 +45,14 @@ void MuteClient::authenticate() {
   std::array<char, 256> answer{};
   if (::send(m_socket, greeting.data(), greeting.size(), MSG_NOSIGNAL) < 0 ||
       ::recv(m_socket, answer.data(), answer.size() - 1, 0) < 2 || answer[0] != 'O')
-    throw std::runtime_error("the bus won't have us");
+    throw std::runtime_error("the bus refuses us");
   const std::string begin = "BEGIN\r\n";
   if (::send(m_socket, begin.data(), begin.size(), MSG_NOSIGNAL) < 0)
-    throw std::runtime_error("the bus has gone");
+    throw std::runtime_error("the bus closed the connection");
 }
 
 void MuteClient::subscribe() {
-  send("org.obexphone.Phone", "/org/obexphone/EchoService", "org.obexphone.EchoServiceIfc",
+  send("org.obexphone.Phone", "/org/obexphone/FakeService", "org.obexphone.FakeServiceIfc",
        "subscribeEvent", true);
 }
 

@@ -4,18 +4,17 @@
 
 namespace test {
 
-/// A program on the bus that subscribes to the echo service and then never reads again.
+/// A client that subscribes to FakeService and then stops reading.
 class MuteClient {
  public:
-  /// Throws std::runtime_error when the bus can't be reached or won't have it.
+  /// Throws std::runtime_error if it can't connect.
   explicit MuteClient(const std::string& address);
-  /// Leaves the bus.
   ~MuteClient();
   MuteClient(const MuteClient&) = delete;
   MuteClient& operator=(const MuteClient&) = delete;
 
   void subscribe();
-  /// Reads and forgets what has come, until nothing more comes for a moment; the number of bytes.
+  /// Discards what has arrived, until nothing comes for 300 ms. Returns the number of bytes.
   std::size_t drain();
 
  private:

@@ -7,18 +7,18 @@
 
 namespace test {
 
-/// A bus of the test's own: dbus-daemon on a socket in the test's folder. It ends with the object.
+/// A dbus-daemon on a socket in the test's folder. It ends with the object.
 class PrivateBus {
  public:
-  /// `policy` and `limits` are elements of the daemon's configuration.
+  /// `policy` and `limits` are XML elements for the daemon's configuration.
   explicit PrivateBus(const TestFolder& folder, const std::string& policy = "",
                       const std::string& limits = "");
 
   [[nodiscard]] std::string address() const;
 
-  /// Ends it as a crash would.
+  /// Kills it with SIGKILL.
   void kill();
-  /// Starts one at the same address; false when that fails.
+  /// Starts it again at the same address. Returns false on failure.
   bool start();
 
  private:

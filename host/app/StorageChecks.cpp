@@ -1,23 +1,25 @@
-#include "host/app/ImagesFolder.h"
+#include "host/app/StorageChecks.h"
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <filesystem>
 #include <system_error>
-
-#include "host/app/DiskRoom.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// What a card's photo may have at most.
+/// Largest photo, in bytes.
 constexpr std::uint64_t kPhotoBytes = std::uint64_t{4} << 20;
+
+constexpr const char* kSqlite = "sqlite3://";
+/// Estimate for an entry in the database and its write-ahead log, in bytes.
+constexpr std::uint64_t kEntryBytes = std::uint64_t{1} << 20;
 
 std::string reasonOf(int error) { return std::generic_category().message(error); }
 
@@ -26,27 +28,32 @@ std::string userName() {
   return user != nullptr ? user->pw_name : std::to_string(geteuid());
 }
 
+std::string diskRoomRemedy(const std::string& folder) {
+  return "make room on the disk of " + folder + "; df -h " + folder + " and df -i " + folder +
+         " show how full it is";
+}
+
 std::string remedyFor(int error, const std::string& root) {
   const std::string own = "sudo chown " + userName() + " " + root;
   switch (error) {
     case ENOENT:
-      return "make it: sudo mkdir -p " + root + "; " + own;
+      return "create it: sudo mkdir -p " + root + "; " + own;
     case ENOTDIR:
-      return "move away what stands in its place, and make a folder: sudo mkdir -p " + root + "; " +
-             own;
+      return "move away the file of that name, and create the folder: sudo mkdir -p " + root +
+             "; " + own;
     case EACCES:
     case EPERM:
       return "give it to the phone's user: " + own +
-             "; the folders above must let that user through: namei -l " + root;
+             "; that user needs access to the folders above, too: namei -l " + root;
     case EROFS:
       return "mount it for writing: sudo mount -o remount,rw \"$(findmnt -n -o TARGET -T " + root +
-             ")\"; if the kernel has made it read-only because of errors, dmesg says so; of a "
-             "systemd service, ReadWritePaths= must name it";
+             ")\"; dmesg tells if the kernel made it read-only because of errors; the unit of a "
+             "systemd service must list it in ReadWritePaths=";
     case ENOSPC:
     case EDQUOT:
       return diskRoomRemedy(root);
     default:
-      return "see to it that user " + userName() + " can write files in " + root;
+      return "make sure that user " + userName() + " can create files in " + root;
   }
 }
 
@@ -54,7 +61,7 @@ Problem problemOf(int error, const std::string& root) {
   return {root + ": " + reasonOf(error), remedyFor(error, root)};
 }
 
-/// Of a folder, a link, or what has just gone: 0.
+/// 0 for anything but a regular file.
 std::uint64_t sizeOf(const fs::directory_entry& file) {
   std::error_code gone;
   if (!fs::is_regular_file(file.symlink_status(gone))) return 0;
@@ -62,11 +69,18 @@ std::uint64_t sizeOf(const fs::directory_entry& file) {
   return gone ? 0 : size;
 }
 
+/// The nearest parent folder that exists.
+fs::path existingFolder(fs::path folder) {
+  std::error_code error;
+  while (folder.has_relative_path() && !fs::exists(folder, error)) folder = folder.parent_path();
+  return folder;
+}
+
 }  // namespace
 
 Problem imagesProblem(const std::string& root) {
-  // A file without a name, which is gone when it is closed. Asking for permission alone would not
-  // do: root always has it, and a quota never shows.
+  // Opens an unnamed file, which close deletes. access() alone would miss quotas, and root always
+  // has permission.
   const int file = ::open(root.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
   if (file >= 0) {
     ::close(file);
@@ -88,12 +102,25 @@ Problem imagesQuotaProblem(const std::string& root, const Storage::Limits& limit
     ++files;
     bytes += sizeOf(*file);
     if (files >= limits.files || bytes + kPhotoBytes > limits.bytes)
-      return {root + ": it holds as much as the phone keeps there, " +
-                  std::to_string(limits.files) + " files or " + std::to_string(limits.bytes >> 20) +
-                  " MiB",
-              "move photos that aren't needed any more out of " + root};
+      return {root + ": it has reached the phone's limit of " + std::to_string(limits.files) +
+                  " files or " + std::to_string(limits.bytes >> 20) + " MiB",
+              "move photos that are no longer needed out of " + root};
   }
   return {};
+}
+
+Problem diskRoomProblem(const std::string& folder, std::uint64_t bytes) {
+  struct statvfs disk = {};
+  if (::statvfs(folder.c_str(), &disk) != 0) return {};
+  if (std::uint64_t{disk.f_bavail} * disk.f_frsize >= bytes) return {};
+  return {folder + ": its disk is full", diskRoomRemedy(folder)};
+}
+
+Problem phonebookDiskProblem(const std::string& connection) {
+  if (!connection.starts_with(kSqlite)) return {};
+  const fs::path file = connection.substr(std::string(kSqlite).size());
+  if (!file.is_absolute()) return {};
+  return diskRoomProblem(existingFolder(file.parent_path()).string(), kEntryBytes);
 }
 
 }  // namespace host

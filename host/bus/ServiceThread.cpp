@@ -1,13 +1,12 @@
-#include "host/bus/FrameworkThread.h"
+#include "host/bus/ServiceThread.h"
 
 #include <exception>
 #include <sstream>
 #include <utility>
 #include <variant>
 
-#include "framework/MessageSerializer.h"
+#include "framework/JsonMessageSerializer.h"
 #include "host/bus/Arguments.h"
-#include "host/bus/Limits.h"
 #include "host/loader/HostLog.h"
 
 namespace host {
@@ -18,20 +17,61 @@ constexpr const char* kInvalidArgs = "org.freedesktop.DBus.Error.InvalidArgs";
 constexpr const char* kLimitsExceeded = "org.freedesktop.DBus.Error.LimitsExceeded";
 constexpr const char* kFailed = "org.freedesktop.DBus.Error.Failed";
 
+constexpr const char* kUnsubscribe = "unsubscribeEvent";
+
+/// Keeps the invoker's reply for the service thread. The invoker owns the response and may use it
+/// after it has handled the message; such a late reply is dropped.
+class CallResponse : public InvokerResponse {
+ public:
+  struct Reply {
+    bool given = false;
+    bool tooLate = false;
+    std::string bytes;
+  };
+
+  CallResponse(const std::string& caller, const std::shared_ptr<Reply>& reply)
+      : m_format(JsonMessageSerializer::formatName()), m_caller(caller), m_reply(reply) {}
+
+  [[nodiscard]] const std::string& getFormat() const override { return m_format; }
+  [[nodiscard]] const std::string& getCallerAddress() const override { return m_caller; }
+
+  void send(const char* data, int length) override {
+    if (m_reply->given || m_reply->tooLate) {
+      HOST_LOG_ERROR("dropped a reply to %s: %s", m_caller.c_str(),
+                     m_reply->given ? "it has got one already" : "the message is finished");
+      return;
+    }
+    if (data == nullptr || length < 0) return;
+    m_reply->bytes.assign(data, static_cast<std::size_t>(length));
+    m_reply->given = true;
+  }
+
+ private:
+  const std::string m_format;
+  const std::string m_caller;
+  const std::shared_ptr<Reply> m_reply;
+};
+
+Method decodeReply(const std::string& bytes) {
+  std::istringstream in(bytes);
+  Method reply;
+  if (JsonMessageSerializer().decode(in, reply) == 1) return reply;
+  throw std::runtime_error("can't decode the service's reply");
+}
+
 }  // namespace
 
-FrameworkThread::FrameworkThread(const ServicePlugin& plugin, PhoneContext& context,
-                                 Observers& observers, WorkQueue& queue,
-                                 std::set<std::string> members)
+ServiceThread::ServiceThread(const ServicePlugin& plugin, PhoneContext& context,
+                             Observers& observers, WorkQueue& queue, std::set<std::string> members)
     : m_plugin(plugin),
       m_context(context),
       m_observers(observers),
       m_queue(queue),
       m_members(std::move(members)) {}
 
-FrameworkThread::~FrameworkThread() { stop(); }
+ServiceThread::~ServiceThread() { stop(); }
 
-void FrameworkThread::start() {
+void ServiceThread::start() {
   std::promise<void> started;
   auto done = started.get_future();
   m_thread = std::thread([this, &started] { run(started); });
@@ -43,12 +83,12 @@ void FrameworkThread::start() {
   }
 }
 
-void FrameworkThread::stop() {
+void ServiceThread::stop() {
   m_queue.close();
   if (m_thread.joinable()) m_thread.join();
 }
 
-void FrameworkThread::run(std::promise<void>& started) {
+void ServiceThread::run(std::promise<void>& started) {
   try {
     createService();
   } catch (...) {
@@ -61,7 +101,7 @@ void FrameworkThread::run(std::promise<void>& started) {
   destroyService();
 }
 
-void FrameworkThread::createService() {
+void ServiceThread::createService() {
   m_service = m_plugin.createService();
   m_invoker = m_plugin.createInvoker();
   m_service->init(m_context);
@@ -69,7 +109,7 @@ void FrameworkThread::createService() {
   m_invoker->initInvoker(&m_context);
 }
 
-void FrameworkThread::serve() {
+void ServiceThread::serve() {
   while (true) {
     WorkQueue::Work work = m_queue.take();
     if (!work.call && !work.task) return;
@@ -80,38 +120,40 @@ void FrameworkThread::serve() {
   }
 }
 
-void FrameworkThread::destroyService() {
+void ServiceThread::destroyService() {
   if (m_service) m_service->shutdown();
-  // First, since it joins its own threads, which may still notify observers until then.
+  // First: its destructor joins its threads, which may notify observers until then.
   m_service.reset();
   m_invoker.reset();
   m_observers.clear();
 }
 
-void FrameworkThread::deliver(ServiceCall& call) {
+void ServiceThread::deliver(ServiceCall& call) {
   Method request(call.member(), Method::REQUEST);
   std::string problem;
   const bool known = m_members.count(call.member()) != 0;
   try {
     const bool readable = readArguments(call.body(), Parameter::IN, request, problem);
     std::optional<Method> reply;
-    if (readable) {
-      m_observers.useConnection(call.connection());
+    // The service fetches parameters by name, so it gets a message without those that can't be
+    // read. But it must not act on a message of its own whose parameters are all unknown.
+    if (readable || !known) {
+      m_observers.beginMessage(call.connection(), call.member() != kUnsubscribe);
       reply = hand(request, call.caller());
     }
     if (!known)
-      call.refuse(kUnknownMethod, "the service has no message \"" + call.member() + "\"");
-    else if (!readable)
+      call.refuse(kUnknownMethod, "the service has no method \"" + call.member() + "\"");
+    else if (!problem.empty())
       call.refuse(kInvalidArgs, problem);
     else
       answer(call, reply);
   } catch (const std::exception& error) {
     HOST_LOG_ERROR("%s failed: %s", call.member().c_str(), error.what());
-    call.refuse(kFailed, std::string("the telephone failed at this message: ") + error.what());
+    call.refuse(kFailed, std::string("the service failed: ") + error.what());
   }
 }
 
-void FrameworkThread::answer(ServiceCall& call, const std::optional<Method>& reply) {
+void ServiceThread::answer(ServiceCall& call, const std::optional<Method>& reply) {
   if (!reply) {
     call.answer(nullptr);
     return;
@@ -120,24 +162,23 @@ void FrameworkThread::answer(ServiceCall& call, const std::optional<Method>& rep
   if (g_variant_get_size(body) <= kMaxBody)
     call.answer(body);
   else
-    call.refuse(kLimitsExceeded, "the answer is too large for the bus");
+    call.refuse(kLimitsExceeded, "the reply is too large for the bus");
   g_variant_unref(body);
 }
 
-std::optional<Method> FrameworkThread::hand(const Method& request, const std::string& caller) {
+std::optional<Method> ServiceThread::hand(const Method& request, const std::string& caller) {
   std::ostringstream out;
   JsonMessageSerializer().encode(request, out);
-  const std::string bytes = out.str();
-  const auto answer = std::make_shared<CallResponse::Answer>();
-  handOver(request.getName(), bytes, new CallResponse(caller, answer));
-  answer->tooLate = true;
-  if (!answer->given) return std::nullopt;
-  return readReply(answer->bytes);
+  const auto reply = std::make_shared<CallResponse::Reply>();
+  invoke(request.getName(), out.str(), new CallResponse(caller, reply));
+  reply->tooLate = true;
+  if (!reply->given) return std::nullopt;
+  return decodeReply(reply->bytes);
 }
 
-/// The response is the invoker's.
-void FrameworkThread::handOver(const std::string& name, const std::string& bytes,
-                               CallResponse* response) {
+/// The invoker takes ownership of `response`.
+void ServiceThread::invoke(const std::string& name, const std::string& bytes,
+                           InvokerResponse* response) {
   const auto finish = [&] {
     setActivity("");
     if (m_listener.after) m_listener.after(name);
@@ -154,27 +195,20 @@ void FrameworkThread::handOver(const std::string& name, const std::string& bytes
   finish();
 }
 
-std::optional<Method> FrameworkThread::readReply(const std::string& bytes) {
-  std::istringstream in(bytes);
-  Method reply;
-  if (JsonMessageSerializer().decode(in, reply) == 1) return reply;
-  throw std::runtime_error("the service's answer can't be read");
-}
-
-std::optional<bool> FrameworkThread::unsubscribe(const std::string& caller) {
+std::optional<bool> ServiceThread::unsubscribe(const std::string& caller) {
   try {
-    const std::optional<Method> reply = hand(Method("unsubscribeEvent", Method::REQUEST), caller);
+    const std::optional<Method> reply = hand(Method(kUnsubscribe, Method::REQUEST), caller);
     if (!reply) return std::nullopt;
     for (const Parameter& parameter : reply->getParameters())
       if (parameter.direction == Parameter::OUT && std::holds_alternative<bool>(parameter.value))
         return std::get<bool>(parameter.value);
   } catch (const std::exception& error) {
-    HOST_LOG_ERROR("the subscriptions of %s could not be ended: %s", caller.c_str(), error.what());
+    HOST_LOG_ERROR("can't end the subscriptions of %s: %s", caller.c_str(), error.what());
   }
   return std::nullopt;
 }
 
-void FrameworkThread::tell(const Method& message, std::function<bool()> wanted) {
+void ServiceThread::tell(const Method& message, std::function<bool()> wanted) {
   m_queue.push([this, message, wanted = std::move(wanted)] {
     try {
       if (wanted()) static_cast<void>(hand(message, Observers::kHost));
@@ -184,25 +218,25 @@ void FrameworkThread::tell(const Method& message, std::function<bool()> wanted) 
   });
 }
 
-void FrameworkThread::callerLeft(const std::string& caller) {
+void ServiceThread::callerLeft(const std::string& caller) {
   m_queue.push([this, caller] {
     m_observers.callerLeft(caller, [this](const std::string& name) { return unsubscribe(name); });
   });
 }
 
-void FrameworkThread::allCallersLeft() {
+void ServiceThread::allCallersLeft() {
   m_queue.push([this] {
     m_observers.allLeft([this](const std::string& name) { return unsubscribe(name); });
   });
 }
 
-void FrameworkThread::setActivity(const std::string& message) {
+void ServiceThread::setActivity(const std::string& message) {
   const std::lock_guard lock(m_mutex);
   m_message = message;
   m_since = std::chrono::steady_clock::now();
 }
 
-FrameworkThread::Activity FrameworkThread::activity() const {
+ServiceThread::Activity ServiceThread::activity() const {
   const std::lock_guard lock(m_mutex);
   if (m_message.empty()) return {};
   const auto since = std::chrono::steady_clock::now() - m_since;

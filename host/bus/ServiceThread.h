@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <future>
 #include <memory>
@@ -13,9 +12,9 @@
 #include <utility>
 
 #include "framework/Invoker.h"
+#include "framework/InvokerResponse.h"
 #include "framework/Method.h"
 #include "framework/Service.h"
-#include "host/bus/CallResponse.h"
 #include "host/bus/Observers.h"
 #include "host/bus/WorkQueue.h"
 #include "host/loader/PhoneContext.h"
@@ -23,54 +22,52 @@
 
 namespace host {
 
-/// The one thread that calls the service: it makes, initialises and runs it, hands its invoker the
-/// messages from the queue, one at a time, answers them, and deletes everything in the order that
-/// the service needs.
+/// The only thread that calls the service. It creates and runs the service, passes the messages in
+/// the queue to its invoker one at a time, replies to them, and at the end deletes the service and
+/// what belongs to it in the required order.
 ///
-/// Threads: `start` and `stop` belong to one thread; `activity` and `callerLeft` may be called from
-/// any. Whatever is given must outlive the object.
-class FrameworkThread {
+/// Threads: call `start` and `stop` from one thread; the other functions from any. What is passed
+/// to the constructor must outlive the object.
+class ServiceThread {
  public:
   struct Activity {
-    std::string message;  ///< the one that the service is at, empty when it is idle
+    std::string message;  ///< the message being handled, empty when idle
     std::chrono::seconds since{0};
   };
 
-  /// Are told of every message before and after the invoker has it, on the framework thread, and
-  /// may be left empty.
+  /// Called on this thread before and after the invoker handles a message. May be empty.
   struct Listener {
     std::function<void(const std::string& message)> before;
     std::function<void(const std::string& message)> after;
   };
 
-  /// `members` are the messages that the service's description names.
-  FrameworkThread(const ServicePlugin& plugin, PhoneContext& context, Observers& observers,
-                  WorkQueue& queue, std::set<std::string> members);
-  /// Stops it.
-  ~FrameworkThread();
-  FrameworkThread(const FrameworkThread&) = delete;
-  FrameworkThread& operator=(const FrameworkThread&) = delete;
+  /// `members` are the message names in the service's introspection XML.
+  ServiceThread(const ServicePlugin& plugin, PhoneContext& context, Observers& observers,
+                WorkQueue& queue, std::set<std::string> members);
+  ~ServiceThread();
+  ServiceThread(const ServiceThread&) = delete;
+  ServiceThread& operator=(const ServiceThread&) = delete;
 
-  /// Before `start`.
+  /// Call before `start`.
   void listen(Listener listener) { m_listener = std::move(listener); }
   /// Whether the service has this message.
   [[nodiscard]] bool knows(const std::string& message) const {
     return m_members.count(message) != 0;
   }
 
-  /// Returns when the service runs; throws what kept it from it (std::runtime_error).
+  /// Returns when the service runs. Throws std::runtime_error if it can't be created.
   void start();
-  /// Closes the queue, waits for the message under way, deletes the service (which ends its own
-  /// threads), then its invoker and the proxies. May take as long as the service likes.
+  /// Closes the queue, waits for the current message and deletes the service. There is no time
+  /// limit: the service may block.
   void stop();
 
   [[nodiscard]] Activity activity() const;
 
-  /// An task for the queue: a message in the name of the host itself, handed over if `wanted`
-  /// says so then.
+  /// Queues a message from the host itself. It is dropped if `wanted` is false when its turn comes.
   void tell(const Method& message, std::function<bool()> wanted);
-  /// Errands for the queue: a process, or the whole bus, has gone.
+  /// Queues the clean-up after a process that has left the bus.
   void callerLeft(const std::string& caller);
+  /// Queues the clean-up after all of them.
   void allCallersLeft();
 
  private:
@@ -82,8 +79,7 @@ class FrameworkThread {
   void deliver(ServiceCall& call);
   void answer(ServiceCall& call, const std::optional<Method>& reply);
   std::optional<Method> hand(const Method& request, const std::string& caller);
-  void handOver(const std::string& name, const std::string& bytes, CallResponse* response);
-  std::optional<Method> readReply(const std::string& bytes);
+  void invoke(const std::string& name, const std::string& bytes, InvokerResponse* response);
   std::optional<bool> unsubscribe(const std::string& caller);
   void setActivity(const std::string& message);
 
@@ -94,7 +90,7 @@ class FrameworkThread {
   const std::set<std::string> m_members;
   Listener m_listener;
 
-  // The framework thread's own:
+  // Used by the service thread only:
   std::unique_ptr<Service> m_service;
   std::unique_ptr<Invoker> m_invoker;
 

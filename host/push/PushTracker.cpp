@@ -1,13 +1,15 @@
-#include "host/push/PushLedger.h"
+#include "host/push/PushTracker.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 
+#include "host/loader/HostLog.h"
+
 namespace host {
 namespace {
 
-// OBEX's codes, without the final bit.
+// OBEX codes without the final bit.
 constexpr int kDisconnect = 0x01;
 constexpr int kPut = 0x02;
 constexpr int kSuccess = 0x20;
@@ -30,9 +32,17 @@ std::string wordsOf(int response) {
   return std::string("refused: OBEX answer ") + code;
 }
 
+void logOutcome(const JournalEntry& entry, const std::string& outcome) {
+  const char* const format = "card \"%s\" from %s: %s";
+  if (outcome.starts_with(kNotStored))
+    HOST_LOG_ERROR(format, entry.object.c_str(), entry.peer.c_str(), outcome.c_str());
+  else
+    HOST_LOG_INFO(format, entry.object.c_str(), entry.peer.c_str(), outcome.c_str());
+}
+
 }  // namespace
 
-JournalEntry& PushLedger::open(const std::string& peer, const std::string& name) {
+JournalEntry& PushTracker::open(const std::string& peer, const std::string& name) {
   m_refusals = 0;
   JournalEntry& entry = m_open[++m_number];
   entry.number = m_number;
@@ -42,16 +52,16 @@ JournalEntry& PushLedger::open(const std::string& peer, const std::string& name)
   return entry;
 }
 
-void PushLedger::write(long long number, std::string JournalEntry::*text,
-                       const std::string& value) {
+void PushTracker::write(long long number, std::string JournalEntry::*text,
+                        const std::string& value) {
   const auto found = m_open.find(number);
   if (found == m_open.end()) return;
   found->second.*text = value;
   m_write(found->second);
 }
 
-/// Of an entry that is neither in flight nor waiting, nothing more will be heard.
-void PushLedger::forgetSettled() {
+/// Forgets entries that can't change any more: neither in flight nor waiting.
+void PushTracker::forgetSettled() {
   std::erase_if(m_open, [this](const auto& entry) {
     const bool inFlight = m_link && m_link->inFlight == entry.first;
     return !inFlight && std::none_of(m_queue.begin(), m_queue.end(),
@@ -59,7 +69,7 @@ void PushLedger::forgetSettled() {
   });
 }
 
-bool PushLedger::admit(const std::string& peer, const std::string& name, bool unasked) {
+bool PushTracker::admit(const std::string& peer, const std::string& name, bool unasked) {
   const std::lock_guard lock(m_mutex);
   if (m_unasked && !m_batch && !unasked) return false;
   Link link;
@@ -71,9 +81,9 @@ bool PushLedger::admit(const std::string& peer, const std::string& name, bool un
   return true;
 }
 
-// Whoever knocks a thousand times must not drive everything else out of the journal.
-void PushLedger::refused(const std::string& peer, const std::string& name,
-                         const std::string& reason) {
+// Repeated refusals of one device share an entry, so that they can't flood the journal.
+void PushTracker::refused(const std::string& peer, const std::string& name,
+                          const std::string& reason) {
   const std::lock_guard lock(m_mutex);
   const std::string words = "not let in: " + reason;
   if (m_refusals == 0 || m_lastRefusal.peer != peer || !m_lastRefusal.link.starts_with(words)) {
@@ -87,7 +97,7 @@ void PushLedger::refused(const std::string& peer, const std::string& name,
   m_write(m_lastRefusal);
 }
 
-void PushLedger::object(const std::string& name, std::size_t size) {
+void PushTracker::object(const std::string& name, std::size_t size) {
   const std::lock_guard lock(m_mutex);
   if (!m_link) return;
   JournalEntry& entry = open(m_link->peer, m_link->name);
@@ -100,21 +110,21 @@ void PushLedger::object(const std::string& name, std::size_t size) {
   m_write(entry);
 }
 
-void PushLedger::offered() {
+void PushTracker::offered() {
   const std::lock_guard lock(m_mutex);
   if (!m_link || !m_link->inFlight) return;
   m_queue.push_back({*m_link->inFlight, m_link->unasked});
   write(*m_link->inFlight, &JournalEntry::book, kBookWaiting);
 }
 
-// The service says the same of a batch that could not be stored, from another thread.
-void PushLedger::unreadable() {
+// The service sends the same notification for a batch that failed, but from another thread.
+void PushTracker::unreadable() {
   const std::lock_guard lock(m_mutex);
   if (!m_link || !m_link->inFlight || m_link->thread != std::this_thread::get_id()) return;
   write(*m_link->inFlight, &JournalEntry::book, "no card: it can't be read");
 }
 
-void PushLedger::answered(int command, int response) {
+void PushTracker::answered(int command, int response) {
   const std::lock_guard lock(m_mutex);
   if (!m_link) return;
   if (command == kDisconnect) m_link->used = true;
@@ -128,7 +138,7 @@ void PushLedger::answered(int command, int response) {
   forgetSettled();
 }
 
-void PushLedger::closed(const std::string& reason) {
+void PushTracker::closed(const std::string& reason) {
   const std::lock_guard lock(m_mutex);
   if (!m_link) return;
   if (!m_link->inFlight && !m_link->used)
@@ -138,26 +148,26 @@ void PushLedger::closed(const std::string& reason) {
   forgetSettled();
 }
 
-void PushLedger::accepting() {
+void PushTracker::accepting() {
   const std::lock_guard lock(m_mutex);
   m_before = m_queue.size();
   m_batch.reset();
   m_outcomes.clear();
 }
 
-// With the first card, the service has its queue locked.
-void PushLedger::looked(const std::string& outcome) {
+// At the first card, the service has locked its queue: the batch is complete.
+void PushTracker::looked(const std::string& outcome) {
   const std::lock_guard lock(m_mutex);
   if (!m_batch) m_batch = m_queue.size();
   m_outcomes.push_back(outcome);
 }
 
-void PushLedger::added(const std::string& outcome) {
+void PushTracker::added(const std::string& outcome) {
   const std::lock_guard lock(m_mutex);
   if (!m_outcomes.empty()) m_outcomes.back() = outcome;
 }
 
-void PushLedger::accepted() {
+void PushTracker::accepted() {
   const std::lock_guard lock(m_mutex);
   settle(m_batch.value_or(m_before), m_outcomes);
   m_unasked = false;
@@ -165,45 +175,47 @@ void PushLedger::accepted() {
   m_outcomes.clear();
 }
 
-void PushLedger::settle(std::size_t count, const std::vector<std::string>& outcomes) {
+void PushTracker::settle(std::size_t count, const std::vector<std::string>& outcomes) {
   count = std::min(count, m_queue.size());
   const bool clear = outcomes.size() == count;
   for (std::size_t i = 0; i < count; ++i) {
     const bool known = clear && !outcomes[i].empty();
-    write(m_queue[i].number, &JournalEntry::book, known ? outcomes[i] : kNotKnown);
+    const std::string outcome = known ? outcomes[i] : kNotKnown;
+    logOutcome(m_open[m_queue[i].number], outcome);
+    write(m_queue[i].number, &JournalEntry::book, outcome);
   }
   m_queue.erase(m_queue.begin(), m_queue.begin() + static_cast<std::ptrdiff_t>(count));
   forgetSettled();
 }
 
-void PushLedger::rejecting() {
+void PushTracker::rejecting() {
   const std::lock_guard lock(m_mutex);
   m_before = m_queue.size();
 }
 
-void PushLedger::rejected() {
+void PushTracker::rejected() {
   const std::lock_guard lock(m_mutex);
   settle(m_before, std::vector<std::string>(std::min(m_before, m_queue.size()), "rejected"));
 }
 
-bool PushLedger::allUnasked() const {
+bool PushTracker::allUnasked() const {
   if (m_queue.empty() || (m_link && !m_link->unasked)) return false;
   return std::all_of(m_queue.begin(), m_queue.end(), [](const Card& card) { return card.unasked; });
 }
 
-bool PushLedger::wantsAcceptance() const {
+bool PushTracker::wantsAcceptance() const {
   const std::lock_guard lock(m_mutex);
   return allUnasked();
 }
 
-bool PushLedger::beginAcceptance() {
+bool PushTracker::beginAcceptance() {
   const std::lock_guard lock(m_mutex);
   m_batch.reset();
   m_unasked = allUnasked();
   return m_unasked;
 }
 
-void PushLedger::end() {
+void PushTracker::end() {
   const std::lock_guard lock(m_mutex);
   settle(m_queue.size(), std::vector<std::string>(m_queue.size(), kBookLost));
 }
