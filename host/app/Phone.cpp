@@ -9,6 +9,7 @@
 #include "dbus/Values.h"
 #include "framework/Storage.h"
 #include "host/app/StorageChecks.h"
+#include "host/bus/Arguments.h"
 #include "host/directory/PhoneBookBackend.h"
 #include "host/loader/HostLog.h"
 
