@@ -10,9 +10,9 @@
 namespace {
 
 // A card without the picture that it should have is cheap: nobody is to take that for speed.
-void warnOfPictures(const std::vector<contacts::Contact>& records) {
+void warnOfPictures(const std::vector<cards::Contact>& records) {
   std::size_t missing = 0;
-  for (const contacts::Contact& record : records) {
+  for (const cards::Contact& record : records) {
     if (!record.picture.empty() && CARD_Creator().addPicture(record.picture).empty()) ++missing;
   }
   if (missing == 0) return;
@@ -22,9 +22,9 @@ void warnOfPictures(const std::vector<contacts::Contact>& records) {
 }
 
 void writeCardsOf(const std::string& folder) {
-  const std::vector<contacts::Contact> records = bench::readRecords(folder);
+  const std::vector<cards::Contact> records = bench::readRecords(folder);
   warnOfPictures(records);
-  bench::measureEach(records, [](const contacts::Contact& record) {
+  bench::measureEach(records, [](const cards::Contact& record) {
     return CARD_Creator().createVCard(record).size();
   });
 }

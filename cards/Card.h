@@ -1,16 +1,17 @@
 #pragma once
 
 #include <array>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cards {
 
-/// One card, as the phonebook keeps it: every column is a text, empty when there is nothing. The
-/// texts were written by strangers: they may hold any bytes, also such as aren't UTF-8, and are
-/// shown through SafeText only. A plain value.
+/// A phonebook entry: one string per column, empty when unset. The strings come from strangers and
+/// may hold any bytes, valid UTF-8 or not; pass them through safeText() before showing them.
 struct Card {
-  std::string id{};  ///< given by the phonebook; empty for a card that isn't in it
+  std::string id{};  ///< assigned by the phonebook; empty for a card that isn't in it
   std::string surname{};
   std::string firstname{};
   std::string office{};
@@ -23,15 +24,14 @@ struct Card {
   std::string company{};
   std::string jobFunction{};
   std::string defaultNumber{};  ///< "1" office, "2" second office, "3" mobile, "4" private
-  std::string picture{};        ///< a file's name beneath the images folder
+  std::string picture{};        ///< file name relative to the images folder
   std::string group{};
 
   bool operator==(const Card&) const = default;
 };
 
-/// A column of the phonebook and where a card keeps it.
 struct CardColumn {
-  const char* name;
+  const char* name;  ///< in the phonebook
   std::string Card::*value;
 };
 
@@ -54,11 +54,10 @@ inline constexpr std::array<CardColumn, 15> kCardColumns = {{
     {"Group", &Card::group},
 }};
 
-/// One of a card's four telephone numbers.
 struct CardNumber {
   const char* label;  ///< for people
   std::string Card::*value;
-  const char* digit;  ///< what `defaultNumber` holds when this is the default
+  const char* digit;  ///< the value of `defaultNumber` that marks this number
 };
 
 inline constexpr std::array<CardNumber, 4> kCardNumbers = {{
@@ -68,10 +67,36 @@ inline constexpr std::array<CardNumber, 4> kCardNumbers = {{
     {"private", &Card::privateNumber, "4"},
 }};
 
-/// Sets the column of that name. Returns false when a card has no such column.
+// All functions are stateless and may be called from any thread.
+
+/// Sets a column by name. Returns false if there is no such column.
 bool setColumn(Card& card, std::string_view name, std::string_view value);
 
-/// Whether the card says anything: neither Id nor Group do.
+/// True if any column other than Id and Group is set.
 bool holdsAnything(const Card& card);
+
+/// Parses a phonebook write message, the XML in which the phone offers a received card. Unknown
+/// elements and Id are ignored. Throws std::runtime_error with a message for the user.
+Card cardFromMessage(std::string_view xml);
+
+// Showing cards. Results are safe to print on a terminal; values are truncated to kMaxShown
+// characters.
+
+/// "Doe, John"; the company for a card without a name; "(no name)" without either.
+std::string displayName(const Card& card);
+
+/// The non-empty components of a semicolon-separated value (address, company), joined by commas.
+std::string displayComponents(const std::string& value);
+
+/// One line per set field, label and value, with the default number marked and the photo as a path
+/// in `imagesFolder`.
+std::vector<std::string> cardLines(const Card& card, const std::string& imagesFolder);
+
+/// Every column under its phonebook name, empty ones included; Id only if set.
+nlohmann::ordered_json cardJson(const Card& card);
+
+/// Compact JSON without a trailing newline. Invalid UTF-8 becomes U+FFFD; characters that could
+/// control a terminal are escaped.
+std::string jsonLine(const nlohmann::ordered_json& json);
 
 }  // namespace cards

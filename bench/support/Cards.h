@@ -20,7 +20,7 @@ std::string photoCard(unsigned number, std::size_t pictureBytes);
 std::string foldedCard(unsigned number, std::size_t textBytes);
 
 /// A contact with every field but the picture.
-contacts::Contact contact(unsigned number);
+cards::Contact contact(unsigned number);
 /// Bytes that nothing can compress, which begin as a JPEG does.
 std::string picture(unsigned number, std::size_t size);
 

@@ -3,15 +3,15 @@
 #include <stdexcept>
 
 #include "bench/support/Folder.h"
-#include "cards/ContactJson.h"
+#include "cards/Contact.h"
 
 namespace bench {
 
-std::vector<contacts::Contact> readRecords(const std::string& folder) {
-  std::vector<contacts::Contact> records;
+std::vector<cards::Contact> readRecords(const std::string& folder) {
+  std::vector<cards::Contact> records;
   for (const File& file : readFolder(folder, ".json")) {
     try {
-      records.push_back(contacts::contactFromJson(file.content));
+      records.push_back(cards::contactFromJson(file.content));
     } catch (const std::runtime_error& error) {
       throw std::runtime_error(file.path + ": " + error.what());
     }

@@ -9,6 +9,6 @@ namespace bench {
 
 /// The contact records of the folder's .json files, one in each. Throws std::runtime_error with a
 /// sentence as `readFolder`, and when one holds no contact.
-std::vector<contacts::Contact> readRecords(const std::string& folder);
+std::vector<cards::Contact> readRecords(const std::string& folder);
 
 }  // namespace bench

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "tools/phonectl/Failure.h"
+#include "tools/phonectl/Output.h"
 
 using phonectl::BusPlace;
 

@@ -6,11 +6,11 @@
 #include <optional>
 #include <thread>
 
-#include "cards/CardText.h"
+#include "cards/Card.h"
 #include "cards/SafeText.h"
 #include "host/bluetooth/BluezNames.h"
-#include "tools/phonectl/Failure.h"
-#include "tools/phonectl/Waiting.h"
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/Output.h"
 
 namespace phonectl {
 

@@ -3,7 +3,7 @@
 #include <giomm.h>
 
 #include "cards/SafeText.h"
-#include "tools/phonectl/Failure.h"
+#include "tools/phonectl/Output.h"
 
 namespace phonectl {
 

@@ -1,15 +1,15 @@
-#include "tools/phonectl/DevicesCommand.h"
-
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
 
-#include "cards/CardJson.h"
-#include "cards/CardText.h"
+#include "cards/Card.h"
 #include "cards/SafeText.h"
+#include "host/bluetooth/DeviceRegistry.h"
 #include "tools/phonectl/BlockingBluez.h"
-#include "tools/phonectl/Output.h"
-#include "tools/phonectl/StopSignals.h"
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/VisibleTime.h"
 
 namespace phonectl {
@@ -18,18 +18,35 @@ namespace {
 
 constexpr int kUsualScan = 8;
 
-}  // namespace
+/// `phonectl devices`: the devices that BlueZ knows, and those in reach.
+class DevicesCommand {
+ public:
+  explicit DevicesCommand(CLI::App& command);
+  /// Needs no phone.
+  int run();
 
-DevicesCommand::DevicesCommand(CLI::App& parent)
-    : Command(
-          parent, "devices", "List Bluetooth devices: address, name, trust, whether in reach",
-          "The list is of the devices that BlueZ knows and of those that a search finds, which\n"
-          "must be visible. Trust is \"trusted\" (paired and trusted), \"paired\", \"stranger\" "
-          "or\n\"blocked\"; `bluetoothctl pair ADDRESS` and `bluetoothctl trust ADDRESS` change "
-          "it.\nNo phone needs to run."),
-      m_scan(kUsualScan) {
-  app().add_flag("--json", m_json, "A JSON array, one object a device");
-  app()
+ private:
+  /// A device, by its address, of all that adapters have met.
+  struct Row {
+    std::string address;
+    host::Peer peer;
+    bool trusted = false;
+    bool connected = false;
+    bool near = false;
+  };
+
+  static std::vector<Row> rowsOf(const host::BluezObjects& objects);
+  static std::string trustOf(const Row& row);
+  static void print(const std::vector<Row>& rows);
+  static void printJson(const std::vector<Row>& rows);
+
+  int m_scan;
+  bool m_json = false;
+};
+
+DevicesCommand::DevicesCommand(CLI::App& command) : m_scan(kUsualScan) {
+  command.add_flag("--json", m_json, "A JSON array, one object a device");
+  command
       .add_option("--scan", m_scan, "How long to search: 10s, 1m; 0 for not at all (default: 8s)")
       ->type_name("TIME")
       ->transform([](const std::string& text) {
@@ -41,7 +58,7 @@ DevicesCommand::DevicesCommand(CLI::App& parent)
       });
 }
 
-int DevicesCommand::start(const BusPlace&) {
+int DevicesCommand::run() {
   const StopSignals signals;
   BlockingBluez bluez(signals);
   if (!bluez.ready()) throw Failure(kFailed, bluez.missing() + ". See: phonectl doctor");
@@ -62,8 +79,6 @@ int DevicesCommand::start(const BusPlace&) {
   }
   return kDone;
 }
-
-int DevicesCommand::run(PhoneBus& bus) { return start(bus.place()); }
 
 std::vector<DevicesCommand::Row> DevicesCommand::rowsOf(const host::BluezObjects& objects) {
   std::map<std::string, Row> rows;
@@ -114,6 +129,19 @@ void DevicesCommand::printJson(const std::vector<Row>& rows) {
                    {"near", row.near}});
   }
   printLine(cards::jsonLine(all));
+}
+
+}  // namespace
+
+void addDevices(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "devices", "List Bluetooth devices: address, name, trust, whether in reach",
+      "The list is of the devices that BlueZ knows and of those that a search finds, which\n"
+      "must be visible. Trust is \"trusted\" (paired and trusted), \"paired\", \"stranger\" "
+      "or\n\"blocked\"; `bluetoothctl pair ADDRESS` and `bluetoothctl trust ADDRESS` change "
+      "it.\nNo phone needs to run.");
+  const auto devices = std::make_shared<DevicesCommand>(command);
+  command.callback([&context, devices] { context.exitCode = devices->run(); });
 }
 
 }  // namespace phonectl

@@ -4,10 +4,10 @@
 
 #include <optional>
 
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Diagnosis.h"
 #include "tools/phonectl/PhoneBus.h"
 #include "tools/phonectl/PhoneStatus.h"
-#include "tools/phonectl/StopSignals.h"
 
 namespace phonectl {
 

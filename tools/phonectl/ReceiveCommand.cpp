@@ -1,9 +1,9 @@
-#include "tools/phonectl/ReceiveCommand.h"
-
 #include <iostream>
+#include <memory>
 #include <optional>
 
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Parameters.h"
 #include "tools/phonectl/VisibleTime.h"
 
@@ -17,21 +17,27 @@ constexpr unsigned kListenPatienceMilliseconds = 5000;
 constexpr unsigned kVisiblePatienceMilliseconds = 15000;
 constexpr unsigned kAskAgainMilliseconds = 50;
 
-}  // namespace
+/// `phonectl receive on|off`: switches receiving.
+class ReceiveCommand {
+ public:
+  explicit ReceiveCommand(CLI::App& command);
+  int run(PhoneBus& bus);
 
-ReceiveCommand::ReceiveCommand(CLI::App& parent)
-    : Command(
-          parent, "receive", "Switch the receiving of cards on or off",
-          "Where Bluetooth is missing, the phone can't stop receiving before a radio appears:\n"
-          "the request then waits in the phone and takes effect as soon as it can. That is told,"
-          "\nand counts as done (exit code 0).\n"
-          "Phones that were never paired with this one find it only while its Bluetooth adapter "
-          "is\n"
-          "visible, which --visible makes it for a time. When that can't be done, the exit code is "
-          "1.") {
-  app().add_option("state", m_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-  app()
-      .add_option("--visible", m_visible, "For how long: 30s, 3m, 1h or always")
+ private:
+  [[nodiscard]] bool on() const { return m_state == "on"; }
+  void tellHandedOver(const std::string& missingRadio) const;
+  static void tellOn(BlockingCall& patient);
+  void makeVisible(BlockingCall& patient) const;
+
+  std::string m_state;
+  int m_visible = 0;  ///< seconds, -1 for ever, 0 for as it is
+};
+
+ReceiveCommand::ReceiveCommand(CLI::App& command) {
+  command.add_option("state", m_state, "on or off")
+      ->required()
+      ->check(CLI::IsMember({"on", "off"}));
+  command.add_option("--visible", m_visible, "For how long: 30s, 3m, 1h or always")
       ->type_name("TIME")
       ->transform([](const std::string& text) {
         const auto seconds = visibleTime(text);
@@ -40,7 +46,7 @@ ReceiveCommand::ReceiveCommand(CLI::App& parent)
                                      "\"" + text + "\" is no time from 1s to 24h, nor always");
         return std::to_string(*seconds);
       });
-  app().callback([this] {
+  command.parse_complete_callback([this] {
     if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "it goes with receive on");
   });
 }
@@ -111,6 +117,25 @@ void ReceiveCommand::makeVisible(BlockingCall& patient) const {
   }
   printLine(m_visible < 0 ? "Visible until that is changed."
                           : "Visible for " + shownTime(m_visible) + ".");
+}
+
+}  // namespace
+
+void addReceive(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "receive", "Switch the receiving of cards on or off",
+      "Where Bluetooth is missing, the phone can't stop receiving before a radio appears:\n"
+      "the request then waits in the phone and takes effect as soon as it can. That is told,"
+      "\nand counts as done (exit code 0).\n"
+      "Phones that were never paired with this one find it only while its Bluetooth adapter "
+      "is\n"
+      "visible, which --visible makes it for a time. When that can't be done, the exit code is "
+      "1.");
+  const auto receive = std::make_shared<ReceiveCommand>(command);
+  command.callback([&context, receive] {
+    PhoneBus bus(context.place());
+    context.exitCode = receive->run(bus);
+  });
 }
 
 }  // namespace phonectl
