@@ -74,12 +74,12 @@ TEST_F(BookAdd, AddsContactsWithoutNameAndNumberEachTime) {
 }
 
 TEST_F(BookAdd, RejectsInvalidEntries) {
-  expectRefused(add({}), 2, "there is nothing to add");
-  expectRefused(add({"--defaultnumber", "Mobile", "--surname", ""}), 2, "there is nothing to add");
-  expectRefused(add({"--json", "-"}, "{}"), 1, "there is nothing to add");
+  expectRefused(add({}), 2, "the entry is empty");
+  expectRefused(add({"--defaultnumber", "Mobile", "--surname", ""}), 2, "the entry is empty");
+  expectRefused(add({"--json", "-"}, "{}"), 1, "the entry is empty");
   expectRefused(add({"--surname", "B", "--defaultnumber", "mobile"}), 2, "Office, Office2, Mobile");
-  expectRefused(add({"--surname", "B", "--picture", "/tmp/p.jpg"}), 2, "not in the images folder");
-  expectRefused(add({"--json", "-"}, R"({"mobile":5})"), 1, "must be a text");
+  expectRefused(add({"--surname", "B", "--picture", "/tmp/p.jpg"}), 2, "outside of /data/images");
+  expectRefused(add({"--json", "-"}, R"({"mobile":5})"), 1, "must be a string");
   expectRefused(add({"--json", "-"}, R"({"surname":"a\u0000b"})"), 1, "the phonebook refused");
   expectRefused(add({"--json", "-", "--surname", "B"}), 2, "excludes");
   expectRefused(add({"--surename", "B"}), 2, "--surename");

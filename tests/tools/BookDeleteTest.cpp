@@ -83,7 +83,7 @@ TEST_F(BookDelete, IgnoresDuplicateIds) {
 }
 
 TEST_F(BookDelete, RequiresYesWithoutATerminal) {
-  expectRefused(remove({"1"}, "y\n"), 2, "pass --yes");
+  expectRefused(remove({"1"}, "y\n"), 2, "Pass --yes");
 }
 
 TEST_F(BookDelete, RejectsInvalidIds) {

@@ -9,7 +9,7 @@ namespace phonectl {
 
 namespace {
 
-// The main loop of the phone answers, and that is never busy for long.
+// The phone's main loop answers; it is never busy for long.
 constexpr int kTimeoutMilliseconds = 20000;
 
 constexpr const char* kRadioReady = "ready";
@@ -25,7 +25,7 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
 constexpr const char* kSwitching = "obexEnableEvent";
 constexpr const char* kSending = "vCardSendEvent";
 
-/// What the phone does at one of its messages, for people.
+/// What the phone is doing while it handles a message.
 struct Activity {
   const char* message;
   const char* description;
@@ -42,7 +42,7 @@ std::string describe(const std::string& message) {
       std::find_if(kActivities.begin(), kActivities.end(),
                    [&](const Activity& activity) { return activity.message == message; });
   if (known != kActivities.end()) return known->description;
-  return message.empty() ? "something" : cards::safeText(message);
+  return message.empty() ? "unknown work" : cards::safeText(message);
 }
 
 std::string line(std::string label, const std::string& shown) {
@@ -64,7 +64,7 @@ std::string PhoneStatus::imagesFolder() const {
 
 host::Problem PhoneStatus::imagesProblem() const {
   return {m_values.text("imagesProblem").value_or(""),
-          m_values.text("imagesRemedy").value_or("see to it that phone-host can write there")};
+          m_values.text("imagesRemedy").value_or("give phone-host write access to the folder")};
 }
 
 std::string PhoneStatus::missingRadio() const {

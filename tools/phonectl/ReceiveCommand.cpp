@@ -21,6 +21,9 @@ constexpr unsigned kAskAgainMilliseconds = 50;
 class ReceiveCommand {
  public:
   explicit ReceiveCommand(CLI::App& command);
+  void check() const {
+    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "it goes with receive on");
+  }
   int run(PhoneBus& bus);
 
  private:
@@ -46,9 +49,6 @@ ReceiveCommand::ReceiveCommand(CLI::App& command) {
                                      "\"" + text + "\" is no time from 1s to 24h, nor always");
         return std::to_string(*seconds);
       });
-  command.parse_complete_callback([this] {
-    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "it goes with receive on");
-  });
 }
 
 int ReceiveCommand::run(PhoneBus& bus) {
@@ -133,6 +133,7 @@ void addReceive(CLI::App& parent, Context& context) {
       "1.");
   const auto receive = std::make_shared<ReceiveCommand>(command);
   command.callback([&context, receive] {
+    receive->check();
     PhoneBus bus(context.place());
     context.exitCode = receive->run(bus);
   });
