@@ -36,7 +36,7 @@ TEST(PhoneStatus, ShowsLinkAndQueue) {
                          " 'peer': <'66:77:88:99:AA:BB'>, 'queued': <2>},)")
                          .lines();
   EXPECT_THAT(lines, Contains("receiving  on, channel 4, linked to 66:77:88:99:AA:BB"));
-  EXPECT_THAT(lines, Contains("busy       no, 2 more requests wait"));
+  EXPECT_THAT(lines, Contains("busy       no, 2 more requests queued"));
 }
 
 TEST(PhoneStatus, PrintsEverythingAsJson) {

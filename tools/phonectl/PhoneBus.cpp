@@ -102,10 +102,9 @@ Failure PhoneBus::failureOf(const Glib::Error& error) const {
   }
   if (is(error, G_DBUS_ERROR_ACCESS_DENIED)) {
     return {
-        kFailed,
-        m_place.shown() + " denies access to the phone: " + sentenceOf(error),
+        kFailed, m_place.shown() + " denies access to the phone: " + sentenceOf(error),
         "its policy must admit you; for the system phone: sudo adduser NAME obexphone, and log in "
-            "again"};
+        "again"};
   }
   if (is(error, G_DBUS_ERROR_UNKNOWN_METHOD) || is(error, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
       is(error, G_DBUS_ERROR_UNKNOWN_INTERFACE)) {

@@ -121,9 +121,9 @@ std::string PhoneStatus::policyLine() const {
   const std::string strangers = shown("strangers");
   const std::string trusted = shown("trusted");
   if (strangers.empty() || trusted.empty()) return "";
-  if (strangers == "ask" && trusted == "ask") return "every card is asked about";
-  return std::string("strangers ") + (strangers == "refuse" ? "are refused" : "are asked about") +
-         ", cards of trusted devices " + (trusted == "accept" ? "are stored" : "are asked about");
+  if (strangers == "ask" && trusted == "ask") return "every card needs confirmation";
+  return std::string("strangers ") + (strangers == "refuse" ? "are refused" : "need confirmation") +
+         ", cards of trusted devices " + (trusted == "accept" ? "are stored" : "need confirmation");
 }
 
 std::string PhoneStatus::busyLine() const {
@@ -131,7 +131,7 @@ std::string PhoneStatus::busyLine() const {
   const long long queued = m_values.number("queued").value_or(0);
   return (what.empty() ? "no" : what) +
          (queued > 0 ? ", " + std::to_string(queued) +
-                           (queued == 1 ? " more request waits" : " more requests wait")
+                           (queued == 1 ? " more request queued" : " more requests queued")
                      : "");
 }
 

@@ -51,15 +51,11 @@ std::string folded(const std::string& text) {
   return plain.get();
 }
 
-std::string joined(std::string first, const char* between, const std::string& second) {
-  return first.append(between).append(second);
-}
-
 std::vector<std::string> namesOf(const cards::Card& card) {
   std::vector<std::string> names;
   for (const std::string& name :
-       {card.surname, card.firstname, card.company, joined(card.firstname, " ", card.surname),
-        joined(card.surname, " ", card.firstname), joined(card.surname, ", ", card.firstname)}) {
+       {card.surname, card.firstname, card.company, card.firstname + " " + card.surname,
+        card.surname + " " + card.firstname, card.surname + ", " + card.firstname}) {
     names.push_back(folded(name));
   }
   return names;
