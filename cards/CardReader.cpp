@@ -81,10 +81,12 @@ bool DiagnosingReader::isTruncated(const char* data) {
 }
 
 std::string DiagnosingReader::error() const {
-  const std::string property = "property " + safeText(m_property, 60);
+  const std::string property =
+      m_property.empty() ? "a property without a name" : "property " + safeText(m_property, 60);
   if (m_dataRefused) {
     if (is("BEGIN")) return "it is not a vCard: it begins another kind of object";
-    if (is("PHOTO")) return "its picture can't be stored";
+    if (is("PHOTO"))
+      return "its picture can't be stored (invalid name, or the folder is not writable or is full)";
     return property + " has an unsupported character set (supported: UTF-8, ISO-8859-1)";
   }
   // While it decodes data, the reader refuses nothing but BASE64.

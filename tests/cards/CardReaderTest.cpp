@@ -23,6 +23,8 @@ class RefusedPictures : public OBEXStorage {
 
 TEST(CardReader, NamesThePropertyOutsideOfACard) {
   EXPECT_EQ(read("N:Doe\n").error, "property N is outside of BEGIN:VCARD and END:VCARD");
+  EXPECT_EQ(read(":Doe\n").error,
+            "a property without a name is outside of BEGIN:VCARD and END:VCARD");
   EXPECT_EQ(read(card("") + "TEL:1\n").error,
             "property TEL is outside of BEGIN:VCARD and END:VCARD");
 }
@@ -55,7 +57,7 @@ TEST(CardReader, NamesThePropertyBeforeAnEmptyParameter) {
 TEST(CardReader, NamesAPictureThatCannotBeStored) {
   RefusedPictures pictures;
   EXPECT_EQ(cards::readCard(card("N:x\nPHOTO;TYPE=JPEG;ENCODING=BASE64:QUJD\n\n"), pictures).error,
-            "its picture can't be stored");
+            "its picture can't be stored (invalid name, or the folder is not writable or is full)");
 }
 
 TEST(CardReader, CountsTruncatedTexts) {
