@@ -46,6 +46,7 @@ class DiagnosingReader : public CARD_Parser {
   bool m_utf8 = false;                            ///< the latest property is declared as UTF-8
   bool m_ignored = false;                         ///< the phone ignores the latest property
   std::array<int, kKeptTexts.size()> m_values{};  ///< seen so far
+  int m_depth = 0;                                ///< open BEGINs; nested cards are ignored
   int m_truncatedTexts = 0;
 };
 
@@ -55,7 +56,11 @@ int DiagnosingReader::propHandler(const char* name, const char** params) {
   if (result == 0) m_outside = true;
   m_inData = result != 0;
   m_utf8 = getCharset(params) == CHARSET_UTF8;
-  m_ignored = is("EMAIL") && params[0] != nullptr && ::strcasecmp(params[0], "INTERNET") != 0;
+  if (is("BEGIN")) m_depth += 1;
+  if (is("END")) m_depth -= 1;
+  const bool otherMail =
+      is("EMAIL") && params[0] != nullptr && ::strcasecmp(params[0], "INTERNET") != 0;
+  m_ignored = otherMail || m_depth != 1;
   return result;
 }
 

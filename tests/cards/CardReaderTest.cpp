@@ -66,6 +66,7 @@ TEST(CardReader, CountsTruncatedTexts) {
 }
 
 TEST(CardReader, IgnoresTextsThatThePhoneDoesNotKeep) {
+  EXPECT_EQ(read(card("BEGIN:VCARD\nN;CHARSET=UTF-8:\u20ac\nEND:VCARD\n")).truncatedTexts, 0);
   EXPECT_EQ(read(card("NOTE;CHARSET=UTF-8:\u20ac\nFN;CHARSET=UTF-8:\u20ac\n"
                       "EMAIL;X400;CHARSET=UTF-8:\u20ac\nORG:x\nORG;CHARSET=UTF-8:\u20ac\n"))
                 .truncatedTexts,
