@@ -76,9 +76,7 @@ void PhoneFixture::startReceivingPhone() {
 
 void PhoneFixture::stopPhone() {
   m_phone->signal(SIGTERM);
-  const int exitCode = m_phone->wait();
-  // 3: stopped on request while the service was waiting for a missing radio.
-  EXPECT_TRUE(exitCode == 0 || exitCode == 3) << exitCode << "\n" << m_phone->err();
+  EXPECT_EQ(m_phone->wait(), 0) << m_phone->err();
   EXPECT_EQ(m_phone->err().find("Sanitizer"), std::string::npos) << m_phone->err();
 }
 

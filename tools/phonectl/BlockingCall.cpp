@@ -3,7 +3,7 @@
 #include <glib-unix.h>
 
 #include <iostream>
-#include <utility>
+#include <optional>
 
 namespace phonectl {
 
@@ -51,13 +51,12 @@ void throwIfLeft(const StopSignals& signals) {
   if (signals.caught() != 0) throw Failure(kSignalled + signals.caught(), "interrupted");
 }
 
-BusyNotice::BusyNotice(PhoneBus& bus, OnStatus onStatus)
-    : m_bus(bus), m_onStatus(std::move(onStatus)) {
+BusyNotice::BusyNotice(PhoneBus& bus) : m_bus(bus) {
   m_timer = Glib::signal_timeout().connect([this] { return ask(); }, kBusyNoticeMilliseconds);
 }
 
 bool BusyNotice::ask() {
-  if (m_done) return false;
+  if (m_told) return false;
   if (!m_asking) {
     m_asking = true;
     m_bus.call(PhoneStatus::question(),
@@ -69,44 +68,27 @@ bool BusyNotice::ask() {
 void BusyNotice::answered(const PhoneBus::Answer& answer) {
   m_asking = false;
   // A phone that is gone fails the pending call as well, which reports it.
-  if (m_done || answer.failure) return;
-  const PhoneStatus status(answer.body);
-  m_done = m_onStatus && m_onStatus(status);
-  const std::string work = status.busyWith();
-  if (m_done || m_told || work.empty()) return;
+  if (answer.failure) return;
+  const std::string work = PhoneStatus(answer.body).busyWith();
+  if (work.empty()) return;
   m_told = true;
   std::cerr << "phonectl: the phone is busy (" << work << "); waiting. Press Ctrl-C to leave."
             << std::endl;
 }
 
 Glib::VariantContainerBase BlockingCall::run(const PhoneCall& call) {
-  return *runUnless(call, [](const PhoneStatus&) { return false; });
+  const BusyNotice notice(m_bus);
+  return runQuietly(call);
 }
 
 Glib::VariantContainerBase BlockingCall::runQuietly(const PhoneCall& call) {
-  return *wait(call, false);
-}
-
-std::optional<Glib::VariantContainerBase> BlockingCall::runUnless(
-    const PhoneCall& call, const BusyNotice::OnStatus& leave) {
-  bool left = false;
-  const BusyNotice notice(m_bus, [&](const PhoneStatus& status) {
-    left = leave(status);
-    return left;
-  });
-  return wait(call, left);
-}
-
-std::optional<Glib::VariantContainerBase> BlockingCall::wait(const PhoneCall& call,
-                                                             const bool& left) {
   const Lifetime lifetime;
   std::optional<PhoneBus::Answer> answer;
   m_bus.call(call, lifetime.bind([&](const PhoneBus::Answer& given) { answer = given; }));
-  while (!answer && !left) {
+  while (!answer) {
     throwIfStopped();
     Glib::MainContext::get_default()->iteration(true);
   }
-  if (!answer) return std::nullopt;
   if (answer->failure) throw *answer->failure;
   return answer->body;
 }

@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <functional>
-#include <optional>
 
 #include "tools/phonectl/PhoneBus.h"
 #include "tools/phonectl/PhoneStatus.h"
@@ -49,11 +48,7 @@ void throwIfLeft(const StopSignals& signals);
 /// seconds. Lives as long as the call.
 class BusyNotice {
  public:
-  /// Sees each status before the user is told anything; returning true ends the notice. Must not
-  /// throw.
-  using OnStatus = std::function<bool(const PhoneStatus&)>;
-
-  explicit BusyNotice(PhoneBus& bus, OnStatus onStatus = {});
+  explicit BusyNotice(PhoneBus& bus);
   ~BusyNotice() { m_timer.disconnect(); }
   BusyNotice(const BusyNotice&) = delete;
   BusyNotice& operator=(const BusyNotice&) = delete;
@@ -63,10 +58,8 @@ class BusyNotice {
   void answered(const PhoneBus::Answer& answer);
 
   PhoneBus& m_bus;
-  const OnStatus m_onStatus;
   sigc::connection m_timer;
   bool m_asking = false;
-  bool m_done = false;
   bool m_told = false;
   Lifetime m_lifetime;
 };
@@ -79,17 +72,12 @@ class BlockingCall {
 
   /// Returns the reply's body; shows a BusyNotice meanwhile.
   Glib::VariantContainerBase run(const PhoneCall& call);
-  /// Like run(), but returns nothing as soon as `leave` returns true for a status. The phone still
-  /// carries out the call.
-  std::optional<Glib::VariantContainerBase> runUnless(const PhoneCall& call,
-                                                      const BusyNotice::OnStatus& leave);
   /// Like run(), without a BusyNotice.
   Glib::VariantContainerBase runQuietly(const PhoneCall& call);
   /// Runs the main loop until the condition holds or the timeout expires; returns whether it holds.
   bool waitUntil(const std::function<bool()>& condition, unsigned milliseconds);
 
  private:
-  std::optional<Glib::VariantContainerBase> wait(const PhoneCall& call, const bool& left);
   void throwIfStopped() const;
 
   PhoneBus& m_bus;

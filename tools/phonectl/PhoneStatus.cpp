@@ -22,7 +22,6 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
   return value.print(false).raw();
 }
 
-constexpr const char* kSwitching = "obexEnableEvent";
 constexpr const char* kSending = "vCardSendEvent";
 
 /// What the phone is doing while it handles a message.
@@ -32,7 +31,7 @@ struct Activity {
 };
 
 constexpr std::array<Activity, 3> kActivities = {{
-    {kSwitching, "switching receiving on or off"},
+    {"obexEnableEvent", "switching receiving on or off"},
     {kSending, "sending a card"},
     {"vCardsAcceptedEvent", "storing cards"},
 }};
@@ -81,10 +80,6 @@ std::string PhoneStatus::busyWith() const {
 
 bool PhoneStatus::sending() const {
   return m_values.boolean("busy").value_or(false) && m_values.text("busyWith") == kSending;
-}
-
-bool PhoneStatus::switching() const {
-  return m_values.boolean("busy").value_or(false) && m_values.text("busyWith") == kSwitching;
 }
 
 std::string PhoneStatus::shown(const std::string& name) const {

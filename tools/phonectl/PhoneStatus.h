@@ -50,8 +50,6 @@ class PhoneStatus {
   [[nodiscard]] std::string busyWith() const;
 
   [[nodiscard]] bool sending() const;
-  /// Switching receiving on or off, which may be waiting for a radio.
-  [[nodiscard]] bool switching() const;
 
   /// For people.
   [[nodiscard]] std::vector<std::string> lines() const;

@@ -61,12 +61,6 @@ void waitUntilListening(BlockingCall& call) {
               << std::endl;
 }
 
-void tellDeferred(const std::string& state, const std::string& missingRadio) {
-  printLine("Deferred: \"receive " + state +
-            "\" waits in the phone until its push server can be stopped.");
-  printLine("It can't be stopped now, because there is no radio: " + missingRadio);
-}
-
 void makeVisible(BlockingCall& call, int seconds) {
   call.run({kPhone, "SetVisible",
             Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(seconds))});
@@ -87,17 +81,9 @@ void switchReceiving(const Context& context, const Options& options) {
   PhoneBus bus(context.place());
   const StopSignals signals;
   BlockingCall call(bus, signals);
-  const Glib::VariantContainerBase body =
-      Parameters().addBool("obexEnableParam", options.on()).body();
-  std::string missingRadio;
-  const auto answer =
-      call.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
-        missingRadio = status.missingRadio();
-        return !missingRadio.empty() && status.switching();
-      });
-  if (!answer) {
-    tellDeferred(options.state, missingRadio);
-  } else if (options.on()) {
+  call.run(
+      {kService, "obexEnableEvent", Parameters().addBool("obexEnableParam", options.on()).body()});
+  if (options.on()) {
     waitUntilListening(call);
     if (options.visible != 0) makeVisible(call, options.visible);
   } else {
@@ -110,8 +96,7 @@ void switchReceiving(const Context& context, const Options& options) {
 void addReceive(CLI::App& parent, Context& context) {
   CLI::App& command = addCommand(
       parent, "receive", "Switch the receiving of cards on or off",
-      "Without Bluetooth, a phone that receives can't be switched until a radio appears. The\n"
-      "request then waits in the phone, which counts as done (exit code 0).\n"
+      "Without Bluetooth, the phone starts to receive when a radio appears; exit code 0.\n"
       "The exit code is 1 if the phone can't listen, for example because another program uses\n"
       "its channel; it keeps trying.\n"
       "Phones that aren't paired with this one can find it only while its adapter is visible;\n"
