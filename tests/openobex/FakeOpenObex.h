@@ -88,6 +88,9 @@ class FakeOpenObex {
   int liveObjects() const;
   void forgetCalls();
 
+  /// Called with every call as it is recorded; must not use this object.
+  std::function<void(const Call&)> onCall;
+
   /// Waits until the function was called so many times; false when it wasn't within the deadline.
   bool waitForCalls(const std::string& function, int times = 1) const;
   /// Waits until the condition holds, which is tested after each call; it may use this object.
