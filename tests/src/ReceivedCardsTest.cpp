@@ -110,6 +110,19 @@ TEST_F(ReceivedCards, AreForgottenSilentlyWhenRejected) {
   EXPECT_TRUE(directory.requests.empty());
 }
 
+TEST_F(ReceivedCards, KeepACardThatArrivesOnceTheQueueIsUnlocked) {
+  receive("card");
+  for (const auto answer : {&OBEXService::vCardsAccepted, &OBEXService::vCardsRejected}) {
+    recording.onEntry = [this](const std::string& entry) {
+      if (entry == "give cards") service.forwardVCard("late");
+    };
+    (service.*answer)();
+    recording.onEntry = nullptr;
+    service.vCardsAccepted();
+    EXPECT_EQ(observer.calls.back(), "vCardReceived(late, 1)");
+  }
+}
+
 TEST_F(ReceivedCards, StayInTheQueueWhenAnotherObjectIsUnreadable) {
   receive("card");
   service.errorVCard("");
@@ -192,7 +205,7 @@ TEST_F(DirectoryStorage, FailsWhenTheAnswerContainsTheWordFailure) {
 }
 
 TEST_F(DirectoryStorage, WritesAfterAnyAnswerWithoutAnEntry) {
-  directory.answers = {"failure: <Entry> missing", ""};
+  directory.answers = {"<Schema>failure: <Entry> missing</Schema>", ""};
   EXPECT_TRUE(service.vCard2DirectoryService("card"));
   EXPECT_EQ(directory.requests.back(), "card");
 }

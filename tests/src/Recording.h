@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -52,6 +53,9 @@ class Recording : public LogSink {
   [[nodiscard]] int liveContacts() const;
 
   void write(const LogLine& line) override;
+
+  /// Called after each new entry; what it does is recorded, too, but not handed to it.
+  std::function<void(const std::string&)> onEntry;
 
   // What the framework is to do.
   bool refusesThreads = false;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <new>
 #include <typeinfo>
+#include <utility>
 
 #include "framework/GPALSleep.h"
 #include "framework/Semaphore.h"
@@ -67,9 +68,14 @@ Recording* Recording::current() { return g_current; }
 void Recording::add(const std::string& entry) {
   if (g_current == nullptr) return;
   g_current->m_entries.push_back(entry);
-  if (g_current->m_entries.size() < kMaxEntries) return;
-  std::fputs("the code under test does not come to an end\n", stderr);
-  std::abort();
+  if (g_current->m_entries.size() > kMaxEntries) {
+    std::fputs("the code under test does not come to an end\n", stderr);
+    std::abort();
+  }
+  if (const auto onEntry = std::exchange(g_current->onEntry, nullptr)) {
+    onEntry(entry);
+    g_current->onEntry = onEntry;
+  }
 }
 
 void Recording::listenTo(openobex::fake::FakeOpenObex& obex) {
@@ -169,12 +175,12 @@ bool Semaphore::take(int timeout) {
 }
 
 bool Semaphore::give() {
+  const bool isTaken = m_count < m_max;
+  if (isTaken) ++m_count;
   if (Recording* recording = Recording::current()) {
     Recording::add("give " + recording->nameOf(this));
   }
-  if (m_count == m_max) return false;
-  ++m_count;
-  return true;
+  return isTaken;
 }
 
 bool Threader::spawn(unsigned long& id, Threadable* threadable, const std::string& name,
