@@ -108,6 +108,14 @@ TEST_F(Events, CompareTheExtensionWithItsCase) {
                "\tNot a vCard. Exiting...", kUnsupported});
 }
 
+TEST_F(Events, RefuseSimilarExtensions) {
+  for (const std::string extension : {"vc", "vcx", "vcfx", "xvcf"}) {
+    expectEvent(OBEX_EV_REQCHECK, OBEX_CMD_PUT, {nameHeader("a." + extension)},
+                {"\tOBEX_EV_REQCHECK", "\tNAME header", "\tNAME: a." + extension,
+                 "\tEXT: " + extension + "\n", "\tNot a vCard. Exiting...", kUnsupported});
+  }
+}
+
 TEST_F(Events, RefuseANameWithoutADot) {
   expectEvent(OBEX_EV_REQCHECK, OBEX_CMD_PUT, {nameHeader("vcf")},
               {"\tOBEX_EV_REQCHECK", "\tNAME header", "\tNAME: vcf", "\tNot a vCard. Exiting...",

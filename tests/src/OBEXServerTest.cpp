@@ -163,7 +163,16 @@ TEST_F(PushServer, ReloadsTheRegisterBudgetAndCountsNoFailureOnAReset) {
   EXPECT_EQ(recording.entries().back(), "<run");
 }
 
-TEST_F(PushServer, KeepsItsAttemptsWhenTheLinkBreaks) {
+TEST_F(PushServer, CountsNoFailureWhenTheLinkBreaks) {
+  server->setInitAttempts(1, 1);
+  obex.server().call([this] { obex.failInit(1); }).linkError();
+  endWithDisable();
+  server->run();
+  EXPECT_EQ(recording.count(kInitFailed), 1);
+  EXPECT_EQ(recording.entries().back(), "<run");
+}
+
+TEST_F(PushServer, RemembersFailuresWhenTheLinkBreaks) {
   server->setInitAttempts(1, 1);
   obex.failInit(1);
   obex.server().linkError().call([this] { obex.failInit(2); }).linkError();
