@@ -1,18 +1,95 @@
 #include "radio/Folder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-#include "radio/Address.h"
 #include "radio/Kernel.h"
 
 namespace radio {
 namespace {
+
+/// Holds the folder's lock: one process at a time makes or removes the name of a listener.
+///
+/// All signals are held back while it is held, so that no handler of this thread can ask for the
+/// lock again and wait for itself; while it is waited for they are let through. The lock is given
+/// back explicitly, since a child forked by another thread in between has a copy of the descriptor.
+class FolderLock {
+ public:
+  /// To wait ends with -EBUSY after ten seconds: whoever holds the lock so long was stopped.
+  enum class Patience { kWait, kTryOnce };
+
+  FolderLock(int folder, Patience timeout);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+  /// 0, or the negative error number why the lock is not held.
+  int error() const { return m_error; }
+
+ private:
+  void tryOnce();
+
+  sigset_t m_signals;
+  int m_fd = -1;
+  int m_error = 0;
+};
+
+// The C library's own function would leave thread cancellation possible.
+void setSignalMask(const sigset_t* mask, sigset_t* old) {
+  static_cast<void>(kernel::call(SYS_rt_sigprocmask, SIG_SETMASK, mask, old, _NSIG / 8));
+}
+
+constexpr int kTries = 10000;
+
+void pauseBetweenTries() {
+  const kernel::KeepErrno keep;
+  const timespec millisecond = {0, 1000000};
+  nanosleep(&millisecond, nullptr);
+}
+
+FolderLock::FolderLock(int folder, Patience timeout) {
+  m_fd = kernel::call(SYS_openat, folder, "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  m_error = m_fd < 0 ? m_fd : -EAGAIN;
+  if (m_fd < 0) return;
+  tryOnce();
+  const int tries = timeout == Patience::kWait ? kTries : 0;
+  for (int i = 0; m_error == -EAGAIN && i < tries; ++i) {
+    pauseBetweenTries();
+    tryOnce();
+  }
+  if (m_error == -EAGAIN) m_error = -EBUSY;
+}
+
+FolderLock::~FolderLock() {
+  if (m_error == 0) static_cast<void>(kernel::call(SYS_flock, m_fd, LOCK_UN));
+  if (m_fd >= 0) kernel::close(m_fd);
+  if (m_error == 0) setSignalMask(&m_signals, nullptr);
+}
+
+void FolderLock::tryOnce() {
+  sigset_t all;
+  sigfillset(&all);
+  sigemptyset(&m_signals);
+  setSignalMask(&all, &m_signals);
+  m_error = kernel::call(SYS_flock, m_fd, LOCK_EX | LOCK_NB);
+  if (m_error != 0) setSignalMask(&m_signals, nullptr);
+}
+
+// Null also for an empty one: nobody means that.
+const char* variable(const char* name) {
+  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): only read
+  return value != nullptr && *value != '\0' ? value : nullptr;
+}
 
 int openFolder(const char* path) {
   return kernel::call(SYS_openat, AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
@@ -29,7 +106,7 @@ int checkOwner(int fd) {
 }  // namespace
 
 Folder::Folder() {
-  m_error = readFolderPath(&m_path);
+  m_error = readPath();
   if (m_error == 0) m_error = open();
 }
 
@@ -37,15 +114,30 @@ Folder::~Folder() {
   if (m_fd >= 0) kernel::close(m_fd);
 }
 
+int Folder::readPath() {
+  int length = 0;
+  const char* chosen = variable(kFolderVariable);
+  const char* runtime = variable("XDG_RUNTIME_DIR");
+  m_default = chosen == nullptr;
+  if (chosen != nullptr) {
+    length = std::snprintf(m_path, sizeof m_path, "%s", chosen);
+  } else if (runtime != nullptr) {
+    length = std::snprintf(m_path, sizeof m_path, "%s/virtual-radio", runtime);
+  } else {
+    length = std::snprintf(m_path, sizeof m_path, "/tmp/virtual-radio-%u", geteuid());
+  }
+  return length < 0 || static_cast<size_t>(length) >= sizeof m_path ? -ENAMETOOLONG : 0;
+}
+
 int Folder::open() {
-  m_fd = openFolder(m_path.text);
+  m_fd = openFolder(m_path);
   if (m_fd == -ENOENT) {
-    const int made = kernel::call(SYS_mkdirat, AT_FDCWD, m_path.text, 0700);
+    const int made = kernel::call(SYS_mkdirat, AT_FDCWD, m_path, 0700);
     if (made < 0 && made != -EEXIST) return made;
-    m_fd = openFolder(m_path.text);
+    m_fd = openFolder(m_path);
   }
   if (m_fd < 0) return m_fd;
-  return m_path.chosen ? 0 : checkOwner(m_fd);
+  return m_default ? checkOwner(m_fd) : 0;
 }
 
 int Folder::enterAdapter(const bdaddr_t& address) {
@@ -109,9 +201,9 @@ Name Folder::nameOf(const Place& place) const {
   Name name;
   name.address.sun_family = AF_UNIX;
   constexpr size_t kSize = sizeof name.address.sun_path;
-  const size_t length = std::strlen(m_path.text);
+  const size_t length = std::strlen(m_path);
   if (length + 1 + sizeof file <= kSize) {
-    std::memcpy(name.address.sun_path, m_path.text, length);
+    std::memcpy(name.address.sun_path, m_path, length);
     std::snprintf(name.address.sun_path + length, kSize - length, "/%s", file);
   } else {
     std::snprintf(name.address.sun_path, kSize, "/proc/self/fd/%d/%s", m_fd, file);

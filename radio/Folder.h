@@ -1,10 +1,13 @@
 #pragma once
 
-#include "radio/FolderLock.h"
-#include "radio/Name.h"
-#include "radio/Settings.h"
+#include <cstddef>
+
+#include "radio/Address.h"
 
 namespace radio {
+
+constexpr char kFolderVariable[] = "VIRTUAL_RADIO_DIR";
+constexpr size_t kPathSize = 4096;
 
 /// The folder that stands for the air: who shares it can hear each other.
 ///
@@ -24,7 +27,9 @@ class Folder {
   Folder& operator=(const Folder&) = delete;
 
   int error() const { return m_error; }
-  const char* path() const { return m_path.text; }
+  const char* path() const { return m_path; }
+  /// The environment names no folder: path() is the one of our own choice.
+  bool isDefault() const { return m_default; }
 
   int enterAdapter(const bdaddr_t& address);
   bool knowsAdapter(const bdaddr_t& address) const;
@@ -44,12 +49,14 @@ class Folder {
   void remove(const Place& place);
 
  private:
+  int readPath();
   int open();
   Name nameOf(const Place& place) const;
   bool isDead(const Place& place) const;
   void removeIfDead(const Place& place);
 
-  FolderPath m_path;
+  char m_path[kPathSize] = "";
+  bool m_default = false;
   int m_fd = -1;
   int m_error = 0;
 };

@@ -7,17 +7,46 @@
 #include <cerrno>
 #include <cstdarg>
 
-#include "radio/Descriptors.h"
-#include "radio/ListenerCleanup.h"
+#include "radio/Folder.h"
 #include "radio/Next.h"
 #include "radio/Options.h"
 #include "radio/Rfcomm.h"
+#include "radio/SocketState.h"
 #include "radio/Transfer.h"
 
 #define RADIO_EXPORT extern "C" __attribute__((visibility("default")))
 
 namespace radio {
 namespace {
+
+/// Removes a listener's name from the folder when its last descriptor is closed.
+///
+/// Made before a descriptor goes away, asked to finish after it. It never waits: what it cannot
+/// remove now is removed by whoever comes across it. errno is kept; signal handlers may use it.
+class ListenerCleanup {
+ public:
+  explicit ListenerCleanup(int fd);
+  void finish() const;
+
+ private:
+  Place m_place;
+  bool m_listener = false;
+};
+
+ListenerCleanup::ListenerCleanup(int fd) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return;
+  if (state.state != State::kListening && state.state != State::kBound) return;
+  Name name;
+  m_listener = localNameOf(fd, &name) == 0 && readPlace(name, &m_place);
+}
+
+// A copy of the descriptor may live on, here or in a child: then the folder finds the socket alive.
+void ListenerCleanup::finish() const {
+  if (!m_listener) return;
+  Folder folder;
+  if (folder.error() == 0) folder.removeDead(m_place);
+}
 
 int answer(int result) {
   if (result >= 0) return result;
@@ -47,6 +76,8 @@ int replaceNumber(int oldNumber, int number, Replace replace) {
   tidying.finish();
   return result;
 }
+
+[[gnu::constructor]] void onLoad() { next::findAll(); }
 
 }  // namespace
 }  // namespace radio

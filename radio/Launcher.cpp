@@ -1,18 +1,56 @@
-#include "radio/Launcher.h"
-
+// virtual-radio: runs a command whose Bluetooth RFCOMM sockets reach other such commands on this
+// machine, without an adapter.
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
+#include <stdexcept>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "radio/Address.h"
 #include "radio/Folder.h"
-#include "radio/Settings.h"
 
 namespace radio {
+
+/// The exit codes are those of env, nohup and timeout; all others are the command's own.
+enum ExitCode { kWrapperFailed = 125, kNotExecutable = 126, kNotFound = 127 };
+
+/// Why the command was not started, as a sentence for the user, and the exit code for it.
+class LauncherError : public std::runtime_error {
+ public:
+  LauncherError(ExitCode code, const std::string& sentence)
+      : std::runtime_error(sentence), m_code(code) {}
+  ExitCode code() const { return m_code; }
+
+ private:
+  ExitCode m_code;
+};
+
+/// Starts a command with the virtual radio in it.
+///
+/// One thread. The steps are made one after the other; each throws a LauncherError, with a sentence
+/// for the user and the exit code for it, when it cannot be done.
+class Launcher {
+ public:
+  /// `address` as "00:11:22:33:44:55"; an empty `folder` is the usual one.
+  void setAddress(const std::string& address);
+  void setFolder(const std::string& folder);
+  void preload();
+
+  /// Becomes the command and does not return.
+  [[noreturn]] void run(const std::vector<std::string>& command);
+
+ private:
+  static std::string findLibrary();
+};
+
 namespace {
 
 constexpr char kLibraryName[] = "libvirtualradio.so";
@@ -26,9 +64,9 @@ void setVariable(const char* name, const std::string& value) {
   }
 }
 
-std::string folderReason(const Folder& folder, bool chosen) {
+std::string folderReason(const Folder& folder) {
   if (folder.error() == -ENOENT) return "the folder above it does not exist";
-  if (folder.error() == -EPERM && !chosen) {
+  if (folder.error() == -EPERM && folder.isDefault()) {
     return "it belongs to somebody else or others may write to it; name another with --dir";
   }
   return reason(-folder.error());
@@ -50,14 +88,10 @@ void Launcher::setAddress(const std::string& address) {
 // before the command opens its first socket. The name handed on holds wherever the command goes.
 void Launcher::setFolder(const std::string& folder) {
   if (!folder.empty()) setVariable(kFolderVariable, folder);
-  FolderPath path;
-  if (readFolderPath(&path) != 0) {
-    throw LauncherError(kWrapperFailed, "the name of the folder is too long");
-  }
   Folder air;
   if (air.error() != 0) {
     throw LauncherError(kWrapperFailed, "cannot use the folder \"" + std::string(air.path()) +
-                                            "\": " + folderReason(air, path.chosen));
+                                            "\": " + folderReason(air));
   }
   bdaddr_t own = {};
   const int entered = readOwnAddress(&own) == OwnAddress::kGood ? air.enterAdapter(own) : 0;
@@ -111,3 +145,68 @@ void Launcher::run(const std::vector<std::string>& command) {
 }
 
 }  // namespace radio
+
+namespace {
+
+struct Arguments {
+  std::string address;
+  std::string folder;
+  std::vector<std::string> command;
+};
+
+void describe(CLI::App& app, Arguments& arguments) {
+  app.add_option("--address", arguments.address,
+                 "the Bluetooth address of this telephone, such as 00:11:22:33:44:55")
+      ->type_name("ADDRESS")
+      ->required();
+  app.add_option("--dir", arguments.folder,
+                 "the folder that stands for the air: programs that share it can hear each other "
+                 "(usual: $XDG_RUNTIME_DIR/virtual-radio, or /tmp/virtual-radio-UID)")
+      ->type_name("FOLDER");
+  app.footer(
+      "The command and its arguments stand after --, for example\n"
+      "  virtual-radio --address 00:11:22:33:44:55 -- obexput -b 00:11:22:33:44:66 -B 4 "
+      "card.vcf\n\n"
+      "The exit code is the command's own; 127 when it was not found, 126 when it could not be\n"
+      "run, 125 when the radio could not be set up.");
+}
+
+// Takes the command off the end: it is nobody's business here what its arguments look like.
+int takeCommand(int argc, char** argv, Arguments& arguments) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--") != 0) continue;
+    arguments.command.assign(argv + i + 1, argv + argc);
+    return i;
+  }
+  return argc;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"Runs a command with a virtual Bluetooth radio.", "virtual-radio"};
+  Arguments arguments;
+  describe(app, arguments);
+  try {
+    app.parse(takeCommand(argc, argv, arguments), argv);
+    if (arguments.command.empty()) {
+      throw CLI::RequiredError("a command after -- (virtual-radio --address ADDRESS -- COMMAND)");
+    }
+    radio::Launcher launcher;
+    launcher.setAddress(arguments.address);
+    launcher.setFolder(arguments.folder);
+    launcher.preload();
+    launcher.run(arguments.command);
+  } catch (const CLI::ExtrasError& error) {
+    std::fprintf(stderr, "%s\nThe command stands after --.\n", error.what());
+    return radio::kWrapperFailed;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : radio::kWrapperFailed;
+  } catch (const radio::LauncherError& error) {
+    std::fprintf(stderr, "virtual-radio: %s\n", error.what());
+    return error.code();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "virtual-radio: %s\n", error.what());
+    return radio::kWrapperFailed;
+  }
+}

@@ -52,46 +52,27 @@ class Function {
   std::atomic<Type> m_function{nullptr};
 };
 
+#define RADIO_NEXT_FUNCTIONS(X)                                                                  \
+  X(__read_chk)                                                                                  \
+  X(__recv_chk)                                                                                  \
+  X(__recvfrom_chk) X(accept) X(accept4) X(bind) X(close) X(connect) X(dup) X(dup2) X(dup3)      \
+      X(fcntl) X(fcntl64) X(getpeername) X(getsockname) X(getsockopt) X(listen) X(read) X(readv) \
+          X(recv) X(recvfrom) X(recvmmsg) X(recvmsg) X(send) X(sendmmsg) X(sendmsg) X(sendto)    \
+              X(setsockopt) X(shutdown) X(socket) X(write) X(writev)
+
 // A type named in a template leaves its attributes behind, which is all right here.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wignored-attributes"
-#define RADIO_NEXT(name) inline constinit Function<decltype(&::name)> name(#name)
-RADIO_NEXT(accept4);
-RADIO_NEXT(bind);
-RADIO_NEXT(close);
-RADIO_NEXT(connect);
-RADIO_NEXT(dup);
-RADIO_NEXT(dup2);
-RADIO_NEXT(dup3);
-RADIO_NEXT(fcntl);
-RADIO_NEXT(fcntl64);
-RADIO_NEXT(getpeername);
-RADIO_NEXT(getsockname);
-RADIO_NEXT(getsockopt);
-RADIO_NEXT(listen);
-RADIO_NEXT(accept);
-RADIO_NEXT(read);
-RADIO_NEXT(readv);
-RADIO_NEXT(recv);
-RADIO_NEXT(recvfrom);
-RADIO_NEXT(recvmmsg);
-RADIO_NEXT(recvmsg);
-RADIO_NEXT(send);
-RADIO_NEXT(sendmmsg);
-RADIO_NEXT(sendmsg);
-RADIO_NEXT(sendto);
-RADIO_NEXT(setsockopt);
-RADIO_NEXT(shutdown);
-RADIO_NEXT(socket);
-RADIO_NEXT(write);
-RADIO_NEXT(writev);
-RADIO_NEXT(__read_chk);
-RADIO_NEXT(__recv_chk);
-RADIO_NEXT(__recvfrom_chk);
+#define RADIO_NEXT(name) inline constinit Function<decltype(&::name)> name(#name);
+RADIO_NEXT_FUNCTIONS(RADIO_NEXT)
 #undef RADIO_NEXT
 #pragma GCC diagnostic pop
 
 /// Looks all of them up.
-void findAll();
+inline void findAll() {
+#define RADIO_FIND(name) name.find();
+  RADIO_NEXT_FUNCTIONS(RADIO_FIND)
+#undef RADIO_FIND
+}
 
 }  // namespace radio::next

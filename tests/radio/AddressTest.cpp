@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <string>
 
-#include "radio/Name.h"
-
 namespace radio {
 namespace {
 
