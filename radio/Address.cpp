@@ -3,7 +3,6 @@
 #include <bluetooth/rfcomm.h>
 #include <sys/random.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -19,6 +18,10 @@ namespace radio {
 namespace {
 
 constexpr size_t kBytes = 6;
+constexpr char kPrefix[] = "\0virtual-radio/";
+constexpr size_t kPrefixLength = sizeof kPrefix - 1;
+constexpr size_t kUniqueDigits = 16;
+constexpr size_t kPathOffset = offsetof(sockaddr_un, sun_path);
 
 int digitValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -28,6 +31,33 @@ int digitValue(char digit) {
 
 char toUpper(char digit) {
   return digit >= 'a' && digit <= 'f' ? static_cast<char>(digit - 'a' + 'A') : digit;
+}
+
+uint64_t uniqueNumber() {
+  uint64_t number = 0;
+  const kernel::KeepErrno keep;
+  if (getrandom(&number, sizeof number, GRND_NONBLOCK) == static_cast<ssize_t>(sizeof number)) {
+    return number;
+  }
+  // The kernel has no randomness early in a boot; these differ enough.
+  static constinit std::atomic<uint32_t> counter{0};
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return (static_cast<uint64_t>(now.tv_nsec) << 32) ^ (static_cast<uint64_t>(getpid()) << 12) ^
+         counter.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool parseFileName(const char* path, size_t length, Endpoint* endpoint) {
+  constexpr size_t kNameLength = kFileNameSize - 1;
+  if (length < kNameLength) return false;
+  const char* name = path + length - kNameLength;
+  if (name != path && name[-1] != '/') return false;
+  if (!parseDigits(name, &endpoint->address) || name[kDigits] != '-') return false;
+  const int tens = name[kDigits + 1] - '0';
+  const int ones = name[kDigits + 2] - '0';
+  if (tens < 0 || tens > 9 || ones < 0 || ones > 9) return false;
+  endpoint->channel = static_cast<uint8_t>(tens * 10 + ones);
+  return endpoint->channel >= kFirstChannel && endpoint->channel <= kLastChannel;
 }
 
 }  // namespace
@@ -70,41 +100,12 @@ bool sameAddress(const bdaddr_t& one, const bdaddr_t& other) {
 
 bool isAny(const bdaddr_t& address) { return sameAddress(address, bdaddr_t{}); }
 
-namespace {
-
-constexpr char kPrefix[] = "\0virtual-radio/";
-constexpr size_t kPrefixLength = sizeof kPrefix - 1;
-constexpr size_t kUniqueDigits = 16;
-constexpr size_t kPathOffset = offsetof(sockaddr_un, sun_path);
-
-uint64_t uniqueNumber() {
-  uint64_t number = 0;
-  const kernel::KeepErrno keep;
-  if (getrandom(&number, sizeof number, GRND_NONBLOCK) == static_cast<ssize_t>(sizeof number)) {
-    return number;
-  }
-  // Early in a boot there is no randomness yet; these are different enough.
-  static constinit std::atomic<uint32_t> counter{0};
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return (static_cast<uint64_t>(now.tv_nsec) << 32) ^ (static_cast<uint64_t>(getpid()) << 12) ^
-         counter.fetch_add(1, std::memory_order_relaxed);
+OwnAddress readOwnAddress(bdaddr_t* address) {
+  const char* text = std::getenv(kAddressVariable);  // NOLINT(concurrency-mt-unsafe): only read
+  if (text == nullptr || *text == '\0') return OwnAddress::kUnset;
+  return parseAddress(text, address) && !isAny(*address) ? OwnAddress::kValid
+                                                         : OwnAddress::kInvalid;
 }
-
-bool readFileName(const char* path, size_t length, Place* place) {
-  constexpr size_t kNameLength = kFileNameSize - 1;
-  if (length < kNameLength) return false;
-  const char* name = path + length - kNameLength;
-  if (name != path && name[-1] != '/') return false;
-  if (!parseDigits(name, &place->address) || name[kDigits] != '-') return false;
-  const int tens = name[kDigits + 1] - '0';
-  const int ones = name[kDigits + 2] - '0';
-  if (tens < 0 || tens > 9 || ones < 0 || ones > 9) return false;
-  place->channel = static_cast<uint8_t>(tens * 10 + ones);
-  return place->channel >= kFirstChannel && place->channel <= kLastChannel;
-}
-
-}  // namespace
 
 Name connectorName(const bdaddr_t& address) {
   Name name;
@@ -124,27 +125,28 @@ Name connectorName(const bdaddr_t& address) {
   return name;
 }
 
-void formatFileName(const Place& place, char (&text)[kFileNameSize]) {
-  formatDigits(place.address, text);
+void formatFileName(const Endpoint& endpoint, char (&text)[kFileNameSize]) {
+  formatDigits(endpoint.address, text);
   text[kDigits] = '-';
-  text[kDigits + 1] = static_cast<char>('0' + place.channel / 10);
-  text[kDigits + 2] = static_cast<char>('0' + place.channel % 10);
+  text[kDigits + 1] = static_cast<char>('0' + endpoint.channel / 10);
+  text[kDigits + 2] = static_cast<char>('0' + endpoint.channel % 10);
   text[kDigits + 3] = '\0';
 }
 
-bool readPlace(const Name& name, Place* place) {
+bool parseName(const Name& name, Endpoint* endpoint) {
   if (name.address.sun_family != AF_UNIX || name.length <= kPathOffset) return false;
   const char* path = name.address.sun_path;
   size_t length = name.length - kPathOffset;
   if (path[0] != '\0') {
     length = strnlen(
         path, length < sizeof name.address.sun_path ? length : sizeof(sockaddr_un::sun_path));
-    return readFileName(path, length, place);
+    return parseFileName(path, length, endpoint);
   }
-  place->channel = 0;
+  endpoint->channel = 0;
   return length == kPrefixLength + kDigits + 1 + kUniqueDigits &&
          std::memcmp(path, kPrefix, kPrefixLength) == 0 &&
-         parseDigits(path + kPrefixLength, &place->address) && path[kPrefixLength + kDigits] == '/';
+         parseDigits(path + kPrefixLength, &endpoint->address) &&
+         path[kPrefixLength + kDigits] == '/';
 }
 
 int localNameOf(int fd, Name* name) {
@@ -157,20 +159,20 @@ int peerNameOf(int fd, Name* name) {
   return kernel::getPeerName(fd, &name->address, &name->length);
 }
 
-int writeAddress(const Place& place, sockaddr* address, socklen_t* length) {
+int copyToCaller(const Endpoint& endpoint, sockaddr* address, socklen_t* length) {
   if (address == nullptr || length == nullptr) return 0;
   if (*length > INT_MAX) return -EINVAL;
   sockaddr_rc result;
-  std::memset(&result, 0, sizeof result);  // the padding too: it goes to the program
+  std::memset(&result, 0, sizeof result);  // also the padding, which the program gets
   result.rc_family = AF_BLUETOOTH;
-  result.rc_bdaddr = place.address;
-  result.rc_channel = place.channel;
+  result.rc_bdaddr = endpoint.address;
+  result.rc_channel = endpoint.channel;
   std::memcpy(address, &result, std::min<size_t>(*length, sizeof result));
   *length = sizeof result;
   return 0;
 }
 
-int readAddress(const sockaddr* address, socklen_t length, bool whole, Place* place) {
+int readFromCaller(const sockaddr* address, socklen_t length, bool whole, Endpoint* endpoint) {
   if (address == nullptr) return -EFAULT;
   if (length < (whole ? sizeof(sockaddr_rc) : sizeof(sa_family_t)) || length > INT_MAX) {
     return -EINVAL;
@@ -178,15 +180,9 @@ int readAddress(const sockaddr* address, socklen_t length, bool whole, Place* pl
   sockaddr_rc given = {};
   std::memcpy(&given, address, std::min<size_t>(length, sizeof given));
   if (given.rc_family != AF_BLUETOOTH) return -EINVAL;
-  place->address = given.rc_bdaddr;
-  place->channel = given.rc_channel;
+  endpoint->address = given.rc_bdaddr;
+  endpoint->channel = given.rc_channel;
   return 0;
-}
-
-OwnAddress readOwnAddress(bdaddr_t* address) {
-  const char* text = std::getenv(kAddressVariable);  // NOLINT(concurrency-mt-unsafe): only read
-  if (text == nullptr || *text == '\0') return OwnAddress::kNone;
-  return parseAddress(text, address) && !isAny(*address) ? OwnAddress::kGood : OwnAddress::kBad;
 }
 
 }  // namespace radio

@@ -18,22 +18,22 @@
 namespace radio {
 namespace {
 
-/// Holds the folder's lock: one process at a time makes or removes the name of a listener.
-///
-/// All signals are held back while it is held, so that no handler of this thread can ask for the
-/// lock again and wait for itself; while it is waited for they are let through. The lock is given
-/// back explicitly, since a child forked by another thread in between has a copy of the descriptor.
+// Holds the folder's lock, so that one process at a time creates or removes a listener's file.
+//
+// Blocks all signals while it holds the lock, because a handler that takes the lock again would
+// deadlock; signals are delivered while it waits. Unlocks explicitly, because a child forked by
+// another thread may hold a copy of the descriptor.
 class FolderLock {
  public:
-  /// To wait ends with -EBUSY after ten seconds: whoever holds the lock so long was stopped.
-  enum class Patience { kWait, kTryOnce };
+  // kWait gives up with -EBUSY after ten seconds: the holder must have been stopped.
+  enum class Mode { kWait, kTryOnce };
 
-  FolderLock(int folder, Patience timeout);
+  FolderLock(int folder, Mode mode);
   ~FolderLock();
   FolderLock(const FolderLock&) = delete;
   FolderLock& operator=(const FolderLock&) = delete;
 
-  /// 0, or the negative error number why the lock is not held.
+  // 0 when the lock is held, otherwise a negative errno.
   int error() const { return m_error; }
 
  private:
@@ -44,7 +44,7 @@ class FolderLock {
   int m_error = 0;
 };
 
-// The C library's own function would leave thread cancellation possible.
+// pthread_sigmask() would leave the C library's cancellation signal unblocked.
 void setSignalMask(const sigset_t* mask, sigset_t* old) {
   static_cast<void>(kernel::call(SYS_rt_sigprocmask, SIG_SETMASK, mask, old, _NSIG / 8));
 }
@@ -57,12 +57,12 @@ void pauseBetweenTries() {
   nanosleep(&millisecond, nullptr);
 }
 
-FolderLock::FolderLock(int folder, Patience timeout) {
+FolderLock::FolderLock(int folder, Mode mode) {
   m_fd = kernel::call(SYS_openat, folder, "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   m_error = m_fd < 0 ? m_fd : -EAGAIN;
   if (m_fd < 0) return;
   tryOnce();
-  const int tries = timeout == Patience::kWait ? kTries : 0;
+  const int tries = mode == Mode::kWait ? kTries : 0;
   for (int i = 0; m_error == -EAGAIN && i < tries; ++i) {
     pauseBetweenTries();
     tryOnce();
@@ -85,8 +85,8 @@ void FolderLock::tryOnce() {
   if (m_error != 0) setSignalMask(&m_signals, nullptr);
 }
 
-// Null also for an empty one: nobody means that.
-const char* variable(const char* name) {
+// Null for an empty variable too.
+const char* environment(const char* name) {
   const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): only read
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
@@ -95,7 +95,7 @@ int openFolder(const char* path) {
   return kernel::call(SYS_openat, AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
 }
 
-// A folder of somebody else, or one that others may write to, would let them pose as listeners.
+// Another user who can write to the folder could pose as a listener.
 int checkOwner(int fd) {
   const kernel::KeepErrno keep;
   struct stat status = {};
@@ -116,8 +116,8 @@ Folder::~Folder() {
 
 int Folder::readPath() {
   int length = 0;
-  const char* chosen = variable(kFolderVariable);
-  const char* runtime = variable("XDG_RUNTIME_DIR");
+  const char* chosen = environment(kFolderVariable);
+  const char* runtime = environment("XDG_RUNTIME_DIR");
   m_default = chosen == nullptr;
   if (chosen != nullptr) {
     length = std::snprintf(m_path, sizeof m_path, "%s", chosen);
@@ -140,7 +140,7 @@ int Folder::open() {
   return m_default ? checkOwner(m_fd) : 0;
 }
 
-int Folder::enterAdapter(const bdaddr_t& address) {
+int Folder::addAdapter(const bdaddr_t& address) {
   char name[kDigits + 1] = "";
   formatDigits(address, name);
   const int fd =
@@ -150,7 +150,7 @@ int Folder::enterAdapter(const bdaddr_t& address) {
   return 0;
 }
 
-bool Folder::knowsAdapter(const bdaddr_t& address) const {
+bool Folder::hasAdapter(const bdaddr_t& address) const {
   const kernel::KeepErrno keep;
   char name[kDigits + 1] = "";
   formatDigits(address, name);
@@ -158,46 +158,46 @@ bool Folder::knowsAdapter(const bdaddr_t& address) const {
   return fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-int Folder::bind(int fd, const Place& place) {
-  const FolderLock lock(m_fd, FolderLock::Patience::kWait);
+int Folder::bind(int fd, const Endpoint& endpoint) {
+  const FolderLock lock(m_fd, FolderLock::Mode::kWait);
   if (lock.error() != 0) return lock.error();
-  const Name name = nameOf(place);
+  const Name name = nameOf(endpoint);
   const int bound = kernel::bind(fd, &name.address, name.length);
   if (bound != -EADDRINUSE) return bound;
-  removeIfDead(place);
+  removeIfDead(endpoint);
   return kernel::bind(fd, &name.address, name.length);
 }
 
-int Folder::connect(int fd, const Place& place) {
-  const Name name = nameOf(place);
+int Folder::connect(int fd, const Endpoint& endpoint) {
+  const Name name = nameOf(endpoint);
   const int flags = kernel::getFlags(fd);
   if (flags < 0) return flags;
-  // A full backlog refuses on RFCOMM; a blocking local socket would wait for room instead.
+  // With a full backlog RFCOMM refuses; a blocking Unix socket would wait.
   const bool blocking = (flags & O_NONBLOCK) == 0;
   if (blocking) kernel::setFlags(fd, flags | O_NONBLOCK);
   const int connected = kernel::connect(fd, &name.address, name.length);
   if (blocking) kernel::setFlags(fd, flags);
   if (connected == -EAGAIN) return -ECONNREFUSED;
-  if (connected == -ECONNREFUSED) removeDead(place);
-  if (connected == -ENOENT) return knowsAdapter(place.address) ? -ECONNREFUSED : -EHOSTDOWN;
+  if (connected == -ECONNREFUSED) removeDead(endpoint);
+  if (connected == -ENOENT) return hasAdapter(endpoint.address) ? -ECONNREFUSED : -EHOSTDOWN;
   return connected;
 }
 
-void Folder::removeDead(const Place& place) {
-  if (m_fd < 0 || !isDead(place)) return;
-  const FolderLock lock(m_fd, FolderLock::Patience::kTryOnce);
-  if (lock.error() == 0) removeIfDead(place);
+void Folder::removeDead(const Endpoint& endpoint) {
+  if (m_fd < 0 || !isDead(endpoint)) return;
+  const FolderLock lock(m_fd, FolderLock::Mode::kTryOnce);
+  if (lock.error() == 0) removeIfDead(endpoint);
 }
 
-void Folder::remove(const Place& place) {
+void Folder::remove(const Endpoint& endpoint) {
   char name[kFileNameSize] = "";
-  formatFileName(place, name);
+  formatFileName(endpoint, name);
   static_cast<void>(kernel::call(SYS_unlinkat, m_fd, name, 0));
 }
 
-Name Folder::nameOf(const Place& place) const {
+Name Folder::nameOf(const Endpoint& endpoint) const {
   char file[kFileNameSize] = "";
-  formatFileName(place, file);
+  formatFileName(endpoint, file);
   Name name;
   name.address.sun_family = AF_UNIX;
   constexpr size_t kSize = sizeof name.address.sun_path;
@@ -213,24 +213,24 @@ Name Folder::nameOf(const Place& place) const {
   return name;
 }
 
-// Asks with a socket of the wrong type: a living listener is not disturbed by that.
-bool Folder::isDead(const Place& place) const {
+// Probes with a socket of another type, which a live listener doesn't notice.
+bool Folder::isDead(const Endpoint& endpoint) const {
   const int probe = kernel::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (probe < 0) return false;
-  const Name name = nameOf(place);
+  const Name name = nameOf(endpoint);
   const bool dead = kernel::connect(probe, &name.address, name.length) == -ECONNREFUSED;
   kernel::close(probe);
   return dead;
 }
 
-void Folder::removeIfDead(const Place& place) {
+void Folder::removeIfDead(const Endpoint& endpoint) {
   const kernel::KeepErrno keep;
   char name[kFileNameSize] = "";
-  formatFileName(place, name);
+  formatFileName(endpoint, name);
   struct stat status = {};
-  // What is no socket is not the radio's to remove.
+  // Never remove anything but a socket.
   if (fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) < 0 || !S_ISSOCK(status.st_mode)) return;
-  if (isDead(place)) remove(place);
+  if (isDead(endpoint)) remove(endpoint);
 }
 
 }  // namespace radio

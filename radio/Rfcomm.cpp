@@ -17,32 +17,121 @@
 namespace radio {
 namespace {
 
-void complain(const char* what, const char* which, const char* why) {
-  static constinit std::atomic<bool> said{false};
-  if (said.exchange(true)) return;
+// Prints one line to stderr, once per process.
+void warnOnce(const char* what, const char* value, const char* reason) {
+  static constinit std::atomic<bool> warned{false};
+  if (warned.exchange(true)) return;
   const kernel::KeepErrno keep;
   char line[512];
-  std::snprintf(line, sizeof line, "virtual radio: %s \"%.300s\": %s\n", what, which, why);
+  std::snprintf(line, sizeof line, "virtual radio: %s \"%.300s\": %s\n", what, value, reason);
   kernel::write(STDERR_FILENO, line, std::strlen(line));
 }
 
-}  // namespace
-
-// socket() and shutdown().
-
-namespace {
-
-int enterOwnAdapter() {
+int addOwnAdapter() {
   bdaddr_t own = {};
-  if (readOwnAddress(&own) != OwnAddress::kGood) {
+  if (readOwnAddress(&own) != OwnAddress::kValid) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): only read
-    complain(kAddressVariable, std::getenv(kAddressVariable), "no Bluetooth address");
+    warnOnce(kAddressVariable, std::getenv(kAddressVariable), "not a Bluetooth address");
     return -EAFNOSUPPORT;
   }
   Folder folder;
-  const int error = folder.error() != 0 ? folder.error() : folder.enterAdapter(own);
-  if (error != 0) complain("the folder", folder.path(), strerrordesc_np(-error));
+  const int error = folder.error() != 0 ? folder.error() : folder.addAdapter(own);
+  if (error != 0) warnOnce("the folder", folder.path(), strerrordesc_np(-error));
   return error;
+}
+
+bool hasName(int fd) {
+  Name name;
+  Endpoint endpoint;
+  return localNameOf(fd, &name) == 0 && parseName(name, &endpoint);
+}
+
+int bindTo(int fd, const Endpoint& endpoint) {
+  Folder folder;
+  return folder.error() != 0 ? folder.error() : folder.bind(fd, endpoint);
+}
+
+// For a socket bound to channel 0.
+int bindToFreeChannel(int fd) {
+  Endpoint endpoint;
+  if (readOwnAddress(&endpoint.address) != OwnAddress::kValid) return -EADDRNOTAVAIL;
+  Folder folder;
+  if (folder.error() != 0) return folder.error();
+  for (int channel = kFirstChannel; channel <= kLastChannel; ++channel) {
+    endpoint.channel = static_cast<uint8_t>(channel);
+    const int bound = folder.bind(fd, endpoint);
+    if (bound != -EADDRINUSE) return bound;
+  }
+  return -EINVAL;
+}
+
+// Another thread may have shut the listener down meanwhile.
+int acceptError(int fd, int error) {
+  SocketState state;
+  const bool shutDown = error == EINVAL && readState(fd, &state) && state.state == State::kShutDown;
+  return shutDown ? -EBADFD : -error;
+}
+
+// The caller's address and the listener's channel. False for a Unix socket that isn't the radio's.
+bool readCaller(int fd, Endpoint* caller) {
+  Name name;
+  Endpoint own;
+  if (peerNameOf(fd, &name) != 0 || !parseName(name, caller)) return false;
+  if (localNameOf(fd, &name) != 0 || !parseName(name, &own)) return false;
+  caller->channel = own.channel;
+  return true;
+}
+
+// Binds to a name with this process's address, from which the accepting side learns it.
+int nameConnector(int fd) {
+  bdaddr_t own = {};
+  if (readOwnAddress(&own) != OwnAddress::kValid) return -EHOSTUNREACH;
+  int bound = -EADDRINUSE;
+  for (int tries = 0; bound == -EADDRINUSE && tries < 8; ++tries) {
+    const Name name = connectorName(own);
+    bound = kernel::bind(fd, &name.address, name.length);
+  }
+  return bound;
+}
+
+int reach(int fd, const Endpoint& endpoint) {
+  if (endpoint.channel < kFirstChannel || endpoint.channel > kLastChannel) return -EINVAL;
+  Folder folder;
+  if (folder.error() != 0) return folder.error();
+  Name name;
+  Endpoint bound;
+  if (localNameOf(fd, &name) == 0 && parseName(name, &bound)) {
+    // A socket bound to a channel frees it by connecting.
+    folder.remove(bound);
+  } else {
+    const int named = nameConnector(fd);
+    if (named != 0) return named;
+  }
+  return folder.connect(fd, endpoint);
+}
+
+bool isHungUp(int fd) {
+  const kernel::KeepErrno keep;
+  pollfd wait = {fd, 0, 0};
+  return poll(&wait, 1, 0) == 1 && (wait.revents & POLLHUP) != 0;
+}
+
+// The names of both ends, which have one channel, the listener's.
+int readLink(int fd, const SocketState& state, Endpoint* local, Endpoint* peer) {
+  Name name;
+  const int localNamed = localNameOf(fd, &name);
+  if (localNamed != 0) return localNamed;
+  if (!parseName(name, local)) return -ENOTCONN;
+  const int peerNamed = peerNameOf(fd, &name);
+  if (peerNamed != 0) return peerNamed;
+  if (!parseName(name, peer)) return -ENOTCONN;
+  // A connecting socket may have been bound to a channel, which doesn't count any more.
+  if (state.state == State::kConnected || local->channel == 0) {
+    local->channel = peer->channel;
+  } else {
+    peer->channel = local->channel;
+  }
+  return 0;
 }
 
 }  // namespace
@@ -53,12 +142,12 @@ bool isRadioSocket(int family, int type, int protocol) {
     return false;
   }
   bdaddr_t own = {};
-  return readOwnAddress(&own) != OwnAddress::kNone;
+  return readOwnAddress(&own) != OwnAddress::kUnset;
 }
 
 int openSocket(int type) {
-  const int entered = enterOwnAdapter();
-  if (entered != 0) return entered;
+  const int added = addOwnAdapter();
+  if (added != 0) return added;
   const int fd = kernel::socket(AF_UNIX, type, 0);
   if (fd < 0) return fd;
   forget(fd);
@@ -68,82 +157,18 @@ int openSocket(int type) {
   return marked;
 }
 
-// RFCOMM knows no half-closed links: whatever side is named, the whole link ends. A listener gives
-// up its channel.
-int shutDownLink(int fd, SocketState state) {
-  const bool listened = state.state == State::kListening;
-  state.state = State::kShutDown;
-  const int marked = writeState(fd, state);
-  if (marked != 0) return marked;
-  Name name;
-  Place place;
-  if (listened && localNameOf(fd, &name) == 0 && readPlace(name, &place)) {
-    Folder folder;
-    if (folder.error() == 0) folder.remove(place);
-  }
-  return kernel::shutdown(fd, SHUT_RDWR);
-}
-
-// bind(), listen() and accept().
-
-namespace {
-
-int bindTo(int fd, const Place& place) {
-  Folder folder;
-  return folder.error() != 0 ? folder.error() : folder.bind(fd, place);
-}
-
-// Channel 0 was bound: the first free one is taken now.
-int bindToFreeChannel(int fd) {
-  Place place;
-  if (readOwnAddress(&place.address) != OwnAddress::kGood) return -EADDRNOTAVAIL;
-  Folder folder;
-  if (folder.error() != 0) return folder.error();
-  for (int channel = kFirstChannel; channel <= kLastChannel; ++channel) {
-    place.channel = static_cast<uint8_t>(channel);
-    const int bound = folder.bind(fd, place);
-    if (bound != -EADDRINUSE) return bound;
-  }
-  return -EINVAL;
-}
-
-bool hasName(int fd) {
-  Name name;
-  Place place;
-  return localNameOf(fd, &name) == 0 && readPlace(name, &place);
-}
-
-// A listener that was shut down by another thread meanwhile.
-int acceptError(int fd, int error) {
-  SocketState state;
-  const bool shutDown = error == EINVAL && readState(fd, &state) && state.state == State::kShutDown;
-  return shutDown ? -EBADFD : -error;
-}
-
-// The place of a link that was just accepted; false for a stranger who is no radio.
-bool readCaller(int fd, Place* caller) {
-  Name name;
-  Place own;
-  if (peerNameOf(fd, &name) != 0 || !readPlace(name, caller)) return false;
-  if (localNameOf(fd, &name) != 0 || !readPlace(name, &own)) return false;
-  caller->channel = own.channel;
-  return true;
-}
-
-}  // namespace
-
 int bindSocket(int fd, SocketState state, const sockaddr* address, socklen_t length) {
-  Place place;
-  const int read = readAddress(address, length, false, &place);
+  Endpoint endpoint;
+  const int read = readFromCaller(address, length, false, &endpoint);
   if (read != 0) return read;
   if (state.state != State::kOpen) return -EBADFD;
-  if (place.channel > kLastChannel) return -EINVAL;
+  if (endpoint.channel > kLastChannel) return -EINVAL;
   bdaddr_t own = {};
-  if (readOwnAddress(&own) != OwnAddress::kGood) return -EADDRNOTAVAIL;
-  state.anyAddress = isAny(place.address);
-  if (!state.anyAddress && !sameAddress(place.address, own)) return -EADDRNOTAVAIL;
-  place.address = own;
-  const int bound = place.channel == 0 ? 0 : bindTo(fd, place);
+  if (readOwnAddress(&own) != OwnAddress::kValid) return -EADDRNOTAVAIL;
+  state.anyAddress = isAny(endpoint.address);
+  if (!state.anyAddress && !sameAddress(endpoint.address, own)) return -EADDRNOTAVAIL;
+  endpoint.address = own;
+  const int bound = endpoint.channel == 0 ? 0 : bindTo(fd, endpoint);
   if (bound != 0) return bound;
   state.state = State::kBound;
   return writeState(fd, state);
@@ -165,14 +190,14 @@ int acceptLink(int fd, const SocketState& state, sockaddr* address, socklen_t* l
     const int link = next::accept4(fd, nullptr, nullptr, flags);
     if (link < 0) return acceptError(fd, errno);
     forget(link);
-    Place caller;
+    Endpoint caller;
     SocketState accepted = state;
     accepted.state = State::kAccepted;
     accepted.anyAddress = false;
     const bool known = readCaller(link, &caller);
     const int error = known ? writeState(link, accepted) : 0;
     if (known && error == 0) {
-      const int written = writeAddress(caller, address, length);
+      const int written = copyToCaller(caller, address, length);
       if (written == 0) return link;
       kernel::close(link);
       return written;
@@ -182,110 +207,62 @@ int acceptLink(int fd, const SocketState& state, sockaddr* address, socklen_t* l
   }
 }
 
-// connect().
-
-namespace {
-
-// The accepting side reads from the name who is calling.
-int nameConnector(int fd) {
-  bdaddr_t own = {};
-  if (readOwnAddress(&own) != OwnAddress::kGood) return -EHOSTUNREACH;
-  int bound = -EADDRINUSE;
-  for (int tries = 0; bound == -EADDRINUSE && tries < 8; ++tries) {
-    const Name name = connectorName(own);
-    bound = kernel::bind(fd, &name.address, name.length);
-  }
-  return bound;
-}
-
-int reach(int fd, const Place& place) {
-  if (place.channel < kFirstChannel || place.channel > kLastChannel) return -EINVAL;
-  Folder folder;
-  if (folder.error() != 0) return folder.error();
-  Name name;
-  Place bound;
-  if (localNameOf(fd, &name) == 0 && readPlace(name, &bound)) {
-    // It was bound to a channel, which it gives up by connecting.
-    folder.remove(bound);
-  } else {
-    const int named = nameConnector(fd);
-    if (named != 0) return named;
-  }
-  return folder.connect(fd, place);
-}
-
-}  // namespace
-
 int connectTo(int fd, SocketState state, const sockaddr* address, socklen_t length) {
-  Place place;
-  const int read = readAddress(address, length, true, &place);
+  Endpoint endpoint;
+  const int read = readFromCaller(address, length, true, &endpoint);
   if (read != 0) return read;
   if (state.state != State::kOpen && state.state != State::kBound) return -EBADFD;
   state.state = State::kClosed;
   state.anyAddress = false;
   const int closed = writeState(fd, state);
   if (closed != 0) return closed;
-  const int reached = reach(fd, place);
+  const int reached = reach(fd, endpoint);
   if (reached != 0) return reached;
   state.state = State::kConnected;
   const int marked = writeState(fd, state);
   if (marked != 0) return marked;
-  // A radio never connects at once; who asked not to wait is told to look later.
+  // As in the kernel, a non-blocking connect never completes at once.
   return (kernel::getFlags(fd) & O_NONBLOCK) != 0 ? -EINPROGRESS : 0;
 }
 
-// getsockname() and getpeername(). Both ends of a link have one channel, the listener's.
-
-namespace {
-
-bool isHungUp(int fd) {
-  const kernel::KeepErrno keep;
-  pollfd wait = {fd, 0, 0};
-  return poll(&wait, 1, 0) == 1 && (wait.revents & POLLHUP) != 0;
-}
-
-int readLink(int fd, const SocketState& state, Place* local, Place* peer) {
+// RFCOMM has no half-closed links: `how` is ignored. A listener frees its channel.
+int shutDownLink(int fd, SocketState state) {
+  const bool listened = state.state == State::kListening;
+  state.state = State::kShutDown;
+  const int marked = writeState(fd, state);
+  if (marked != 0) return marked;
   Name name;
-  const int localNamed = localNameOf(fd, &name);
-  if (localNamed != 0) return localNamed;
-  if (!readPlace(name, local)) return -ENOTCONN;
-  const int peerNamed = peerNameOf(fd, &name);
-  if (peerNamed != 0) return peerNamed;
-  if (!readPlace(name, peer)) return -ENOTCONN;
-  // A connecting socket may have been bound to a channel of its own, which means nothing now.
-  if (state.state == State::kConnected || local->channel == 0) {
-    local->channel = peer->channel;
-  } else {
-    peer->channel = local->channel;
+  Endpoint endpoint;
+  if (listened && localNameOf(fd, &name) == 0 && parseName(name, &endpoint)) {
+    Folder folder;
+    if (folder.error() == 0) folder.remove(endpoint);
   }
-  return 0;
+  return kernel::shutdown(fd, SHUT_RDWR);
 }
-
-}  // namespace
 
 int localName(int fd, const SocketState& state, sockaddr* address, socklen_t* length) {
-  Place local;
-  Place peer;
+  Endpoint local;
+  Endpoint peer;
   Name name;
   const bool linked = isLinked(state) || state.state == State::kShutDown;
   if (linked && readLink(fd, state, &local, &peer) == 0) {
-    return writeAddress(local, address, length);
+    return copyToCaller(local, address, length);
   }
   const bool bound = state.state != State::kOpen;
-  if (localNameOf(fd, &name) != 0 || !readPlace(name, &local)) {
-    local = Place{};
+  if (localNameOf(fd, &name) != 0 || !parseName(name, &local)) {
+    local = Endpoint{};
     if (bound) static_cast<void>(readOwnAddress(&local.address));
   }
   if (state.anyAddress) local.address = bdaddr_t{};
-  return writeAddress(local, address, length);
+  return copyToCaller(local, address, length);
 }
 
 int peerName(int fd, const SocketState& state, sockaddr* address, socklen_t* length) {
   if (!isLinked(state) || isHungUp(fd)) return -ENOTCONN;
-  Place local;
-  Place peer;
+  Endpoint local;
+  Endpoint peer;
   const int read = readLink(fd, state, &local, &peer);
-  return read != 0 ? read : writeAddress(peer, address, length);
+  return read != 0 ? read : copyToCaller(peer, address, length);
 }
 
 }  // namespace radio

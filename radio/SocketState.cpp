@@ -9,7 +9,7 @@
 namespace radio {
 namespace {
 
-// "RFC" in the upper three bytes. It fits 32 bits, so that every kernel takes it.
+// "RFC" in the upper three bytes. Fits 32 bits, which every kernel accepts.
 constexpr uint32_t kMagic = 0x52464300;
 constexpr uint32_t kMagicMask = 0xFFFFFF00;
 constexpr uint32_t kStateMask = 0x07;
@@ -17,6 +17,12 @@ constexpr uint32_t kAnyAddress = 0x08;
 constexpr int kSecurityShift = 4;
 constexpr uint32_t kSecurityMask = 0x07;
 constexpr uint32_t kMaster = 0x80;
+
+// Descriptors from here on are not cached.
+constexpr int kCacheSize = 4096;
+constinit std::atomic<bool> g_foreign[kCacheSize] = {};
+
+bool inRange(int fd) { return fd >= 0 && fd < kCacheSize; }
 
 }  // namespace
 
@@ -38,17 +44,6 @@ int writeState(int fd, const SocketState& state) {
                          (static_cast<uint32_t>(state.security) << kSecurityShift);
   return kernel::setSockOpt(fd, SOL_SOCKET, SO_MAX_PACING_RATE, &value, sizeof value);
 }
-
-namespace {
-
-// Numbers beyond are asked about every time.
-constexpr int kRemembered = 4096;
-
-constinit std::atomic<bool> g_foreign[kRemembered] = {};
-
-bool inRange(int fd) { return fd >= 0 && fd < kRemembered; }
-
-}  // namespace
 
 bool isRadio(int fd, SocketState* state) {
   if (inRange(fd) && g_foreign[fd].load(std::memory_order_relaxed)) return false;

@@ -9,7 +9,7 @@
 namespace radio {
 namespace {
 
-// Descriptors that came in a message may be radio sockets, whatever their numbers were before.
+// A received descriptor may be a radio socket under a number cached as something else.
 void forgetReceived(msghdr* message) {
   if (message->msg_control == nullptr) return;
   for (cmsghdr* part = CMSG_FIRSTHDR(message); part != nullptr; part = CMSG_NXTHDR(message, part)) {
@@ -21,6 +21,21 @@ void forgetReceived(msghdr* message) {
       forget(fd);
     }
   }
+}
+
+// The result for a call that sent on a radio socket.
+template <typename Result>
+Result afterSending(int fd, Result sent) {
+  SocketState state;
+  if (sent >= 0 || errno != EPIPE || !readState(fd, &state)) return sent;
+  if (state.state != State::kShutDown) errno = ECONNRESET;
+  return sent;
+}
+
+bool rejectsOutOfBand(int flags) {
+  if ((flags & MSG_OOB) == 0) return false;
+  errno = EOPNOTSUPP;
+  return true;
 }
 
 }  // namespace
@@ -46,7 +61,7 @@ ssize_t receiveFrom(int fd, void* buffer, size_t size, int flags, sockaddr* addr
     return afterReceiving(fd, next::recvfrom(fd, buffer, size, flags, address, length), size > 0);
   }
   const ssize_t got = afterReceiving(fd, next::recv(fd, buffer, size, flags), size > 0);
-  if (got >= 0) *length = 0;  // a stream of RFCOMM names no sender
+  if (got >= 0) *length = 0;  // as in the kernel: no sender address
   return got;
 }
 
@@ -84,25 +99,6 @@ bool hasRoom(const iovec* parts, size_t count) {
   return false;
 }
 
-namespace {
-
-// What a call that sent on a radio socket must answer.
-template <typename Result>
-Result afterSending(int fd, Result sent) {
-  SocketState state;
-  if (sent >= 0 || errno != EPIPE || !readState(fd, &state)) return sent;
-  if (state.state != State::kShutDown) errno = ECONNRESET;
-  return sent;
-}
-
-bool isUrgent(int flags) {
-  if ((flags & MSG_OOB) == 0) return false;
-  errno = EOPNOTSUPP;
-  return true;
-}
-
-}  // namespace
-
 ssize_t writeData(int fd, const void* data, size_t size) {
   SocketState state;
   if (!isRadio(fd, &state)) return next::write(fd, data, size);
@@ -121,11 +117,11 @@ ssize_t writeVector(int fd, const iovec* parts, int count) {
 ssize_t sendData(int fd, const void* data, size_t size, int flags) {
   SocketState state;
   if (!isRadio(fd, &state)) return next::send(fd, data, size, flags);
-  if (isUrgent(flags)) return -1;
+  if (rejectsOutOfBand(flags)) return -1;
   return afterSending(fd, next::send(fd, data, size, flags | MSG_NOSIGNAL));
 }
 
-// RFCOMM pays no attention to an address given with the data.
+// RFCOMM ignores the address.
 ssize_t sendDataTo(int fd, const void* data, size_t size, int flags, const sockaddr* address,
                    socklen_t length) {
   SocketState state;
@@ -136,7 +132,7 @@ ssize_t sendDataTo(int fd, const void* data, size_t size, int flags, const socka
 ssize_t sendMessage(int fd, const msghdr* message, int flags) {
   SocketState state;
   if (message == nullptr || !isRadio(fd, &state)) return next::sendmsg(fd, message, flags);
-  if (isUrgent(flags)) return -1;
+  if (rejectsOutOfBand(flags)) return -1;
   msghdr unnamed = *message;
   unnamed.msg_name = nullptr;
   unnamed.msg_namelen = 0;
@@ -146,7 +142,7 @@ ssize_t sendMessage(int fd, const msghdr* message, int flags) {
 int sendMessages(int fd, mmsghdr* messages, unsigned count, int flags) {
   SocketState state;
   if (!isRadio(fd, &state)) return next::sendmmsg(fd, messages, count, flags);
-  if (isUrgent(flags)) return -1;
+  if (rejectsOutOfBand(flags)) return -1;
   return afterSending(fd, next::sendmmsg(fd, messages, count, flags | MSG_NOSIGNAL));
 }
 

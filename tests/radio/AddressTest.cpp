@@ -63,28 +63,28 @@ TEST(NameTest, AListenersFileNamesAddressAndChannel) {
   char file[kFileNameSize] = "";
   formatFileName({address("00:11:22:33:44:55"), 4}, file);
   EXPECT_STREQ(file, "001122334455-04");
-  Place place;
-  ASSERT_TRUE(readPlace(pathName("/run/air/001122334455-04"), &place));
-  EXPECT_TRUE(sameAddress(place.address, address("00:11:22:33:44:55")));
-  EXPECT_EQ(place.channel, 4);
+  Endpoint endpoint;
+  ASSERT_TRUE(parseName(pathName("/run/air/001122334455-04"), &endpoint));
+  EXPECT_TRUE(sameAddress(endpoint.address, address("00:11:22:33:44:55")));
+  EXPECT_EQ(endpoint.channel, 4);
 }
 
 TEST(NameTest, NamesThatAreNotTheRadiosAreRefused) {
-  Place place;
+  Endpoint endpoint;
   for (const char* path :
        {"/run/bus", "/run/air/001122334455", "/run/air/001122334455-31", "/run/air/001122334455-00",
         "/run/air/00112233445g-04", "/run/air/x001122334455-04", "/run/air/001122334455-4x", ""}) {
-    EXPECT_FALSE(readPlace(pathName(path), &place)) << path;
+    EXPECT_FALSE(parseName(pathName(path), &endpoint)) << path;
   }
 }
 
 TEST(NameTest, AConnectorsNameCarriesItsAddressAndIsNeverTheSame) {
   const Name one = connectorName(address("AA:BB:CC:DD:EE:FF"));
   const Name other = connectorName(address("AA:BB:CC:DD:EE:FF"));
-  Place place;
-  ASSERT_TRUE(readPlace(one, &place));
-  EXPECT_TRUE(sameAddress(place.address, address("AA:BB:CC:DD:EE:FF")));
-  EXPECT_EQ(place.channel, 0);
+  Endpoint endpoint;
+  ASSERT_TRUE(parseName(one, &endpoint));
+  EXPECT_TRUE(sameAddress(endpoint.address, address("AA:BB:CC:DD:EE:FF")));
+  EXPECT_EQ(endpoint.channel, 0);
   EXPECT_NE(std::string(one.address.sun_path, sizeof one.address.sun_path),
             std::string(other.address.sun_path, sizeof other.address.sun_path));
 }
@@ -92,10 +92,10 @@ TEST(NameTest, AConnectorsNameCarriesItsAddressAndIsNeverTheSame) {
 TEST(NameTest, AnAbstractNameOfAnotherLengthIsAStrangers) {
   Name name = connectorName(address("AA:BB:CC:DD:EE:FF"));
   --name.length;
-  Place place;
-  EXPECT_FALSE(readPlace(name, &place));
+  Endpoint endpoint;
+  EXPECT_FALSE(parseName(name, &endpoint));
   name.length = 0;
-  EXPECT_FALSE(readPlace(name, &place));
+  EXPECT_FALSE(parseName(name, &endpoint));
 }
 
 }  // namespace

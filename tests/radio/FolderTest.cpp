@@ -77,7 +77,7 @@ TEST_F(FolderTest, AnAddressThatIsNoneIsComplainedOf) {
     EXPECT_EQ(errno, EAFNOSUPPORT);
   }).ExpectSuccess();
   EXPECT_EQ(contentOf(output),
-            "virtual radio: VIRTUAL_RADIO_ADDRESS \"00:11\": no Bluetooth address\n");
+            "virtual radio: VIRTUAL_RADIO_ADDRESS \"00:11\": not a Bluetooth address\n");
 }
 
 TEST_F(FolderTest, TelephonesInDifferentFoldersDoNotHearEachOther) {

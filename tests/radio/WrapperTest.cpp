@@ -100,13 +100,13 @@ TEST_F(WrapperTest, AUsualFolderOfOthersIsRefusedWithAdvice) {
   m_settings.environment = {{"XDG_RUNTIME_DIR", folder()}};
   std::filesystem::create_directory(folder() / "virtual-radio");
   ASSERT_EQ(chmod((folder() / "virtual-radio").c_str(), 0777), 0);
-  ExpectRefusal({"--address", kPhone, "--", "true"}, "name another with --dir");
+  ExpectRefusal({"--address", kPhone, "--", "true"}, "choose another with --dir");
 }
 
 TEST_F(WrapperTest, AFolderInAFolderThatDoesNotExistIsRefusedInWords) {
   ExpectRefusal({"--address", kPhone, "--dir", folder() / "no" / "air", "--", "true"},
                 "cannot use the folder \"" + (folder() / "no" / "air").string() +
-                    "\": the folder above it does not exist");
+                    "\": its parent folder does not exist");
 }
 
 TEST_F(WrapperTest, AFolderThatIsAFileIsRefusedInWords) {
@@ -115,7 +115,7 @@ TEST_F(WrapperTest, AFolderThatIsAFileIsRefusedInWords) {
 
 TEST_F(WrapperTest, AnAddressThatIsNoneIsRefusedInWords) {
   for (const char* address : {"", "00:11:22:33:44", "00:11:22:33:44:GG", "00:00:00:00:00:00"}) {
-    ExpectRefusal({"--address", address, "--", "true"}, "is no Bluetooth address");
+    ExpectRefusal({"--address", address, "--", "true"}, "is not a Bluetooth address");
   }
 }
 
@@ -123,13 +123,13 @@ TEST_F(WrapperTest, MissingWordsAreAskedFor) {
   ExpectRefusal({}, "--address is required");
   ExpectRefusal({"--address", kPhone}, "a command after --");
   ExpectRefusal({"--address", kPhone, "--"}, "a command after --");
-  ExpectRefusal({"--address", kPhone, "true"}, "The command stands after --.");
+  ExpectRefusal({"--address", kPhone, "true"}, "Put -- before the command.");
 }
 
 TEST_F(WrapperTest, HelpIsGiven) {
   EXPECT_EQ(Run({"--help"}), 0);
   ExpectOutput("--address ADDRESS");
-  ExpectOutput("127 when it was not found");
+  ExpectOutput("127 if it was not found");
 }
 
 TEST_F(WrapperTest, TheLibraryIsFoundWhereItIsInstalled) {
@@ -143,14 +143,14 @@ TEST_F(WrapperTest, TheLibraryIsFoundWhereItIsInstalled) {
 TEST_F(WrapperTest, AMissingLibraryIsNamedWithThePlacesWhereItWasSought) {
   InstallTo(folder() / "three", "elsewhere");
   EXPECT_EQ(RunCommand({"true"}), 125);
-  ExpectOutput("cannot find libvirtualradio.so; looked for\n");
+  ExpectOutput("cannot find libvirtualradio.so; tried\n");
   ExpectOutput("three/lib/obexphone/libvirtualradio.so\n");
 }
 
 TEST_F(WrapperTest, ALibraryThatCannotBePreloadedIsRefused) {
   InstallTo(folder() / "my phone", "lib");
   EXPECT_EQ(RunCommand({"true"}), 125);
-  ExpectOutput("cannot be preloaded");
+  ExpectOutput("cannot preload");
 }
 
 }  // namespace
