@@ -53,14 +53,13 @@ class Function {
   std::atomic<Type> m_function{nullptr};
 };
 
-#define RADIO_NEXT_FUNCTIONS(X)                                                                  \
-  X(__read_chk)                                                                                  \
-  X(__recv_chk)                                                                                  \
-  X(__recvfrom_chk)                                                                              \
-  X(accept) X(accept4) X(bind) X(close) X(connect) X(dup) X(dup2) X(dup3) X(fcntl) X(fcntl64)    \
-      X(getpeername) X(getsockname) X(getsockopt) X(listen) X(read) X(readv) X(recv) X(recvfrom) \
-          X(recvmmsg) X(recvmsg) X(send) X(sendmmsg) X(sendmsg) X(sendto) X(setsockopt)          \
-              X(shutdown) X(socket) X(write) X(writev)
+// clang-format off
+#define RADIO_NEXT_FUNCTIONS(X) \
+  X(__read_chk) X(__recv_chk) X(__recvfrom_chk) X(accept) X(accept4) X(bind) X(close) X(connect) \
+  X(dup) X(dup2) X(dup3) X(fcntl) X(fcntl64) X(getpeername) X(getsockname) X(getsockopt) \
+  X(listen) X(read) X(readv) X(recv) X(recvfrom) X(recvmmsg) X(recvmsg) X(send) X(sendmmsg) \
+  X(sendmsg) X(sendto) X(setsockopt) X(shutdown) X(socket) X(write) X(writev)
+// clang-format on
 
 // decltype in a template argument drops the function's attributes, which don't matter here.
 #pragma GCC diagnostic push
