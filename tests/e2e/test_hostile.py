@@ -249,7 +249,7 @@ class HostilePeers(PhoneTest):
                 pass  # its answers are unread: nothing more is taken
             self.assertLess(sent, 64 << 20)
             peer.settimeout(phone.DEADLINE)
-            wait_for(lambda: "did not take" in self.phonectl("status", "--json"), "the link to be ended")
+            wait_for(lambda: "did not read the response" in self.phonectl("status", "--json"), "the link to be ended")
 
 
 if __name__ == "__main__":
