@@ -19,9 +19,8 @@ constexpr size_t kPathSize = 4096;
 /// leave errno unchanged.
 class Folder {
  public:
-  /// Opens the folder that the environment names, or the default one, which must belong to this
-  /// user because anyone can create one in /tmp. A missing last component is created with mode
-  /// 0700.
+  /// Opens the folder named by the environment or the default one, which must belong to this user
+  /// because anyone can write to /tmp. Creates a missing last component with mode 0700.
   Folder();
   ~Folder();
   Folder(const Folder&) = delete;

@@ -58,8 +58,7 @@ void describe(CLI::App& app, Arguments& arguments) {
       "125 if the radio could not be set up.");
 }
 
-// Splits off the command, whose arguments CLI11 must not see. Returns the number of words before
-// it.
+// Hides the command's arguments from CLI11. Returns the number of arguments before "--".
 int takeCommand(int argc, char** argv, Arguments& arguments) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--") != 0) continue;

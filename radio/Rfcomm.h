@@ -12,8 +12,7 @@
 
 namespace radio {
 
-/// Whether socket() with these arguments is emulated: an RFCOMM stream, and VIRTUAL_RADIO_ADDRESS
-/// is set.
+/// Whether socket() is emulated: for an RFCOMM stream while VIRTUAL_RADIO_ADDRESS is set.
 bool isRadioSocket(int family, int type, int protocol);
 
 int openSocket(int type);

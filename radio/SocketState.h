@@ -39,8 +39,7 @@ inline bool isLinked(const SocketState& state) {
   return state.state == State::kConnected || state.state == State::kAccepted;
 }
 
-/// readState() with a negative cache: descriptors known not to be radio sockets cost no system
-/// call.
+/// readState() with a negative cache: no system call for descriptors known not to be radio sockets.
 bool isRadio(int fd, SocketState* state);
 
 /// Drops the descriptor from the cache. Call whenever it may refer to another socket; dropping it

@@ -1,4 +1,4 @@
-"""A telephone that nobody sits at, and the journal of what was pushed."""
+"""The journal of pushes, and unattended operation."""
 
 import json
 import signal
