@@ -37,7 +37,8 @@ class FRAMEWORK_API RadioLinkIfc {
   /// about the name of the wanted service in it, and CONNECT is made once more without; on false it
   /// stands. Unlike the others, called from the thread that sends.
   virtual bool linkForbidden() { return false; }
-  /// Whether the host is switching receiving off: registering a channel that is taken gives up then.
+  /// Whether the host is switching receiving off: registering a channel that is taken gives up
+  /// then.
   virtual bool linkStopping() { return false; }
   /// The server could not listen on `channel`; `error` is the errno. It retries until it can.
   virtual void listenFailed(int /*channel*/, int /*error*/) {}
