@@ -98,7 +98,7 @@ TEST_F(StartTest, UsesTheBusOfTheEnvironmentUnlessTold) {
   EXPECT_EQ(stop(host), 0) << host.err();
   const Finished told = run({"--phonebook", phonebook(), "--bus", "unix:path=/elsewhere"},
                             {{"PHONE_BUS", bus().address()}});
-  EXPECT_THAT(told.err, HasSubstr("can't reach unix:path=/elsewhere"));
+  EXPECT_THAT(told.err, HasSubstr("can't reach the bus at unix:path=/elsewhere"));
 }
 
 TEST_F(StartTest, ExplainsAMissingSessionBus) {
