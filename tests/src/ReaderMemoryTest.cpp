@@ -162,6 +162,7 @@ TEST(ReaderMemory, LogsAConversionWithoutMemoryAsAnError) {
     EXPECT_EQ(reader.data2Utf8("x", charset), nullptr);
     EXPECT_THAT(log.lines(), Contains(RecordedLine{"VCARD Parser", "CARD_Parser", 2,
                                                    "\tMemory allocation error!"}));
+    EXPECT_EQ(log.has("<latin12Utf8"), charset == CHARSET_ISO_8859_1);
   }
 }
 
