@@ -237,6 +237,24 @@ TEST_F(CARD_CreatorTest, LogsTheCardUnderItsComponentAndSource) {
   EXPECT_EQ(log.texts().back(), "<createVCard");
 }
 
+TEST_F(CARD_CreatorTest, TracesEveryStepOfACard) {
+  WritePicture("JPG");
+  contact.picture = PictureName();
+  LogRecorder log;
+  const std::string card = Card();
+  EXPECT_THAT(log.texts(),
+              ElementsAre(">createVCard", ">prolog", "<prolog", ">addName", "<addName",
+                          ">addOffice", ">addPhoneNumber", "<addPhoneNumber", "<addOffice",
+                          ">addOffice", ">addPhoneNumber", "<addPhoneNumber", "<addOffice",
+                          ">addMobile", ">addPhoneNumber", "<addPhoneNumber", "<addMobile",
+                          ">addPrivate", ">addPhoneNumber", "<addPhoneNumber", "<addPrivate",
+                          ">addAddress", "<addAddress", ">addAddress", "<addAddress", ">addEmail",
+                          "<addEmail", ">addCompany", "<addCompany", ">addJobFunction",
+                          "<addJobFunction", ">addPicture", "\tFile to read: " + PicturePath(),
+                          "\tfile length: 3\n", ">base64Encode", "<base64Encode", "<addPicture",
+                          ">epilog", "<epilog", "\tvCard created: " + card, "<createVCard"));
+}
+
 TEST_F(CARD_CreatorTest, TracesConstructionAndDestruction) {
   LogRecorder log;
   { CARD_Creator another; }

@@ -417,7 +417,7 @@ TEST_F(CardTest, RefusesANullName) {
   const char* params[] = {nullptr, nullptr};
   const LogRecorder log;
   EXPECT_EQ(reader.propHandler(nullptr, params), 0);
-  EXPECT_THAT(log.texts(5), Contains("\tInvalid parameter(s)"));
+  EXPECT_THAT(log.texts(5), ElementsAre(">propHandler", "\tInvalid parameter(s)", "<propHandler"));
 }
 
 TEST_F(CardTest, AcceptsNullData) {

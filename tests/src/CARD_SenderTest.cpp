@@ -67,11 +67,9 @@ TEST_F(BluetoothAddress, ClearsTheResultFirst) {
 
 class CardSending : public ::testing::Test {
  protected:
-  using Entries = std::vector<std::string>;
-
   CardSending() { recording.listenTo(obex); }
 
-  /// Sends the card; the recording then holds what `run` did.
+  /// Sends the card and keeps what `run` did for `expectRun`.
   int send(const std::string& name = "a.vcf", int channel = 9) {
     CARD_Sender sender(kCard, kAddress, channel, name);
     recording.forget();
@@ -79,13 +77,7 @@ class CardSending : public ::testing::Test {
     m_entries = recording.entries();
     return sender.getError();
   }
-  void expectRun(const std::vector<Entries>& parts) {
-    recording.forget();
-    for (const std::string& entry : m_entries) Recording::add(entry);
-    Entries all;
-    for (const Entries& part : parts) all.insert(all.end(), part.begin(), part.end());
-    recording.expect(all);
-  }
+  void expectRun(const std::vector<Entries>& parts) { expectEntries(m_entries, joined(parts)); }
   void answer(int connect = 0x20, int put = 0x20, int disconnect = 0x20) {
     obex.client().answer(connect).answer(put).answer(disconnect);
   }
@@ -106,7 +98,6 @@ class CardSending : public ::testing::Test {
   const std::string kCard = "BEGIN:VCARD\r\nEND:VCARD\r\n";
   const Entries kOpen = {">run", "OBEX_Init 4 0", "\tCARD_Sender::run(): got m_handle = P1",
                          "OBEX_SetUserData", "BtOBEX_TransportConnect 9"};
-  const Entries kWait = {">syncwait", "OBEX_GetUserData"};
   const Entries kConnect = {">connect_client", "OBEX_ObjectNew 0", "OBEX_ObjectAddHeader 74 6 1",
                             "OBEX_Request",    ">syncwait",        "OBEX_GetUserData"};
   const Entries kConnected = answered("connect", "\tconnect ok.");

@@ -42,35 +42,30 @@ class ContactSending : public ServiceTest {
   void succeed() { obex.client().answer(0x20).answer(0x20).answer(0x20); }
   void fail() { obex.failConnect(1); }
 
-  /// What is recorded of `sendVCard` up to the thread and from the thread on; what the sender does
-  /// in between is left out.
-  void expectSending(const std::vector<std::string>& end) {
-    const std::vector<std::string>& all = recording.entries();
+  /// Compares what `sendVCard` did, without what the sender's thread did; `end` is what happens
+  /// between the outcome of the push and the deletion of the sender.
+  void expectSending(const Entries& end) {
+    const Entries& all = recording.entries();
     const auto ran = std::find(all.begin(), all.end(), "CARD_Sender: >run");
     const auto asked = std::find(ran, all.end(), "CARD_Sender: >getError");
-    std::vector<std::string> kept(all.begin(), ran);
-    kept.insert(kept.end(), asked, all.end());
-    std::vector<std::string> expected = {">sendVCard",
-                                         "\tBDADDR: " + kHere + ", CHANNEL: 9",
-                                         "CARD_Creator: >CARD_Creator",
-                                         "\tCreated vCARD\n" + kCard + "\n",
-                                         "CARD_Sender: >CARD_Sender",
-                                         "CARD_Sender: >init",
-                                         "CARD_Sender: <init",
-                                         "CARD_Sender: <CARD_Sender",
-                                         "spawn CARD_Sender '' 1 0 into 0",
-                                         "\tspawning thread with result 1",
-                                         "wait for CARD_Sender",
-                                         "CARD_Sender: >getError",
-                                         "CARD_Sender: <getError"};
-    expected.insert(expected.end(), end.begin(), end.end());
-    for (const char* last : {"CARD_Sender: >~CARD_Sender", "CARD_Sender: <~CARD_Sender",
-                             "<sendVCard", "CARD_Creator: >~CARD_Creator"}) {
-      expected.emplace_back(last);
-    }
-    recording.forget();
-    for (const std::string& entry : kept) Recording::add(entry);
-    recording.expect(expected);
+    const Entries begin = {">sendVCard",
+                           "\tBDADDR: " + kHere + ", CHANNEL: 9",
+                           "CARD_Creator: >CARD_Creator",
+                           "\tCreated vCARD\n" + kCard + "\n",
+                           "CARD_Sender: >CARD_Sender",
+                           "CARD_Sender: >init",
+                           "CARD_Sender: <init",
+                           "CARD_Sender: <CARD_Sender",
+                           "spawn CARD_Sender '' 1 0 into 0",
+                           "\tspawning thread with result 1",
+                           "wait for CARD_Sender",
+                           "CARD_Sender: >getError",
+                           "CARD_Sender: <getError"};
+    expectEntries(joined({{all.begin(), ran}, {asked, all.end()}}),
+                  joined({begin,
+                          end,
+                          {"CARD_Sender: >~CARD_Sender", "CARD_Sender: <~CARD_Sender", "<sendVCard",
+                           "CARD_Creator: >~CARD_Creator"}}));
   }
 
   const std::string kCard =

@@ -1,7 +1,5 @@
 // What the push server answers, and what becomes of a pushed object.
 
-#include <optional>
-
 #include "src/OBEXServer.h"
 #include "tests/src/MemoryFaults.h"
 #include "tests/src/ServiceFixture.h"
@@ -30,44 +28,38 @@ const std::string kUnreadable = "N:Doe\n";
 
 class Events : public ServiceTest {
  protected:
-  Events() {
+  Events() : ServiceTest("OBEXServer") {
     service.subscribe(&observer);
-    server.emplace();
-    server->setOBEXService(&service);
+    server.setOBEXService(&service);
   }
 
   /// Serves what the script holds.
   void serve() {
-    server->setEnable(true);
-    obex.server().call([this] { server->setEnable(false); });
-    server->run();
+    server.setEnable(true);
+    obex.server().call([this] { server.setEnable(false); });
+    server.run();
   }
   /// Whole objects, with all their events.
   void push(std::vector<Header> headers) {
     obex.server().request(OBEX_CMD_PUT, std::move(headers));
     serve();
   }
-  /// Delivers one event and compares what is done for it; the service's own lines are left out.
-  void expectEvent(int event, int command, std::vector<Header> headers,
-                   const std::vector<std::string>& expected) {
+  /// Delivers one event and compares what the callback does for it.
+  void expectEvent(int event, int command, std::vector<Header> headers, const Entries& expected) {
     obex.server().deliver({.event = event, .command = command, .headers = std::move(headers)});
-    serve();
-    const std::vector<std::string> all = recording.entries();
-    const auto begin = std::find(all.begin(), all.end(), "OBEXServer: >handleObexEvent");
-    const auto end = std::find(begin, all.end(), "OBEXServer: <handleObexEvent");
     recording.forget();
-    for (auto entry = begin + 1; entry < end; ++entry) {
-      const bool isServers = entry->starts_with("OBEXServer: ");
-      Recording::add(isServers ? entry->substr(12) : *entry);
-    }
-    recording.expect(expected);
+    serve();
+    const Entries& all = recording.entries();
+    const auto begin = std::find(all.begin(), all.end(), ">handleObexEvent");
+    const auto end = std::find(begin, all.end(), "<handleObexEvent");
+    expectEntries({begin + 1, end}, expected);
   }
   void expectStored() {
     EXPECT_THAT(observer.calls, ElementsAre("vCardAccept(" + kMessage + ")"));
     EXPECT_EQ(obex.responses().back(), std::pair(0x10, 0x20));
   }
 
-  std::optional<OBEXServer> server;
+  OBEXServer server;
 };
 
 // A request begins
@@ -219,12 +211,12 @@ TEST_F(Events, HandTheMessageOfACardToTheService) {
                "CARD_Parser: >CARD_Parser",
                "\t\n\nXML MESSAGE BEGIN\n" + kMessage + "\nXML MESSAGE END\n\n",
                "\tforwarding vCard...",
-               ">forwardVCard",
+               "OBEXService: >forwardVCard",
                "take cards",
                "take observers",
                "give observers",
                "give cards",
-               "<forwardVCard",
+               "OBEXService: <forwardVCard",
                "\tdone.",
                "CARD_Parser: >~CARD_Parser",
                "<parseBody",
@@ -238,10 +230,10 @@ TEST_F(Events, ReportABodyThatIsNoCardAndAcceptIt) {
       OBEX_EV_REQ, OBEX_CMD_PUT, {bodyHeader(kUnreadable)},
       {"\tOBEX_EV_REQ", ">handleEventRequest", "\tPUT request", ">handlePutRequest",
        "\thandlePutRequest() Found l_body", "\t\n\nBODY BEGIN\n" + kUnreadable + "\nBODY END\n\n",
-       ">parseBody", "CARD_Parser: >CARD_Parser", ">errorVCard", "take observers",
-       "\tsending vCard to observer...", "vCardError(, 1)", "give observers", "<errorVCard",
-       "CARD_Parser: >~CARD_Parser", "<parseBody", kAccept, "<handlePutRequest",
-       "<handleEventRequest"});
+       ">parseBody", "CARD_Parser: >CARD_Parser", "OBEXService: >errorVCard", "take observers",
+       "OBEXService: \tsending vCard to observer...", "vCardError(, 1)", "give observers",
+       "OBEXService: <errorVCard", "CARD_Parser: >~CARD_Parser", "<parseBody", kAccept,
+       "<handlePutRequest", "<handleEventRequest"});
 }
 
 TEST_F(Events, RefuseABadNameBehindTheBodyWithoutParsingIt) {
@@ -261,7 +253,7 @@ TEST_F(Events, ReplaceABodyByALaterOne) {
 }
 
 TEST_F(Events, ReadTheCardWithoutAServiceAndDropIt) {
-  server->setOBEXService(nullptr);
+  server.setOBEXService(nullptr);
   expectEvent(OBEX_EV_REQ, OBEX_CMD_PUT, {bodyHeader(kCard)},
               {"\tOBEX_EV_REQ", ">handleEventRequest", "\tPUT request", ">handlePutRequest",
                "\thandlePutRequest() Found l_body", "\t\n\nBODY BEGIN\n" + kCard + "\nBODY END\n\n",

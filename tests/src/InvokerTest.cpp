@@ -109,8 +109,6 @@ class OtherProxy : public Proxy {
 
 class InvokerTest : public ::testing::Test {
  protected:
-  using Entries = std::vector<std::string>;
-
   InvokerTest() { invoker.initInvoker(&context); }
 
   Method& message(const std::string& name) {
@@ -124,11 +122,10 @@ class InvokerTest : public ::testing::Test {
   /// Handles the message; `calls` is what happens between decoding and the end.
   void expectHandled(const Entries& calls) {
     handle(&service);
-    Entries all = {">handleMessage", "getSerializer known", "decode bytes",
-                   "\thandleMessage called: bytes"};
-    all.insert(all.end(), calls.begin(), calls.end());
-    all.insert(all.end(), {"delete response", "<handleMessage"});
-    recording.expect(all);
+    recording.expect(joined(
+        {{">handleMessage", "getSerializer known", "decode bytes", "\thandleMessage called: bytes"},
+         calls,
+         {"delete response", "<handleMessage"}}));
   }
 
   Recording recording{"OBEXServiceInvoker"};

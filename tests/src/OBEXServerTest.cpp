@@ -21,8 +21,6 @@ std::string registerError(int left) {
 
 class PushServer : public ::testing::Test {
  protected:
-  using Entries = std::vector<std::string>;
-
   PushServer() {
     recording.listenTo(obex);
     server.emplace();
@@ -37,11 +35,7 @@ class PushServer : public ::testing::Test {
   void endWithDisable() {
     obex.server().call([this] { server->setEnable(false); });
   }
-  void expectRun(const std::vector<Entries>& parts) {
-    Entries all;
-    for (const Entries& part : parts) all.insert(all.end(), part.begin(), part.end());
-    recording.expect(all);
-  }
+  void expectRun(const std::vector<Entries>& parts) { recording.expect(joined(parts)); }
 
   const Entries kOpen = {"OBEX_Init 4 0", "OBEX_SetUserData", "BtOBEX_ServerRegister 4",
                          "\tOBEX Server is running", "OBEX_GetUserData"};

@@ -101,6 +101,19 @@ TEST_F(PhoneBookMessageTest, EscapesTheFiveSpecialCharacters) {
       "<JobFunction>&quot;x&quot;</JobFunction>");
 }
 
+TEST_F(PhoneBookMessageTest, EscapesASpecialCharacterAnywhereInALongText) {
+  for (const auto& [character, entity] :
+       {std::pair('&', "&amp;"), std::pair('<', "&lt;"), std::pair('>', "&gt;"),
+        std::pair('\'', "&apos;"), std::pair('"', "&quot;")}) {
+    for (std::size_t place = 0; place <= 150; ++place) {
+      const std::string before(place, 'x');
+      const std::string behind(150 - place, 'y');
+      EXPECT_EQ(reader.addProperty("a", before + character + behind, "", 0, true),
+                "<a>" + before + entity + behind + "</a>");
+    }
+  }
+}
+
 TEST_F(PhoneBookMessageTest, EscapesAnEntityAgain) {
   FeedCard("ORG:&amp;&lt;");
   ExpectMessage("<Company>&amp;amp;&amp;lt;</Company>");

@@ -148,6 +148,12 @@ TEST(ReaderMemory, FreesALargeBufferAfterItsPropertyAndKeepsASmallOne) {
   EXPECT_EQ(blocksAfter("N:" + std::string(1025, 'x') + "\n"), kept - 1);
 }
 
+TEST(ReaderMemory, DoublesTheBufferOfALongLine) {
+  RecordingParser parser;
+  const MemoryFaults faults(20, MemoryFaults::Kind::FromThen);
+  EXPECT_EQ(parser.parse("N:" + std::string(100000, 'x') + "\n"), 1);
+}
+
 TEST(ReaderMemory, LogsAConversionWithoutMemoryAsAnError) {
   CARD_Parser reader(nullptr);
   for (const auto charset : {CHARSET_UTF8, CHARSET_ISO_8859_1}) {
@@ -156,6 +162,7 @@ TEST(ReaderMemory, LogsAConversionWithoutMemoryAsAnError) {
     EXPECT_EQ(reader.data2Utf8("x", charset), nullptr);
     EXPECT_THAT(log.lines(), Contains(RecordedLine{"VCARD Parser", "CARD_Parser", 2,
                                                    "\tMemory allocation error!"}));
+    EXPECT_EQ(log.has("<latin12Utf8"), charset == CHARSET_ISO_8859_1);
   }
 }
 

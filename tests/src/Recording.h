@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "framework/Logging.h"
@@ -13,6 +14,13 @@ class Semaphore;
 class Threadable;
 
 namespace test {
+
+using Entries = std::vector<std::string>;
+
+/// Compares two sequences, one entry a line.
+void expectEntries(const Entries& actual, const Entries& expected);
+/// The parts of a sequence, joined.
+Entries joined(const std::vector<Entries>& parts);
 
 /// Everything that the code under test does, in one sequence: log lines (tracing is on), calls of
 /// the framework and of OpenOBEX, and what the test's own fakes add. A program that links
@@ -45,9 +53,9 @@ class Recording : public LogSink {
   void watch(const void* object, const std::string& name) { m_watched[object] = name; }
 
   /// Compares everything since the last call of `expect` or `forget`, and forgets it.
-  void expect(const std::vector<std::string>& entries);
+  void expect(const Entries& entries) { expectEntries(std::exchange(m_entries, {}), entries); }
   void forget() { m_entries.clear(); }
-  [[nodiscard]] const std::vector<std::string>& entries() const { return m_entries; }
+  [[nodiscard]] const Entries& entries() const { return m_entries; }
   [[nodiscard]] long count(const std::string& entry) const;
   /// Contacts that were copied to the heap and not deleted.
   [[nodiscard]] int liveContacts() const;
@@ -80,7 +88,7 @@ class Recording : public LogSink {
   std::string numberAddresses(std::string text);
 
   std::string m_source;
-  std::vector<std::string> m_entries;
+  Entries m_entries;
   std::map<const Semaphore*, std::string> m_semaphores;
   std::map<const void*, std::string> m_watched;
   std::vector<std::string> m_addresses;

@@ -36,7 +36,7 @@ std::string typeName(const Threadable& threadable) {
   return status == 0 ? name.get() : typeid(threadable).name();
 }
 
-std::string joined(const std::vector<std::string>& entries) {
+std::string asText(const Entries& entries) {
   std::string text;
   for (const std::string& entry : entries) text += entry + '\n';
   return text;
@@ -49,6 +49,16 @@ std::string modeName(std::ios_base::openmode mode) {
 }
 
 }  // namespace
+
+void expectEntries(const Entries& actual, const Entries& expected) {
+  EXPECT_EQ(asText(actual), asText(expected));
+}
+
+Entries joined(const std::vector<Entries>& parts) {
+  Entries all;
+  for (const Entries& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
 
 Recording::Recording(std::string source) : m_source(std::move(source)) {
   if (g_current != nullptr) ADD_FAILURE() << "two recordings at a time";
@@ -85,11 +95,6 @@ void Recording::listenTo(openobex::fake::FakeOpenObex& obex) {
     for (const std::int64_t number : call.numbers) entry += " " + std::to_string(number);
     add(entry);
   };
-}
-
-void Recording::expect(const std::vector<std::string>& entries) {
-  EXPECT_EQ(joined(m_entries), joined(entries));
-  forget();
 }
 
 long Recording::count(const std::string& entry) const {

@@ -89,7 +89,7 @@ TEST_F(ServerSwitching, StopsTheServerWhenTheServiceIsDestroyed) {
   another->OBEXServerEnable(true);
   recording.forget();
   another.reset();
-  const std::vector<std::string> entries = recording.entries();
+  const Entries entries = recording.entries();
   EXPECT_EQ(entries.front(), ">~OBEXService");
   EXPECT_EQ(entries.back(), "<~OBEXService");
   EXPECT_EQ(recording.count("OBEXServer: <~OBEXServer"), 1);

@@ -100,7 +100,8 @@ class FakeObserver final : public OBEXServiceObserverIfc {
 /// A service on the recording framework, among fakes of everything that it calls.
 class ServiceTest : public ::testing::Test {
  protected:
-  ServiceTest() {
+  /// `source` is the file whose trace lines stand for themselves.
+  explicit ServiceTest(std::string source = "OBEXService") : recording(std::move(source)) {
     recording.listenTo(obex);
     context.services = {{"DirectoryServiceIfc", &directory}, {"MobilityServiceIfc", &mobility}};
   }
@@ -120,7 +121,7 @@ class ServiceTest : public ::testing::Test {
     recording.forget();
   }
 
-  Recording recording{"OBEXService"};
+  Recording recording;
   openobex::fake::FakeOpenObex obex;
   FakeDirectory directory;
   FakeMobility mobility;

@@ -15,8 +15,8 @@ class SlotOrder : public ServiceTest {
  protected:
   /// The first entry for each call.
   template <typename Call>
-  std::vector<std::string> firstEntries(int slots, Call call) {
-    std::vector<std::string> first;
+  Entries firstEntries(int slots, Call call) {
+    Entries first;
     for (int slot = 0; slot < slots; ++slot) {
       recording.forget();
       call(slot);

@@ -58,7 +58,12 @@ TEST_F(TransferEncodingTest, IsNotChangedByOtherParameters) {
   ExpectEncoding("BASE64", "BASE64;ENCODING");
 }
 
-TEST_F(TransferEncodingTest, IsNoneWithoutAValue) { ExpectEncoding("", "ENCODING"); }
+TEST_F(TransferEncodingTest, IsNoneWithoutAValue) {
+  ExpectEncoding("", "ENCODING");
+  Feed("BASE64;ENCODING:QUJD\n");
+  ExpectProperty("BASE64", {{"ENCODING", std::nullopt}});
+  ExpectWholeData("QUJD");
+}
 
 TEST_F(TransferEncodingTest, IsNotNamedByAnotherParametersValue) {
   ExpectEncoding("", "TYPE=QUOTED-PRINTABLE");
