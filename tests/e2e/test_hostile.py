@@ -214,7 +214,7 @@ class HostilePeers(PhoneTest):
                 except ConnectionError:
                     pass
 
-    def test_second_peer_waits_for_the_first(self):
+    def test_second_peer_does_not_disturb_the_first(self):
         with self.link() as first:
             first.sendall(phone.connect_packet())
             self.assertEqual(phone.receive_packet(first)[0], SUCCESS)

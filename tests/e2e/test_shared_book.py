@@ -171,8 +171,9 @@ class SharedJournal(SharingTest):
     def test_what_waits_at_one_telephone_is_not_lost_with_the_other(self):
         first = Telephone(self, "first", PHONE_ADDRESS, "")
         second = Telephone(self, "second", OTHER_ADDRESS, "")
-        for telephone in (first, second):
-            telephone.push_only(card("Berg"))
+        first.push_only(card("Berg"))
+        second.wait_for_journal((first.name, "taken", "waiting"))
+        second.push_only(card("Berg"))
         second.wait_for_journal((first.name, "taken", "waiting"), (second.name, "taken", "waiting"))
         first.process.stop(signal.SIGKILL)
         again = Telephone(self, "third", PHONE_ADDRESS, "")
