@@ -9,7 +9,7 @@
 #include "bench/support/Cards.h"
 #include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "cards/ContactJson.h"
+#include "cards/Contact.h"
 
 namespace {
 
@@ -42,13 +42,13 @@ void makeRecords(const std::filesystem::path& folder) {
   std::filesystem::create_directories(folder / "records");
   for (unsigned i = 0; i < kSmall; ++i) {
     bench::writeFile(numbered(folder / "records", i, ".json"),
-                     contacts::contactJson(bench::contact(i)));
+                     cards::contactJson(bench::contact(i)));
   }
   for (unsigned i = 0; i < kLarge; ++i) {
-    contacts::Contact contact = bench::contact(i);
+    cards::Contact contact = bench::contact(i);
     contact.picture = numbered(images, i, ".jpg");
     bench::writeFile(contact.picture, bench::picture(i, kPicture));
-    bench::writeFile(numbered(folder / "pictured", i, ".json"), contacts::contactJson(contact));
+    bench::writeFile(numbered(folder / "pictured", i, ".json"), cards::contactJson(contact));
   }
 }
 

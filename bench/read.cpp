@@ -6,7 +6,7 @@
 
 #include "bench/support/Folder.h"
 #include "bench/support/Measuring.h"
-#include "cards/DiscardedPictures.h"
+#include "cards/CardReader.h"
 #include "src/CARD_Parser.h"
 
 namespace {
@@ -15,7 +15,7 @@ const std::string kEncoding = "utf-8";
 
 /// Returns whether the card parses. Builds the message in any case.
 bool readCard(const std::string& card) {
-  contacts::DiscardedPictures pictures;
+  cards::DiscardedPictures pictures;
   CARD_Parser reader(&pictures);
   const auto* const data = reinterpret_cast<const unsigned char*>(card.data());
   const bool whole = reader.parse(data, static_cast<int>(card.size())) == 1;

@@ -10,9 +10,9 @@
 namespace {
 
 // Warns because a card without its picture takes less time.
-void warnOfPictures(const std::vector<contacts::Contact>& records) {
+void warnOfPictures(const std::vector<cards::Contact>& records) {
   std::size_t missing = 0;
-  for (const contacts::Contact& record : records) {
+  for (const cards::Contact& record : records) {
     if (!record.picture.empty() && CARD_Creator().addPicture(record.picture).empty()) ++missing;
   }
   if (missing == 0) return;
@@ -21,9 +21,9 @@ void warnOfPictures(const std::vector<contacts::Contact>& records) {
 }
 
 void writeCardsOf(const std::string& folder) {
-  const std::vector<contacts::Contact> records = bench::readRecords(folder);
+  const std::vector<cards::Contact> records = bench::readRecords(folder);
   warnOfPictures(records);
-  bench::measureEach(records, [](const contacts::Contact& record) {
+  bench::measureEach(records, [](const cards::Contact& record) {
     return CARD_Creator().createVCard(record).size();
   });
 }

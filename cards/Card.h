@@ -2,18 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace cards {
 
-/// One card, as the phonebook keeps it: every column is a text, empty when there is nothing. The
-/// texts were written by strangers: they may hold any bytes, also such as aren't UTF-8, and are
-/// shown through SafeText only. A plain value.
+/// A phonebook entry: one string per column, empty when unset. The strings come from strangers and
+/// may hold any bytes, valid UTF-8 or not; pass them through safeText() before showing them.
 struct Card {
-  std::string id{};  ///< given by the phonebook; empty for a card that isn't in it
+  std::string id{};  ///< assigned by the phonebook; empty for a card that isn't in it
   std::string surname{};
   std::string firstname{};
   std::string office{};
@@ -26,7 +27,7 @@ struct Card {
   std::string company{};
   std::string jobFunction{};
   std::string defaultNumber{};  ///< "1" office, "2" second office, "3" mobile, "4" private
-  std::string picture{};        ///< a file's name beneath the images folder
+  std::string picture{};        ///< file name relative to the images folder
   std::string group{};
 
   bool operator==(const Card&) const = default;
@@ -69,24 +70,24 @@ inline constexpr std::array<CardColumn, 15> kCardColumns = {{
     {Column::kSurname, "Surname", "surname", &Card::surname, "", "", "surname", "Surname"},
     {Column::kFirstname, "Firstname", "firstname", &Card::firstname, "", "", "firstname",
      "First name"},
-    {Column::kOffice, "Office", "office", &Card::office, "office", "1", "office", "Number at work"},
+    {Column::kOffice, "Office", "office", &Card::office, "office", "1", "office", "Work number"},
     {Column::kOffice2, "Office2", "office2", &Card::office2, "office 2", "2", "office2",
-     "Second number at work"},
+     "Second work number"},
     {Column::kMobile, "Mobile", "mobile", &Card::mobile, "mobile", "3", "mobile", "Mobile number"},
     {Column::kPrivate, "Private", "private", &Card::privateNumber, "private", "4", "privatenumber",
-     "Number at home"},
+     "Home number"},
     {Column::kEmail, "Email", "email", &Card::email, "e-mail", "", "email", "E-mail address"},
     {Column::kAddress, "Address", "address", &Card::address, "address", "", "address",
-     "Address, one text"},
+     "Postal address"},
     {Column::kAddress2, "Address2", "address2", &Card::address2, "address 2", "", "address2",
-     "Second address, one text"},
+     "Second postal address"},
     {Column::kCompany, "Company", "company", &Card::company, "company", "", "company", "Company"},
     {Column::kJobFunction, "JobFunction", "jobfunction", &Card::jobFunction, "job", "",
-     "jobfunction", "Title or job"},
+     "jobfunction", "Job title"},
     {Column::kDefaultNumber, "DefaultNumber", "defaultnumber", &Card::defaultNumber, "", "",
-     "defaultnumber", "The preferred number: Office, Office2, Mobile or Private"},
+     "defaultnumber", "Preferred number: Office, Office2, Mobile or Private"},
     {Column::kPicture, "Picture", "picture", &Card::picture, "photo", "", "picture",
-     "A JPEG file in /data/images, by its name"},
+     "Name of a JPEG file in /data/images"},
     // GROUP is a keyword of SQL.
     {Column::kGroup, "Group", "contact_group", &Card::group, "", "", "", ""},
 }};
@@ -116,13 +117,39 @@ struct ColumnValue {
   std::string value;
 };
 
+// All functions are stateless and may be called from any thread.
+
 /// The column of that name; names are case-sensitive.
 std::optional<Column> columnNamed(std::string_view name);
 
-/// Sets the column of that name. Returns false when a card has no such column.
+/// Sets a column by name. Returns false if there is no such column.
 bool setColumn(Card& card, std::string_view name, std::string_view value);
 
-/// Whether the card says anything: neither Id nor Group do.
+/// True if any column other than Id and Group is set.
 bool holdsAnything(const Card& card);
+
+/// Parses a phonebook write message, the XML in which the phone offers a received card. Unknown
+/// elements and Id are ignored. Throws std::runtime_error with a message for the user.
+Card cardFromMessage(std::string_view xml);
+
+// Showing cards. Results are safe to print on a terminal; values are truncated to kMaxShown
+// characters.
+
+/// "Doe, John"; the company for a card without a name; "(no name)" without either.
+std::string displayName(const Card& card);
+
+/// The non-empty components of a semicolon-separated value (address, company), joined by commas.
+std::string displayComponents(const std::string& value);
+
+/// One line per set field, label and value, with the default number marked and the photo as a path
+/// in `imagesFolder`.
+std::vector<std::string> cardLines(const Card& card, const std::string& imagesFolder);
+
+/// Every column under its phonebook name, empty ones included; Id only if set.
+nlohmann::ordered_json cardJson(const Card& card);
+
+/// Compact JSON without a trailing newline. Invalid UTF-8 becomes U+FFFD; characters that could
+/// control a terminal are escaped.
+std::string jsonLine(const nlohmann::ordered_json& json);
 
 }  // namespace cards

@@ -2,40 +2,62 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 #include "cards/Card.h"
 #include "src/OBEXServiceIfc.h"
 
-namespace contacts {
+namespace cards {
 
-/// A contact as the phone takes it to send it.
+/// A contact in the form in which the phone sends it.
 using Contact = obex_phonebook_data_t;
 
-/// One of a contact's thirteen fields, and under which names it travels.
 struct ContactField {
-  const char* key;          ///< in JSON
+  const char* key;          ///< in JSON and on the command line
   const char* description;  ///< for people
   std::string parameter;    ///< in the message that hands the contact to the phone
   std::string Contact::*value;
-  std::string cards::Card::*column;  ///< where the phonebook keeps it
+  std::string Card::*column;  ///< the same field of a phonebook entry
 };
 
 inline constexpr std::size_t kContactFields = 13;
 
-/// All of them, in the order of the record. Stateless: any thread.
+// All functions are stateless and may be called from any thread. Errors are std::runtime_error with
+// a message that is safe to print.
+
+/// All fields, in the order of the record.
 const std::array<ContactField, kContactFields>& contactFields();
 
-// From the phonebook and back. Every field has a column, and the texts are the same in both, but
-// for two: the phonebook calls the default number by a digit ("1" to "4"), a contact by a word
-// ("Office", "Office2", "Mobile", "Private"); and the phonebook's Picture is a name beneath
-// /data/images/, where a contact may have the whole path. Stateless: any thread.
+/// The contact that the phone sends for a phonebook entry. The default number becomes a word
+/// ("Office", "Office2", "Mobile", "Private"), or empty if it is none of the four.
+Contact contactOf(const Card& card);
 
-/// What the phone sends for an entry of the phonebook. A default number that is none of the four
-/// becomes empty, which marks no number.
-Contact contactOf(const cards::Card& card);
+/// The phonebook entry for a contact, the reverse of contactOf(). A picture may be a name or a path
+/// in /data/images. Throws on an unknown default number or a picture outside that folder.
+Card cardOf(const Contact& contact);
 
-/// The entry that keeps this contact. Throws std::runtime_error with a sentence, safe to show, when
-/// the phonebook has no place for what its default number or picture says.
-cards::Card cardOf(const Contact& contact);
+/// One line of JSON with every field as a string, without a newline; safe to print. Throws if a
+/// field is not valid UTF-8.
+std::string contactJson(const Contact& contact);
 
-}  // namespace contacts
+/// Parses such an object; missing fields become empty. Throws on anything but an object, on an
+/// unknown or duplicate key, and on a value that isn't a string.
+Contact contactFromJson(std::string_view json);
+
+/// The field names, comma-separated, for help texts and messages.
+std::string contactKeys();
+
+/// The card that the phone would send, made by the service's own builder.
+struct SentCard {
+  std::string text;
+  bool pictureMissing = false;    ///< the contact's picture is unreadable or empty
+  bool pictureTruncated = false;  ///< the picture exceeds kMaxSentPicture; its start was sent
+};
+
+/// The builder sends no more of a picture, in bytes.
+inline constexpr std::size_t kMaxSentPicture = 102400;
+
+/// Builds the card. Pictures are read from /data/images, as on the phone.
+SentCard sentCard(const Contact& contact);
+
+}  // namespace cards

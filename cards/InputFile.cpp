@@ -1,76 +1,48 @@
 #include "cards/InputFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "cards/SafeText.h"
 
-namespace contacts {
+namespace cards {
 
 namespace {
-
-/// Closes a descriptor of our own.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-  ~Descriptor() {
-    if (m_descriptor > STDERR_FILENO) ::close(m_descriptor);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  [[nodiscard]] int get() const { return m_descriptor; }
-
- private:
-  const int m_descriptor;
-};
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
   throw InputError(shownInput(path) + ": " + why);
 }
 
-[[noreturn]] void refuseWithError(const std::string& path, const char* what) {
+[[noreturn]] void refuseWithError(const std::string& path, const std::string& what) {
   const char* const reason = ::strerrordesc_np(errno);
-  refuse(path, std::string(what) + (reason == nullptr ? "" : std::string(": ") + reason));
-}
-
-int openInput(const std::string& path) {
-  if (path == "-") return STDIN_FILENO;
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) refuseWithError(path, "it can't be opened");
-  return descriptor;
+  refuse(path, reason == nullptr ? what : what + ": " + reason);
 }
 
 }  // namespace
 
 std::string shownInput(const std::string& path) {
-  return path == "-" ? "standard input" : cards::safeText(path);
+  return path == "-" ? "standard input" : safeText(path);
 }
 
 std::string readInput(const std::string& path, std::size_t maxBytes) {
-  const Descriptor input(openInput(path));
-  struct stat status {};
-  if (::fstat(input.get(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    refuse(path, "it is a folder; name a file");
-  }
+  const bool standard = path == "-";
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> opened(
+      standard ? nullptr : std::fopen(path.c_str(), "re"), std::fclose);
+  std::FILE* const file = standard ? stdin : opened.get();
+  if (file == nullptr) refuseWithError(path, "can't be opened");
   std::string text;
   std::array<char, 65536> buffer{};
-  while (true) {
-    const ssize_t count = ::read(input.get(), buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) refuseWithError(path, "it can't be read");
-    if (count == 0) return text;
-    text.append(buffer.data(), static_cast<std::size_t>(count));
+  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file)) {
+    text.append(buffer.data(), count);
     if (text.size() > maxBytes) {
-      refuse(path, "it is larger than " + std::to_string(maxBytes >> 20) +
-                       " MiB, which the phone doesn't take");
+      refuse(path, "larger than " + std::to_string(maxBytes >> 20) + " MiB, the phone's limit");
     }
   }
+  if (std::ferror(file) != 0) refuseWithError(path, "can't be read");
+  return text;
 }
 
-}  // namespace contacts
+}  // namespace cards

@@ -4,21 +4,21 @@
 #include <stdexcept>
 #include <string>
 
-namespace contacts {
+namespace cards {
 
-/// What is read in one go is never more than the phone takes in one push.
+/// The largest card that the phone accepts in one push.
 inline constexpr std::size_t kMaxInput = std::size_t{4} << 20;
 
-/// Why a file can't be used: a sentence for the user, safe to show.
+/// A file can't be used. what() is a message for the user, safe to print.
 class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The whole of a file, or of standard input for "-". Throws InputError when it can't be opened or
-/// read, is a folder, or holds more than `maxBytes` (whole MiB). Stateless.
+/// Reads a whole file, or standard input if `path` is "-". Throws InputError if it can't be opened
+/// or read, or holds more than `maxBytes` (a multiple of 1 MiB).
 std::string readInput(const std::string& path, std::size_t maxBytes = kMaxInput);
 
-/// How such a path is called in sentences: safe to show.
+/// `path` for messages: safe to print, "standard input" for "-".
 std::string shownInput(const std::string& path);
 
-}  // namespace contacts
+}  // namespace cards

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -14,13 +15,13 @@ constexpr gunichar kZeroWidthJoiner = 0x200D;
 constexpr const char* kReplacement = "\xEF\xBF\xBD";
 
 struct Character {
-  gunichar code;      ///< meaningless unless valid
-  std::size_t bytes;  ///< how much of the text it takes, at least 1
+  gunichar code;      ///< undefined unless `valid`
+  std::size_t bytes;  ///< length in the text, at least 1
   bool valid;
 };
 
 Character firstCharacter(std::string_view text) {
-  // A NUL is a character like any other here, but not to the decoder.
+  // GLib treats NUL as the end of the text.
   if (text.front() == '\0') return {0, 1, true};
   const gunichar code = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
   const bool valid = code != static_cast<gunichar>(-1) && code != static_cast<gunichar>(-2);
@@ -83,12 +84,23 @@ std::string safeText(std::string_view text, std::size_t limit) {
   return safe;
 }
 
+std::string safeLines(std::string_view text) {
+  constexpr std::string_view kLineEnd = "\r\n";
+  std::string safe;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(kLineEnd), text.size());
+    safe.append(safeText(text.substr(0, end))).append(kLineEnd);
+    text.remove_prefix(std::min(end + kLineEnd.size(), text.size()));
+  }
+  return safe;
+}
+
 std::string safeJson(std::string_view json) {
   std::string safe;
   safe.reserve(json.size());
   while (!json.empty()) {
     const Character next = firstCharacter(json);
-    // Control characters of ASCII are escaped by the serializer; those left are its own line ends.
+    // The serializer has escaped ASCII control characters; any that are left are its own newlines.
     const bool plain = next.valid && next.code < 0x7F;
     if (plain || (next.valid && mayBeShown(next.code))) {
       safe += json.substr(0, next.bytes);

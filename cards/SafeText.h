@@ -6,22 +6,24 @@
 
 namespace cards {
 
-/// What a terminal may be shown of a text that a stranger wrote: one line of printable characters.
-///
-/// Control characters, those that turn the direction of writing, invisible ones and unassigned ones
-/// are shown by their codes (`\n`, `\x1b`, `\u202e`), so that no text can steer a terminal, hide
-/// something or look like another line; bytes that aren't UTF-8 become the replacement character.
-/// Of the invisible ones the two joiners stay, which some languages need. After `limit` characters
-/// the rest is left out and counted: "... (123 more bytes)".
-///
-/// Stateless: any thread.
+// Text written by strangers, made safe for a terminal. Stateless: any thread.
+
+/// Longest value shown to people, in characters.
+inline constexpr std::size_t kMaxShown = 200;
+
+/// Returns `text` as one line of printable UTF-8. Control characters, bidirectional overrides,
+/// invisible, private-use and unassigned characters appear as escapes (`\n`, `\x1b`, `\u202e`);
+/// each byte that isn't valid UTF-8 becomes U+FFFD. The zero-width joiners stay, since some scripts
+/// need them. Text beyond `limit` characters is replaced by "... (123 more bytes)".
 std::string safeText(std::string_view text, std::size_t limit = std::string_view::npos);
 
-/// A JSON text with the same characters escaped (`\u202e`), so that it may be shown too. The text
-/// must be valid UTF-8, as a serializer makes it.
+/// The same for each line of a CRLF-terminated text; the line ends stay.
+std::string safeLines(std::string_view text);
+
+/// Escapes the same characters in serialized JSON (`\u202e`). `json` must be valid UTF-8.
 std::string safeJson(std::string_view json);
 
-/// How many columns a text that came from `safeText` takes on a terminal.
+/// The number of terminal columns taken by a result of safeText().
 std::size_t displayWidth(std::string_view safe);
 
 }  // namespace cards

@@ -7,7 +7,7 @@ namespace cards {
 
 namespace {
 
-constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
 
 bool isWhite(char c) { return kWhiteSpace.find(c) != std::string_view::npos; }
@@ -16,11 +16,11 @@ bool isBlank(std::string_view text) { return std::all_of(text.begin(), text.end(
 
 char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-/// BEGIN or END where the logical line says BEGIN:VCARD or END:VCARD, otherwise empty.
+/// "BEGIN" or "END" for a logical line BEGIN:VCARD or END:VCARD, otherwise "".
 std::string_view boundaryIn(std::string_view line) {
+  constexpr std::size_t kLongestBoundary = 1000;
+  if (line.size() > kLongestBoundary) return {};
   std::string bare;
-  // No longer line is a boundary that any program writes.
-  if (line.size() > 1000) return {};
   for (const char c : line) {
     if (!isWhite(c)) bare += upper(c);
   }
@@ -32,20 +32,20 @@ std::string_view boundaryIn(std::string_view line) {
   return name == "END" ? "END" : "";
 }
 
-class Cutter {
+class Splitter {
  public:
-  explicit Cutter(std::string_view text) : m_text(text) {}
+  explicit Splitter(std::string_view text) : m_text(text) {}
 
-  std::vector<CutCard> cut() {
+  std::vector<CardSlice> split() {
     while (m_at < m_text.size()) {
       const std::size_t start = m_at;
       const std::size_t line = m_line;
       const std::string_view boundary = boundaryIn(takeLogicalLine());
-      if (boundary == "BEGIN" && m_begins == 0) finishText(start, line);
+      if (boundary == "BEGIN" && m_begins == 0) finishSlice(start, line);
       if (boundary == "BEGIN") m_begins += 1;
-      if (boundary == "END") finishText(m_at, m_line);
+      if (boundary == "END") finishSlice(m_at, m_line);
     }
-    finishText(m_at, m_line);
+    finishSlice(m_at, m_line);
     return std::move(m_cards);
   }
 
@@ -53,7 +53,7 @@ class Cutter {
   std::string_view takeLogicalLine() {
     const std::size_t start = m_at;
     const std::string_view first = takeLine();
-    // What seems to go on with a blank line, or with none, is no part of any line.
+    // A blank line can't be continued, and a continuation needs a line before it.
     if (isBlank(first) || isWhite(first.front())) return {};
     while (m_at < m_text.size() && (m_text[m_at] == ' ' || m_text[m_at] == '\t')) takeLine();
     return m_text.substr(start, m_at - start);
@@ -65,7 +65,7 @@ class Cutter {
     m_at = end == std::string_view::npos ? m_text.size() : end + 1;
     if (end != std::string_view::npos && m_text.substr(end, 2) == "\r\n") m_at += 1;
     if (m_start == start && isBlank(m_text.substr(start, m_at - start))) {
-      // Between cards.
+      // Skips blank lines between cards.
       m_start = m_at;
       m_startLine = m_line + 1;
     }
@@ -73,8 +73,8 @@ class Cutter {
     return m_text.substr(start, m_at - start);
   }
 
-  /// What has been read and not cut yet is one text, up to `end`, which is in line `endLine`.
-  void finishText(std::size_t end, std::size_t endLine) {
+  /// Emits the text up to `end`, at line `endLine`, as a slice.
+  void finishSlice(std::size_t end, std::size_t endLine) {
     const std::string_view text = m_text.substr(m_start, end - m_start);
     if (!isBlank(text)) m_cards.push_back({text, m_startLine, m_begins});
     m_start = end;
@@ -83,19 +83,19 @@ class Cutter {
   }
 
   const std::string_view m_text;
-  std::vector<CutCard> m_cards;
+  std::vector<CardSlice> m_cards;
   std::size_t m_at = 0;
-  std::size_t m_line = 1;       ///< the one at `m_at`
-  std::size_t m_start = 0;      ///< of the text that is being cut
-  std::size_t m_startLine = 1;  ///< and its line
+  std::size_t m_line = 1;   ///< line number of `m_at`
+  std::size_t m_start = 0;  ///< of the current slice
+  std::size_t m_startLine = 1;
   std::size_t m_begins = 0;
 };
 
 }  // namespace
 
-std::vector<CutCard> cutCards(std::string_view text) {
-  if (text.starts_with(kUtf8Mark)) text.remove_prefix(kUtf8Mark.size());
-  return Cutter(text).cut();
+std::vector<CardSlice> splitCards(std::string_view text) {
+  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
+  return Splitter(text).split();
 }
 
 }  // namespace cards

@@ -6,20 +6,17 @@
 
 namespace cards {
 
-/// The text of one card in a file of several. Points into the file's text.
-struct CutCard {
+/// One card of a file. `text` points into the file's text.
+struct CardSlice {
   std::string_view text;
-  std::size_t line;    ///< where it starts, from 1
-  std::size_t begins;  ///< how many BEGIN:VCARD lines it has: one, where it is one card
+  std::size_t line;    ///< first line, counted from 1
+  std::size_t begins;  ///< number of BEGIN:VCARD lines; more than one if an END:VCARD is missing
 };
 
-/// Cuts a .vcf text into its cards: behind each END:VCARD line, whatever the case, and whatever
-/// white space, group or parameters it has. Lines end with LF, CR LF or CR. A line that begins with
-/// white space goes on with the line before it, so END:VCARD in it ends nothing. What stands
-/// between cards, or behind the last END:VCARD, is a text of its own; nothing is left out but texts
-/// of white space only and the mark that some programs put before UTF-8.
-///
-/// Linear. Stateless: any thread.
-std::vector<CutCard> cutCards(std::string_view text);
+/// Splits .vcf text after each END:VCARD line, in any case and with any white space, group or
+/// parameters. Lines end with LF, CRLF or CR; a continuation line never ends a card. Text between
+/// and after cards becomes a slice of its own, so nothing is lost except a byte order mark and
+/// slices of white space only. Linear time.
+std::vector<CardSlice> splitCards(std::string_view text);
 
 }  // namespace cards

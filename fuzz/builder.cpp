@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "cards/PhoneBookMessage.h"
+#include "cards/Card.h"
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchFolder.h"
 #include "fuzz/support/Tracing.h"
@@ -117,7 +117,7 @@ void checkReadBack(const Contact& contact, const std::string& vCard, std::string
   CARD_Parser reader(&storage);
   const auto* bytes = reinterpret_cast<const unsigned char*>(vCard.data());
   require(reader.parse(bytes, static_cast<int>(vCard.size())) == 1, "a built card can be read");
-  const Card card = cards::PhoneBookMessage::parse(reader.getPhoneBookWriteMessage("utf-8")).card();
+  const Card card = cards::cardFromMessage(reader.getPhoneBookWriteMessage("utf-8"));
   for (const Field& field : kFields) {
     require(card.*field.read == contact.*field.given, "every field is read back");
   }

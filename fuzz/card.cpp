@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "cards/CardJson.h"
-#include "cards/PhoneBookMessage.h"
+#include "cards/Card.h"
 #include "fuzz/support/Contract.h"
 #include "fuzz/support/ScratchBook.h"
 #include "fuzz/support/Tracing.h"
@@ -103,7 +102,7 @@ void checkStored(const std::string& message, const host::DirectoryRequest& reque
 
 void checkMessage(std::string_view input, const Reading& reading) {
   constexpr std::uint64_t kStoredShare = 64;
-  const cards::Card card = cards::PhoneBookMessage::parse(reading.message).card();
+  const cards::Card card = cards::cardFromMessage(reading.message);
   checkShown(card);
   try {
     const auto request = host::DirectoryRequest::parse(reading.message);

@@ -11,17 +11,15 @@
 #include <stdexcept>
 #include <string>
 
-#include "cards/CardJson.h"
-#include "cards/CardText.h"
+#include "cards/Card.h"
 #include "cards/Contact.h"
-#include "cards/ContactJson.h"
 #include "fuzz/support/Contract.h"
 #include "src/CARD_Creator.h"
 
 namespace fuzz {
 namespace {
 
-using contacts::Contact;
+using cards::Contact;
 
 void requireSafe(std::string_view text, const char* promise) {
   const bool valid = g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != 0;
@@ -30,7 +28,7 @@ void requireSafe(std::string_view text, const char* promise) {
 }
 
 bool areSame(const Contact& left, const Contact& right) {
-  for (const contacts::ContactField& field : contacts::contactFields()) {
+  for (const cards::ContactField& field : cards::contactFields()) {
     if (left.*field.value != right.*field.value) return false;
   }
   return true;
@@ -38,7 +36,7 @@ bool areSame(const Contact& left, const Contact& right) {
 
 std::optional<Contact> read(std::string_view json) {
   try {
-    return contacts::contactFromJson(json);
+    return cards::contactFromJson(json);
   } catch (const std::runtime_error& refusal) {
     require(*refusal.what() != '\0', "a refusal has a reason");
     requireSafe(refusal.what(), "a reason is safe to show");
@@ -48,12 +46,12 @@ std::optional<Contact> read(std::string_view json) {
 
 void checkEntry(const Contact& contact) {
   try {
-    const cards::Card card = contacts::cardOf(contact);
+    const cards::Card card = cards::cardOf(contact);
     requireSafe(cards::jsonLine(cards::cardJson(card)), "an entry's JSON is safe to show");
     for (const std::string& line : cards::cardLines(card, "/data/images")) {
       requireSafe(line, "an entry's lines are safe to show");
     }
-    Contact again = contacts::contactOf(card);
+    Contact again = cards::contactOf(card);
     Contact named = contact;
     named.picture = card.picture;
     require(areSame(again, named), "a phonebook entry keeps the contact");
@@ -69,7 +67,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace fuzz;  // NOLINT: it is the target's own
   const std::optional<Contact> contact = read(textOf(data, size));
   if (!contact) return 0;
-  const std::string json = contacts::contactJson(*contact);
+  const std::string json = cards::contactJson(*contact);
   requireSafe(json, "a contact's JSON is safe to show");
   const std::optional<Contact> again = read(json);
   require(again && areSame(*again, *contact), "a contact survives a round trip through JSON");

@@ -35,7 +35,7 @@ class PictureFile {
   std::filesystem::path m_folder;
 };
 
-void build(benchmark::State& state, const contacts::Contact& contact) {
+void build(benchmark::State& state, const cards::Contact& contact) {
   std::size_t size = 0;
   for (auto _ : state) {
     const std::string card = CARD_Creator().createVCard(contact);
@@ -49,13 +49,13 @@ void small(benchmark::State& state) { build(state, bench::contact(1)); }
 
 void pictured100K(benchmark::State& state) {
   const PictureFile picture(100000);
-  contacts::Contact contact = bench::contact(1);
+  cards::Contact contact = bench::contact(1);
   contact.picture = picture.path();
   build(state, contact);
 }
 
 void largeField(benchmark::State& state) {
-  contacts::Contact contact = bench::contact(1);
+  cards::Contact contact = bench::contact(1);
   contact.company.assign(bench::sizeOf(state), 'x');
   build(state, contact);
 }

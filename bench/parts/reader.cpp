@@ -4,7 +4,7 @@
 
 #include "bench/parts/Parts.h"
 #include "bench/support/Cards.h"
-#include "cards/DiscardedPictures.h"
+#include "cards/CardReader.h"
 #include "src/CARD_Parser.h"
 
 namespace {
@@ -12,7 +12,7 @@ namespace {
 void read(benchmark::State& state, const std::string& card) {
   const auto* const data = reinterpret_cast<const unsigned char*>(card.data());
   const std::string encoding = "utf-8";
-  contacts::DiscardedPictures pictures;
+  cards::DiscardedPictures pictures;
   for (auto _ : state) {
     CARD_Parser reader(&pictures);
     if (reader.parse(data, static_cast<int>(card.size())) != 1) state.SkipWithError("refused");

@@ -23,7 +23,7 @@ void add(EVCard* card, const char* name, std::initializer_list<const char*> type
   e_vcard_add_attribute_with_value(card, attribute, value.c_str());
 }
 
-void addName(EVCard* card, const contacts::Contact& contact) {
+void addName(EVCard* card, const cards::Contact& contact) {
   EVCardAttribute* const attribute = e_vcard_attribute_new(nullptr, EVC_N);
   e_vcard_add_attribute_with_values(card, attribute, contact.surname.c_str(),
                                     contact.firstname.c_str(), "", "", "", nullptr);
@@ -46,7 +46,7 @@ void addPicture(EVCard* card, const std::string& path) {
 }
 
 /// Returns the size of the card.
-std::size_t writeCard(const contacts::Contact& contact) {
+std::size_t writeCard(const cards::Contact& contact) {
   EVCard* const card = e_vcard_new();
   const auto preferred = [&](const char* which) {
     return contact.defaultnumber == which ? "PREF" : "VOICE";
@@ -70,7 +70,7 @@ std::size_t writeCard(const contacts::Contact& contact) {
 }
 
 void writeCardsOf(const std::string& folder) {
-  const std::vector<contacts::Contact> records = bench::readRecords(folder);
+  const std::vector<cards::Contact> records = bench::readRecords(folder);
   bench::measureEach(records, writeCard);
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 using KContacts::PhoneNumber;
 
-void addNumber(KContacts::Addressee& person, const contacts::Contact& contact,
+void addNumber(KContacts::Addressee& person, const cards::Contact& contact,
                const std::string& number, const char* name, PhoneNumber::Type type) {
   if (number.empty()) return;
   const bool preferred = contact.defaultnumber == name;
@@ -40,7 +40,7 @@ void addPicture(KContacts::Addressee& person, const std::string& path) {
 }
 
 /// Returns the size of the card.
-std::size_t writeCard(const contacts::Contact& contact) {
+std::size_t writeCard(const cards::Contact& contact) {
   KContacts::Addressee person;
   person.setFamilyName(QString::fromStdString(contact.surname));
   person.setGivenName(QString::fromStdString(contact.firstname));
@@ -62,7 +62,7 @@ std::size_t writeCard(const contacts::Contact& contact) {
 }
 
 void writeCardsOf(const std::string& folder) {
-  const std::vector<contacts::Contact> records = bench::readRecords(folder);
+  const std::vector<cards::Contact> records = bench::readRecords(folder);
   bench::measureEach(records, writeCard);
 }
 

@@ -114,9 +114,9 @@ std::string foldedCard(unsigned number, std::size_t textBytes) {
   return card + line("END:VCARD");
 }
 
-contacts::Contact contact(unsigned number) {
+cards::Contact contact(unsigned number) {
   Dice dice(number);
-  contacts::Contact contact;
+  cards::Contact contact;
   contact.firstname = dice.pick(kFirstnames);
   contact.surname = dice.pick(kSurnames) + std::to_string(number);
   contact.defaultnumber = "Mobile";

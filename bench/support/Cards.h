@@ -18,7 +18,7 @@ std::string photoCard(unsigned number, std::size_t pictureBytes);
 std::string foldedCard(unsigned number, std::size_t textBytes);
 
 /// A contact with all fields but the picture.
-contacts::Contact contact(unsigned number);
+cards::Contact contact(unsigned number);
 /// Random bytes that begin like a JPEG.
 std::string picture(unsigned number, std::size_t size);
 

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "cards/ContactJson.h"
-
 namespace bench {
 
 namespace {
@@ -54,11 +52,11 @@ std::vector<File> readFolder(const std::string& folder, const std::string& suffi
   return files;
 }
 
-std::vector<contacts::Contact> readRecords(const std::string& folder) {
-  std::vector<contacts::Contact> records;
+std::vector<cards::Contact> readRecords(const std::string& folder) {
+  std::vector<cards::Contact> records;
   for (const File& file : readFolder(folder, ".json")) {
     try {
-      records.push_back(contacts::contactFromJson(file.content));
+      records.push_back(cards::contactFromJson(file.content));
     } catch (const std::runtime_error& error) {
       throw std::runtime_error(file.path + ": " + error.what());
     }

@@ -18,7 +18,7 @@ std::vector<File> readFolder(const std::string& folder, const std::string& suffi
 
 /// Reads a contact from each .json file of `folder`. Throws like `readFolder`, and for a file that
 /// is no contact.
-std::vector<contacts::Contact> readRecords(const std::string& folder);
+std::vector<cards::Contact> readRecords(const std::string& folder);
 
 /// Throws std::runtime_error if the file can't be written.
 void writeFile(const std::string& path, const std::string& content);

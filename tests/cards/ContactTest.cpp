@@ -6,22 +6,20 @@
 #include <functional>
 #include <stdexcept>
 
-#include "cards/ContactJson.h"
-
 namespace {
 
 using cards::Card;
-using contacts::cardOf;
-using contacts::Contact;
-using contacts::contactFromJson;
-using contacts::contactJson;
-using contacts::contactOf;
+using cards::cardOf;
+using cards::Contact;
+using cards::contactFromJson;
+using cards::contactJson;
+using cards::contactOf;
 using testing::HasSubstr;
 
-/// Every field has its own text.
+/// A different value in every field.
 Contact fullContact() {
   Contact contact;
-  for (const contacts::ContactField& field : contacts::contactFields()) {
+  for (const cards::ContactField& field : cards::contactFields()) {
     contact.*field.value = std::string("<") + field.key + ">";
   }
   contact.defaultnumber = "Mobile";
@@ -29,7 +27,7 @@ Contact fullContact() {
 }
 
 void expectEqual(const Contact& one, const Contact& other) {
-  for (const contacts::ContactField& field : contacts::contactFields()) {
+  for (const cards::ContactField& field : cards::contactFields()) {
     EXPECT_EQ(one.*field.value, other.*field.value) << field.key;
   }
 }
@@ -49,7 +47,7 @@ std::string complaintAbout(const std::string& json) {
 
 }  // namespace
 
-TEST(Contact, IsWhatThePhonebookHasOfIt) {
+TEST(Contact, TakesEveryFieldFromTheCard) {
   const Card card{"7", "s", "f", "1", "2", "3", "4", "e", "a", "b", "c", "j", "3", "p.jpg", "0"};
   const Contact contact = contactOf(card);
   EXPECT_EQ(contact.surname, "s");
@@ -67,7 +65,7 @@ TEST(Contact, IsWhatThePhonebookHasOfIt) {
   EXPECT_EQ(contact.picture, "p.jpg");
 }
 
-TEST(Contact, NamesTheDefaultNumberByAWord) {
+TEST(Contact, TurnsTheDefaultNumberIntoAWord) {
   const auto wordOf = [](const std::string& digit) {
     Card card;
     card.defaultNumber = digit;
@@ -80,7 +78,7 @@ TEST(Contact, NamesTheDefaultNumberByAWord) {
   for (const char* none : {"", "0", "5", "12", "Mobile"}) EXPECT_EQ(wordOf(none), "") << none;
 }
 
-TEST(Contact, ComesBackFromThePhonebook) {
+TEST(Contact, RoundTripsThroughACard) {
   Contact contact = fullContact();
   for (const char* word : {"", "Office", "Office2", "Mobile", "Private"}) {
     contact.defaultnumber = word;
@@ -88,7 +86,7 @@ TEST(Contact, ComesBackFromThePhonebook) {
   }
 }
 
-TEST(Contact, HasItsPictureByNameInThePhonebook) {
+TEST(Contact, StoresThePictureByName) {
   Contact contact;
   contact.picture = "/data/images/a/b.jpg";
   EXPECT_EQ(cardOf(contact).picture, "a/b.jpg");
@@ -96,14 +94,14 @@ TEST(Contact, HasItsPictureByNameInThePhonebook) {
   EXPECT_THAT(complaintOf([&] { cardOf(contact); }), HasSubstr("/data/images"));
 }
 
-TEST(Contact, IsRefusedWithADefaultNumberThatIsNone) {
+TEST(Contact, RejectsAnUnknownDefaultNumber) {
   Contact contact;
   contact.defaultnumber = "mobile\x1b";
   EXPECT_EQ(complaintOf([&] { cardOf(contact); }),
-            "the default number is Office, Office2, Mobile or Private, not \"mobile\\x1b\"");
+            "the default number must be Office, Office2, Mobile or Private, not \"mobile\\x1b\"");
 }
 
-TEST(ContactJson, HasEveryFieldByItsName) {
+TEST(ContactJson, ContainsEveryField) {
   EXPECT_EQ(contactJson(Contact()),
             "{\"firstname\":\"\",\"surname\":\"\",\"defaultnumber\":\"\",\"office\":\"\","
             "\"office2\":\"\",\"mobile\":\"\",\"privatenumber\":\"\",\"email\":\"\","
@@ -111,54 +109,54 @@ TEST(ContactJson, HasEveryFieldByItsName) {
             "\"picture\":\"\"}");
 }
 
-TEST(ContactJson, ReadsWhatItWrites) {
+TEST(ContactJson, ParsesWhatItWrites) {
   Contact contact = fullContact();
   contact.surname = "Mu\u00f1oz \"\\\r\n\x1b\u202e";
   expectEqual(contactFromJson(contactJson(contact)), contact);
   EXPECT_EQ(contactJson(contact).find('\x1b'), std::string::npos);
 }
 
-TEST(ContactJson, TakesAMissingFieldForAnEmptyOne) {
+TEST(ContactJson, LeavesMissingFieldsEmpty) {
   expectEqual(contactFromJson("{}"), Contact());
   EXPECT_EQ(contactFromJson(" {\"surname\": \"Berg\"}\n").surname, "Berg");
 }
 
-TEST(ContactJson, SaysWhichFieldJsonCanNotCarry) {
+TEST(ContactJson, NamesTheFieldThatIsNotUtf8) {
   Contact contact;
   contact.mobile = "5\xff";
   EXPECT_THAT(complaintOf([&] { contactJson(contact); }), HasSubstr("\"mobile\""));
 }
 
-TEST(ContactJson, RefusesUnknownKeys) {
+TEST(ContactJson, RejectsUnknownKeys) {
   for (const char* key : {"Surname", "private", "id", "", "surname "}) {
     const std::string complaint = complaintAbout("{\"" + std::string(key) + "\":\"x\"}");
-    EXPECT_THAT(complaint, HasSubstr("no field \"" + std::string(key) + "\""));
+    EXPECT_THAT(complaint, HasSubstr("unknown field \"" + std::string(key) + "\""));
     EXPECT_THAT(complaint, HasSubstr("firstname, surname, defaultnumber"));
   }
 }
 
-TEST(ContactJson, RefusesValuesThatAreNoTexts) {
+TEST(ContactJson, RejectsValuesOtherThanStrings) {
   for (const char* value : {"4", "null", "true", "[]", "{\"a\":\"b\"}", "1.5"}) {
     EXPECT_THAT(complaintAbout("{\"mobile\":" + std::string(value) + "}"),
-                HasSubstr("\"mobile\" must be a text"))
+                HasSubstr("\"mobile\" must be a string"))
         << value;
   }
 }
 
-TEST(ContactJson, RefusesAKeyThatStandsThereTwice) {
+TEST(ContactJson, RejectsDuplicateKeys) {
   EXPECT_THAT(complaintAbout(R"({"surname":"a","mobile":"1","surname":"b"})"),
-              HasSubstr("\"surname\" stands there twice"));
+              HasSubstr("duplicate field \"surname\""));
 }
 
-TEST(ContactJson, RefusesWhatIsNoObject) {
+TEST(ContactJson, RejectsAnythingButAnObject) {
   for (const char* json : {"[]", "\"x\"", "4", "null"}) {
-    EXPECT_THAT(complaintAbout(json), HasSubstr("one JSON object")) << json;
+    EXPECT_THAT(complaintAbout(json), HasSubstr("a JSON object")) << json;
   }
 }
 
-TEST(ContactJson, RefusesWhatIsNoJson) {
+TEST(ContactJson, RejectsInvalidJson) {
   for (const char* json : {"", "{", "{\"surname\":\"a\",}", "{} {}", "{'surname':'a'}",
                            "{\"surname\":\"\xff\"}", "1e999", "BEGIN:VCARD"}) {
-    EXPECT_THAT(complaintAbout(json), HasSubstr("this is no JSON: ")) << json;
+    EXPECT_THAT(complaintAbout(json), HasSubstr("not valid JSON: ")) << json;
   }
 }

@@ -4,42 +4,39 @@
 
 using cards::displayWidth;
 using cards::safeJson;
+using cards::safeLines;
 using cards::safeText;
 
-TEST(SafeText, LeavesPrintableTextAlone) {
+TEST(SafeText, LeavesPrintableTextUnchanged) {
   EXPECT_EQ(safeText("Muñoz, José \\ \"q\" 日本 😀"), "Muñoz, José \\ \"q\" 日本 😀");
   EXPECT_EQ(safeText(""), "");
 }
 
-TEST(SafeText, ShowsLineEndsAndTabsByTheirNames) {
-  EXPECT_EQ(safeText("a\nb\rc\td"), "a\\nb\\rc\\td");
-}
+TEST(SafeText, EscapesLineEndsAndTabs) { EXPECT_EQ(safeText("a\nb\rc\td"), "a\\nb\\rc\\td"); }
 
-TEST(SafeText, ShowsControlCharactersByTheirCodes) {
+TEST(SafeText, EscapesControlCharacters) {
   EXPECT_EQ(safeText("\x1b[31mred\x07\x7f"), "\\x1b[31mred\\x07\\x7f");
   EXPECT_EQ(safeText(std::string_view("a\0b", 3)), "a\\x00b");
 }
 
-TEST(SafeText, ShowsTheSecondSetOfControlCharactersByTheirCodes) {
+TEST(SafeText, EscapesC1ControlCharacters) {
   EXPECT_EQ(safeText("\xc2\x9b"
                      "31m"),
             "\\u009b31m");
 }
 
-TEST(SafeText, ShowsCharactersThatTurnTheDirectionOfWritingByTheirCodes) {
+TEST(SafeText, EscapesBidirectionalControls) {
   EXPECT_EQ(safeText("a\u202eb\u2066c\u200fd\u061c"), "a\\u202eb\\u2066c\\u200fd\\u061c");
 }
 
-TEST(SafeText, ShowsInvisibleAndUnassignedCharactersByTheirCodes) {
+TEST(SafeText, EscapesInvisibleAndUnassignedCharacters) {
   EXPECT_EQ(safeText("a\u200bb\ufeff\u2028\u2029"), "a\\u200bb\\ufeff\\u2028\\u2029");
   EXPECT_EQ(safeText("\U000E0041\ue000"), "\\U000e0041\\ue000");
 }
 
-TEST(SafeText, KeepsTheJoinersThatSomeLanguagesNeed) {
-  EXPECT_EQ(safeText("a\u200db\u200c"), "a\u200db\u200c");
-}
+TEST(SafeText, KeepsZeroWidthJoiners) { EXPECT_EQ(safeText("a\u200db\u200c"), "a\u200db\u200c"); }
 
-TEST(SafeText, ReplacesEachByteThatIsNotUtf8) {
+TEST(SafeText, ReplacesEachInvalidByte) {
   EXPECT_EQ(safeText("a\xff\xfe"
                      "b"),
             "a\uFFFD\uFFFDb");
@@ -48,32 +45,37 @@ TEST(SafeText, ReplacesEachByteThatIsNotUtf8) {
   EXPECT_EQ(safeText("\xc0\x9b"), "\uFFFD\uFFFD");
 }
 
-TEST(SafeText, ReplacesATruncatedCharacterInFrontOfANul) {
+TEST(SafeText, ReplacesATruncatedCharacterBeforeNul) {
   EXPECT_EQ(safeText(std::string_view("\xe2\x82\0x", 4)), "\uFFFD\uFFFD\\x00x");
 }
 
-TEST(SafeText, CountsWhatItLeavesOut) {
+TEST(SafeText, CountsTheBytesBeyondTheLimit) {
   EXPECT_EQ(safeText("abcdef", 6), "abcdef");
   EXPECT_EQ(safeText("abcdef", 4), "abcd... (2 more bytes)");
   EXPECT_EQ(safeText("éé", 1), "é... (2 more bytes)");
 }
 
-TEST(SafeText, TakesTextsOfMegabytes) {
+TEST(SafeText, HandlesMegabytes) {
   const std::string text(4U << 20, '\x1b');
   EXPECT_EQ(safeText(text).size(), text.size() * 4);
 }
 
-TEST(SafeJson, EscapesWhatATerminalCouldObey) {
+TEST(SafeLines, EscapesEachLineAndKeepsTheLineEnds) {
+  EXPECT_EQ(safeLines("a\x1b\r\n\nb\r\n"), "a\\x1b\r\n\\nb\r\n");
+  EXPECT_EQ(safeLines(""), "");
+}
+
+TEST(SafeJson, EscapesTerminalControls) {
   EXPECT_EQ(safeJson("\"a\u202e\x7f\u009b\""), "\"a\\u202e\\u007f\\u009b\"");
 }
 
-TEST(SafeJson, EscapesCharactersBeyondTheFirstPlaneAsTwo) {
+TEST(SafeJson, EscapesSupplementaryCharactersAsSurrogates) {
   EXPECT_EQ(safeJson("\"\U000E0041\""), "\"\\udb40\\udc41\"");
 }
 
-TEST(SafeJson, LeavesPrintableTextAlone) { EXPECT_EQ(safeJson("\"é日😀\""), "\"é日😀\""); }
+TEST(SafeJson, LeavesPrintableTextUnchanged) { EXPECT_EQ(safeJson("\"é日😀\""), "\"é日😀\""); }
 
-TEST(DisplayWidth, CountsColumnsAndNotBytes) {
+TEST(DisplayWidth, CountsTerminalColumns) {
   EXPECT_EQ(displayWidth("abc"), 3U);
   EXPECT_EQ(displayWidth("é"), 1U);
   EXPECT_EQ(displayWidth("日本"), 4U);

@@ -7,19 +7,19 @@
 
 namespace {
 
-using cards::CutCard;
-using cards::cutCards;
+using cards::CardSlice;
+using cards::splitCards;
 using testing::ElementsAre;
 
 std::vector<std::string> textsIn(std::string_view text) {
   std::vector<std::string> texts;
-  for (const CutCard& card : cutCards(text)) texts.emplace_back(card.text);
+  for (const CardSlice& card : splitCards(text)) texts.emplace_back(card.text);
   return texts;
 }
 
 std::vector<std::size_t> linesIn(std::string_view text) {
   std::vector<std::size_t> lines;
-  for (const CutCard& card : cutCards(text)) lines.push_back(card.line);
+  for (const CardSlice& card : splitCards(text)) lines.push_back(card.line);
   return lines;
 }
 
@@ -29,18 +29,18 @@ const std::string kC = "BEGIN:VCARD\rN:C\rEND:VCARD\r";
 
 }  // namespace
 
-TEST(VCardSplitter, CutsBehindEachEnd) { EXPECT_THAT(textsIn(kA + kA), ElementsAre(kA, kA)); }
+TEST(VCardSplitter, SplitsAfterEachEnd) { EXPECT_THAT(textsIn(kA + kA), ElementsAre(kA, kA)); }
 
-TEST(VCardSplitter, TakesEveryKindOfLineEnd) {
+TEST(VCardSplitter, AcceptsEveryLineEnding) {
   EXPECT_THAT(textsIn(kA + kB + kC + kB), ElementsAre(kA, kB, kC, kB));
 }
 
-TEST(VCardSplitter, TakesEveryCase) {
+TEST(VCardSplitter, IgnoresCase) {
   EXPECT_THAT(textsIn("begin:vcard\nend:vCard\nEnd:Vcard\n"),
               ElementsAre("begin:vcard\nend:vCard\n", "End:Vcard\n"));
 }
 
-TEST(VCardSplitter, TakesAnEndWithWhiteSpaceGroupOrParameters) {
+TEST(VCardSplitter, AcceptsAnEndWithWhiteSpaceGroupOrParameters) {
   for (const char* end : {"END:VCARD \n", "END : VCARD\t\n", "a.END:VCARD\n", "END;X=1:VCARD\n",
                           "END:VC\n ARD\n", "EN\n\tD:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + end;
@@ -48,7 +48,7 @@ TEST(VCardSplitter, TakesAnEndWithWhiteSpaceGroupOrParameters) {
   }
 }
 
-TEST(VCardSplitter, DoesNotCutWithinAContinuedLine) {
+TEST(VCardSplitter, IgnoresContinuationLines) {
   for (const char* line : {"NOTE:x\n END:VCARD\n", "NOTE:x\r\n\tEND:VCARD\r\n", "N:\r END:VCARD\r",
                            "NOTE:x\n y\n END:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + line + "END:VCARD\n";
@@ -56,7 +56,7 @@ TEST(VCardSplitter, DoesNotCutWithinAContinuedLine) {
   }
 }
 
-TEST(VCardSplitter, DoesNotCutAtOtherEnds) {
+TEST(VCardSplitter, IgnoresOtherLines) {
   for (const char* line : {"END:VCALENDAR\n", "X-END:VCARD\n", "END;VCARD\n", "NOTE:END:VCARD\n",
                            "END:VCARD2\n", "END\n", "\n END:VCARD\n"}) {
     const std::string card = std::string("BEGIN:VCARD\n") + line + "END:VCARD\n";
@@ -64,38 +64,38 @@ TEST(VCardSplitter, DoesNotCutAtOtherEnds) {
   }
 }
 
-TEST(VCardSplitter, KeepsWhatStandsBehindTheLastEnd) {
+TEST(VCardSplitter, KeepsTextAfterTheLastEnd) {
   EXPECT_THAT(textsIn(kA + "BEGIN:VCARD\nN:B"), ElementsAre(kA, "BEGIN:VCARD\nN:B"));
   EXPECT_THAT(textsIn(kA + "x"), ElementsAre(kA, "x"));
 }
 
-TEST(VCardSplitter, KeepsWhatStandsBetweenCardsAndBeforeThem) {
+TEST(VCardSplitter, KeepsTextBeforeAndBetweenCards) {
   EXPECT_THAT(textsIn("hello\n" + kA + "N:x\n y\n" + kB),
               ElementsAre("hello\n", kA, "N:x\n y\n", kB));
 }
 
-TEST(VCardSplitter, TakesALastLineWithoutItsEnd) {
+TEST(VCardSplitter, AcceptsALastLineWithoutLineEnd) {
   EXPECT_THAT(textsIn("BEGIN:VCARD\nEND:VCARD"), ElementsAre("BEGIN:VCARD\nEND:VCARD"));
 }
 
-TEST(VCardSplitter, LeavesOnlyWhiteSpaceOut) {
-  EXPECT_TRUE(cutCards("").empty());
-  EXPECT_TRUE(cutCards(" \r\n\t\n").empty());
+TEST(VCardSplitter, DropsOnlyWhiteSpace) {
+  EXPECT_TRUE(splitCards("").empty());
+  EXPECT_TRUE(splitCards(" \r\n\t\n").empty());
   EXPECT_THAT(textsIn("\n\n" + kA + "\r\n \n" + kB + "\n"), ElementsAre(kA, kB));
 }
 
-TEST(VCardSplitter, PassesOverTheMarkBeforeUtf8) {
+TEST(VCardSplitter, SkipsAByteOrderMark) {
   EXPECT_THAT(textsIn("\xEF\xBB\xBF" + kA), ElementsAre(kA));
 }
 
-TEST(VCardSplitter, TellsTheLineWhereACardStarts) {
+TEST(VCardSplitter, ReportsTheFirstLineOfEachCard) {
   EXPECT_THAT(linesIn(kA + kB + kC + kA), ElementsAre(1U, 4U, 7U, 10U));
   EXPECT_THAT(linesIn("\n\n" + kA + "\r\n" + kB), ElementsAre(3U, 7U));
   EXPECT_THAT(linesIn("hello\n y\n" + kA), ElementsAre(1U, 3U));
 }
 
 TEST(VCardSplitter, CountsBegins) {
-  const auto cards = cutCards("BEGIN:VCARD\nN:A\nBEGIN:VCARD\nEND:VCARD\n" + kA + "x\n");
+  const auto cards = splitCards("BEGIN:VCARD\nN:A\nBEGIN:VCARD\nEND:VCARD\n" + kA + "x\n");
   ASSERT_EQ(cards.size(), 3U);
   EXPECT_EQ(cards[0].begins, 2U);
   EXPECT_EQ(cards[1].begins, 1U);

@@ -80,7 +80,7 @@ class Doctor(DoctorTest):
         self._start_bus("strict-bus", '<deny send_destination="org.obexphone.Phone"/>')
         self.bus_address = f"unix:path={self.folder}/strict-bus"
         self.start_phone()
-        self.assert_fault(self.doctor(1)["phone"], "doesn't let you talk to the phone", "policy")
+        self.assert_fault(self.doctor(1)["phone"], "denies access to the phone", "policy")
 
     def test_receiving_that_is_off_is_named(self):
         self.start_phone()

@@ -37,7 +37,7 @@ class BookDelete : public test::PhoneFixture {
   }
 };
 
-/// The same as its user sees it.
+/// The same in a terminal.
 class BookDeleteInATerminal : public BookDelete {
  protected:
   void start(test::Program::Words options) {
@@ -54,7 +54,7 @@ class BookDeleteInATerminal : public BookDelete {
 
 }  // namespace
 
-TEST_F(BookDelete, DeletesTheEntriesOfTheseIds) {
+TEST_F(BookDelete, DeletesTheGivenEntries) {
   const Finished finished = remove({"--yes", "1", "3"});
   EXPECT_EQ(finished.exitCode, 0) << finished.err;
   EXPECT_EQ(finished.out, "Deleted 1: Berg\nDeleted 3: Ek\n");
@@ -62,45 +62,45 @@ TEST_F(BookDelete, DeletesTheEntriesOfTheseIds) {
   expectLeft("D");
 }
 
-TEST_F(BookDelete, TellsWhatIsNotThereAndDeletesTheOthers) {
+TEST_F(BookDelete, ReportsUnknownIdsAndDeletesTheOthers) {
   const Finished finished = remove({"7", "2", "-y"});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_EQ(finished.out, "Deleted 2: Dahl\n");
-  EXPECT_EQ(finished.err, "phonectl: there is no entry 7 in the phonebook\n");
+  EXPECT_EQ(finished.err, "phonectl: the phonebook has no entry 7\n");
   expectLeft("BE");
 }
 
-TEST_F(BookDelete, TellsProgramsWhatWasDeletedAndWhatNot) {
+TEST_F(BookDelete, PrintsTheResultAsJson) {
   const Finished finished = remove({"--json", "--yes", "1", "7"});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_EQ(finished.out, "{\"deleted\":[\"1\"],\"left\":[\"7\"]}\n");
 }
 
-TEST_F(BookDelete, TakesAnIdTwiceForOnce) {
+TEST_F(BookDelete, IgnoresDuplicateIds) {
   const Finished finished = remove({"--yes", "2", "002", "2"});
   EXPECT_EQ(finished.exitCode, 0) << finished.err;
   EXPECT_EQ(finished.out, "Deleted 2: Dahl\n");
 }
 
-TEST_F(BookDelete, DeletesNothingWithoutAYesWhereNobodyCanBeAsked) {
-  expectRefused(remove({"1"}, "y\n"), 2, "say --yes");
+TEST_F(BookDelete, RequiresYesWithoutATerminal) {
+  expectRefused(remove({"1"}, "y\n"), 2, "Pass --yes");
 }
 
-TEST_F(BookDelete, RefusesWhatIsNoId) {
+TEST_F(BookDelete, RejectsInvalidIds) {
   for (const char* id : {"Berg", "-1", "1x", " 1", "", "9999999999999999999"}) {
-    expectRefused(remove({"--yes", "1", id}), 2, "an Id is a number");
+    expectRefused(remove({"--yes", "1", id}), 2, "an id is a number");
   }
   expectRefused(remove({"--yes"}), 2, "required");
 }
 
-TEST_F(BookDelete, SaysWhenThePhonebookRefuses) {
+TEST_F(BookDelete, ReportsTheErrorOfThePhonebook) {
   breakPhonebook();
   const Finished finished = remove({"--yes", "1"});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(finished.err, HasSubstr("the phonebook refused"));
 }
 
-TEST_F(BookDeleteInATerminal, ShowsTheEntriesAndDeletesThemAfterAYes) {
+TEST_F(BookDeleteInATerminal, ShowsTheEntriesAndDeletesThemAfterYes) {
   start({"1", "2"});
   waitForScreen("2   Dahl");
   waitForScreen("Delete these 2 entries? [y]es/[n]o ");
@@ -110,7 +110,7 @@ TEST_F(BookDeleteInATerminal, ShowsTheEntriesAndDeletesThemAfterAYes) {
   expectLeft("E");
 }
 
-TEST_F(BookDeleteInATerminal, DeletesNothingAfterAnythingElse) {
+TEST_F(BookDeleteInATerminal, DeletesNothingAfterAnyOtherAnswer) {
   for (const char* answer : {"n\n", "\n", "yesterday\n", "\x04"}) {
     test::Terminal terminal;
     auto program = startPhonectl({"book", "delete", "1"}, {.terminal = terminal.name()});
@@ -122,7 +122,7 @@ TEST_F(BookDeleteInATerminal, DeletesNothingAfterAnythingElse) {
   expectLeft("BDE");
 }
 
-TEST_F(BookDeleteInATerminal, IsLeftByCtrlCAtTheQuestion) {
+TEST_F(BookDeleteInATerminal, DeletesNothingAfterCtrlC) {
   start({"1"});
   waitForScreen("Delete this entry?");
   m_terminal.type("\x03");
@@ -130,7 +130,7 @@ TEST_F(BookDeleteInATerminal, IsLeftByCtrlCAtTheQuestion) {
   expectLeft("BDE");
 }
 
-TEST_F(BookDeleteInATerminal, DoesNotAskWhenToldSo) {
+TEST_F(BookDeleteInATerminal, DoesNotAskWithYes) {
   start({"1", "--yes"});
   EXPECT_EQ(m_delete->wait(), 0);
   EXPECT_THAT(m_terminal.screen(), Not(HasSubstr("[y]es")));

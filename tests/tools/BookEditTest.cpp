@@ -25,7 +25,7 @@ class BookEdit : public test::PhoneFixture {
   nlohmann::json entry(const std::string& id) {
     return nlohmann::json::parse(phonectl({"book", "show", id, "--json"}).out);
   }
-  /// Asks the phonebook by a program that knows nothing of phonectl.
+  /// Sends a request with busctl, independent of phonectl.
   Finished askDirectory(const std::string& request) {
     test::Program::Words words = {"busctl",
                                   "--address=" + busAddress(),
@@ -48,7 +48,7 @@ class BookEdit : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(BookEdit, ReplacesWhatIsNamedAndNothingElse) {
+TEST_F(BookEdit, ReplacesOnlyTheGivenFields) {
   const auto other = entry("2");
   const Finished edited = edit({"1", "--mobile", "6", "--jobfunction", "A&B <c>"});
   EXPECT_EQ(edited.exitCode, 0) << edited.err;
@@ -60,37 +60,37 @@ TEST_F(BookEdit, ReplacesWhatIsNamedAndNothingElse) {
   EXPECT_EQ(entry("2"), other);
 }
 
-TEST_F(BookEdit, EmptiesAText) {
+TEST_F(BookEdit, ClearsAField) {
   EXPECT_EQ(edit({"1", "--company", "", "--mobile", ""}).exitCode, 0);
   EXPECT_EQ(entry("1").at("Company"), "");
   EXPECT_EQ(entry("1").at("Mobile"), "");
 }
 
-TEST_F(BookEdit, KeepsTheDefaultNumberAsThePhonebookCallsIt) {
+TEST_F(BookEdit, StoresTheDefaultNumberAsADigit) {
   EXPECT_EQ(edit({"1", "--defaultnumber", "Mobile"}).exitCode, 0);
   EXPECT_EQ(entry("1").at("DefaultNumber"), "3");
   EXPECT_EQ(edit({"1", "--defaultnumber", ""}).exitCode, 0);
   EXPECT_EQ(entry("1").at("DefaultNumber"), "");
 }
 
-TEST_F(BookEdit, TakesAPictureByItsPathAndKeepsItsName) {
+TEST_F(BookEdit, StoresAPicturePathAsAName) {
   EXPECT_EQ(edit({"1", "--picture", "/data/images/b.jpg"}).exitCode, 0);
   EXPECT_EQ(entry("1").at("Picture"), "b.jpg");
 }
 
-TEST_F(BookEdit, RefusesWhatThePhonebookHasNoPlaceFor) {
+TEST_F(BookEdit, RejectsInvalidValues) {
   expectRefused(edit({"1", "--defaultnumber", "Fax"}), 2, "Office, Office2, Mobile or Private");
-  expectRefused(edit({"1", "--picture", "/tmp/b.jpg"}), 2, "not in the images folder");
+  expectRefused(edit({"1", "--picture", "/tmp/b.jpg"}), 2, "outside of /data/images");
 }
 
-TEST_F(BookEdit, RefusesAChangeOfNothingAndOfNobody) {
-  expectRefused(edit({"1"}), 2, "say what to change");
-  expectRefused(edit({"Berg", "--mobile", "6"}), 2, "an Id is a number");
+TEST_F(BookEdit, RejectsNoChangeAndNoEntry) {
+  expectRefused(edit({"1"}), 2, "nothing to change");
+  expectRefused(edit({"Berg", "--mobile", "6"}), 2, "an id is a number");
   expectRefused(edit({"--mobile", "6"}), 2, "required");
   expectRefused(edit({"7", "--mobile", "6"}), 1, "has no entry of that Id");
 }
 
-TEST_F(BookEdit, LeavesNoEntryWithNothing) {
+TEST_F(BookEdit, LeavesNoEmptyEntry) {
   const std::string message =
       "<Schema name=\"PhoneBook\"><ReasonForMessage>write_request</ReasonForMessage><Entry>"
       "<Surname>Ek</Surname></Entry></Schema>";

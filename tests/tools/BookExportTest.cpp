@@ -28,12 +28,12 @@ class BookExport : public test::PhoneFixture {
     options.insert(options.begin(), {"book", "export"});
     return phonectl(options);
   }
-  /// What the phone sends for an entry, made by the program that stands alone.
+  /// The card that the phone sends for an entry, made by cardtool.
   std::string sentCard(const std::string& id) {
     const std::string contact = phonectl({"book", "show", id, "--contact"}).out;
     return test::runProgram({CARDTOOL, "write", "-"}, {.input = contact}).out;
   }
-  /// Everything but what the phonebook gives by itself.
+  /// All entries without their ids.
   nlohmann::json book() {
     auto entries = nlohmann::json::parse(phonectl({"book", "list", "--json"}).out);
     for (auto& entry : entries) entry.erase("Id");
@@ -46,12 +46,12 @@ class BookExport : public test::PhoneFixture {
     }
     ASSERT_EQ(phonectl(words).exitCode, 0);
   }
-  /// That an entry of this company is told to come back differently.
-  void expectTold(const std::string& company, const std::string& what) {
+  /// Expects a report that an entry of this company would not be restored.
+  void expectReported(const std::string& company, const std::string& problem) {
     add({"--surname", "Berg", "--company", company});
     const Finished finished = write({});
     EXPECT_EQ(finished.exitCode, 1);
-    EXPECT_THAT(finished.err, HasSubstr("phonectl: entry 1: " + what));
+    EXPECT_THAT(finished.err, HasSubstr("phonectl: entry 1: " + problem));
     EXPECT_THAT(finished.out, HasSubstr(company));
   }
   std::string out() const { return folder().file("book.vcf"); }
@@ -59,7 +59,7 @@ class BookExport : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(BookExport, WritesTheVeryCardsThatThePhoneSends) {
+TEST_F(BookExport, WritesTheCardsThatThePhoneSends) {
   add({"--surname", "Berg", "--mobile", "5", "--defaultnumber", "Mobile"});
   add({"--surname", "Muñoz", "--firstname", "José", "--company", "A;B"});
   const Finished finished = write({});
@@ -68,12 +68,12 @@ TEST_F(BookExport, WritesTheVeryCardsThatThePhoneSends) {
   EXPECT_EQ(finished.err, "");
 }
 
-TEST_F(BookExport, WritesTheEntriesOfTheseIdsInTheirOrder) {
+TEST_F(BookExport, WritesTheGivenEntriesInOrder) {
   for (const char* name : {"Berg", "Dahl", "Ek"}) add({"--surname", name});
   EXPECT_EQ(write({"3", "1"}).out, sentCard("3") + sentCard("1"));
 }
 
-TEST_F(BookExport, GivesTheSameEntriesWhenItIsImportedAgain) {
+TEST_F(BookExport, RoundTripsThroughImport) {
   add({"--surname",       "Berg",
        "--firstname",     "Anna",
        "--office",        "1",
@@ -96,7 +96,7 @@ TEST_F(BookExport, GivesTheSameEntriesWhenItIsImportedAgain) {
   EXPECT_EQ(book(), before);
 }
 
-TEST_F(BookExport, TakesThePictureAlong) {
+TEST_F(BookExport, IncludesThePicture) {
   const test::ImageFile image("export", "JPEG bytes");
   const std::string own = "Export" + std::to_string(::getpid());
   const test::ImageFile imported("photoExport");
@@ -109,48 +109,49 @@ TEST_F(BookExport, TakesThePictureAlong) {
   EXPECT_EQ(test::contentsOf(imported.path()), "JPEG bytes");
 }
 
-TEST_F(BookExport, WritesAnEntryWhosePictureCanNotBeReadAndTellsIt) {
+TEST_F(BookExport, ReportsAnUnreadablePicture) {
   add({"--surname", "Berg", "--picture", "no such picture.jpg"});
   const Finished finished = write({});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(finished.out, HasSubstr("N;CHARSET=UTF-8:Berg;;;;\r\n"));
   EXPECT_EQ(finished.err,
-            "phonectl: entry 1: its picture no such picture.jpg can't be read or is empty: the "
-            "card is without it\n");
+            "phonectl: entry 1: picture no such picture.jpg is unreadable or empty; left out\n");
 }
 
-TEST_F(BookExport, TellsThatALargePictureIsCut) {
+TEST_F(BookExport, ReportsATruncatedPicture) {
   const test::ImageFile image("exportLarge", std::string(102401, 'j'));
   add({"--surname", "Berg", "--picture", image.name()});
   const Finished finished = write({"--out", out()});
   EXPECT_EQ(finished.exitCode, 1);
-  EXPECT_THAT(finished.err, HasSubstr("the card has the first 102400 bytes of it"));
+  EXPECT_THAT(finished.err, HasSubstr("is larger than 102400 bytes; truncated"));
   EXPECT_THAT(test::contentsOf(out()), HasSubstr("PHOTO;ENCODING=BASE64;TYPE=JPEG:"));
 }
 
-TEST_F(BookExport, TellsATextThatComesBackDifferently) {
+TEST_F(BookExport, ReportsAFieldThatWouldDiffer) {
   add({"--surname", "Berg; Anna", "--office2", "2"});
   const Finished finished = write({});
   EXPECT_EQ(finished.exitCode, 1);
-  EXPECT_THAT(finished.err, HasSubstr("entry 1: read again, its card will differ in Surname, "));
+  EXPECT_THAT(finished.err, HasSubstr("entry 1: will differ when imported again: Surname, "));
   EXPECT_THAT(finished.err, HasSubstr("Office, Office2"));
 }
 
-TEST_F(BookExport, TellsACharacterThatThePhoneDoesNotKeep) {
-  expectTold("😀", "read again, its card will differ in Company");
+TEST_F(BookExport, ReportsACharacterThatThePhoneCannotRepresent) {
+  expectReported("😀", "will differ when imported again: Company");
 }
 
-TEST_F(BookExport, TellsATextThatBreaksTheCard) {
-  expectTold("a\r\nEND:VCARD\r\nBEGIN:VCARD\r\nN:Forged", "its card can't be read again");
+TEST_F(BookExport, ReportsATextThatBreaksTheCard) {
+  expectReported("a\r\nEND:VCARD\r\nBEGIN:VCARD\r\nN:Forged", "can't be imported again");
 }
 
-TEST_F(BookExport, TellsALineBreakInAText) { expectTold("a\r\nTITLE:b", "read again, its card"); }
+TEST_F(BookExport, ReportsALineBreakInAText) {
+  expectReported("a\r\nTITLE:b", "will differ when imported again: ");
+}
 
-TEST_F(BookExport, TellsAnIdThatIsNotThereAndWritesTheOthers) {
+TEST_F(BookExport, ReportsUnknownIdsAndWritesTheOthers) {
   add({"--surname", "Berg"});
   const Finished finished = write({"7", "1", "--out", out()});
   EXPECT_EQ(finished.exitCode, 1);
-  EXPECT_EQ(finished.err, "phonectl: entry 7 is not in the phonebook\n");
+  EXPECT_EQ(finished.err, "phonectl: entry 7: not in the phonebook\n");
   EXPECT_EQ(finished.out, "1 card written to " + out() + "\n");
   EXPECT_EQ(test::contentsOf(out()), sentCard("1"));
 }
@@ -160,7 +161,7 @@ TEST_F(BookExport, WritesAnEmptyFileForAnEmptyPhonebook) {
   EXPECT_TRUE(std::filesystem::exists(out()));
 }
 
-TEST_F(BookExport, KeepsTheFileForItsOwnerOrWithTheModeOfTheFormerOne) {
+TEST_F(BookExport, CreatesPrivateFilesAndKeepsTheModeOfOldOnes) {
   const auto mode = [&] {
     struct stat status = {};
     ::stat(out().c_str(), &status);
@@ -173,7 +174,7 @@ TEST_F(BookExport, KeepsTheFileForItsOwnerOrWithTheModeOfTheFormerOne) {
   EXPECT_EQ(mode(), 0644u);
 }
 
-TEST_F(BookExport, ReplacesWhatALinkLeadsTo) {
+TEST_F(BookExport, ReplacesTheTargetOfALink) {
   add({"--surname", "Berg"});
   const std::string real = folder().write("real.vcf", "former");
   std::filesystem::create_symlink(real, out());
@@ -182,16 +183,16 @@ TEST_F(BookExport, ReplacesWhatALinkLeadsTo) {
   EXPECT_EQ(test::contentsOf(real), sentCard("1"));
 }
 
-TEST_F(BookExport, LeavesTheFormerFileWhenThePhoneIsGone) {
+TEST_F(BookExport, KeepsTheOldFileWhenThePhoneIsGone) {
   const std::string file = folder().write("book.vcf", "former");
   stopPhone();
   EXPECT_EQ(write({"--out", file}).exitCode, 3);
   EXPECT_EQ(test::contentsOf(file), "former");
 }
 
-TEST_F(BookExport, LeavesTheFormerFileAndNoOtherWhenTheDiskIsFull) {
+TEST_F(BookExport, KeepsOnlyTheOldFileWhenTheDiskIsFull) {
   if (test::runProgram({"unshare", "-m", "true"}, options()).exitCode != 0) {
-    GTEST_SKIP() << "this system gives no mounts of one's own";
+    GTEST_SKIP() << "mount namespaces are not permitted here";
   }
   const test::ImageFile image("exportFull", std::string(100000, 'j'));
   add({"--surname", "Berg", "--picture", image.name()});
@@ -202,30 +203,30 @@ TEST_F(BookExport, LeavesTheFormerFileAndNoOtherWhenTheDiskIsFull) {
                              "/book.vcf; echo exit $?; cat " + place + "/book.vcf; ls -A " + place +
                              " | wc -l";
   const Finished finished = test::runProgram({"unshare", "-m", "sh", "-c", script}, options());
-  EXPECT_THAT(finished.err, HasSubstr("book.vcf: it can't be written: No space left on device"));
+  EXPECT_THAT(finished.err, HasSubstr("book.vcf was not written: "));
   EXPECT_EQ(finished.out, "exit 1\nformer1\n");
 }
 
-TEST_F(BookExport, SaysWhereAFileCanNotBeMade) {
+TEST_F(BookExport, ReportsUnwritableFiles) {
   for (const auto& [path, reason] :
        {std::pair<std::string, std::string>{"/nowhere/book.vcf", "No such file or directory"},
-        {folder().path(), "it is no file"},
-        {"/dev/full", "it is no file"},
-        {"", "it is no file"}}) {
+        {folder().path(), "not a regular file"},
+        {"/dev/full", "not a regular file"},
+        {"", "not a regular file"}}) {
     const Finished finished = write({"--out", path});
     EXPECT_EQ(finished.exitCode, 1) << path;
     EXPECT_THAT(finished.err, HasSubstr(reason)) << path;
   }
 }
 
-TEST_F(BookExport, SaysThatStandardOutputIsFull) {
+TEST_F(BookExport, FailsIfTheOutputIsFull) {
   add({"--surname", "Berg"});
   const auto program = startPhonectl({"book", "export"}, {.outFile = "/dev/full"});
   EXPECT_EQ(program->wait(), 1);
   EXPECT_THAT(program->err(), HasSubstr("can't write to standard output: No space left"));
 }
 
-TEST_F(BookExport, SteersNoTerminal) {
+TEST_F(BookExport, EscapesControlCharactersInATerminal) {
   add({"--surname", "Berg\x1b[31m"});
   test::Terminal terminal;
   const auto program = startPhonectl({"book", "export"}, {.terminal = terminal.name()});
@@ -234,8 +235,8 @@ TEST_F(BookExport, SteersNoTerminal) {
   EXPECT_THAT(terminal.screen(), HasSubstr("Berg\\x1b[31m"));
 }
 
-TEST_F(BookExport, RefusesWhatIsNoId) {
+TEST_F(BookExport, RejectsInvalidIds) {
   const Finished finished = write({"Berg"});
   EXPECT_EQ(finished.exitCode, 2);
-  EXPECT_THAT(finished.err, HasSubstr("an Id is a number"));
+  EXPECT_THAT(finished.err, HasSubstr("an id is a number"));
 }

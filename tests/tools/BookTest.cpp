@@ -11,7 +11,7 @@ using test::Finished;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A phonebook that was filled over the radio.
+/// A phonebook filled by pushes over the radio.
 class Book : public test::PhoneFixture {
  protected:
   void fill(const std::vector<std::string>& cards) {
@@ -27,7 +27,7 @@ class Book : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(Book, AnEmptyOneIsAnEmptyArrayOrAWord) {
+TEST_F(Book, ReportsAnEmptyPhonebook) {
   startPhone();
   EXPECT_EQ(phonectl({"book", "list", "--json"}).out, "[]\n");
   const Finished finished = phonectl({"book", "list"});
@@ -44,7 +44,7 @@ TEST_F(Book, ListsIdNameAndNumbers) {
             "2   Dahl, Test\n");
 }
 
-TEST_F(Book, ListsEveryColumnForPrograms) {
+TEST_F(Book, ListsEveryColumnAsJson) {
   fill({card("Berg", "TEL;CELL:5\r\nEMAIL:b@example.org\r\nORG:A&B\r\n")});
   const nlohmann::json entries = list();
   ASSERT_EQ(entries.size(), 1U);
@@ -55,7 +55,7 @@ TEST_F(Book, ListsEveryColumnForPrograms) {
   EXPECT_EQ(entries[0].at("Picture"), "");
 }
 
-TEST_F(Book, PutsOneEntryOnALineForPrograms) {
+TEST_F(Book, PrintsOneJsonObjectPerLine) {
   fill({card("Berg"), card("Dahl")});
   const std::string out = phonectl({"book", "list", "--json"}).out;
   EXPECT_EQ(test::occurrences(out, "\n"), 4);
@@ -74,14 +74,14 @@ TEST_F(Book, ShowsAnEntryByItsIdOrName) {
   EXPECT_EQ(phonectl({"book", "show", "Test Berg"}).out, shown);
 }
 
-TEST_F(Book, ShowsAnEntryForPrograms) {
+TEST_F(Book, ShowsAnEntryAsJson) {
   fill({card("Berg")});
   const Finished finished = phonectl({"book", "show", "Berg", "--json"});
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_EQ(nlohmann::json::parse(finished.out).at("Surname"), "Berg");
 }
 
-TEST_F(Book, ListsThoseThatANameMayMean) {
+TEST_F(Book, ListsTheEntriesOfAnAmbiguousName) {
   fill({card("Berg"), card("Dahl")});
   const Finished finished = phonectl({"book", "show", "test"});
   EXPECT_EQ(finished.exitCode, 1);
@@ -91,12 +91,12 @@ TEST_F(Book, ListsThoseThatANameMayMean) {
   EXPECT_THAT(finished.err, HasSubstr("2   Dahl, Test"));
 }
 
-TEST_F(Book, TellsThatThereIsNoSuchEntry) {
+TEST_F(Book, FailsForAnUnknownEntry) {
   startPhone();
   for (const char* which : {"Nobody", "7", "99999999999999999999", "a\x1b"}) {
     const Finished finished = phonectl({"book", "show", which});
     EXPECT_EQ(finished.exitCode, 1);
-    EXPECT_THAT(finished.err, HasSubstr("in the phonebook. See: phonectl book list"));
+    EXPECT_THAT(finished.err, HasSubstr(". List all entries with: phonectl book list"));
     EXPECT_THAT(finished.err, Not(HasSubstr("\x1b")));
   }
 }
@@ -106,7 +106,7 @@ TEST_F(Book, FindsANameThatIsANumber) {
   EXPECT_THAT(phonectl({"book", "show", "4711"}).out, HasSubstr("name       4711, Test\n"));
 }
 
-TEST_F(Book, ShowsHostileTextsSafely) {
+TEST_F(Book, EscapesControlCharacters) {
   fill({card("\x1b[31m\xff", "TEL;CELL:\x1b]0;t\x07\xff\r\n")});
   for (const std::string& out :
        {phonectl({"book", "list"}).out, phonectl({"book", "show", "1"}).out,

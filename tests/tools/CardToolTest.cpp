@@ -28,7 +28,7 @@ class CardTool : public testing::Test {
   Finished readFile(const std::string& path, const test::Program::Words& options = {}) const {
     return run("", path, options);
   }
-  /// The lines of a card between its first and its last.
+  /// A card with these lines.
   static std::string cardOf(const std::string& lines) {
     return "BEGIN:VCARD\n" + lines + "END:VCARD\n";
   }
@@ -39,13 +39,6 @@ class CardTool : public testing::Test {
     std::filesystem::create_directory(m_folder.file("photos"));
     return m_folder.file("photos");
   }
-  void expectRefused(const std::string& card, const std::string& reason) const {
-    const Finished finished = read(card);
-    EXPECT_EQ(finished.exitCode, 1) << finished.out;
-    EXPECT_EQ(finished.out, "");
-    EXPECT_THAT(finished.err, HasSubstr("this card can't be read: " + reason));
-  }
-
   const test::TestFolder m_folder;
 
  private:
@@ -59,7 +52,7 @@ class CardTool : public testing::Test {
 
 }  // namespace
 
-TEST_F(CardTool, PrintsExactlyTheMessageAndALineEnd) {
+TEST_F(CardTool, PrintsTheMessageAndALineEnd) {
   const Finished finished = read(cardOf("N:Doe;John\nTEL:123\n"));
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_EQ(finished.out,
@@ -76,7 +69,7 @@ TEST_F(CardTool, ReadsAFile) {
   EXPECT_THAT(finished.out, HasSubstr("<Surname>Muñoz</Surname><Firstname>José</Firstname>"));
 }
 
-TEST_F(CardTool, PutsAPictureIntoTheFolderByteForByte) {
+TEST_F(CardTool, WritesThePictureUnchanged) {
   const std::string photos = makePhotoFolder();
   const Finished finished = readFile(kDemo + "anna.vcf", {"--photos", photos});
   EXPECT_EQ(finished.exitCode, 0) << finished.err;
@@ -84,14 +77,14 @@ TEST_F(CardTool, PutsAPictureIntoTheFolderByteForByte) {
   EXPECT_THAT(finished.err, HasSubstr("picture written to " + photos + "/photoBergAnna.jpg"));
 }
 
-TEST_F(CardTool, TakesAPictureWithoutAFolderForIt) {
+TEST_F(CardTool, DiscardsPicturesWithoutAFolder) {
   const Finished finished = readFile(kDemo + "anna.vcf");
   EXPECT_EQ(finished.exitCode, 0) << finished.err;
   EXPECT_THAT(finished.out, HasSubstr("<Picture>photoBergAnna.jpg</Picture>"));
   EXPECT_EQ(finished.err, "");
 }
 
-TEST_F(CardTool, KeepsAnotherPictureOfTheSameName) {
+TEST_F(CardTool, KeepsADifferentPictureOfTheSameName) {
   const std::string photos = makePhotoFolder();
   m_folder.write("photos/photoDoeJ.jpg", "older");
   EXPECT_EQ(read(photoOf("Doe;J"), {"--photos", photos}).exitCode, 0);
@@ -99,13 +92,13 @@ TEST_F(CardTool, KeepsAnotherPictureOfTheSameName) {
   EXPECT_EQ(contentsOf(photos + "/photoDoeJ.jpg~"), "older");
 }
 
-TEST_F(CardTool, MakesTheFoldersThatANameAsksForBeneathTheFolder) {
+TEST_F(CardTool, CreatesSubfoldersOfTheFolder) {
   const std::string photos = makePhotoFolder();
   EXPECT_EQ(read(photoOf("Foo A/S;J"), {"--photos", photos}).exitCode, 0);
   EXPECT_EQ(contentsOf(photos + "/photoFoo A/SJ.jpg"), "ABC");
 }
 
-TEST_F(CardTool, PutsNoPictureOutsideOfTheFolder) {
+TEST_F(CardTool, WritesNoPictureOutsideOfTheFolder) {
   const std::string photos = makePhotoFolder();
   const Finished finished = read(photoOf("a/../../evil;x"), {"--photos", photos});
   EXPECT_EQ(finished.exitCode, 1);
@@ -123,34 +116,34 @@ TEST_F(CardTool, FollowsNoLinkOutOfTheFolder) {
   EXPECT_TRUE(std::filesystem::is_empty(m_folder.file("outside")));
 }
 
-TEST_F(CardTool, WritesIntoAFolderThatIsNamedThroughALink) {
+TEST_F(CardTool, AcceptsALinkToTheFolder) {
   const std::string photos = makePhotoFolder();
   std::filesystem::create_symlink(photos, m_folder.file("link"));
   EXPECT_EQ(read(photoOf("Doe;J"), {"--photos", m_folder.file("link") + "/"}).exitCode, 0);
   EXPECT_EQ(contentsOf(photos + "/photoDoeJ.jpg"), "ABC");
 }
 
-TEST_F(CardTool, TellsWhenNoFieldWasFound) {
+TEST_F(CardTool, ReportsACardWithoutFields) {
   for (const std::string& input : {std::string("garbage"), std::string(), cardOf("")}) {
     const Finished finished = read(input);
     EXPECT_EQ(finished.exitCode, 0);
     EXPECT_EQ(finished.out, kHead + kTail);
-    EXPECT_THAT(finished.err, HasSubstr("no field of a card was found"));
+    EXPECT_THAT(finished.err, HasSubstr("the card has no known field"));
   }
 }
 
-TEST_F(CardTool, TellsWhenATextWasCut) {
+TEST_F(CardTool, ReportsATruncatedField) {
   const Finished finished = read(cardOf("N;CHARSET=UTF-8:5 \u20ac;x\n"));
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_EQ(finished.out, kHead + "<Surname>5 \xe2\x82</Surname>" + kTail);
-  EXPECT_THAT(finished.err, HasSubstr("can't keep"));
+  EXPECT_THAT(finished.err, HasSubstr("1 field(s) truncated"));
 }
 
-TEST_F(CardTool, PrintsControlCharactersAsTheyStand) {
+TEST_F(CardTool, PrintsControlCharactersUnchanged) {
   EXPECT_THAT(read(cardOf("N:\x1b[31m;x\n")).out, HasSubstr("<Surname>\x1b[31m</Surname>"));
 }
 
-TEST_F(CardTool, LetsNoCardSteerATerminal) {
+TEST_F(CardTool, EscapesControlCharactersInATerminal) {
   test::Terminal terminal;
   const std::string card = m_folder.write("card.vcf", cardOf("N:\x1b[31mred;x\n"));
   test::Program program(m_folder, "cardtool", {CARDTOOL, "read", card},
@@ -160,88 +153,71 @@ TEST_F(CardTool, LetsNoCardSteerATerminal) {
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("\x1b")));
 }
 
-TEST_F(CardTool, SaysThatAPropertyStandsOutsideOfACard) {
-  expectRefused("N:Doe;John\n", "the property N stands outside of BEGIN:VCARD and END:VCARD");
+TEST_F(CardTool, ReportsWhyACardIsUnreadable) {
+  const Finished finished = read("N:Doe;John\n");
+  EXPECT_EQ(finished.exitCode, 1);
+  EXPECT_EQ(finished.out, "");
+  EXPECT_EQ(finished.err,
+            "cardtool: can't read this card: property N is outside of BEGIN:VCARD and "
+            "END:VCARD\n");
 }
 
-TEST_F(CardTool, SaysThatItIsNoCard) {
-  expectRefused("BEGIN:VCALENDAR\nX:1\n", "it begins something that is no VCARD");
-}
-
-TEST_F(CardTool, SaysThatACharacterSetIsNotRead) {
-  expectRefused(cardOf("N;CHARSET=KOI8-R:Doe;John\n"), "the property N is in a character set");
-  expectRefused(cardOf("N:x\nORG;CHARSET=ISO-8859-2:y\n"),
-                "the property ORG is in a character set");
-}
-
-TEST_F(CardTool, SaysThatBase64IsDamaged) {
-  expectRefused(cardOf("PHOTO;TYPE=JPEG;ENCODING=BASE64:A\n\n"),
-                "the BASE64 data of the property PHOTO is damaged");
-}
-
-TEST_F(CardTool, SaysThatAParameterIsEmpty) {
-  expectRefused("BEGIN;:VCARD\n", "a parameter of its first property is empty");
-  expectRefused(cardOf("N:Doe\nTEL;:1\n"), "a parameter is empty, of what follows the property N");
-  expectRefused(cardOf("TEL;X=;HOME:1\n"),
-                "a parameter is empty, of what follows the property BEGIN");
-}
-
-TEST_F(CardTool, ReasonsAreSafeToShow) {
+TEST_F(CardTool, EscapesControlCharactersInErrors) {
   const Finished finished = read("\x1b[31m\u202e:x\n");
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(finished.err, HasSubstr("\\x1b[31m\\u202e"));
 }
 
-TEST_F(CardTool, RefusesAFileThatIsNotThere) {
+TEST_F(CardTool, RejectsAMissingFile) {
   const Finished finished = readFile(m_folder.file("missing.vcf"));
   EXPECT_EQ(finished.exitCode, 3);
-  EXPECT_THAT(finished.err, HasSubstr("missing.vcf: it can't be opened: No such file"));
+  EXPECT_THAT(finished.err, HasSubstr("missing.vcf: can't be opened: No such file"));
 }
 
-TEST_F(CardTool, RefusesAFolder) {
+TEST_F(CardTool, RejectsAFolder) {
   const Finished finished = readFile(m_folder.path());
   EXPECT_EQ(finished.exitCode, 3);
-  EXPECT_THAT(finished.err, HasSubstr("it is a folder"));
+  EXPECT_THAT(finished.err, HasSubstr("can't be read: Is a directory"));
 }
 
-TEST_F(CardTool, RefusesAPhotoFolderThatIsNone) {
+TEST_F(CardTool, RejectsAnInvalidPhotoFolder) {
   for (const std::string& folder : {m_folder.file("missing"), m_folder.write("file", "x")}) {
     const Finished finished = read(cardOf("N:x\n"), {"--photos", folder});
     EXPECT_EQ(finished.exitCode, 3);
     EXPECT_EQ(finished.out, "");
-    EXPECT_THAT(finished.err, HasSubstr("there is no such folder"));
+    EXPECT_THAT(finished.err, HasSubstr("no such folder"));
   }
 }
 
-TEST_F(CardTool, TakesFourMebibytesAndNoMore) {
+TEST_F(CardTool, LimitsACardToFourMebibytes) {
   const std::string largest = "BEGIN:VCARD\nX:" + std::string((4U << 20) - 14, 'x');
   EXPECT_EQ(read(largest).exitCode, 0);
   const Finished finished = read(largest + "x");
   EXPECT_EQ(finished.exitCode, 3);
-  EXPECT_THAT(finished.err, HasSubstr("standard input: it is larger than 4 MiB"));
+  EXPECT_THAT(finished.err, HasSubstr("standard input: larger than 4 MiB"));
 }
 
-TEST_F(CardTool, RefusesInputWithoutAnEnd) { EXPECT_EQ(readFile("/dev/zero").exitCode, 3); }
+TEST_F(CardTool, RejectsEndlessInput) { EXPECT_EQ(readFile("/dev/zero").exitCode, 3); }
 
-TEST_F(CardTool, FailsWhenTheOutputIsFull) {
+TEST_F(CardTool, FailsIfTheOutputIsFull) {
   const Finished finished = test::runProgram({CARDTOOL, "read", "-"}, {.outFile = "/dev/full"});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(finished.err, HasSubstr("can't write to standard output"));
 }
 
-TEST_F(CardTool, RefusesAWrongCommandLine) {
+TEST_F(CardTool, RejectsAWrongCommandLine) {
   EXPECT_EQ(test::runProgram({CARDTOOL}, {}).exitCode, 2);
   EXPECT_EQ(test::runProgram({CARDTOOL, "read"}, {}).exitCode, 2);
   EXPECT_EQ(test::runProgram({CARDTOOL, "read", "a", "b"}, {}).exitCode, 2);
   EXPECT_EQ(test::runProgram({CARDTOOL, "paint"}, {}).exitCode, 2);
 }
 
-TEST_F(CardTool, ExplainsItself) {
+TEST_F(CardTool, PrintsHelp) {
   const Finished all = test::runProgram({CARDTOOL, "--help"}, {});
   EXPECT_EQ(all.exitCode, 0);
   EXPECT_THAT(all.out, HasSubstr("read"));
   const Finished read = test::runProgram({CARDTOOL, "read", "--help"}, {});
   EXPECT_EQ(read.exitCode, 0);
-  EXPECT_THAT(read.out, HasSubstr("Exit codes: 0 done"));
+  EXPECT_THAT(read.out, HasSubstr("Exit codes: 0 success"));
   EXPECT_THAT(read.out, HasSubstr("4 MiB"));
 }

@@ -38,7 +38,7 @@ class CardToolWrite : public testing::Test {
 
 }  // namespace
 
-TEST_F(CardToolWrite, PrintsThreeLinesForAnEmptyRecord) {
+TEST_F(CardToolWrite, PrintsThreeLinesForAnEmptyContact) {
   expectCard("{}", "");
   expectCard(R"({"firstname":"","surname":"","defaultnumber":"","office":"","office2":"",)"
              R"("mobile":"","privatenumber":"","email":"","address":"","address2":"",)"
@@ -62,35 +62,35 @@ TEST_F(CardToolWrite, ReadsAFile) {
   EXPECT_THAT(finished.out, HasSubstr("N;CHARSET=UTF-8:Mu\u00f1oz;;;;\r\n"));
 }
 
-TEST_F(CardToolWrite, PutsThePictureIn) {
+TEST_F(CardToolWrite, IncludesThePicture) {
   const test::ImageFile picture("cardtoolwrite", "ABC");
   expectCard(R"({"picture":")" + picture.name() + "\"}",
              "PHOTO;ENCODING=BASE64;TYPE=JPEG:QUJD\r\n\n");
 }
 
-TEST_F(CardToolWrite, TellsThatAPictureIsMissing) {
+TEST_F(CardToolWrite, ReportsAMissingPicture) {
   const Finished finished = write(R"({"picture":"no such\u001b.jpg"})");
   EXPECT_EQ(finished.exitCode, 0);
   EXPECT_EQ(finished.out, kEmptyCard);
-  EXPECT_THAT(finished.err, HasSubstr("the picture no such\\x1b.jpg can't be read"));
+  EXPECT_THAT(finished.err, HasSubstr("the picture no such\\x1b.jpg is unreadable or empty"));
 }
 
-TEST_F(CardToolWrite, RefusesWhatIsNoContact) {
-  expectRefused("", "this is no JSON");
-  expectRefused("[]", "a contact is one JSON object, not array");
-  expectRefused(R"({"Surname":"x"})", "a contact has no field \"Surname\"");
-  expectRefused(R"({"mobile":5})", "the field \"mobile\" must be a text, not number");
+TEST_F(CardToolWrite, RejectsInvalidContacts) {
+  expectRefused("", "not valid JSON");
+  expectRefused("[]", "a contact must be a JSON object, not array");
+  expectRefused(R"({"Surname":"x"})", "unknown field \"Surname\"");
+  expectRefused(R"({"mobile":5})", "the field \"mobile\" must be a string, not number");
 }
 
-TEST_F(CardToolWrite, RefusesFilesThatCanNotBeUsed) {
+TEST_F(CardToolWrite, RejectsUnusableFiles) {
   for (const std::string& file : {m_folder.file("none.json"), m_folder.path()}) {
     const Finished finished = test::runProgram({CARDTOOL, "write", file}, {});
     EXPECT_EQ(finished.exitCode, 3);
-    EXPECT_THAT(finished.err, HasSubstr("cardtool: " + file + ": it "));
+    EXPECT_THAT(finished.err, HasSubstr("cardtool: " + file + ": can't be "));
   }
 }
 
-TEST_F(CardToolWrite, ShowsHostileTextSafelyInATerminal) {
+TEST_F(CardToolWrite, EscapesControlCharactersInATerminal) {
   test::Terminal terminal;
   const std::string file = m_folder.write("c.json", R"({"surname":"\u001b[31mred"})");
   test::Program program(m_folder, "write", {CARDTOOL, "write", file},
@@ -100,19 +100,19 @@ TEST_F(CardToolWrite, ShowsHostileTextSafelyInATerminal) {
   EXPECT_THAT(terminal.screen(), Not(HasSubstr("\x1b")));
 }
 
-TEST_F(CardToolWrite, GivesTheBytesAsTheyAreToEverythingElse) {
+TEST_F(CardToolWrite, PrintsBytesUnchangedElsewhere) {
   EXPECT_THAT(write(R"({"surname":"\u001b[31m\nx"})").out,
               HasSubstr("N;CHARSET=UTF-8:\x1b[31m\nx;;;;\r\n"));
 }
 
-TEST_F(CardToolWrite, FailsWhenTheOutputIsFull) {
+TEST_F(CardToolWrite, FailsIfTheOutputIsFull) {
   const Finished finished =
       test::runProgram({CARDTOOL, "write", "-"}, {.input = "{}", .outFile = "/dev/full"});
   EXPECT_EQ(finished.exitCode, 1);
   EXPECT_THAT(finished.err, HasSubstr("can't write to standard output"));
 }
 
-TEST_F(CardToolWrite, ExplainsItself) {
+TEST_F(CardToolWrite, PrintsHelp) {
   const Finished help = test::runProgram({CARDTOOL, "write", "--help"}, {});
   EXPECT_EQ(help.exitCode, 0);
   EXPECT_THAT(help.out, HasSubstr("firstname, surname, defaultnumber, office"));

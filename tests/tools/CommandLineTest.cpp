@@ -8,7 +8,7 @@ namespace {
 using test::Finished;
 using testing::HasSubstr;
 
-/// phonectl where there is no phone.
+/// phonectl without a phone.
 class CommandLine : public test::PhoneFixture {
  protected:
   void expectUsageError(const test::Program::Words& words, const std::string& complaint) {
@@ -20,46 +20,46 @@ class CommandLine : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(CommandLine, RefusesWhatItDoesNotKnow) {
-  expectUsageError({}, "say what to do");
+TEST_F(CommandLine, RejectsUnknownArguments) {
+  expectUsageError({}, "no command given");
   expectUsageError({"dial"}, "dial");
-  expectUsageError({"book"}, "say what to do");
+  expectUsageError({"book"}, "no command given");
   expectUsageError({"book", "show"}, "required");
   expectUsageError({"receive"}, "required");
   expectUsageError({"receive", "maybe"}, "on");
   expectUsageError({"status", "--loud"}, "--loud");
-  expectUsageError({"--bus", "nonsense", "status"}, "neither session nor system nor");
+  expectUsageError({"--bus", "nonsense", "status"}, "must be session, system or a D-Bus address");
 }
 
-TEST_F(CommandLine, RefusesOptionsThatContradictEachOther) {
+TEST_F(CommandLine, RejectsContradictingOptions) {
   expectUsageError({"watch", "--accept", "--reject"}, "excludes");
   expectUsageError({"watch", "--ask", "--accept"}, "excludes");
   expectUsageError({"watch", "--json", "--ask"}, "excludes");
 }
 
-TEST_F(CommandLine, RefusesDestinationsThatAreNone) {
+TEST_F(CommandLine, RejectsInvalidDestinations) {
   const auto expectRefused = [&](const std::string& address, const std::string& channel,
                                  const std::string& complaint) {
     expectUsageError({"send", "Berg", "--to", address, "--channel", channel}, complaint);
   };
   for (const char* address : {"", "66:77:88:99:AA", "66:77:88:99:AA:BB:CC", "66:77:88:99:AA:GG",
                               "66-77-88-99-AA-BB", "6:77:88:99:AA:BB", "00:00:00:00:00:00"}) {
-    expectRefused(address, "9", "--to: it is no Bluetooth address such as 66:77:88:99:AA:BB");
+    expectRefused(address, "9", "--to: not a Bluetooth address such as 66:77:88:99:AA:BB");
   }
   for (const char* channel : {"0", "31", "-1", "x", "9x", "", "99999999999"}) {
     expectRefused("66:77:88:99:AA:BB", channel,
-                  "--channel: an RFCOMM channel is a number from 1 to 30");
+                  "--channel: Value " + std::string(channel) + " not in range 1 to 30");
   }
 }
 
-TEST_F(CommandLine, RefusesASendingWithoutOneContactOrADestination) {
+TEST_F(CommandLine, RejectsSendingWithoutContactOrDestination) {
   const test::Program::Words there = {"--to", "66:77:88:99:AA:BB", "--channel", "9"};
   const auto sending = [&](test::Program::Words words) {
     words.insert(words.begin(), "send");
     words.insert(words.end(), there.begin(), there.end());
     return words;
   };
-  expectUsageError(sending({}), "say what: an entry of the phonebook, --json or --pending");
+  expectUsageError(sending({}), "name an entry of the phonebook, --json or --pending");
   expectUsageError(sending({"Berg", "--pending"}), "excludes");
   expectUsageError(sending({"Berg", "--json", "-"}), "excludes");
   expectUsageError(sending({"--pending", "--json", "-"}), "excludes");
@@ -67,7 +67,7 @@ TEST_F(CommandLine, RefusesASendingWithoutOneContactOrADestination) {
   expectUsageError({"book", "import"}, "required");
 }
 
-TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
+TEST_F(CommandLine, PrintsHelpAndExitCodesForEveryCommand) {
   for (const test::Program::Words& words : {test::Program::Words{"status"},
                                             {"receive"},
                                             {"watch"},
@@ -86,13 +86,13 @@ TEST_F(CommandLine, ExplainsEveryCommandAndItsExitCodes) {
     help.emplace_back("--help");
     const Finished finished = phonectl(help);
     EXPECT_EQ(finished.exitCode, 0);
-    EXPECT_THAT(finished.out, HasSubstr("Exit codes: 0 done")) << words.back();
+    EXPECT_THAT(finished.out, HasSubstr("Exit codes: 0 success")) << words.back();
   }
   EXPECT_EQ(phonectl({"--help"}).exitCode, 0);
   EXPECT_THAT(phonectl({"--version"}).out, HasSubstr("phonectl "));
 }
 
-TEST_F(CommandLine, TellsThatThePhoneIsNotRunningAndHowToStartIt) {
+TEST_F(CommandLine, ReportsAMissingPhoneAndHowToStartIt) {
   for (const test::Program::Words& words :
        {test::Program::Words{"status"},
         {"receive", "on"},
@@ -112,25 +112,25 @@ TEST_F(CommandLine, TellsThatThePhoneIsNotRunningAndHowToStartIt) {
   }
 }
 
-TEST_F(CommandLine, TellsThatTheBusCanNotBeReached) {
+TEST_F(CommandLine, ReportsAnUnreachableBus) {
   const Finished finished = phonectl({"--bus", "unix:path=" + folder().file("none"), "status"});
   EXPECT_EQ(finished.exitCode, 3);
   EXPECT_THAT(finished.err, HasSubstr("can't reach the bus at"));
 }
 
-TEST_F(CommandLine, TellsThatThereIsNoSessionBus) {
+TEST_F(CommandLine, ReportsAMissingSessionBus) {
   const Finished finished = phonectl({"--bus", "session", "status"});
   EXPECT_EQ(finished.exitCode, 3);
   EXPECT_THAT(finished.err, HasSubstr("--bus"));
 }
 
-TEST_F(CommandLine, TakesTheBusBehindTheCommandToo) {
+TEST_F(CommandLine, AcceptsTheBusAfterTheCommand) {
   const Finished finished = phonectl({"status", "--bus", "unix:path=" + folder().file("none")});
   EXPECT_EQ(finished.exitCode, 3);
   EXPECT_THAT(finished.err, HasSubstr("can't reach the bus at"));
 }
 
-TEST_F(CommandLine, TakesTheSessionBusWhenNothingIsSaid) {
+TEST_F(CommandLine, UsesTheSessionBusByDefault) {
   test::Program::Options with;
   with.environment["PHONE_BUS"] = "";
   with.environment["DBUS_SESSION_BUS_ADDRESS"] = busAddress();

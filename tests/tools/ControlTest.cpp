@@ -13,10 +13,10 @@ using test::Finished;
 using testing::HasSubstr;
 using testing::Not;
 
-/// Status, switching, and a phone that doesn't answer.
+/// Status, switching, and a busy phone.
 class Control : public test::PhoneFixture {
  protected:
-  // A phone that can't stop its push server takes its time to give up, which is tested elsewhere.
+  // A phone that can't stop its push server is slow to end, which another test covers.
   void TearDown() override {
     if (m_busy) killPhone();
     PhoneFixture::TearDown();
@@ -24,7 +24,7 @@ class Control : public test::PhoneFixture {
 
   nlohmann::json status() { return nlohmann::json::parse(phonectl({"status", "--json"}).out); }
 
-  /// A phone without a radio whose push server can't be stopped: it is busy for ever.
+  /// A phone without a radio, busy forever stopping its push server.
   void startBusyPhone() {
     m_busy = true;
     startPhone(Radio::None);
@@ -37,7 +37,7 @@ class Control : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(Control, StatusTellsHowThePhoneIs) {
+TEST_F(Control, StatusPrintsText) {
   startPhone();
   const Finished finished = phonectl({"status"});
   EXPECT_EQ(finished.exitCode, 0) << finished.err;
@@ -47,7 +47,7 @@ TEST_F(Control, StatusTellsHowThePhoneIs) {
   EXPECT_THAT(finished.out, HasSubstr("images     /data/images\n"));
 }
 
-TEST_F(Control, StatusGivesProgramsOneObject) {
+TEST_F(Control, StatusPrintsJson) {
   startPhone();
   const nlohmann::json told = status();
   EXPECT_EQ(told.at("radio"), "ready");
@@ -56,7 +56,7 @@ TEST_F(Control, StatusGivesProgramsOneObject) {
   EXPECT_TRUE(told.at("queued").is_number());
 }
 
-TEST_F(Control, ReceivingIsSwitchedOnAndOff) {
+TEST_F(Control, SwitchesReceivingOnAndOff) {
   startPhone();
   const Finished on = phonectl({"receive", "on"});
   EXPECT_EQ(on.exitCode, 0);
@@ -70,7 +70,7 @@ TEST_F(Control, ReceivingIsSwitchedOnAndOff) {
   EXPECT_EQ(status().at("listening"), false);
 }
 
-TEST_F(Control, SwitchingOnWithoutARadioSaysWhatIsMissing) {
+TEST_F(Control, ReceiveOnReportsAMissingRadio) {
   startPhone(Radio::None);
   const Finished finished = phonectl({"receive", "on"});
   EXPECT_EQ(finished.exitCode, 0);
@@ -79,7 +79,7 @@ TEST_F(Control, SwitchingOnWithoutARadioSaysWhatIsMissing) {
   EXPECT_THAT(phonectl({"status"}).out, HasSubstr("Bluetooth"));
 }
 
-TEST_F(Control, SwitchingOffWithoutARadioIsHandedOver) {
+TEST_F(Control, ReceiveOffIsHandedOverWithoutARadio) {
   m_busy = true;
   startPhone(Radio::None);
   phonectl({"receive", "on"});
@@ -93,16 +93,16 @@ TEST_F(Control, SwitchingOffWithoutARadioIsHandedOver) {
   EXPECT_EQ(status().at("queued"), 1);
 }
 
-TEST_F(Control, TellsThatThePhoneIsBusyAndStaysUntilItIsLeft) {
+TEST_F(Control, ReportsABusyPhoneAndEndsOnSigint) {
   startBusyPhone();
   const auto accept = startPhonectl({"accept"});
   ASSERT_TRUE(accept->waitForErr("the phone is busy (switching receiving on or off for"));
   accept->signal(SIGINT);
   EXPECT_EQ(accept->wait(), 128 + SIGINT);
-  EXPECT_THAT(accept->err(), HasSubstr("What was asked of it stays with it"));
+  EXPECT_THAT(accept->err(), HasSubstr("the phone still carries out the request"));
 }
 
-TEST_F(Control, TerminationEndsTheWaitingToo) {
+TEST_F(Control, EndsOnSigterm) {
   startBusyPhone();
   const auto reject = startPhonectl({"reject"});
   ASSERT_TRUE(reject->waitForErr("the phone is busy"));
@@ -110,13 +110,13 @@ TEST_F(Control, TerminationEndsTheWaitingToo) {
   EXPECT_EQ(reject->wait(), 128 + SIGTERM);
 }
 
-TEST_F(Control, ABusyPhoneStillAnswersForItsPhonebookAndStatus) {
+TEST_F(Control, BusyPhoneStillAnswersPhonebookAndStatus) {
   startBusyPhone();
   EXPECT_EQ(phonectl({"book", "list"}).exitCode, 0);
   EXPECT_THAT(phonectl({"status"}).out, HasSubstr("busy       switching receiving on or off"));
 }
 
-TEST_F(Control, TellsThatThePhoneWentAway) {
+TEST_F(Control, ReportsThatThePhoneWentAway) {
   startBusyPhone();
   const auto accept = startPhonectl({"accept"});
   ASSERT_TRUE(accept->waitForErr("the phone is busy"));
@@ -125,16 +125,16 @@ TEST_F(Control, TellsThatThePhoneWentAway) {
   EXPECT_THAT(accept->err(), HasSubstr("went away before it answered"));
 }
 
-TEST_F(Control, TellsThatTheBusWentAway) {
+TEST_F(Control, ReportsThatTheBusWentAway) {
   startBusyPhone();
   const auto accept = startPhonectl({"accept"});
   ASSERT_TRUE(accept->waitForErr("the phone is busy"));
   killBus();
   EXPECT_EQ(accept->wait(), 4);
-  EXPECT_THAT(accept->err(), HasSubstr("the connection to the bus at"));
+  EXPECT_THAT(accept->err(), HasSubstr("lost the connection to the bus at"));
 }
 
-TEST_F(Control, FailsWhenTheOutputIsFull) {
+TEST_F(Control, FailsIfTheOutputIsFull) {
   startPhone();
   const auto program = startPhonectl({"status"}, {.outFile = "/dev/full"});
   EXPECT_EQ(program->wait(), 1);

@@ -8,10 +8,10 @@
 
 namespace test {
 
-/// A file in the phone's images folder under a name that no other test has, gone with the object.
+/// A file in the phone's images folder under a name unique to the test, removed by the destructor.
 class ImageFile {
  public:
-  /// `name` is made the test's own. Without contents there is no file yet.
+  /// `name` gets a unique suffix. Without contents no file is created.
   explicit ImageFile(const std::string& name, const std::string& contents = "")
       : m_name(name + std::to_string(::getpid()) + ".jpg") {
     if (!contents.empty()) std::ofstream(path(), std::ios::binary) << contents;

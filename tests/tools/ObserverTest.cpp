@@ -13,18 +13,16 @@ using phonectl::kObserver;
 using phonectl::PhoneBus;
 using phonectl::PhoneObserver;
 using testing::ElementsAre;
+using testing::StartsWith;
 
-/// Writes down what it is told.
+/// Records notifications.
 class Events : public phonectl::PhoneEvents {
  public:
   std::vector<std::string> told;
 
   void cardOffered(const std::string& message) override { told.push_back("offered " + message); }
-  void cardsStored(const std::string& message, long long count) override {
-    told.push_back("stored " + message + " " + std::to_string(count));
-  }
-  void cardsNotStored(const std::string& message, long long count) override {
-    told.push_back("not stored " + message + " " + std::to_string(count));
+  void cardsAccepted(const phonectl::Outcome& outcome) override {
+    told.push_back(outcome.sentence());
   }
   void cardUnreadable() override { told.emplace_back("unreadable"); }
   void destinationWanted(const std::string& contact) override {
@@ -36,7 +34,7 @@ class Events : public phonectl::PhoneEvents {
   }
 };
 
-/// An observer on a bus, and others on that bus who send it messages.
+/// An observer on a bus, with the phone and a stranger that send it messages.
 class Observer : public test::PhoneFixture {
  protected:
   void SetUp() override {
@@ -49,7 +47,7 @@ class Observer : public test::PhoneFixture {
     m_observer->listenTo(m_phone->connection()->get_unique_name());
   }
 
-  /// Sends a message with a body in GVariant's text format, and waits until it was taken.
+  /// Sends a message with a body in GVariant's text format and waits for the reply.
   void send(PhoneBus& from, const std::string& member, const std::string& body) {
     const Glib::VariantContainerBase parameters(
         g_variant_ref_sink(g_variant_new_parsed(body.c_str())), false);
@@ -74,7 +72,7 @@ class Observer : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(Observer, HearsEverythingThatThePhoneTells) {
+TEST_F(Observer, PassesOnEveryNotification) {
   tell("vCardAcceptEvent", "({'acceptParam': <'x'>},)");
   tell("vCardReceivedEvent", "({'vCardiParam': <'x'>, 'countParam': <2>},)");
   tell("vCardErrorEvent", "({'errorParam': <'x'>, 'countParam': <2>},)");
@@ -82,41 +80,43 @@ TEST_F(Observer, HearsEverythingThatThePhoneTells) {
   tell("vCardDestRequestEvent", "({'infoParam': <'Doe'>},)");
   tell("vCardSendErrEvent",
        "({'infoParam': <'Doe'>, 'bdaParam': <'00:11'>, 'channelParam': <0>},)");
-  EXPECT_THAT(m_events.told, ElementsAre("offered x", "stored x 2", "not stored x 2", "unreadable",
-                                         "where Doe", "not sent Doe 00:11"));
+  EXPECT_THAT(m_events.told,
+              ElementsAre("offered x", "2 cards stored, the first is (unreadable card).",
+                          StartsWith("Not all of 2 cards could be stored"), "unreadable",
+                          "where Doe", "not sent Doe 00:11"));
 }
 
-TEST_F(Observer, HearsTextsThatTravelAsBytes) {
+TEST_F(Observer, AcceptsByteArrays) {
   tell("vCardAcceptEvent", "({'acceptParam': <[byte 0x61, 0xff]>},)");
   EXPECT_THAT(m_events.told, ElementsAre("offered a\xff"));
 }
 
-TEST_F(Observer, HearsOfASentContactOnce) {
+TEST_F(Observer, ReportsASentContactOnce) {
   tell("vCardSendSuccEvent", "({'infoParam': <''>},)");
   EXPECT_THAT(m_events.told, ElementsAre());
   tell("vCardSendSuccEvent", "({'infoParam': <'Doe'>},)");
   EXPECT_THAT(m_events.told, ElementsAre("sent Doe"));
 }
 
-TEST_F(Observer, HearsOfSentContactsWithoutAName) {
+TEST_F(Observer, ReportsSentContactsWithoutAName) {
   for (int i = 0; i < 4; ++i) tell("vCardSendSuccEvent", "({'infoParam': <''>},)");
   EXPECT_THAT(m_events.told, ElementsAre("sent ", "sent "));
 }
 
-TEST_F(Observer, TakesNoNoticeOfStrangers) {
+TEST_F(Observer, IgnoresStrangers) {
   send(*m_stranger, "vCardAcceptEvent", "({'acceptParam': <'forged'>},)");
   send(*m_stranger, "vCardReceivedEvent", "({'vCardiParam': <'forged'>, 'countParam': <1>},)");
   EXPECT_THAT(m_events.told, ElementsAre());
 }
 
-TEST_F(Observer, TakesNoNoticeOfAnyoneWhileThereIsNoPhone) {
+TEST_F(Observer, IgnoresEveryoneWithoutAPhone) {
   m_observer->listenTo("");
   tell("vCardAcceptEvent", "({'acceptParam': <'x'>},)");
   EXPECT_THAT(m_events.told, ElementsAre());
 }
 
-TEST_F(Observer, TakesParametersOfOtherTypesForMissing) {
+TEST_F(Observer, TreatsParametersOfOtherTypesAsMissing) {
   tell("vCardAcceptEvent", "({'acceptParam': <5>},)");
   tell("vCardReceivedEvent", "({'countParam': <'x'>},)");
-  EXPECT_THAT(m_events.told, ElementsAre("offered ", "stored  0"));
+  EXPECT_THAT(m_events.told, ElementsAre("offered ", "No card was waiting; nothing was stored."));
 }

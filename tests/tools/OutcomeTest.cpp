@@ -1,8 +1,8 @@
-#include "tools/phonectl/Outcome.h"
+#include "tools/phonectl/PhoneObserver.h"
 
 #include <gtest/gtest.h>
 
-#include "cards/CardJson.h"
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -14,19 +14,19 @@ const std::string kJohn =
 
 }  // namespace
 
-TEST(Outcome, TellsOfOneStoredCard) {
+TEST(Outcome, NamesOneStoredCard) {
   EXPECT_EQ(Outcome(true, 1, kJohn).sentence(), "1 card stored: Doe, John.");
 }
 
-TEST(Outcome, TellsOfSeveralStoredCardsAndNamesTheFirst) {
+TEST(Outcome, NamesTheFirstOfSeveralStoredCards) {
   EXPECT_EQ(Outcome(true, 2, kJohn).sentence(), "2 cards stored, the first is Doe, John.");
 }
 
-TEST(Outcome, TellsThatNoCardWasWaiting) {
-  EXPECT_EQ(Outcome(true, 0, "").sentence(), "No card was waiting: nothing was stored.");
+TEST(Outcome, ReportsThatNoCardWasWaiting) {
+  EXPECT_EQ(Outcome(true, 0, "").sentence(), "No card was waiting; nothing was stored.");
 }
 
-TEST(Outcome, TellsThatCardsCouldNotBeStoredAndWhatToDo) {
+TEST(Outcome, ReportsAFailureAndWhatToDo) {
   const std::string one = Outcome(false, 1, kJohn).sentence();
   EXPECT_EQ(one.find("1 card could not be stored: Doe, John."), 0U) << one;
   const std::string many = Outcome(false, 3, kJohn).sentence();
@@ -34,12 +34,11 @@ TEST(Outcome, TellsThatCardsCouldNotBeStoredAndWhatToDo) {
   EXPECT_NE(many.find("sent again"), std::string::npos);
 }
 
-TEST(Outcome, TellsOfCardsWhoseTextIsNone) {
-  EXPECT_EQ(Outcome(true, 1, "\x1bnonsense").sentence(),
-            "1 card stored: (a card that can't be shown).");
+TEST(Outcome, ReportsAnUnreadableCard) {
+  EXPECT_EQ(Outcome(true, 1, "\x1bnonsense").sentence(), "1 card stored: (unreadable card).");
 }
 
-TEST(Outcome, IsAnEventForPrograms) {
+TEST(Outcome, IsAJsonEvent) {
   EXPECT_EQ(cards::jsonLine(Outcome(true, 0, "").json()), R"({"event":"received","count":0})");
   const auto stored = Outcome(true, 2, kJohn).json();
   EXPECT_EQ(stored["event"], "received");

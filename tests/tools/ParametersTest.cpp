@@ -6,7 +6,7 @@ namespace {
 
 using phonectl::Parameters;
 
-/// The parameters in a body written in GVariant's text format.
+/// Parses a body in GVariant's text format.
 Parameters parametersOf(const char* text) {
   return Parameters(
       Glib::VariantContainerBase(g_variant_ref_sink(g_variant_new_parsed(text)), false));
@@ -14,17 +14,17 @@ Parameters parametersOf(const char* text) {
 
 }  // namespace
 
-TEST(Parameters, ReadsATextThatIsUtf8) {
+TEST(Parameters, ReadsAString) {
   EXPECT_EQ(parametersOf("({'p': <'Muñoz'>},)").text("p"), "Muñoz");
 }
 
-TEST(Parameters, ReadsATextThatTravelsAsBytes) {
+TEST(Parameters, ReadsAByteArray) {
   EXPECT_EQ(parametersOf("({'p': <[byte 0x61, 0xff, 0x00, 0x62]>},)").text("p"),
             std::string("a\xff\0b", 4));
   EXPECT_EQ(parametersOf("({'p': <@ay []>},)").text("p"), "");
 }
 
-TEST(Parameters, ReadsABooleanAndEveryWholeNumber) {
+TEST(Parameters, ReadsBooleansAndIntegers) {
   EXPECT_EQ(parametersOf("({'p': <true>},)").boolean("p"), true);
   EXPECT_EQ(parametersOf("({'p': <-5>},)").number("p"), -5);
   EXPECT_EQ(parametersOf("({'p': <uint32 4000000000>},)").number("p"), 4000000000LL);
@@ -32,7 +32,7 @@ TEST(Parameters, ReadsABooleanAndEveryWholeNumber) {
   EXPECT_EQ(parametersOf("({'p': <int64 -1>},)").number("p"), -1);
 }
 
-TEST(Parameters, HaveNothingOfAnotherTypeOrName) {
+TEST(Parameters, IgnoresOtherTypesAndNames) {
   const Parameters parameters = parametersOf("({'p': <'x'>, 'n': <5>},)");
   EXPECT_FALSE(parameters.number("p"));
   EXPECT_FALSE(parameters.boolean("p"));
@@ -40,18 +40,18 @@ TEST(Parameters, HaveNothingOfAnotherTypeOrName) {
   EXPECT_FALSE(parameters.text("P"));
 }
 
-TEST(Parameters, AreEmptyWhenTheBodyIsAnother) {
+TEST(Parameters, IsEmptyForAnotherBody) {
   EXPECT_TRUE(parametersOf("('x',)").all().empty());
   EXPECT_TRUE(parametersOf("({'p': 'x'},)").all().empty());
   EXPECT_TRUE(Parameters(Glib::VariantContainerBase()).all().empty());
 }
 
-TEST(Parameters, MakeABodyThatReadsBack) {
+TEST(Parameters, RoundTripsThroughABody) {
   const Parameters parameters(Parameters().addBool("flag", true).body());
   EXPECT_EQ(parameters.boolean("flag"), true);
 }
 
-TEST(Parameters, CarryEveryText) {
+TEST(Parameters, CarriesEveryText) {
   const std::string nul("a\0b", 3);
   const Parameters parameters(Parameters()
                                   .addText("utf8", "Mu\u00f1oz")
@@ -68,7 +68,7 @@ TEST(Parameters, CarryEveryText) {
   EXPECT_EQ(parameters.all().at("nul").get_type_string(), "ay");
 }
 
-TEST(Parameters, CarryANumber) {
+TEST(Parameters, CarriesANumber) {
   const Parameters parameters(Parameters().addInt("channel", 9).body());
   EXPECT_EQ(parameters.number("channel"), 9);
   EXPECT_EQ(parameters.all().at("channel").get_type_string(), "i");

@@ -77,7 +77,7 @@ void PhoneFixture::startReceivingPhone() {
 void PhoneFixture::stopPhone() {
   m_phone->signal(SIGTERM);
   const int exitCode = m_phone->wait();
-  // 3: stopped as asked, but the service waited for a radio that isn't there.
+  // 3: stopped on request while the service was waiting for a missing radio.
   EXPECT_TRUE(exitCode == 0 || exitCode == 3) << exitCode << "\n" << m_phone->err();
   EXPECT_EQ(m_phone->err().find("Sanitizer"), std::string::npos) << m_phone->err();
 }
@@ -127,7 +127,7 @@ void PhoneFixture::push(const std::vector<std::string>& cards) {
   for (std::size_t i = 0; i < cards.size(); ++i) {
     words.push_back(folder().write("card" + std::to_string(i) + ".vcf", cards[i]));
   }
-  // The server opens its link anew when a peer has gone, and refuses for that moment.
+  // After a peer leaves, the server reopens its socket and refuses connections meanwhile.
   Finished pushed{};
   const bool reached = waitFor([&] {
     pushed = runProgram(words, {});
@@ -157,7 +157,7 @@ std::unique_ptr<Program> PhoneFixture::startReceiver() {
        {std::string("obex_test"), std::string("-b"), std::to_string(kPeerChannel)}) {
     words.push_back(word);
   }
-  // Receives what comes over one link, then quits.
+  // Serves one link, then quits.
   Program::Options with;
   with.input = "s\nq\n";
   with.folder = folder().file("received");

@@ -10,8 +10,8 @@
 
 namespace test {
 
-/// The telephone as its users run it: a bus of the test's own, phone-host with the real service on
-/// the virtual radio, and phonectl. Cards are pushed by a program that knows nothing of all this.
+/// The telephone as users run it: a private bus, phone-host with the real service on the virtual
+/// radio, and phonectl. Cards are pushed by obexput.
 class PhoneFixture : public testing::Test {
  protected:
   PhoneFixture();
@@ -21,44 +21,43 @@ class PhoneFixture : public testing::Test {
   void TearDown() override;
 
   void startBus();
-  /// Ends the bus under everyone's feet.
+  /// Kills the bus.
   void killBus();
 
   enum class Radio { Virtual, None };
-  /// Returns when the phone is on the bus; receiving is off then.
+  /// Returns when the phone is on the bus, with receiving off.
   void startPhone(Radio radio = Radio::Virtual);
   /// With receiving switched on.
   void startReceivingPhone();
-  /// Ends it as the system would and checks that it ended well.
+  /// Stops it with SIGTERM and checks its exit code.
   void stopPhone();
-  /// Ends it without a chance to say anything.
+  /// Kills it with SIGKILL.
   void killPhone();
 
-  /// Runs phonectl on the test's bus to its end.
+  /// Runs phonectl on the test's bus.
   Finished phonectl(const Program::Words& words, const std::string& input = "");
-  /// Starts it and leaves it running.
+  /// Starts phonectl in the background.
   std::unique_ptr<Program> startPhonectl(const Program::Words& words,
                                          Program::Options options = {});
   /// `phonectl watch`, subscribed.
   std::unique_ptr<Program> startWatch(const Program::Words& options, const std::string& input = "");
 
-  /// Pushes objects over the radio, all over one link.
+  /// Pushes objects over one link.
   void push(const std::vector<std::string>& cards);
   /// A small card.
   static std::string card(const std::string& surname, const std::string& lines = "");
-  /// Pushes and waits until the phone has offered them to this watch, which has seen `before` so
-  /// far.
+  /// Pushes cards and waits until `watch`, which has shown `before` cards so far, shows them.
   void pushAndWaitFor(Program& watch, const std::vector<std::string>& cards, int before = 0);
 
   static constexpr const char* kPeerAddress = "66:77:88:99:AA:BB";
   static constexpr int kPeerChannel = 9;
-  /// Another device that takes one link and stores what is pushed over it, a program that knows
-  /// nothing of all this. Returns when it listens.
+  /// Another device (obex_test) that accepts one link and stores what is pushed. Returns when it
+  /// listens.
   std::unique_ptr<Program> startReceiver();
-  /// What it has received under this name.
+  /// A file that it received.
   std::string received(const std::string& name) const;
 
-  /// From now on nothing can be stored.
+  /// Makes every write to the phonebook fail.
   void breakPhonebook() const;
 
   const TestFolder& folder() const { return m_folder; }

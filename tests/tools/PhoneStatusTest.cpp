@@ -16,12 +16,12 @@ PhoneStatus statusOf(const char* text) {
 
 }  // namespace
 
-TEST(PhoneStatus, TellsWhatTheRadioLacks) {
+TEST(PhoneStatus, ReportsAMissingRadio) {
   EXPECT_EQ(statusOf("({'radio': <'ready'>},)").missingRadio(), "");
   EXPECT_EQ(statusOf("({'radio': <'no adapter\x1b'>},)").missingRadio(), "no adapter\\x1b");
 }
 
-TEST(PhoneStatus, TellsWhatThePhoneIsBusyWithInPlainWords) {
+TEST(PhoneStatus, DescribesTheCurrentWork) {
   EXPECT_EQ(statusOf("({'busy': <true>, 'busyWith': <'vCardSendEvent'>, 'busySeconds': <12>},)")
                 .busyWith(),
             "sending a card for 12 s");
@@ -36,15 +36,15 @@ TEST(PhoneStatus, ShowsLinkAndQueue) {
                          " 'peer': <'66:77:88:99:AA:BB'>, 'queued': <2>},)")
                          .lines();
   EXPECT_THAT(lines, Contains("receiving  on, channel 4, linked to 66:77:88:99:AA:BB"));
-  EXPECT_THAT(lines, Contains("busy       no, 2 more requests wait"));
+  EXPECT_THAT(lines, Contains("busy       no, 2 more requests queued"));
 }
 
-TEST(PhoneStatus, GivesProgramsEverythingThatThePhoneTold) {
+TEST(PhoneStatus, PrintsEverythingAsJson) {
   const auto json = statusOf("({'a': <true>, 'b': <5>, 'c': <'x'>, 'd': <1.5>},)").json();
   EXPECT_EQ(json.dump(), R"({"a":true,"b":5,"c":"x","d":"1.5"})");
 }
 
-TEST(PhoneStatus, NeedsNothingToBeThere) {
+TEST(PhoneStatus, ToleratesMissingValues) {
   const PhoneStatus status = statusOf("(@a{sv} {},)");
   EXPECT_FALSE(status.listening());
   EXPECT_EQ(status.imagesFolder(), "/data/images");

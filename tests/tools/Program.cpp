@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kKilled = 1000;
 
-// What would make a program find the machine's own phone in place of the test's.
+// Variables that would lead a program to the machine's own phone.
 constexpr const char* kNotInherited[] = {"LD_PRELOAD", "DBUS_SESSION_BUS_ADDRESS", "PHONE_BUS",
                                          "XDG_STATE_HOME", "XDG_RUNTIME_DIR"};
 
@@ -93,7 +93,7 @@ void Program::spawn(const Words& words, const Options& options, const std::strin
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   if (options.terminal) {
-    // The first terminal that the leader of a session opens becomes the one that controls it.
+    // The first terminal opened by a session leader becomes its controlling terminal.
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     posix_spawn_file_actions_addopen(&files, 0, options.terminal->c_str(), O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&files, 0, 1);

@@ -9,7 +9,7 @@
 
 namespace test {
 
-/// A folder of the test's own, gone with it.
+/// A temporary folder, removed by the destructor.
 class TestFolder {
  public:
   TestFolder();
@@ -26,25 +26,25 @@ class TestFolder {
   std::string m_path;
 };
 
-/// The bytes of a file, empty when there is none.
+/// The contents of a file; empty if it does not exist.
 std::string contentsOf(const std::string& path);
 
-/// A program that runs beside the test. What it writes is kept in files, so that it can be read
-/// while it runs and a full pipe never stops it. It is killed when the object goes.
+/// A program in the background. Its output goes to files, so that it can be read at any time and no
+/// full pipe stops the program. The destructor kills it.
 class Program {
  public:
   using Words = std::vector<std::string>;
   using Environment = std::map<std::string, std::string>;
 
   struct Options {
-    Environment environment{};              ///< in addition to the test's own
-    std::string input{};                    ///< on its standard input
-    std::optional<std::string> outFile{};   ///< standard output goes there instead
-    std::string folder{};                   ///< where it runs, when not where the test does
-    std::optional<std::string> terminal{};  ///< a terminal for all three, which it controls
+    Environment environment{};              ///< added to the test's own
+    std::string input{};                    ///< standard input
+    std::optional<std::string> outFile{};   ///< standard output instead of a file of the test
+    std::string folder{};                   ///< working directory; empty: the test's
+    std::optional<std::string> terminal{};  ///< controlling terminal, for all three streams
   };
 
-  /// Starts it. Throws std::system_error when it can't be.
+  /// Starts it. Throws std::system_error.
   Program(const TestFolder& folder, const std::string& name, const Words& words,
           const Options& options);
   ~Program();
@@ -56,13 +56,13 @@ class Program {
   [[nodiscard]] pid_t pid() const { return m_pid; }
 
   [[nodiscard]] bool running();
-  /// Waits until this text was written that often; false when it ended or never wrote it.
+  /// Waits until `text` was written `count` times; false if the program ends without, or times out.
   bool waitForOut(const std::string& text, int count = 1);
   bool waitForErr(const std::string& text, int count = 1);
 
   void signal(int number) const;
-  /// Waits for its end: the exit code, or 1000 and the signal's number that killed it. -1 when it
-  /// doesn't end.
+  /// Waits for its end. Returns the exit code, 1000 plus the signal that killed it, or -1 on
+  /// timeout.
   int wait();
 
  private:
@@ -74,7 +74,7 @@ class Program {
   std::optional<int> m_status;
 };
 
-/// What a program left behind that ran to its end.
+/// The result of a finished program.
 struct Finished {
   int exitCode;
   std::string out;
@@ -83,7 +83,7 @@ struct Finished {
 
 Finished runProgram(const Program::Words& words, const Program::Options& options);
 
-/// How often the text stands in another.
+/// Counts `text` in `of`.
 int occurrences(const std::string& text, const std::string& of);
 
 }  // namespace test

@@ -11,7 +11,7 @@ using phonectl::Destination;
 using phonectl::Failure;
 using testing::HasSubstr;
 
-/// One who sends, and others who use the same phone meanwhile.
+/// A sender beside other users of the same phone.
 class SendingBesideOthers : public test::PhoneFixture {
  protected:
   void SetUp() override {
@@ -28,7 +28,7 @@ class SendingBesideOthers : public test::PhoneFixture {
   }
 
   void handOver(const std::string& surname) {
-    contacts::Contact contact;
+    cards::Contact contact;
     contact.surname = surname;
     m_sending->handOver(contact);
   }
@@ -60,31 +60,31 @@ class SendingBesideOthers : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(SendingBesideOthers, IsToldOfItsContact) {
+TEST_F(SendingBesideOthers, ReportsItsContact) {
   handOver("Berg");
   const auto receiver = startReceiver();
   EXPECT_EQ(sentenceOfSending(), "sent: Berg");
 }
 
-TEST_F(SendingBesideOthers, NoticesThatAnotherContactTookThePlace) {
+TEST_F(SendingBesideOthers, NoticesThatItsContactWasReplaced) {
   handOver("Berg");
   letAnotherHandOver("Dahl");
-  EXPECT_THAT(sentenceOfSending(), HasSubstr("somebody else handed another contact to the phone"));
+  EXPECT_THAT(sentenceOfSending(), HasSubstr("another program replaced the pending contact"));
   EXPECT_THAT(sentenceOfSending(), HasSubstr("Dahl was not sent to 66:77:88:99:AA:BB, channel 9"));
 }
 
-TEST_F(SendingBesideOthers, NoticesItWhenTheNamesAreTheSame) {
+TEST_F(SendingBesideOthers, NoticesAReplacementOfTheSameName) {
   handOver("Berg");
   letAnotherHandOver("Berg");
   const auto receiver = startReceiver();
   EXPECT_THAT(sentenceOfSending(), HasSubstr("Berg was sent to 66:77:88:99:AA:BB"));
 }
 
-TEST_F(SendingBesideOthers, TakesNoOutcomeOfAnotherForItsOwn) {
+TEST_F(SendingBesideOthers, IgnoresTheOutcomeOfAnother) {
   handOver("Berg");
   const auto receiver = startReceiver();
   letAnotherSendPending();
-  EXPECT_THAT(sentenceOfSending(), HasSubstr("the phone had no contact to send"));
+  EXPECT_THAT(sentenceOfSending(), HasSubstr("the phone has no pending contact"));
 }
 
 TEST_F(SendingBesideOthers, HandsOverAgainAfterwards) {

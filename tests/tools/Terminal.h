@@ -4,10 +4,10 @@
 
 namespace test {
 
-/// The other side of a terminal: what a user sees and types. Programs get its name.
+/// A pseudo-terminal: what a user sees and types. Programs open it by its name.
 class Terminal {
  public:
-  /// Throws std::system_error when there is none to be had.
+  /// Throws std::system_error.
   Terminal();
   ~Terminal();
   Terminal(const Terminal&) = delete;
@@ -15,9 +15,9 @@ class Terminal {
 
   [[nodiscard]] const std::string& name() const { return m_name; }
   void type(const std::string& text) const;
-  /// Everything that was shown so far.
+  /// Everything shown so far.
   const std::string& screen();
-  /// Waits until this text was shown that often.
+  /// Waits until `text` has been shown `count` times.
   bool waitFor(const std::string& text, int count = 1);
 
  private:

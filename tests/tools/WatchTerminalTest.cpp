@@ -11,14 +11,14 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// `phonectl watch` as its user sees it.
+/// `phonectl watch` in a terminal.
 class WatchInATerminal : public test::PhoneFixture {
  protected:
   void SetUp() override {
     PhoneFixture::SetUp();
     startReceivingPhone();
     m_watch = startPhonectl({"watch"}, {.terminal = m_terminal.name()});
-    waitForScreen("Waiting for cards. Ctrl-C ends it.");
+    waitForScreen("Waiting for cards. Press Ctrl-C to end.");
   }
 
   void waitForScreen(const std::string& text, int count = 1) {
@@ -31,7 +31,7 @@ class WatchInATerminal : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(WatchInATerminal, AsksAndStoresAfterAYes) {
+TEST_F(WatchInATerminal, StoresAfterYes) {
   push({card("Berg", "TEL;CELL:5\r\n")});
   waitForScreen("mobile     5  (default)");
   waitForScreen("Store it? [y]es/[n]o/[l]ater ");
@@ -40,54 +40,54 @@ TEST_F(WatchInATerminal, AsksAndStoresAfterAYes) {
   EXPECT_THAT(phonectl({"book", "list"}).out, HasSubstr("Berg, Test"));
 }
 
-TEST_F(WatchInATerminal, ThrowsAwayAfterANo) {
+TEST_F(WatchInATerminal, RejectsAfterNo) {
   push({card("Berg")});
   waitForScreen("Store it?");
   m_terminal.type("no\n");
-  waitForScreen("1 card thrown away.");
-  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting: nothing was stored.\n");
+  waitForScreen("1 card rejected.");
+  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting; nothing was stored.\n");
 }
 
-TEST_F(WatchInATerminal, LeavesACardWaitingAfterALater) {
+TEST_F(WatchInATerminal, KeepsTheCardWaitingAfterLater) {
   push({card("Berg")});
   waitForScreen("Store it?");
   m_terminal.type("l\n");
-  waitForScreen("the next card asks again");
+  waitForScreen("asked again with the next card");
   push({card("Dahl")});
-  waitForScreen("2 cards wait, and the answer is for all of them. Store them?");
+  waitForScreen("2 cards are waiting; the answer applies to all of them. Store them?");
   m_terminal.type("yes\n");
   waitForScreen("2 cards stored, the first is Berg, Test.");
 }
 
-TEST_F(WatchInATerminal, AsksAnewWhenAnotherCardComesIn) {
+TEST_F(WatchInATerminal, AsksAgainWhenAnotherCardComesIn) {
   push({card("Berg")});
   waitForScreen("Store it?");
   push({card("Dahl")});
-  waitForScreen("A card has come in (2 wait now):");
-  waitForScreen("2 cards wait, and the answer is for all of them. Store them?");
+  waitForScreen("A card has come in (2 are waiting):");
+  waitForScreen("2 cards are waiting; the answer applies to all of them. Store them?");
   m_terminal.type("y\n");
   waitForScreen("2 cards stored");
 }
 
-TEST_F(WatchInATerminal, AsksAgainForAnAnswerThatItDoesNotKnow) {
+TEST_F(WatchInATerminal, AsksAgainAfterAnUnclearAnswer) {
   push({card("Berg")});
   waitForScreen("Store it?");
   m_terminal.type("maybe\n");
   waitForScreen("Please answer y, n or l: ");
   m_terminal.type("n\n");
-  waitForScreen("1 card thrown away.");
+  waitForScreen("1 card rejected.");
 }
 
-TEST_F(WatchInATerminal, TakesNoNoticeOfWhatWasTypedBeforeTheQuestion) {
+TEST_F(WatchInATerminal, IgnoresInputTypedBeforeThePrompt) {
   m_terminal.type("y\n");
   push({card("Berg")});
   waitForScreen("Store it?");
   m_terminal.type("n\n");
-  waitForScreen("1 card thrown away.");
+  waitForScreen("1 card rejected.");
   EXPECT_THAT(m_terminal.screen(), Not(HasSubstr("stored")));
 }
 
-TEST_F(WatchInATerminal, TakesTheQuestionBackWhenSomeoneElseAnswers) {
+TEST_F(WatchInATerminal, ClosesThePromptWhenSomeoneElseAnswers) {
   push({card("Berg")});
   waitForScreen("Store it?");
   EXPECT_EQ(phonectl({"accept"}).exitCode, 0);
@@ -98,7 +98,7 @@ TEST_F(WatchInATerminal, TakesTheQuestionBackWhenSomeoneElseAnswers) {
   waitForScreen("1 card stored: Dahl, Test.");
 }
 
-TEST_F(WatchInATerminal, KeepsEscapeSequencesFromTheTerminal) {
+TEST_F(WatchInATerminal, EscapesControlCharacters) {
   push({card("\x1b[2J\x1b]0;title\x07\u202eRed", "TEL;CELL:\x1b[6n\x9b\r\n")});
   waitForScreen("Store it?");
   EXPECT_THAT(m_terminal.screen(), HasSubstr("\\x1b[2J"));
@@ -114,11 +114,11 @@ TEST_F(WatchInATerminal, EndsOnControlC) {
   EXPECT_EQ(m_watch->wait(), 0);
 }
 
-TEST_F(WatchInATerminal, GoesOnShowingWhenTheInputEnds) {
+TEST_F(WatchInATerminal, KeepsShowingCardsAfterTheEndOfInput) {
   push({card("Berg")});
   waitForScreen("Store it?");
   m_terminal.type("\x04");
-  waitForScreen("no more answers on standard input");
+  waitForScreen("standard input has ended");
   push({card("Dahl")});
   waitForScreen("Dahl, Test");
   EXPECT_TRUE(m_watch->running());

@@ -54,7 +54,7 @@ class WatchAndAnswer : public test::PhoneFixture {
 
 }  // namespace
 
-TEST_F(WatchAndAnswer, TellsProgramsOfACardAndItsStoring) {
+TEST_F(WatchAndAnswer, PrintsJsonEventsOfACard) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   pushAndWaitFor(*watch, {card("Berg", "TEL;CELL:5\r\n")});
@@ -72,7 +72,7 @@ TEST_F(WatchAndAnswer, TellsProgramsOfACardAndItsStoring) {
   expectEndsWell(*watch);
 }
 
-TEST_F(WatchAndAnswer, ShowsPeopleACardAsTheyWouldWantIt) {
+TEST_F(WatchAndAnswer, ShowsACardAsText) {
   startReceivingPhone();
   const auto watch = startWatch({});
   pushAndWaitFor(*watch,
@@ -81,7 +81,7 @@ TEST_F(WatchAndAnswer, ShowsPeopleACardAsTheyWouldWantIt) {
                        "ADR:;;Street 1;Town;;12;Norway\r\n")});
   ASSERT_TRUE(watch->waitForOut("Norway")) << watch->out();
   EXPECT_EQ(watch->out(),
-            "Waiting for cards. Ctrl-C ends it.\n\n"
+            "Waiting for cards. Press Ctrl-C to end.\n\n"
             "A card has come in:\n"
             "  name       Berg, Test\n"
             "  office     6  (default)\n"
@@ -92,7 +92,7 @@ TEST_F(WatchAndAnswer, ShowsPeopleACardAsTheyWouldWantIt) {
   expectEndsWell(*watch, SIGINT);
 }
 
-TEST_F(WatchAndAnswer, AnAcceptanceIsForEveryWaitingCard) {
+TEST_F(WatchAndAnswer, AcceptStoresEveryWaitingCard) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   pushAndWaitFor(*watch, {card("Berg"), card("Dahl")});
@@ -101,7 +101,7 @@ TEST_F(WatchAndAnswer, AnAcceptanceIsForEveryWaitingCard) {
   EXPECT_EQ(names(), "Berg Dahl ");
 }
 
-TEST_F(WatchAndAnswer, AcceptTellsProgramsTheOutcome) {
+TEST_F(WatchAndAnswer, AcceptPrintsTheOutcomeAsJson) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   EXPECT_EQ(phonectl({"accept", "--json"}).out, "{\"event\":\"received\",\"count\":0}\n");
@@ -111,25 +111,25 @@ TEST_F(WatchAndAnswer, AcceptTellsProgramsTheOutcome) {
   EXPECT_EQ(outcome.at("first").at("Surname"), "Berg");
 }
 
-TEST_F(WatchAndAnswer, AcceptTellsThatNoCardWasWaiting) {
+TEST_F(WatchAndAnswer, AcceptReportsThatNoCardWasWaiting) {
   startPhone();
   const Finished finished = phonectl({"accept"});
   EXPECT_EQ(finished.exitCode, 0);
-  EXPECT_EQ(finished.out, "No card was waiting: nothing was stored.\n");
+  EXPECT_EQ(finished.out, "No card was waiting; nothing was stored.\n");
 }
 
-TEST_F(WatchAndAnswer, RejectThrowsEveryWaitingCardAway) {
+TEST_F(WatchAndAnswer, RejectDiscardsEveryWaitingCard) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   pushAndWaitFor(*watch, {card("Berg"), card("Dahl")});
   const Finished rejected = phonectl({"reject"});
   EXPECT_EQ(rejected.exitCode, 0) << rejected.err;
-  EXPECT_EQ(rejected.out, "No card waits any more.\n");
-  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting: nothing was stored.\n");
+  EXPECT_EQ(rejected.out, "All waiting cards were rejected.\n");
+  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting; nothing was stored.\n");
   EXPECT_EQ(names(), "");
 }
 
-TEST_F(WatchAndAnswer, AcceptsByItself) {
+TEST_F(WatchAndAnswer, AcceptsEveryCardWithAccept) {
   startReceivingPhone();
   const auto watch = startWatch({"--json", "--accept"});
   push({card("Berg"), card("Dahl"), card("Ek")});
@@ -137,30 +137,30 @@ TEST_F(WatchAndAnswer, AcceptsByItself) {
   expectEndsWell(*watch);
 }
 
-TEST_F(WatchAndAnswer, RejectsByItself) {
+TEST_F(WatchAndAnswer, RejectsEveryCardWithReject) {
   startReceivingPhone();
   const auto watch = startWatch({"--json", "--reject"});
   push({card("Berg")});
   EXPECT_EQ(waitForEvents(*watch, "rejected")[0].at("count"), 1);
-  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting: nothing was stored.\n");
+  EXPECT_EQ(phonectl({"accept"}).out, "No card was waiting; nothing was stored.\n");
   expectEndsWell(*watch);
 }
 
-TEST_F(WatchAndAnswer, TakesAnswersFromAPipe) {
+TEST_F(WatchAndAnswer, ReadsAnswersFromAPipe) {
   startReceivingPhone();
   const auto watch = startWatch({"--ask"}, "n\nperhaps\ny\n");
   push({card("Berg")});
-  ASSERT_TRUE(watch->waitForOut("1 card thrown away.")) << watch->out();
+  ASSERT_TRUE(watch->waitForOut("1 card rejected.")) << watch->out();
   push({card("Dahl")});
   ASSERT_TRUE(watch->waitForOut("1 card stored: Dahl, Test.")) << watch->out();
   EXPECT_THAT(watch->out(), HasSubstr("Please answer y, n or l"));
   EXPECT_EQ(names(), "Dahl ");
   push({card("Ek")});
-  ASSERT_TRUE(watch->waitForErr("no more answers on standard input")) << watch->out();
+  ASSERT_TRUE(watch->waitForErr("standard input has ended")) << watch->out();
   EXPECT_EQ(phonectl({"accept"}).out, "1 card stored: Ek, Test.\n");
 }
 
-TEST_F(WatchAndAnswer, TellsOfAPushThatIsNoCard) {
+TEST_F(WatchAndAnswer, ReportsAnUnreadableCard) {
   startReceivingPhone();
   const auto programs = startWatch({"--json"});
   const auto people = startWatch({});
@@ -168,10 +168,10 @@ TEST_F(WatchAndAnswer, TellsOfAPushThatIsNoCard) {
   const json error = waitForEvents(*programs, "error")[0];
   EXPECT_EQ(error.at("reason"), "unreadable");
   EXPECT_EQ(error.at("count"), 1);
-  EXPECT_TRUE(people->waitForOut("can't be read as a card")) << people->out();
+  EXPECT_TRUE(people->waitForOut("no readable card")) << people->out();
 }
 
-TEST_F(WatchAndAnswer, HostileTextsNeverReachTheOutput) {
+TEST_F(WatchAndAnswer, EscapesControlCharacters) {
   startReceivingPhone();
   const auto programs = startWatch({"--json"});
   const auto people = startWatch({});
@@ -188,7 +188,7 @@ TEST_F(WatchAndAnswer, HostileTextsNeverReachTheOutput) {
   }
 }
 
-TEST_F(WatchAndAnswer, TellsThatCardsCouldNotBeStored) {
+TEST_F(WatchAndAnswer, ReportsCardsThatCouldNotBeStored) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   pushAndWaitFor(*watch, {card("Berg")});
@@ -201,7 +201,7 @@ TEST_F(WatchAndAnswer, TellsThatCardsCouldNotBeStored) {
   EXPECT_EQ(error.at("first").at("Surname"), "Berg");
 }
 
-TEST_F(WatchAndAnswer, SubscribesAgainWhenThePhoneIsRestarted) {
+TEST_F(WatchAndAnswer, SubscribesAgainWhenThePhoneRestarts) {
   startReceivingPhone();
   const auto watch = startWatch({"--json"});
   pushAndWaitFor(*watch, {card("Berg")});
@@ -214,25 +214,25 @@ TEST_F(WatchAndAnswer, SubscribesAgainWhenThePhoneIsRestarted) {
   expectEndsWell(*watch);
 }
 
-TEST_F(WatchAndAnswer, TellsPeopleThatThePhoneWasRestarted) {
+TEST_F(WatchAndAnswer, ReportsARestartAsText) {
   startReceivingPhone();
   const auto watch = startWatch({});
   pushAndWaitFor(*watch, {card("Berg")});
   killPhone();
-  ASSERT_TRUE(watch->waitForOut("1 card that waited for an answer is lost")) << watch->out();
+  ASSERT_TRUE(watch->waitForOut("1 card waiting for an answer is lost")) << watch->out();
   startPhone();
   EXPECT_TRUE(watch->waitForOut("The phone is back.")) << watch->out();
 }
 
-TEST_F(WatchAndAnswer, EndsWhenTheBusGoes) {
+TEST_F(WatchAndAnswer, EndsWhenTheBusGoesAway) {
   startPhone();
   const auto watch = startWatch({"--json"});
   killBus();
   EXPECT_EQ(watch->wait(), 4);
-  EXPECT_THAT(watch->err(), HasSubstr("the connection to the bus at"));
+  EXPECT_THAT(watch->err(), HasSubstr("lost the connection to the bus at"));
 }
 
-TEST_F(WatchAndAnswer, EndsWhenTheOutputCanNotBeWritten) {
+TEST_F(WatchAndAnswer, EndsWhenTheOutputFails) {
   startPhone();
   const auto watch = startPhonectl({"watch", "--json"}, {.outFile = "/dev/full"});
   EXPECT_EQ(watch->wait(), 1);

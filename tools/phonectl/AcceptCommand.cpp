@@ -1,71 +1,46 @@
-#include "tools/phonectl/AcceptCommand.h"
-
 #include <iostream>
 #include <optional>
 
-#include "cards/CardJson.h"
+#include "cards/Card.h"
 #include "tools/phonectl/BlockingCall.h"
-#include "tools/phonectl/Outcome.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/PhoneObserver.h"
 
 namespace phonectl {
 
 namespace {
 
-// The outcome is sent before the answer; it may only be dispatched after it.
-constexpr unsigned kOutcomePatienceMilliseconds = 5000;
+// The phone sends the outcome before its reply, but we may see it after that.
+constexpr unsigned kOutcomeTimeoutMilliseconds = 5000;
 
-/// Keeps the latest outcome: others may accept at the same time, and the phone does one acceptance
-/// after the other, so ours is the last one that comes before our answer.
+/// Keeps the latest outcome. Others may accept cards at the same time, and the phone handles one
+/// request after the other, so ours is the last outcome before our reply.
 class LatestOutcome : public PhoneEvents {
  public:
-  [[nodiscard]] const std::optional<Outcome>& get() const { return m_outcome; }
+  std::optional<Outcome> outcome;
 
-  void cardsStored(const std::string& firstMessage, long long count) override {
-    m_outcome.emplace(true, count, firstMessage);
-  }
-  void cardsNotStored(const std::string& firstMessage, long long count) override {
-    m_outcome.emplace(false, count, firstMessage);
-  }
-  void cardOffered(const std::string&) override {}
-  void cardUnreadable() override {}
-  void destinationWanted(const std::string&) override {}
-  void contactSent(const std::string&) override {}
-  void contactNotSent(const std::string&, const std::string&) override {}
-
- private:
-  std::optional<Outcome> m_outcome;
+  void cardsAccepted(const Outcome& latest) override { outcome = latest; }
 };
 
-}  // namespace
-
-AcceptCommand::AcceptCommand(CLI::App& parent)
-    : Command(
-          parent, "accept", "Store every card that waits for an answer",
-          "Acts on all waiting cards at once and tells the outcome. When a card can't be stored\n"
-          "the others still are, none waits any more, and the exit code is 1.\n"
-          "--json prints {\"event\":\"received\",\"count\":N,\"first\":{...}}, or \"error\" in\n"
-          "place of \"received\" when not all could be stored; no \"first\" when none waited.") {
-  app().add_flag("--json", m_json, "The outcome as one JSON object");
-}
-
-int AcceptCommand::run(PhoneBus& bus) {
+Outcome acceptCards(PhoneBus& bus) {
   const StopSignals signals;
-  BlockingCall patient(bus, signals);
+  BlockingCall call(bus, signals);
   LatestOutcome latest;
   PhoneObserver observer(bus, latest);
-  PhoneObserver::checkSubscription(patient.run(PhoneObserver::subscription()));
+  PhoneObserver::checkSubscription(call.run(PhoneObserver::subscription()));
   observer.listenTo(bus.phoneOwner());
 
-  patient.run({kService, "vCardsAcceptedEvent", Parameters().body()});
-  patient.waitUntil([&] { return latest.get().has_value(); }, kOutcomePatienceMilliseconds);
-  if (!latest.get()) {
-    throw Failure(kFailed,
-                  "the phone took the answer but didn't tell the outcome. See: phonectl book list");
-  }
-  const Outcome& outcome = *latest.get();
-  if (m_json) {
+  call.run({kService, "vCardsAcceptedEvent", Parameters().body()});
+  if (call.waitUntil([&] { return latest.outcome.has_value(); }, kOutcomeTimeoutMilliseconds))
+    return *latest.outcome;
+  throw Failure(kFailed, "the phone accepted the request but reported no outcome",
+                "check what was stored with: phonectl book list");
+}
+
+int accept(const Context& context) {
+  PhoneBus bus(context.place());
+  const Outcome outcome = acceptCards(bus);
+  if (context.json) {
     printLine(cards::jsonLine(outcome.json()));
   } else if (outcome.stored) {
     printLine(outcome.sentence());
@@ -73,6 +48,35 @@ int AcceptCommand::run(PhoneBus& bus) {
     std::cerr << "phonectl: " << outcome.sentence() << std::endl;
   }
   return outcome.stored ? kDone : kFailed;
+}
+
+void reject(const Context& context) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  BlockingCall(bus, signals).run({kService, "vCardsRejectedEvent", Parameters().body()});
+  printLine("All waiting cards were rejected.");
+}
+
+}  // namespace
+
+void addAccept(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "accept", "Store all waiting cards",
+      "If a card can't be stored, the others still are, no card keeps waiting, and the\n"
+      "exit code is 1.\n"
+      "--json prints {\"event\":\"received\",\"count\":N,\"first\":{...}}; the event is\n"
+      "\"error\" if a card could not be stored, and \"first\" is missing if no card was\n"
+      "waiting.");
+  command.add_flag("--json", context.json, "Outcome as a JSON object");
+  command.callback([&context] { context.exitCode = accept(context); });
+}
+
+void addReject(CLI::App& parent, Context& context) {
+  CLI::App& command =
+      addCommand(parent, "reject", "Discard all waiting cards",
+                 "The phone doesn't report how many cards were waiting. Their photos stay in the\n"
+                 "images folder.");
+  command.callback([&context] { reject(context); });
 }
 
 }  // namespace phonectl

@@ -6,10 +6,8 @@
 #include <optional>
 #include <thread>
 
-#include "cards/CardText.h"
+#include "cards/Card.h"
 #include "cards/SafeText.h"
-#include "tools/phonectl/Failure.h"
-#include "tools/phonectl/Waiting.h"
 
 namespace phonectl {
 

@@ -6,7 +6,7 @@
 
 #include "host/bluetooth/Bluez.h"
 #include "host/bluetooth/SdpQuery.h"
-#include "tools/phonectl/StopSignals.h"
+#include "tools/phonectl/BlockingCall.h"
 
 namespace phonectl {
 

@@ -1,79 +1,79 @@
-#include "tools/phonectl/BookAddCommand.h"
-
+#include <memory>
 #include <stdexcept>
-#include <vector>
 
-#include "cards/CardText.h"
-#include "tools/phonectl/ContactFile.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Phonebook.h"
 
 namespace phonectl {
 
 namespace {
 
-[[noreturn]] void refuseOther(const cards::Card& there) {
-  throw Failure(kFailed,
-                "nothing was added: an entry of the same names and numbers is in the "
-                "phonebook already, with other details. See: phonectl book show " +
-                    there.id);
-}
+struct Options {
+  std::string file;
+  cards::Contact contact;
+};
 
-/// Whether both say the same, whatever the phonebook has given to them.
-bool equalIn(const cards::Card& card, cards::Card there) {
+/// Compares everything but what the phonebook assigns.
+bool sameFields(const cards::Card& card, cards::Card there) {
   there.id = card.id;
   there.group = card.group;
   return card == there;
 }
 
-// Which number is the default one says nothing by itself.
-bool isEntry(cards::Card card) {
-  card.defaultNumber.clear();
-  return cards::holdsAnything(card);
+cards::Card cardFrom(const Options& options) {
+  const bool fromFile = !options.file.empty();
+  const cards::Contact contact = fromFile ? readContactFile(options.file) : options.contact;
+  const int exitCode = fromFile ? kFailed : kUsage;
+  cards::Card card;
+  try {
+    card = cards::cardOf(contact);
+  } catch (const std::runtime_error& error) {
+    throw Failure(exitCode, error.what());
+  }
+  cards::Card fields = card;
+  // Meaningless without any numbers.
+  fields.defaultNumber.clear();
+  if (cards::holdsAnything(fields)) return card;
+  throw Failure(exitCode, "the entry is empty", "give at least a name or a number");
+}
+
+void add(const Context& context, const Options& options) {
+  const cards::Card card = cardFrom(options);
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  Phonebook book(bus, signals);
+  const std::vector<cards::Card> existing = book.same(card);
+  for (const cards::Card& entry : existing) {
+    if (!sameFields(card, entry)) continue;
+    printLine("Entry exists already as " + entry.id + ": " + cards::displayName(card));
+    return;
+  }
+  if (!existing.empty()) {
+    const std::string& id = existing.front().id;
+    throw Failure(
+        kFailed,
+        "entry " + id +
+            " exists already with the same names and numbers but other details; nothing "
+            "was added",
+        "compare with phonectl book show " + id + ", or change it with phonectl book edit " + id);
+  }
+  printLine("Added as " + book.add(card) + ": " + cards::displayName(card));
 }
 
 }  // namespace
 
-BookAddCommand::BookAddCommand(CLI::App& parent)
-    : Command(parent, "add", "Add an entry to the phonebook",
-              "The entry is given by options, or as JSON. What the phonebook has already, with the "
-              "same\nnames and numbers, is not added again, as when a card comes in: that is told, "
-              "and is an\nerror when the other details differ.") {
-  CLI::Option* const file = addContactFile(app(), m_file);
-  for (const contacts::ContactField& field : contacts::contactFields()) {
-    app()
-        .add_option(std::string("--") + field.key, m_contact.*field.value, field.description)
-        ->type_name("TEXT")
-        ->excludes(file);
+void addBookAdd(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "add", "Add an entry, given by options or as JSON",
+      "An entry with the same names and numbers that exists already is not added again. This is\n"
+      "reported, and is an error if other details differ.");
+  const auto options = std::make_shared<Options>();
+  CLI::Option& file = addContactFile(command, options->file);
+  addContactOptions(command, options->contact);
+  for (CLI::Option* const option : command.get_options()) {
+    if (option != &file && option != command.get_help_ptr()) option->excludes(&file);
   }
-}
-
-int BookAddCommand::run(PhoneBus& bus) {
-  const cards::Card added = card();
-  const StopSignals signals;
-  Phonebook book(bus, signals);
-  const std::vector<cards::Card> there = book.same(added);
-  for (const cards::Card& entry : there) {
-    if (!equalIn(added, entry)) continue;
-    printLine("In the phonebook already, as " + entry.id + ": " + cards::displayName(added));
-    return kDone;
-  }
-  if (!there.empty()) refuseOther(there.front());
-  printLine("Added as " + book.add(added) + ": " + cards::displayName(added));
-  return kDone;
-}
-
-cards::Card BookAddCommand::card() const {
-  const contacts::Contact contact = m_file.empty() ? m_contact : readContactFile(m_file);
-  cards::Card card;
-  try {
-    card = contacts::cardOf(contact);
-  } catch (const std::runtime_error& error) {
-    throw Failure(m_file.empty() ? kUsage : kFailed, error.what());
-  }
-  if (isEntry(card)) return card;
-  throw Failure(m_file.empty() ? kUsage : kFailed,
-                "there is nothing to add: give at least a name or a number");
+  command.callback([&context, options] { add(context, *options); });
 }
 
 }  // namespace phonectl

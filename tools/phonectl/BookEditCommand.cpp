@@ -1,58 +1,66 @@
-#include "tools/phonectl/BookEditCommand.h"
-
+#include <memory>
 #include <stdexcept>
 
-#include "cards/CardText.h"
-#include "tools/phonectl/EntryId.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Phonebook.h"
 
 namespace phonectl {
 
-BookEditCommand::BookEditCommand(CLI::App& parent)
-    : Command(parent, "edit", "Change texts of one entry of the phonebook",
-              "What is named is replaced, or emptied by an empty text (--mobile \"\"); everything "
-              "else\nof the entry stays. An entry can't be left with nothing: `phonectl book "
-              "delete` is for that.") {
-  app().add_option("id", m_id, "The entry's Id")->required()->type_name("ID")->check(checkId);
-  for (const contacts::ContactField& field : contacts::contactFields()) {
-    const CLI::Option* const option =
-        app()
-            .add_option(std::string("--") + field.key, m_contact.*field.value, field.description)
-            ->type_name("TEXT");
-    m_options.emplace_back(option, &field);
-  }
-}
+namespace {
 
-int BookEditCommand::run(PhoneBus& bus) {
-  const std::vector<host::ColumnValue> changes = texts();
-  const StopSignals signals;
-  Phonebook book(bus, signals);
-  book.update(m_id, changes);
-  const std::vector<cards::Card> found = book.withId(m_id);
-  // Someone else may have deleted it since.
-  printLine(found.empty()
-                ? "Changed " + m_id + "."
-                : "Changed " + found.front().id + ": " + cards::displayName(found.front()));
-  return kDone;
-}
+struct Options {
+  std::string id;
+  cards::Contact contact;
+};
 
-std::vector<host::ColumnValue> BookEditCommand::texts() const {
+/// The columns whose options are on the command line; an empty value clears a column.
+std::vector<host::ColumnValue> changes(const CLI::App& command, const cards::Contact& contact) {
   cards::Card card;
   try {
-    card = contacts::cardOf(m_contact);
+    card = cards::cardOf(contact);
   } catch (const std::runtime_error& error) {
     throw Failure(kUsage, error.what());
   }
-  std::vector<host::ColumnValue> texts;
-  for (const auto& [option, field] : m_options) {
-    if (option->count() == 0) continue;
-    for (const cards::CardColumn& column : cards::kCardColumns) {
-      if (column.value == field->column) texts.push_back({column.column, card.*column.value});
-    }
+  std::vector<host::ColumnValue> values;
+  for (const cards::CardColumn& column : cards::kCardColumns) {
+    const std::string key = column.key;
+    if (!key.empty() && command.count("--" + key) != 0)
+      values.push_back({column.column, card.*column.value});
   }
-  if (!texts.empty()) return texts;
-  throw Failure(kUsage, "say what to change, such as --mobile; see: phonectl book edit --help");
+  if (!values.empty()) return values;
+  throw Failure(kUsage, "nothing to change",
+                "give an option such as --mobile; see phonectl book edit --help");
+}
+
+void edit(const Context& context, const std::string& id,
+          const std::vector<host::ColumnValue>& values) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  Phonebook book(bus, signals);
+  book.update(id, values);
+  const std::vector<cards::Card> found = book.withId(id);
+  // Someone else may have deleted the entry since.
+  printLine(found.empty()
+                ? "Changed " + id + "."
+                : "Changed " + found.front().id + ": " + cards::displayName(found.front()));
+}
+
+}  // namespace
+
+void addBookEdit(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "edit", "Change fields of one entry",
+      "Replaces the given fields; an empty value (--mobile \"\") clears a field. The other fields\n"
+      "stay. An entry can't be left empty; use `phonectl book delete` to remove it.");
+  const auto options = std::make_shared<Options>();
+  command.add_option("id", options->id, "Id of the entry")
+      ->required()
+      ->type_name("ID")
+      ->check(entryId());
+  addContactOptions(command, options->contact);
+  command.callback([&context, &command, options] {
+    edit(context, options->id, changes(command, options->contact));
+  });
 }
 
 }  // namespace phonectl

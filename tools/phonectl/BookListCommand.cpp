@@ -1,10 +1,6 @@
-#include "tools/phonectl/BookListCommand.h"
-
 #include <iostream>
 
-#include "cards/CardJson.h"
-#include "tools/phonectl/CardTable.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Phonebook.h"
 
 namespace phonectl {
@@ -18,37 +14,39 @@ const std::vector<host::Column> kTableColumns = {
 
 const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
 
-}  // namespace
-
-BookListCommand::BookListCommand(CLI::App& parent)
-    : Command(parent, "list", "List the phonebook: Id, name and numbers",
-              "The default number is marked with a star. --json prints an array with one object a\n"
-              "line, which has every column of the phonebook under its name.") {
-  app().add_flag("--json", m_json, "Every column of every entry, as a JSON array");
+void printJson(const std::vector<cards::Card>& cards) {
+  std::string text = "[";
+  for (const cards::Card& card : cards) {
+    text += (text.size() == 1 ? "\n" : ",\n") + cards::jsonLine(cards::cardJson(card));
+  }
+  printLine(text + (cards.empty() ? "]" : "\n]"));
 }
 
-int BookListCommand::run(PhoneBus& bus) {
+void list(const Context& context) {
+  PhoneBus bus(context.place());
   const StopSignals signals;
   const std::vector<cards::Card> cards =
-      Phonebook(bus, signals).list(m_json ? kEveryColumn : kTableColumns);
-  if (m_json) {
+      Phonebook(bus, signals).list(context.json ? kEveryColumn : kTableColumns);
+  if (context.json) {
     printJson(cards);
   } else if (cards.empty()) {
     std::cerr << "phonectl: the phonebook is empty" << std::endl;
   } else {
     std::string table;
     for (const std::string& line : cardTable(cards)) table += line + "\n";
-    printPrompt(table);
+    print(table);
   }
-  return kDone;
 }
 
-void BookListCommand::printJson(const std::vector<cards::Card>& cards) {
-  std::string text = "[";
-  for (const cards::Card& card : cards) {
-    text += (text.size() == 1 ? "\n" : ",\n") + cards::jsonLine(cards::cardJson(card));
-  }
-  printLine(text + (cards.empty() ? "]" : "\n]"));
+}  // namespace
+
+void addBookList(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "list", "List all entries: id, name and numbers",
+      "The default number is marked with a star. --json prints an array with one object\n"
+      "per line, which has every column of the phonebook.");
+  command.add_flag("--json", context.json, "All columns of all entries, as a JSON array");
+  command.callback([&context] { list(context); });
 }
 
 }  // namespace phonectl

@@ -1,58 +1,68 @@
-#include "tools/phonectl/BookShowCommand.h"
+#include <memory>
+#include <stdexcept>
 
-#include "cards/CardJson.h"
-#include "cards/CardText.h"
-#include "cards/ContactJson.h"
 #include "cards/SafeText.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/PhoneStatus.h"
 #include "tools/phonectl/Phonebook.h"
 
 namespace phonectl {
 
-BookShowCommand::BookShowCommand(CLI::App& parent)
-    : Command(
-          parent, "show", "Show one entry of the phonebook with everything in it",
-          "A number is taken for an Id first. A name is a surname, a first name, a company or a\n"
-          "whole name in either order, or a part of one; when several entries have it, they\n"
-          "are listed and the exit code is 1.\n"
-          "--contact prints what the phone sends for the entry: `cardtool write -` makes the very\n"
-          "same card of it, and `phonectl send --json -` and `phonectl book add --json -` take "
-          "it.") {
-  app().add_option("which", m_which, "The entry's Id or name")->required()->type_name("ID|NAME");
-  auto* const json = app().add_flag("--json", m_json, "Every column, as one JSON object");
-  app()
-      .add_flag("--contact", m_contact, "The contact that it is sent as, as one JSON object")
-      ->excludes(json);
-}
+namespace {
 
-int BookShowCommand::run(PhoneBus& bus) {
-  const StopSignals signals;
-  const cards::Card card = Phonebook(bus, signals).named(m_which);
-  if (m_contact) {
-    printContact(card);
-  } else if (m_json) {
-    printLine(cards::jsonLine(cards::cardJson(card)));
-  } else {
-    printText(bus, signals, card);
-  }
-  return kDone;
-}
+struct Options {
+  std::string which;
+  bool contact = false;
+};
 
-void BookShowCommand::printContact(const cards::Card& card) {
+void printContact(const cards::Card& card) {
   try {
-    printLine(contacts::contactJson(contacts::contactOf(card)));
+    printLine(cards::contactJson(cards::contactOf(card)));
   } catch (const std::runtime_error& error) {
     throw Failure(kFailed, error.what());
   }
 }
 
-void BookShowCommand::printText(PhoneBus& bus, const StopSignals& signals,
-                                const cards::Card& card) const {
-  const PhoneStatus status(BlockingCall(bus, signals).run(PhoneStatus::question()));
+void printText(const cards::Card& card, const std::string& imagesFolder) {
   std::string text;
-  for (const std::string& line : cards::cardLines(card, status.imagesFolder())) text += line + "\n";
-  printPrompt(text + "id         " + cards::safeText(card.id) + "\n");
+  for (const std::string& line : cards::cardLines(card, imagesFolder)) text += line + "\n";
+  print(text + "id         " + cards::safeText(card.id) + "\n");
+}
+
+void show(const Context& context, const Options& options) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  const cards::Card card = Phonebook(bus, signals).named(options.which);
+  if (options.contact) {
+    printContact(card);
+  } else if (context.json) {
+    printLine(cards::jsonLine(cards::cardJson(card)));
+  } else {
+    const PhoneStatus status(BlockingCall(bus, signals).run(PhoneStatus::question()));
+    printText(card, status.imagesFolder());
+  }
+}
+
+}  // namespace
+
+void addBookShow(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "show", "Show all fields of one entry",
+      "A number is looked up as an id first. A name is a surname, first name, company or full "
+      "name\n"
+      "in either order, or a part of one. If it matches several entries, they are listed and the\n"
+      "exit code is 1.\n"
+      "--contact prints the contact that the phone sends for the entry, the input of\n"
+      "`cardtool write -`, `phonectl send --json -` and `phonectl book add --json -`.");
+  const auto options = std::make_shared<Options>();
+  command.add_option("which", options->which, "Id or name of the entry")
+      ->required()
+      ->type_name("ID|NAME");
+  CLI::Option* const json =
+      command.add_flag("--json", context.json, "All columns, as a JSON object");
+  command.add_flag("--contact", options->contact, "The contact to send, as a JSON object")
+      ->excludes(json);
+  command.callback([&context, options] { show(context, *options); });
 }
 
 }  // namespace phonectl

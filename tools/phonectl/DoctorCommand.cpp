@@ -1,20 +1,16 @@
-#include "tools/phonectl/DoctorCommand.h"
-
 #include <sys/types.h>
 
 #include <optional>
 
-#include "cards/CardJson.h"
+#include "cards/Card.h"
 #include "cards/SafeText.h"
 #include "dbus/Calls.h"
 #include "framework/Storage.h"
 #include "host/app/StorageChecks.h"
-#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/BluetoothChecks.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/HostCheck.h"
-#include "tools/phonectl/Output.h"
 #include "tools/phonectl/Phonebook.h"
-#include "tools/phonectl/StopSignals.h"
 
 namespace phonectl {
 
@@ -132,23 +128,10 @@ void Doctor::examineReceiving() {
   }
 }
 
-}  // namespace
-
-DoctorCommand::DoctorCommand(CLI::App& parent)
-    : Command(
-          parent, "doctor", "Find out why cards from other phones don't arrive",
-          "Prints a line for each requirement: \"ok\", \"FAULT\" with a remedy, or \"?\" if "
-          "another\n"
-          "fault prevents the check. The exit code is 0 only if cards would arrive from every\n"
-          "device that may push, otherwise 1. If the phone isn't running, its default plug-in and\n"
-          "phonebook are checked. Nothing is changed.") {
-  app().add_flag("--json", m_json, "Print a JSON array of objects: check, ok, known, text, remedy");
-}
-
-int DoctorCommand::start(const dbus::BusAddress& place) {
+int examine(const Context& context) {
   const StopSignals signals;
-  const Diagnosis diagnosis = Doctor(signals).examine(place);
-  if (m_json) {
+  const Diagnosis diagnosis = Doctor(signals).examine(context.place());
+  if (context.json) {
     printLine(cards::jsonLine(diagnosis.json()));
   } else {
     for (const std::string& line : diagnosis.lines()) printLine(line);
@@ -157,6 +140,19 @@ int DoctorCommand::start(const dbus::BusAddress& place) {
   return diagnosis.healthy() ? kDone : kFailed;
 }
 
-int DoctorCommand::run(PhoneBus& bus) { return start(bus.place()); }
+}  // namespace
+
+void addDoctor(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "doctor", "Find out why cards from other phones don't arrive",
+      "Prints a line for each requirement: \"ok\", \"FAULT\" with a remedy, or \"?\" if "
+      "another\n"
+      "fault prevents the check. The exit code is 0 only if cards would arrive from every\n"
+      "device that may push, otherwise 1. If the phone isn't running, its default plug-in and\n"
+      "phonebook are checked. Nothing is changed.");
+  command.add_flag("--json", context.json,
+                   "Print a JSON array of objects: check, ok, known, text, remedy");
+  command.callback([&context] { context.exitCode = examine(context); });
+}
 
 }  // namespace phonectl

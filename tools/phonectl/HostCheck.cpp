@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "cards/SafeText.h"
-#include "tools/phonectl/Failure.h"
-#include "tools/phonectl/Waiting.h"
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/Output.h"
 
 namespace phonectl {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "host/app/StorageChecks.h"
+#include "tools/phonectl/BlockingCall.h"
 #include "tools/phonectl/Diagnosis.h"
-#include "tools/phonectl/StopSignals.h"
 
 namespace phonectl {
 

@@ -1,25 +1,25 @@
-#include "tools/phonectl/JournalCommand.h"
-
 #include <algorithm>
 #include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 
-#include "cards/CardJson.h"
-#include "cards/CardText.h"
+#include "cards/Card.h"
 #include "cards/SafeText.h"
 #include "tools/phonectl/BlockingCall.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
+#include "tools/phonectl/Parameters.h"
 
 namespace phonectl {
 
 namespace {
 
-constexpr int kUsual = 100;
-constexpr int kMost = 10000;
-constexpr long long kSecond = 1000;
+constexpr int kDefaultLines = 100;
+constexpr int kMaxLines = 10000;
 
 std::string timeOf(const Parameters& entry, const char* format) {
-  const long long time = entry.number("time").value_or(0) / kSecond;
+  constexpr long long kMillisecondsPerSecond = 1000;
+  const long long time = entry.number("time").value_or(0) / kMillisecondsPerSecond;
   const Glib::DateTime date = Glib::DateTime::create_now_local(time);
   return date ? date.format(format).raw() : std::string("?");
 }
@@ -28,7 +28,7 @@ std::string shown(const Parameters& entry, const char* name) {
   return cards::safeText(entry.text(name).value_or(""), cards::kMaxShown);
 }
 
-/// Where telephones share a phonebook they share its journal, too.
+/// Phones that share a phonebook share its journal.
 bool ofSeveralPhones(const std::vector<Parameters>& entries) {
   std::set<std::string> phones;
   for (const Parameters& entry : entries) phones.insert(shown(entry, "phone"));
@@ -55,11 +55,11 @@ std::string lineOf(const Parameters& entry, bool withPhone) {
 std::vector<Parameters> entriesIn(const Glib::VariantContainerBase& answer) {
   std::vector<Parameters> entries;
   if (!answer.is_of_type(Glib::VariantType("(aa{sv})")))
-    throw Failure(kFailed, "the phone's answer is no journal");
+    throw Failure(kFailed, "the phone sent an invalid journal");
   GVariant* const list = g_variant_get_child_value(const_cast<GVariant*>(answer.gobj()), 0);
   for (gsize i = 0; i < g_variant_n_children(list); ++i) {
     GVariant* entry = g_variant_get_child_value(list, i);
-    // In the form of a message's body.
+    // Parameters reads the body of a message, a tuple.
     GVariant* const body = g_variant_ref_sink(g_variant_new_tuple(&entry, 1));
     entries.emplace_back(Glib::VariantContainerBase(body, false));
     g_variant_unref(entry);
@@ -69,56 +69,13 @@ std::vector<Parameters> entriesIn(const Glib::VariantContainerBase& answer) {
   return entries;
 }
 
-}  // namespace
-
-JournalCommand::JournalCommand(CLI::App& parent)
-    : Command(
-          parent, "journal", "Show what was pushed, by whom, and what became of it",
-          "One line for each push, the newest last: when, who, the object's name and size, what\n"
-          "the link saw of it, and what the phonebook saw. Of the latter:\n"
-          "  waiting        the card waits for an answer\n"
-          "  stored         it was accepted and is in the phonebook\n"
-          "  there already  it was accepted, and the phonebook had it\n"
-          "  not stored: …  it was accepted, and the phonebook refused it\n"
-          "  rejected       the user didn't want it\n"
-          "  no card: …     it can't be read as a card\n"
-          "  lost: …        the phone ended while it waited\n"
-          "  not known      an answer was given, and its outcome can't be told from others\n"
-          "The last 10000 are kept, in the phonebook's database. Where several phones share that, "
-          "the\n"
-          "lines of all are shown, each with USER@HOST of its phone behind the time."),
-      m_last(kUsual) {
-  app()
-      .add_option("--last", m_last, "How many lines")
-      ->check(CLI::Range(1, kMost))
-      ->capture_default_str()
-      ->type_name("N");
-  app().add_flag(
-      "--json", m_json,
-      "A JSON array of objects with time, phone, peer, peerName, object, size, link, phonebook");
-}
-
-int JournalCommand::run(PhoneBus& bus) {
-  const StopSignals signals;
-  const std::vector<Parameters> entries = entriesIn(
-      BlockingCall(bus, signals)
-          .run({kPhone, "Journal",
-                Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_last))}));
-  if (m_json) {
-    printJson(entries);
-  } else {
-    print(entries);
-  }
-  return kDone;
-}
-
-void JournalCommand::print(const std::vector<Parameters>& entries) {
-  if (entries.empty()) std::cerr << "phonectl: nothing was pushed so far" << std::endl;
+void printText(const std::vector<Parameters>& entries) {
+  if (entries.empty()) std::cerr << "phonectl: nothing has been pushed yet" << std::endl;
   const bool withPhone = ofSeveralPhones(entries);
   for (const Parameters& entry : entries) printLine(lineOf(entry, withPhone));
 }
 
-void JournalCommand::printJson(const std::vector<Parameters>& entries) {
+void printJson(const std::vector<Parameters>& entries) {
   nlohmann::ordered_json all = nlohmann::ordered_json::array();
   for (const Parameters& entry : entries) {
     const auto text = [&](const char* name) { return entry.text(name).value_or(""); };
@@ -132,6 +89,47 @@ void JournalCommand::printJson(const std::vector<Parameters>& entries) {
                    {"phonebook", text("phonebook")}});
   }
   printLine(cards::jsonLine(all));
+}
+
+void showJournal(const Context& context, int lines) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  const auto body = Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(lines));
+  const std::vector<Parameters> entries =
+      entriesIn(BlockingCall(bus, signals).run({kPhone, "Journal", body}));
+  if (context.json) {
+    printJson(entries);
+  } else {
+    printText(entries);
+  }
+}
+
+}  // namespace
+
+void addJournal(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "journal", "Show what was pushed, by whom, and what became of it",
+      "One line per push, the newest last: time, sender, name and size of the object, the outcome\n"
+      "of the transfer and that of the card:\n"
+      "  waiting        waits for an answer\n"
+      "  stored         accepted and stored\n"
+      "  there already  accepted; the entry exists already\n"
+      "  not stored: …  accepted, but the phonebook refused it\n"
+      "  rejected       the user rejected it\n"
+      "  no card: …     not a readable card\n"
+      "  lost: …        the phone ended while the card was waiting\n"
+      "  not known      answered, but the outcome can't be told from that of other cards\n"
+      "The phonebook's database keeps the last 10000 pushes. If several phones share it, all of\n"
+      "theirs are shown, with USER@HOST of the phone after the time.");
+  const auto lines = std::make_shared<int>(kDefaultLines);
+  command.add_option("--last", *lines, "Number of lines")
+      ->check(CLI::Range(1, kMaxLines))
+      ->capture_default_str()
+      ->type_name("N");
+  command.add_flag("--json", context.json,
+                   "A JSON array of objects with time, phone, peer, peerName, object, size, link "
+                   "and phonebook");
+  command.callback([&context, lines] { showJournal(context, *lines); });
 }
 
 }  // namespace phonectl

@@ -7,16 +7,13 @@
 
 namespace phonectl {
 
-/// The named parameters of a message to or from the phone: one `a{sv}`. A text travels as `s`, or
-/// as `ay` when it isn't UTF-8 or holds NUL.
-///
-/// What comes from the bus is not trusted: a parameter that is missing or has another type is none.
-///
-/// Threads: a plain value.
+/// The named parameters of a message to or from the phone, an `a{sv}`. A text is an `s`, or an `ay`
+/// if it isn't valid UTF-8 or contains NUL. Reading returns nothing for a parameter that is missing
+/// or has another type.
 class Parameters {
  public:
   Parameters() = default;
-  /// From the body of a message. A body that isn't `(a{sv})` has no parameters.
+  /// Reads the body of a message; empty unless that is an `(a{sv})`.
   explicit Parameters(const Glib::VariantContainerBase& body);
 
   Parameters& addBool(const std::string& name, bool value);
@@ -28,12 +25,11 @@ class Parameters {
 
   [[nodiscard]] std::optional<std::string> text(const std::string& name) const;
   [[nodiscard]] std::optional<bool> boolean(const std::string& name) const;
-  /// Any of D-Bus's whole numbers.
+  /// Any D-Bus integer type.
   [[nodiscard]] std::optional<long long> number(const std::string& name) const;
 
   [[nodiscard]] const std::map<Glib::ustring, Glib::VariantBase>& all() const { return m_values; }
 
-  /// What such a value holds.
   static std::optional<std::string> textIn(const Glib::VariantBase& value);
   static std::optional<bool> booleanIn(const Glib::VariantBase& value);
   static std::optional<long long> numberIn(const Glib::VariantBase& value);

@@ -1,6 +1,7 @@
 #include "tools/phonectl/PhoneBus.h"
 
 #include <csignal>
+#include <utility>
 
 #include "cards/SafeText.h"
 #include "dbus/Calls.h"
@@ -24,7 +25,7 @@ PhoneBus::PhoneBus(const dbus::BusAddress& place) : m_place(place) {
     throw Failure(kNotRunning, "can't reach " + place.describe() + ": " + sentenceOf(error),
                   "name the phone's bus with --bus or PHONE_BUS");
   }
-  // GIO has it ignored now. A reader that leaves ends this program as it does any other.
+  // GIO ignores SIGPIPE; a closed pipe should end this program as it ends others.
   std::signal(SIGPIPE, SIG_DFL);
 }
 
@@ -33,28 +34,23 @@ PhoneBus::~PhoneBus() {
     m_connection->flush_sync();
     m_connection->close_sync();
   } catch (const Glib::Error&) {
-    // It is closed already: whoever waited for an answer has been told.
+    // Already closed; pending calls have failed.
   }
 }
 
 void PhoneBus::call(const PhoneCall& call, OnAnswer onAnswer) {
-  const auto finished = [this, alive = std::weak_ptr<char>(m_alive),
-                         onAnswer](const Glib::RefPtr<Gio::AsyncResult>& result) {
-    if (!alive.expired()) finish(result, onAnswer);
-  };
-  m_connection->call(call.object.path, call.object.interface, call.member, call.body, finished,
-                     kPhoneName, call.timeoutMilliseconds);
-}
-
-void PhoneBus::finish(const Glib::RefPtr<Gio::AsyncResult>& result,
-                      const OnAnswer& onAnswer) const {
-  Answer answer;
-  try {
-    answer.body = m_connection->call_finish(result);
-  } catch (const Glib::Error& error) {
-    answer.failure = failureOf(error);
-  }
-  onAnswer(answer);
+  const auto finish =
+      [this, onAnswer = std::move(onAnswer)](const Glib::RefPtr<Gio::AsyncResult>& result) {
+        Answer answer;
+        try {
+          answer.body = m_connection->call_finish(result);
+        } catch (const Glib::Error& error) {
+          answer.failure = failureOf(error);
+        }
+        onAnswer(answer);
+      };
+  m_connection->call(call.object.path, call.object.interface, call.member, call.body,
+                     m_lifetime.bind(finish), kPhoneName, call.timeoutMilliseconds);
 }
 
 std::string PhoneBus::phoneOwner() const {
@@ -75,8 +71,7 @@ Failure PhoneBus::notRunning() const {
 }
 
 Failure PhoneBus::busLost() const {
-  return {kLost, "the connection to " + m_place.describe() + " is gone",
-          "ask again when it is back"};
+  return {kLost, "lost the connection to " + m_place.describe(), "try again when the bus is back"};
 }
 
 Failure PhoneBus::failureOf(const Glib::Error& error) const {
@@ -88,20 +83,20 @@ Failure PhoneBus::failureOf(const Glib::Error& error) const {
     return busLost();
   }
   if (is(error, G_DBUS_ERROR_NO_REPLY)) {
-    return {kLost, "the phone went away before it answered", "see its log for the reason"};
+    return {kLost, "the phone went away before it answered", "its log may tell why"};
   }
   if (error.matches(G_IO_ERROR, G_IO_ERROR_TIMED_OUT) || is(error, G_DBUS_ERROR_TIMEOUT)) {
-    return {kFailed, "the phone doesn't answer", "if it is stopped or hangs, restart phone-host"};
+    return {kFailed, "the phone doesn't respond", "if it hangs, restart phone-host"};
   }
   if (is(error, G_DBUS_ERROR_ACCESS_DENIED)) {
-    return {kFailed,
-            m_place.describe() + " doesn't let you talk to the phone: " + sentenceOf(error),
-            "the bus's policy has to allow it; that of the system's phone allows root and the "
-            "group obexphone: sudo adduser NAME obexphone, and log in anew"};
+    return {
+        kFailed, m_place.describe() + " denies access to the phone: " + sentenceOf(error),
+        "its policy must admit you; for the system phone: sudo adduser NAME obexphone, and log in "
+        "again"};
   }
   if (is(error, G_DBUS_ERROR_UNKNOWN_METHOD) || is(error, G_DBUS_ERROR_UNKNOWN_OBJECT) ||
       is(error, G_DBUS_ERROR_UNKNOWN_INTERFACE)) {
-    return {kFailed, "this phone doesn't know that request (" + sentenceOf(error) + ")",
+    return {kFailed, "the phone doesn't know this request (" + sentenceOf(error) + ")",
             "use phonectl and phone-host of the same version"};
   }
   return {kFailed, "the phone refused: " + sentenceOf(error)};

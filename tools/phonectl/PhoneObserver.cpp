@@ -1,5 +1,8 @@
 #include "tools/phonectl/PhoneObserver.h"
 
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
 #include "cards/SafeText.h"
 
 namespace phonectl {
@@ -20,6 +23,37 @@ constexpr const char* kIntrospection = R"(
 
 }  // namespace
 
+std::optional<cards::Card> cardIn(const std::string& message) {
+  try {
+    return cards::cardFromMessage(message);
+  } catch (const std::runtime_error&) {
+    return std::nullopt;
+  }
+}
+
+Outcome::Outcome(bool allStored, long long cardCount, const std::string& message)
+    : stored(allStored), count(cardCount), first(cardIn(message)) {}
+
+std::string Outcome::sentence() const {
+  if (stored && count == 0) return "No card was waiting; nothing was stored.";
+  const std::string name = first ? cards::displayName(*first) : "(unreadable card)";
+  const bool one = count == 1;
+  const std::string what = one ? "1 card" : std::to_string(count) + " cards";
+  const std::string which = one ? ": " + name : ", the first is " + name;
+  if (stored) return what + " stored" + which + ".";
+  return (one ? "1 card could not be stored" : "Not all of " + what + " could be stored") + which +
+         ". No card is waiting any more: see the phone's log for the reason and have them sent "
+         "again.";
+}
+
+nlohmann::ordered_json Outcome::json() const {
+  nlohmann::ordered_json json{{"event", stored ? "received" : "error"}};
+  if (!stored) json["reason"] = "not stored";
+  json["count"] = count;
+  if (first) json["first"] = cards::cardJson(*first);
+  return json;
+}
+
 PhoneObserver::PhoneObserver(PhoneBus& bus, PhoneEvents& events)
     : m_bus(bus),
       m_events(events),
@@ -35,7 +69,7 @@ PhoneObserver::PhoneObserver(PhoneBus& bus, PhoneEvents& events)
     m_registration = m_bus.connection()->register_object(
         kObserver.path, description->lookup_interface(kObserver.interface), m_table);
   } catch (const Glib::Error& error) {
-    throw Failure(kFailed, "can't listen for events: " + cards::safeText(error.what()));
+    throw Failure(kFailed, "can't receive notifications: " + cards::safeText(error.what()));
   }
 }
 
@@ -52,8 +86,8 @@ PhoneCall PhoneObserver::subscription() {
 
 void PhoneObserver::checkSubscription(const Glib::VariantContainerBase& answer) {
   if (Parameters(answer).boolean("subscribeEventReturn").value_or(false)) return;
-  throw Failure(kFailed,
-                "the phone takes no more observers. End another `phonectl watch` and try again");
+  throw Failure(kFailed, "the phone accepts no more observers",
+                "end another phonectl watch and try again");
 }
 
 void PhoneObserver::onCall(const Glib::ustring& sender, const Glib::ustring& member,
@@ -65,11 +99,11 @@ void PhoneObserver::onCall(const Glib::ustring& sender, const Glib::ustring& mem
   if (member == "vCardAcceptEvent") {
     m_events.cardOffered(text("acceptParam"));
   } else if (member == "vCardReceivedEvent") {
-    m_events.cardsStored(text("vCardiParam"), count);
+    m_events.cardsAccepted(Outcome(true, count, text("vCardiParam")));
   } else if (member == "vCardErrorEvent" && text("errorParam").empty()) {
     m_events.cardUnreadable();
   } else if (member == "vCardErrorEvent") {
-    m_events.cardsNotStored(text("errorParam"), count);
+    m_events.cardsAccepted(Outcome(false, count, text("errorParam")));
   } else if (member == "vCardDestRequestEvent") {
     m_events.destinationWanted(text("infoParam"));
   } else if (member == "vCardSendSuccEvent") {
@@ -79,8 +113,8 @@ void PhoneObserver::onCall(const Glib::ustring& sender, const Glib::ustring& mem
   }
 }
 
-// The phone tells of each contact twice, first with an empty text. A contact without a name has an
-// empty text both times.
+// The phone sends two notifications for each contact, the first with an empty name. A contact
+// without a name has an empty one both times.
 void PhoneObserver::onSent(const std::string& contact) {
   if (contact.empty() && !m_sentAnnounced) {
     m_sentAnnounced = true;

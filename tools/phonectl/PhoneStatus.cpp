@@ -9,7 +9,7 @@ namespace phonectl {
 
 namespace {
 
-// The main loop of the phone answers, and that is never busy for long.
+// The phone's main loop answers; it is never busy for long.
 constexpr int kTimeoutMilliseconds = 20000;
 
 constexpr const char* kRadioReady = "ready";
@@ -25,7 +25,7 @@ nlohmann::ordered_json jsonOf(const Glib::VariantBase& value) {
 constexpr const char* kSwitching = "obexEnableEvent";
 constexpr const char* kSending = "vCardSendEvent";
 
-/// What the phone does at one of its messages, for people.
+/// What the phone is doing while it handles a message.
 struct Activity {
   const char* message;
   const char* description;
@@ -42,7 +42,7 @@ std::string describe(const std::string& message) {
       std::find_if(kActivities.begin(), kActivities.end(),
                    [&](const Activity& activity) { return activity.message == message; });
   if (known != kActivities.end()) return known->description;
-  return message.empty() ? "something" : cards::safeText(message);
+  return message.empty() ? "unknown work" : cards::safeText(message);
 }
 
 std::string line(std::string label, const std::string& shown) {
@@ -64,7 +64,7 @@ std::string PhoneStatus::imagesFolder() const {
 
 host::Problem PhoneStatus::imagesProblem() const {
   return {m_values.text("imagesProblem").value_or(""),
-          m_values.text("imagesRemedy").value_or("see to it that phone-host can write there")};
+          m_values.text("imagesRemedy").value_or("give phone-host write access to the folder")};
 }
 
 std::string PhoneStatus::missingRadio() const {
@@ -122,9 +122,9 @@ std::string PhoneStatus::policyLine() const {
   const std::string strangers = shown("strangers");
   const std::string trusted = shown("trusted");
   if (strangers.empty() || trusted.empty()) return "";
-  if (strangers == "ask" && trusted == "ask") return "every card is asked about";
-  return std::string("strangers ") + (strangers == "refuse" ? "are refused" : "are asked about") +
-         ", cards of trusted devices " + (trusted == "accept" ? "are stored" : "are asked about");
+  if (strangers == "ask" && trusted == "ask") return "every card needs confirmation";
+  return std::string("strangers ") + (strangers == "refuse" ? "are refused" : "need confirmation") +
+         ", cards of trusted devices " + (trusted == "accept" ? "are stored" : "need confirmation");
 }
 
 std::string PhoneStatus::busyLine() const {
@@ -132,7 +132,7 @@ std::string PhoneStatus::busyLine() const {
   const long long queued = m_values.number("queued").value_or(0);
   return (what.empty() ? "no" : what) +
          (queued > 0 ? ", " + std::to_string(queued) +
-                           (queued == 1 ? " more request waits" : " more requests wait")
+                           (queued == 1 ? " more request queued" : " more requests queued")
                      : "");
 }
 

@@ -11,52 +11,51 @@
 
 namespace phonectl {
 
-/// How the phone is, at the moment when it was asked. A plain value.
+/// A snapshot of the phone's status. Strings are safe to print unless noted.
 class PhoneStatus {
  public:
-  /// The question. The phone answers it at once, however busy it is.
+  /// The call that asks for it. The phone answers at once, even when it is busy.
   static PhoneCall question();
 
   explicit PhoneStatus(const Glib::VariantContainerBase& answer) : m_values(answer) {}
 
   [[nodiscard]] bool listening() const { return m_values.boolean("listening").value_or(false); }
-  /// Why it can't listen although receiving is on, safe to show; empty if it can or need not.
+  /// Why it can't listen although receiving is on; empty if it can or need not.
   [[nodiscard]] std::string listenError() const { return shown("listenError"); }
-  /// Where the phone keeps photos.
+  /// The folder of the photos. Not safe to print.
   [[nodiscard]] std::string imagesFolder() const;
-  /// Why it can't write there, not safe to show.
+  /// Why the phone can't write there. Not safe to print.
   [[nodiscard]] host::Problem imagesProblem() const;
-  /// What is missing for the radio to work, a sentence that is safe to show; empty when nothing is.
+  /// What the radio lacks; empty if it works.
   [[nodiscard]] std::string missingRadio() const;
-  /// Whether other phones can find this one; if it was asked to be visible and isn't, why, a
-  /// sentence that is safe to show.
+  /// Whether other devices can find the phone.
   [[nodiscard]] bool discoverable() const {
     return m_values.boolean("discoverable").value_or(false);
   }
+  /// Why it isn't visible although it should be.
   [[nodiscard]] std::string visibleProblem() const { return shown("visibleProblem"); }
-  /// Whether it has heard of BlueZ who is paired, trusted and blocked.
+  /// Whether BlueZ has reported which devices are paired, trusted and blocked.
   [[nodiscard]] bool knowsPeers() const { return shown("bluez") == "ready"; }
-  /// Whether the policy of the system bus keeps it from publishing its service record.
+  /// Whether the system bus's policy denies publishing the service record.
   [[nodiscard]] bool recordDenied() const {
     return m_values.boolean("recordDenied").value_or(false);
   }
-  /// A text of that name, safe to show; empty when there is none.
+  /// The string of that name; empty if missing.
   [[nodiscard]] std::string shown(const std::string& name) const;
   [[nodiscard]] int channel() const {
     return static_cast<int>(m_values.number("channel").value_or(0));
   }
 
-  /// What the phone is busy with and since when: "sending a card for 12 s"; empty when it is idle.
+  /// The current work and its duration: "sending a card for 12 s"; empty when idle.
   [[nodiscard]] std::string busyWith() const;
 
-  /// Whether it is busy with sending a card.
   [[nodiscard]] bool sending() const;
-  /// Whether it is busy with switching receiving, which waits for a radio.
+  /// Switching receiving on or off, which may be waiting for a radio.
   [[nodiscard]] bool switching() const;
 
-  /// Lines for people, safe to show.
+  /// For people.
   [[nodiscard]] std::vector<std::string> lines() const;
-  /// Everything that the phone told, under the names that it gave.
+  /// Everything the phone reported, under its own names.
   [[nodiscard]] nlohmann::ordered_json json() const;
 
  private:

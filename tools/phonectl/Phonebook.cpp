@@ -1,18 +1,77 @@
 #include "tools/phonectl/Phonebook.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <memory>
 #include <stdexcept>
 
-#include "cards/CardText.h"
 #include "cards/SafeText.h"
-#include "tools/phonectl/CardSearch.h"
-#include "tools/phonectl/CardTable.h"
-#include "tools/phonectl/EntryId.h"
+#include "tools/phonectl/Parameters.h"
 
 namespace phonectl {
 
 namespace {
+
+// Tables
+
+constexpr std::size_t kMaxNumberShown = 40;
+constexpr const char* kGap = "  ";
+
+using Row = std::array<std::string, 3>;
+
+std::string numbersOf(const cards::Card& card) {
+  std::string shown;
+  for (const cards::CardColumn& number : cards::kCardNumbers) {
+    const std::string& value = card.*number.value;
+    if (value.empty()) continue;
+    shown += shown.empty() ? "" : ", ";
+    shown += std::string(number.label) + " " + cards::safeText(value, kMaxNumberShown);
+    if (card.defaultNumber == number.digit) shown += "*";
+  }
+  return shown;
+}
+
+std::string padded(const std::string& safe, std::size_t width) {
+  const std::size_t taken = cards::displayWidth(safe);
+  return safe + std::string(width > taken ? width - taken : 0, ' ');
+}
+
+// Searching
+
+using Text = std::unique_ptr<char, decltype(&g_free)>;
+
+// For comparing: case-folded, with accents composed.
+std::string folded(const std::string& text) {
+  const Text valid(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), g_free);
+  const Text normal(g_utf8_normalize(valid.get(), -1, G_NORMALIZE_ALL_COMPOSE), g_free);
+  const Text plain(g_utf8_casefold(normal.get(), -1), g_free);
+  return plain.get();
+}
+
+std::vector<std::string> namesOf(const cards::Card& card) {
+  std::vector<std::string> names;
+  for (const std::string& name :
+       {card.surname, card.firstname, card.company, card.firstname + " " + card.surname,
+        card.surname + " " + card.firstname, card.surname + ", " + card.firstname}) {
+    names.push_back(folded(name));
+  }
+  return names;
+}
+
+template <typename Matches>
+std::vector<cards::Card> cardsWhere(const std::vector<cards::Card>& cards, const Matches& matches) {
+  std::vector<cards::Card> found;
+  std::copy_if(cards.begin(), cards.end(), std::back_inserter(found), [&](const cards::Card& card) {
+    const std::vector<std::string> names = namesOf(card);
+    return std::any_of(names.begin(), names.end(), matches);
+  });
+  return found;
+}
+
+// Requests
 
 const std::vector<host::Column> kNameColumns = {host::Column::kId, host::Column::kSurname,
                                                 host::Column::kFirstname, host::Column::kCompany};
@@ -21,7 +80,7 @@ constexpr std::size_t kMaxListed = 20;
 
 const std::vector<host::Column> kEveryColumn(host::kAllColumns.begin(), host::kAllColumns.end());
 
-// What makes two cards the same for the phone.
+// The phone treats cards that agree in these as duplicates.
 constexpr std::array kSameColumns = {host::Column::kFirstname, host::Column::kSurname,
                                      host::Column::kMobile,    host::Column::kPrivate,
                                      host::Column::kOffice,    host::Column::kOffice2};
@@ -31,7 +90,7 @@ constexpr std::array kSameColumns = {host::Column::kFirstname, host::Column::kSu
       found.begin(),
       found.begin() + static_cast<std::ptrdiff_t>(std::min(found.size(), kMaxListed)));
   std::string sentence =
-      std::to_string(found.size()) + " entries have that name. Name one by its Id:";
+      std::to_string(found.size()) + " entries have that name; give the id of one:";
   for (const std::string& line : cardTable(listed)) sentence += "\n  " + line;
   if (listed.size() < found.size()) sentence += "\n  ...";
   throw Failure(kFailed, sentence);
@@ -64,6 +123,44 @@ std::string firstText(const Glib::VariantContainerBase& answer) {
 
 }  // namespace
 
+bool isEntryId(const std::string& text) {
+  constexpr std::size_t kMaxDigits = 18;
+  return !text.empty() && text.size() <= kMaxDigits &&
+         text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+std::vector<std::string> cardTable(const std::vector<cards::Card>& cards) {
+  std::vector<Row> rows{{"ID", "NAME", "NUMBERS"}};
+  for (const cards::Card& card : cards) {
+    rows.push_back({cards::safeText(card.id), cards::displayName(card), numbersOf(card)});
+  }
+  std::size_t idWidth = 0;
+  std::size_t nameWidth = 0;
+  for (const Row& row : rows) {
+    idWidth = std::max(idWidth, cards::displayWidth(row[0]));
+    nameWidth = std::max(nameWidth, cards::displayWidth(row[1]));
+  }
+  std::vector<std::string> lines;
+  for (const Row& row : rows) {
+    std::string line = padded(row[0], idWidth) + kGap + padded(row[1], nameWidth) + kGap + row[2];
+    line.erase(line.find_last_not_of(' ') + 1);
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+std::vector<cards::Card> cardsNamed(const std::vector<cards::Card>& cards,
+                                    const std::string& name) {
+  const std::string wanted = folded(name);
+  if (wanted.empty()) return {};
+  std::vector<cards::Card> found =
+      cardsWhere(cards, [&](const std::string& candidate) { return candidate == wanted; });
+  if (!found.empty()) return found;
+  return cardsWhere(cards, [&](const std::string& candidate) {
+    return candidate.find(wanted) != std::string::npos;
+  });
+}
+
 std::vector<cards::Card> Phonebook::list(const std::vector<host::Column>& columns) {
   return read(host::DirectoryClient::listRequest(columns));
 }
@@ -73,7 +170,7 @@ std::vector<cards::Card> Phonebook::withId(const std::string& id) {
 }
 
 cards::Card Phonebook::named(const std::string& which) {
-  if (checkId(which).empty()) {
+  if (isEntryId(which)) {
     const std::vector<cards::Card> found = withId(which);
     if (!found.empty()) return found.front();
   }
@@ -81,8 +178,9 @@ cards::Card Phonebook::named(const std::string& which) {
   if (matching.size() > 1) refuseAmbiguous(matching);
   const std::vector<cards::Card> found = matching.empty() ? matching : withId(matching.front().id);
   if (!found.empty()) return found.front();
-  throw Failure(kFailed, "there is no \"" + cards::safeText(which, cards::kMaxShown) +
-                             "\" in the phonebook. See: phonectl book list");
+  throw Failure(kFailed,
+                "the phonebook has no entry \"" + cards::safeText(which, cards::kMaxShown) + "\"",
+                "list all entries with: phonectl book list");
 }
 
 std::vector<cards::Card> Phonebook::same(const cards::Card& card) {
@@ -103,8 +201,8 @@ std::string Phonebook::add(const cards::Card& card) {
 
 std::string Phonebook::write(const std::string& message) { return ask(message).id; }
 
-void Phonebook::update(const std::string& id, const std::vector<host::ColumnValue>& texts) {
-  ask(host::DirectoryClient::updateRequest(id, texts));
+void Phonebook::update(const std::string& id, const std::vector<host::ColumnValue>& values) {
+  ask(host::DirectoryClient::updateRequest(id, values));
 }
 
 void Phonebook::remove(const std::string& id) { ask(host::DirectoryClient::deleteRequest(id)); }
@@ -118,7 +216,7 @@ std::vector<cards::Card> Phonebook::read(const std::string& request) {
 }
 
 void Phonebook::tryWriting() {
-  // Ids begin with 1, as this phonebook gives them.
+  // Ids start at 1.
   if (!withId("0").empty()) return;
   const host::DirectoryAnswer answer =
       answerTo(host::DirectoryClient::updateRequest("0", {{host::Column::kSurname, "-"}}));
@@ -133,7 +231,7 @@ host::DirectoryAnswer Phonebook::ask(const std::string& request) {
 
 host::DirectoryAnswer Phonebook::answerTo(const std::string& request) {
   const Glib::VariantContainerBase answer =
-      m_patient.run({kDirectory, "handleRequest", bytes(request)});
+      m_call.run({kDirectory, "handleRequest", bytes(request)});
   try {
     return host::DirectoryClient::parseAnswer(firstText(answer));
   } catch (const std::runtime_error& error) {

@@ -9,33 +9,44 @@
 
 namespace phonectl {
 
-/// The phone's phonebook, asked over the bus.
+/// Whether `text` can be the id of an entry: a decimal number.
+bool isEntryId(const std::string& text);
+
+/// Cards as a table of id, name and numbers, the default number marked with a star. The lines are
+/// safe to print; long values are truncated.
+std::vector<std::string> cardTable(const std::vector<cards::Card>& cards);
+
+/// The cards with this surname, first name, company or full name in either order; if there are
+/// none, those whose name or company contains it. Ignores case and Unicode normalization.
+std::vector<cards::Card> cardsNamed(const std::vector<cards::Card>& cards, const std::string& name);
+
+/// The phone's phonebook, over the bus. Errors are Failure, with the phonebook's own reason if it
+/// refused a request.
 ///
-/// Threads: as BlockingCall. Errors come as Failure, with the phonebook's own reason where it
-/// refused.
+/// Threads: as BlockingCall.
 class Phonebook {
  public:
-  Phonebook(PhoneBus& bus, const StopSignals& signals) : m_patient(bus, signals) {}
+  Phonebook(PhoneBus& bus, const StopSignals& signals) : m_call(bus, signals) {}
 
-  /// Every entry, in the phonebook's order, with these of its columns.
+  /// All entries, in the phonebook's order, with only these columns set.
   std::vector<cards::Card> list(const std::vector<host::Column>& columns);
-  /// Every column of the entries with this Id: one or none.
+  /// The entry with this id: one or none.
   std::vector<cards::Card> withId(const std::string& id);
-  /// The entry that a user means by its Id or name, with every column. Throws Failure when there is
-  /// none or when several have that name, which are listed then.
+  /// The entry with this id or name. Throws Failure if there is none, or several with that name;
+  /// the message then lists them.
   cards::Card named(const std::string& which);
-  /// Every column of the entries with the same names and numbers: what the phone takes for the same
-  /// card when one comes in. A card without any of them is never there.
+  /// The entries with the same names and numbers, which the phone treats as duplicates. None for a
+  /// card that has neither.
   std::vector<cards::Card> same(const cards::Card& card);
-  /// Adds an entry and returns its Id.
+  /// Adds an entry and returns its id.
   std::string add(const cards::Card& card);
-  /// The same, by a phonebook write message.
+  /// Adds the entry of a phonebook write message and returns its id.
   std::string write(const std::string& message);
-  /// Replaces these texts of an entry.
-  void update(const std::string& id, const std::vector<host::ColumnValue>& texts);
+  /// Replaces some columns of an entry.
+  void update(const std::string& id, const std::vector<host::ColumnValue>& values);
   void remove(const std::string& id);
-  /// Throws Failure when it can't be read, or not written: what is tried is to change an entry that
-  /// isn't there.
+  /// Throws Failure if the phonebook can't be read or written. Writes by updating an entry that
+  /// doesn't exist.
   void tryWriting();
 
  private:
@@ -43,7 +54,7 @@ class Phonebook {
   host::DirectoryAnswer ask(const std::string& request);
   host::DirectoryAnswer answerTo(const std::string& request);
 
-  BlockingCall m_patient;
+  BlockingCall m_call;
 };
 
 }  // namespace phonectl

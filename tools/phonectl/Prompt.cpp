@@ -15,14 +15,14 @@ namespace phonectl {
 
 namespace {
 
-/// Nobody types more than this as an answer.
+// Longer answers are truncated.
 constexpr std::size_t kMaxLine = 1000;
 
 std::string questionFor(long long waiting) {
   const std::string choice = " [y]es/[n]o/[l]ater ";
   if (waiting == 1) return "Store it?" + choice;
-  return std::to_string(waiting) + " cards wait, and the answer is for all of them. Store them?" +
-         choice;
+  return std::to_string(waiting) +
+         " cards are waiting; the answer applies to all of them. Store them?" + choice;
 }
 
 Prompt::Answer answerIn(const std::string& line) {
@@ -30,10 +30,10 @@ Prompt::Answer answerIn(const std::string& line) {
   for (const char c : line) {
     if (c != ' ' && c != '\r') word += static_cast<char>(g_ascii_tolower(c));
   }
-  if (word == "y" || word == "yes") return Prompt::Answer::Yes;
-  if (word == "n" || word == "no") return Prompt::Answer::No;
-  if (word == "l" || word == "later") return Prompt::Answer::Later;
-  return Prompt::Answer::Unclear;
+  if (word == "y" || word == "yes") return Prompt::Answer::kYes;
+  if (word == "n" || word == "no") return Prompt::Answer::kNo;
+  if (word == "l" || word == "later") return Prompt::Answer::kLater;
+  return Prompt::Answer::kUnclear;
 }
 
 }  // namespace
@@ -66,10 +66,10 @@ void Prompt::takeBack() {
 }
 
 void Prompt::open(const std::string& prompt) {
-  printPrompt(prompt);
+  print(prompt);
   m_midLine = true;
   if (m_input.find('\n') != std::string::npos) {
-    // Read before: the input itself may have ended since.
+    // Already read; the input may have ended since.
     m_idle = Glib::signal_idle().connect([this] {
       takeLine();
       return false;
@@ -88,7 +88,7 @@ void Prompt::close() {
 
 int Prompt::onInput(int, unsigned, void* self) {
   static_cast<Prompt*>(self)->readMore();
-  // When the question was closed, its source has been removed already.
+  // close() has removed the source if the prompt was answered.
   return G_SOURCE_CONTINUE;
 }
 
@@ -98,7 +98,7 @@ void Prompt::readMore() {
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
   if (count <= 0) {
     m_ended = true;
-    finish(Answer::Ended);
+    finish(Answer::kEnded);
     return;
   }
   m_input.append(buffer.data(), static_cast<std::size_t>(count));
@@ -113,7 +113,7 @@ void Prompt::takeLine() {
   }
   const std::string line = m_input.substr(0, end);
   m_input.erase(0, end + 1);
-  // The user's own line end is on the screen.
+  // On a terminal, the user's Enter has ended the line.
   m_midLine = !m_terminal;
   finish(answerIn(line));
 }

@@ -7,22 +7,21 @@
 
 namespace phonectl {
 
-/// Asks the user on standard output what to do with the waiting cards, and reads the answer, a
-/// line, from standard input. Input is read only while a question is open, so that answers can be
-/// piped in; what was typed into a terminal before the question stood there is dropped, since it
-/// was meant for something else.
+/// Asks the user on standard output what to do with the waiting cards and reads the answer, a line,
+/// from standard input. Reads only while a prompt is open, so answers can be piped in; on a
+/// terminal, anything typed before the prompt appeared is dropped.
 ///
 /// Threads: the one that runs the default main loop.
 class Prompt {
  public:
   enum class Answer {
-    Yes,
-    No,
-    Later,
-    Unclear,  ///< none of these: ask again
-    Ended     ///< there is no more input: no question will be answered any more
+    kYes,
+    kNo,
+    kLater,
+    kUnclear,  ///< none of these: ask again
+    kEnded     ///< end of input: there will be no more answers
   };
-  /// Called from the main loop, when the question is closed already. No exception may leave it.
+  /// Called from the main loop with the prompt closed. Must not throw.
   using OnAnswer = std::function<void(Answer)>;
 
   explicit Prompt(OnAnswer onAnswer);
@@ -30,13 +29,13 @@ class Prompt {
   Prompt(const Prompt&) = delete;
   Prompt& operator=(const Prompt&) = delete;
 
-  /// Asks about `waiting` cards. An open question is replaced. Does nothing once the input has
-  /// ended. Throws Failure when the output can't be written.
+  /// Asks about `waiting` cards, replacing an open prompt. Does nothing after the end of input.
+  /// Throws Failure if the output can't be written.
   void ask(long long waiting);
-  /// After an unclear answer.
+  /// Asks again after an unclear answer.
   void askAgain();
-  /// Takes an open question back, and ends the line of an answered one where the user hasn't, so
-  /// that something else can be shown. Throws as `ask`.
+  /// Closes an open prompt and ends its line, so that something else can be printed. Throws as
+  /// ask().
   void takeBack();
 
  private:
@@ -46,14 +45,14 @@ class Prompt {
   void close();
   void readMore();
   void takeLine();
-  /// Nothing may be written here: an error could not be told from inside the main loop.
+  // Writes nothing: an error could not be thrown through the main loop.
   void finish(Answer answer);
 
   const OnAnswer m_onAnswer;
   const bool m_terminal;
-  std::string m_input;  ///< what was read and isn't used yet
+  std::string m_input;  ///< read but not used yet
   bool m_ended = false;
-  bool m_midLine = false;  ///< the output stands behind a question
+  bool m_midLine = false;  ///< the cursor is behind a prompt
   unsigned m_source = 0;
   sigc::connection m_idle;
 };

@@ -1,10 +1,10 @@
-#include "tools/phonectl/ReceiveCommand.h"
-
 #include <functional>
 #include <iostream>
+#include <memory>
 
+#include "tools/phonectl/BlockingCall.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Duration.h"
-#include "tools/phonectl/Output.h"
 #include "tools/phonectl/Parameters.h"
 
 namespace phonectl {
@@ -16,6 +16,13 @@ constexpr unsigned kListenTimeoutMilliseconds = 5000;
 // The phone retries for ten seconds while BlueZ is busy with the adapter.
 constexpr unsigned kVisibleTimeoutMilliseconds = 15000;
 constexpr unsigned kPollMilliseconds = 50;
+
+struct Options {
+  std::string state;
+  int visible = 0;  ///< seconds, -1 for ever, 0 for no change
+
+  [[nodiscard]] bool on() const { return state == "on"; }
+};
 
 std::string visibleOption(const std::string& text) {
   const auto seconds = text == "always" ? std::optional(-1) : parseDuration(text);
@@ -54,58 +61,15 @@ void waitUntilListening(BlockingCall& call) {
               << std::endl;
 }
 
-}  // namespace
-
-ReceiveCommand::ReceiveCommand(CLI::App& parent)
-    : Command(
-          parent, "receive", "Switch the receiving of cards on or off",
-          "Without Bluetooth, a phone that receives can't be switched until a radio appears. The\n"
-          "request then waits in the phone, which counts as done (exit code 0).\n"
-          "The exit code is 1 if the phone can't listen, for example because another program uses\n"
-          "its channel; it keeps trying.\n"
-          "Phones that aren't paired with this one can find it only while its adapter is visible;\n"
-          "see --visible. If it can't be made visible, the exit code is 1.") {
-  app().add_option("state", m_state, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-  app()
-      .add_option("--visible", m_visible,
-                  "How long other phones can find this one: 30s, 3m, 1h or always")
-      ->type_name("TIME")
-      ->transform(visibleOption);
-  app().callback([this] {
-    if (m_visible != 0 && !on()) throw CLI::ValidationError("--visible", "needs receive on");
-  });
-}
-
-int ReceiveCommand::run(PhoneBus& bus) {
-  const StopSignals signals;
-  BlockingCall call(bus, signals);
-  const Glib::VariantContainerBase body = Parameters().addBool("obexEnableParam", on()).body();
-  std::string missingRadio;
-  const auto answer =
-      call.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
-        missingRadio = status.missingRadio();
-        return !missingRadio.empty() && status.switching();
-      });
-  if (!answer) {
-    tellDeferred(missingRadio);
-  } else if (on()) {
-    waitUntilListening(call);
-    if (m_visible != 0) makeVisible(call);
-  } else {
-    printLine("Receiving is off.");
-  }
-  return kDone;
-}
-
-void ReceiveCommand::tellDeferred(const std::string& missingRadio) const {
-  printLine("Deferred: \"receive " + m_state +
+void tellDeferred(const std::string& state, const std::string& missingRadio) {
+  printLine("Deferred: \"receive " + state +
             "\" waits in the phone until its push server can be stopped.");
   printLine("It can't be stopped now, because there is no radio: " + missingRadio);
 }
 
-void ReceiveCommand::makeVisible(BlockingCall& call) const {
+void makeVisible(BlockingCall& call, int seconds) {
   call.run({kPhone, "SetVisible",
-            Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(m_visible))});
+            Glib::VariantContainerBase::create_tuple(Glib::Variant<int>::create(seconds))});
   const PhoneStatus status = waitForStatus(
       call, kVisibleTimeoutMilliseconds,
       [](const PhoneStatus& now) { return now.discoverable() || !now.visibleProblem().empty(); });
@@ -116,8 +80,56 @@ void ReceiveCommand::makeVisible(BlockingCall& call) const {
                       (problem.empty() ? "the adapter has not become visible" : problem),
                   "find the cause with: phonectl doctor");
   }
-  printLine(m_visible < 0 ? "Visible until changed."
-                          : "Visible for " + durationText(m_visible) + ".");
+  printLine(seconds < 0 ? "Visible until changed." : "Visible for " + durationText(seconds) + ".");
+}
+
+void switchReceiving(const Context& context, const Options& options) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  BlockingCall call(bus, signals);
+  const Glib::VariantContainerBase body =
+      Parameters().addBool("obexEnableParam", options.on()).body();
+  std::string missingRadio;
+  const auto answer =
+      call.runUnless({kService, "obexEnableEvent", body}, [&](const PhoneStatus& status) {
+        missingRadio = status.missingRadio();
+        return !missingRadio.empty() && status.switching();
+      });
+  if (!answer) {
+    tellDeferred(options.state, missingRadio);
+  } else if (options.on()) {
+    waitUntilListening(call);
+    if (options.visible != 0) makeVisible(call, options.visible);
+  } else {
+    printLine("Receiving is off.");
+  }
+}
+
+}  // namespace
+
+void addReceive(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "receive", "Switch the receiving of cards on or off",
+      "Without Bluetooth, a phone that receives can't be switched until a radio appears. The\n"
+      "request then waits in the phone, which counts as done (exit code 0).\n"
+      "The exit code is 1 if the phone can't listen, for example because another program uses\n"
+      "its channel; it keeps trying.\n"
+      "Phones that aren't paired with this one can find it only while its adapter is visible;\n"
+      "see --visible. If it can't be made visible, the exit code is 1.");
+  const auto options = std::make_shared<Options>();
+  command.add_option("state", options->state, "on or off")
+      ->required()
+      ->check(CLI::IsMember({"on", "off"}));
+  command
+      .add_option("--visible", options->visible,
+                  "How long other phones can find this one: 30s, 3m, 1h or always")
+      ->type_name("TIME")
+      ->transform(visibleOption);
+  command.callback([&context, options] {
+    if (options->visible != 0 && !options->on())
+      throw CLI::ValidationError("--visible", "needs receive on");
+    switchReceiving(context, *options);
+  });
 }
 
 }  // namespace phonectl

@@ -1,134 +1,141 @@
-#include "tools/phonectl/SendCommand.h"
-
-#include <glib.h>
-
 #include <algorithm>
-#include <charconv>
 #include <iostream>
+#include <memory>
 
 #include "cards/SafeText.h"
 #include "host/bluetooth/Address.h"
 #include "tools/phonectl/BlockingBluez.h"
-#include "tools/phonectl/ContactFile.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/Phonebook.h"
+#include "tools/phonectl/Sending.h"
 
 namespace phonectl {
 
 namespace {
 
 constexpr int kMaxChannel = 30;
-/// On a virtual radio, which knows no service discovery, it is that of this telephone's own server.
+// The virtual radio has no service discovery; this is the channel of phone-host's own server.
 constexpr int kVirtualChannel = 4;
-constexpr const char* kNobody = "00:00:00:00:00:00";
+constexpr const char* kAnyAddress = "00:00:00:00:00:00";
+
+struct Options {
+  std::string which;
+  std::string file;
+  bool pending = false;
+  std::string device;  ///< address or name
+  int channel = 0;     ///< 0: ask the device
+};
 
 bool isAddress(const std::string& text) {
-  return text != kNobody && host::parseAddress(text).has_value();
+  return text != kAnyAddress && host::parseAddress(text).has_value();
 }
 
-/// What has the parts of an address is meant as one.
+/// Tells a mistyped address from a name.
 bool looksLikeAddress(const std::string& text) {
-  constexpr long kParts = 4;
-  return std::count(text.begin(), text.end(), ':') >= kParts ||
-         std::count(text.begin(), text.end(), '-') >= kParts;
+  constexpr long kSeparators = 4;
+  return std::count(text.begin(), text.end(), ':') >= kSeparators ||
+         std::count(text.begin(), text.end(), '-') >= kSeparators;
 }
 
 std::string checkDevice(const std::string& text) {
   if (!text.empty() && (isAddress(text) || !looksLikeAddress(text))) return "";
-  return "it is no Bluetooth address such as 66:77:88:99:AA:BB";
+  return "not a Bluetooth address such as 66:77:88:99:AA:BB";
 }
 
-std::string checkChannel(const std::string& text) {
-  int channel = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, channel);
-  const bool valid = result.ec == std::errc() && result.ptr == end && channel >= 1;
-  return valid && channel <= kMaxChannel ? "" : "an RFCOMM channel is a number from 1 to 30";
+cards::Contact contactFrom(const Options& options, PhoneBus& bus, const StopSignals& signals) {
+  if (!options.file.empty()) return readContactFile(options.file);
+  return cards::contactOf(Phonebook(bus, signals).named(options.which));
+}
+
+std::string addressOf(const std::string& device, const StopSignals& signals) {
+  if (isAddress(device)) return device;
+  const BlockingBluez bluez(signals);
+  if (bluez.ready()) return bluez.addressOf(device);
+  throw Failure(kFailed, "can't look up devices by name: " + bluez.missing(),
+                "give the device's address");
+}
+
+int channelOf(const std::string& address, const StopSignals& signals) {
+  const host::SdpQuery::Answer answer = askServices(signals, address, "");
+  if (answer.outcome == host::SdpQuery::Outcome::kNoBluetooth) {
+    std::cerr << "phonectl: no Bluetooth here to ask the device for its channel; trying "
+              << kVirtualChannel << std::endl;
+    return kVirtualChannel;
+  }
+  if (answer.outcome == host::SdpQuery::Outcome::kUnreachable) {
+    throw Failure(kFailed,
+                  "can't ask " + address + " for its channel: " + cards::safeText(answer.problem),
+                  "check that the device is switched on and in range; --channel N sends without "
+                  "asking");
+  }
+  for (const host::SdpRecord& record : answer.records) {
+    if (record.channel != 0) return record.channel;
+  }
+  throw Failure(kFailed, address + " offers no Object Push service",
+                "some phones offer it only while the user waits for a file");
+}
+
+void send(const Context& context, const Options& options) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  std::optional<cards::Contact> contact;
+  if (!options.pending) contact = contactFrom(options, bus, signals);
+  // Reports a missing phone before the device is looked up.
+  static_cast<void>(bus.phoneOwner());
+  Destination destination{addressOf(options.device, signals), options.channel};
+  if (destination.channel == 0) destination.channel = channelOf(destination.address, signals);
+  Sending sending(bus, signals);
+  if (contact) sending.handOver(*contact);
+  const std::string sent = sending.sendTo(destination);
+  printLine("Sent to " + destination.shown() + ": " + shownContact(sent));
+}
+
+void cancel(const Context& context) {
+  PhoneBus bus(context.place());
+  const StopSignals signals;
+  BlockingCall(bus, signals).run({kService, "vCardCancelEvent", Parameters().body()});
+  printLine("No contact is pending any more.");
 }
 
 }  // namespace
 
-SendCommand::SendCommand(CLI::App& parent)
-    : Command(
-          parent, "send", "Send a contact to another device",
-          "Hands the contact to the phone, which pushes it to the device as a card, and waits for\n"
-          "the end of the transfer. A contact that could not be sent stays pending in the phone:\n"
-          "--pending sends it, to the same device or another, and `phonectl cancel` drops it. A\n"
-          "contact that was pending before is dropped when another one is handed over.\n"
-          "The channel is that of the device's Object Push service; the device is asked for it\n"
-          "unless it is given. A name is one of those that `phonectl devices` lists; of several\n"
-          "devices of that name the one that is paired is meant.") {
-  auto* const which =
-      app().add_option("contact", m_which, "An entry of the phonebook")->type_name("ID|NAME");
-  auto* const file = addContactFile(app(), m_file)->excludes(which);
-  auto* const pending = app().add_flag("--pending", m_pending, "What the phone has pending");
+void addSend(CLI::App& parent, Context& context) {
+  CLI::App& command = addCommand(
+      parent, "send", "Send a contact to another device",
+      "The phone pushes the contact as a card; the command waits for the end of the transfer. A\n"
+      "contact that could not be sent stays pending: --pending sends it, to the same device or\n"
+      "another, and `phonectl cancel` drops it. A new contact replaces a pending one.\n"
+      "Without --channel the device is asked for the channel of its Object Push service. A device\n"
+      "name is one that `phonectl devices` lists; a paired device takes precedence over others of\n"
+      "the same name.");
+  const auto options = std::make_shared<Options>();
+  CLI::Option* const which =
+      command.add_option("contact", options->which, "Id or name of a phonebook entry")
+          ->type_name("ID|NAME");
+  CLI::Option* const file = addContactFile(command, options->file).excludes(which);
+  CLI::Option* const pending =
+      command.add_flag("--pending", options->pending, "Send the phone's pending contact");
   pending->excludes(which)->excludes(file);
-  app()
-      .add_option("--to", m_device, "The device's Bluetooth address, or its name")
+  command.add_option("--to", options->device, "Bluetooth address or name of the device")
       ->required()
       ->type_name("ADDRESS|NAME")
       ->check(checkDevice);
-  app()
-      .add_option("--channel", m_destination.channel, "The device's RFCOMM channel, 1 to 30")
+  command.add_option("--channel", options->channel, "RFCOMM channel of the device, 1 to 30")
       ->type_name("N")
-      ->check(checkChannel);
-  app().callback([=] {
-    if (which->count() + file->count() + pending->count() > 0) return;
-    throw CLI::ValidationError("send", "say what: an entry of the phonebook, --json or --pending");
+      ->check(CLI::Range(1, kMaxChannel));
+  command.callback([&context, options, which, file, pending] {
+    if (which->count() + file->count() + pending->count() == 0)
+      throw CLI::ValidationError("send", "name an entry of the phonebook, --json or --pending");
+    send(context, *options);
   });
 }
 
-int SendCommand::run(PhoneBus& bus) {
-  const StopSignals signals;
-  std::optional<contacts::Contact> given;
-  if (!m_pending) given.emplace(contact(bus, signals));
-  findDestination(bus, signals);
-  Sending sending(bus, signals);
-  if (given) sending.handOver(*given);
-  const std::string sent = sending.sendTo(m_destination);
-  printLine("Sent to " + m_destination.shown() + ": " + shownContact(sent));
-  return kDone;
-}
-
-contacts::Contact SendCommand::contact(PhoneBus& bus, const StopSignals& signals) const {
-  if (!m_file.empty()) return readContactFile(m_file);
-  return contacts::contactOf(Phonebook(bus, signals).named(m_which));
-}
-
-void SendCommand::findDestination(PhoneBus& bus, const StopSignals& signals) {
-  // A phone that isn't there is told before anything of the device.
-  static_cast<void>(bus.phoneOwner());
-  m_destination.address = m_device;
-  if (!isAddress(m_device)) {
-    const BlockingBluez bluez(signals);
-    if (!bluez.ready())
-      throw Failure(kFailed, "devices can't be found by name: " + bluez.missing() +
-                                 ". Name the device by its address");
-    m_destination.address = bluez.addressOf(m_device);
-  }
-  if (m_destination.channel == 0) m_destination.channel = findChannel(signals);
-}
-
-int SendCommand::findChannel(const StopSignals& signals) const {
-  const host::SdpQuery::Answer answer = askServices(signals, m_destination.address, "");
-  switch (answer.outcome) {
-    case host::SdpQuery::Outcome::kNoBluetooth:
-      std::cerr << "phonectl: there is no Bluetooth here to ask the device for its channel; trying "
-                << kVirtualChannel << std::endl;
-      return kVirtualChannel;
-    case host::SdpQuery::Outcome::kUnreachable:
-      throw Failure(kFailed,
-                    m_destination.address +
-                        " could not be asked for its channel: " + cards::safeText(answer.problem) +
-                        ". Is it switched on and in reach? --channel N sends without asking");
-    case host::SdpQuery::Outcome::kAnswered:
-      break;
-  }
-  for (const host::SdpRecord& record : answer.records)
-    if (record.channel != 0) return record.channel;
-  throw Failure(kFailed, m_destination.address +
-                             " takes no cards: it has no Object Push service. Some phones have it "
-                             "only while their user waits for a file");
+void addCancel(CLI::App& parent, Context& context) {
+  CLI::App& command =
+      addCommand(parent, "cancel", "Drop the pending contact",
+                 "The phone doesn't report whether there was one. A running transfer is not\n"
+                 "interrupted; the command waits for its end.");
+  command.callback([&context] { cancel(context); });
 }
 
 }  // namespace phonectl

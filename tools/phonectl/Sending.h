@@ -5,22 +5,19 @@
 
 #include "cards/Contact.h"
 #include "tools/phonectl/BlockingCall.h"
-#include "tools/phonectl/PhoneEvents.h"
 #include "tools/phonectl/PhoneObserver.h"
 
 namespace phonectl {
 
-/// A device that a contact is sent to.
 struct Destination {
   std::string address;  ///< "66:77:88:99:AA:BB"
   int channel;          ///< RFCOMM, 1 to 30
 
-  /// For sentences.
   [[nodiscard]] std::string shown() const;
 };
 
-/// The sending of one contact, from its hand-over to the outcome, as an observer of the phone. All
-/// errors come as Failure, whose sentence says what has become of the contact.
+/// Sends one contact and follows its outcome as an observer of the phone. Errors are Failure; their
+/// message says what became of the contact.
 ///
 /// Threads: as BlockingCall.
 class Sending : private PhoneEvents {
@@ -28,20 +25,19 @@ class Sending : private PhoneEvents {
   /// Subscribes.
   Sending(PhoneBus& bus, const StopSignals& signals);
 
-  /// Makes this contact the one that the phone has pending, and waits until the phone asks where it
-  /// is to go.
-  void handOver(const contacts::Contact& contact);
-  /// Sends what is pending: what was handed over, or what was there before. Returns the contact's
-  /// name as the phone tells it, not safe to show. When somebody else hands a contact over
-  /// meanwhile, the phone sends that one, which is a Failure.
+  /// Makes `contact` the phone's pending contact; returns once the phone asks for its destination.
+  void handOver(const cards::Contact& contact);
+  /// Sends the pending contact, ours or an earlier one, and returns its name as the phone reports
+  /// it, not safe to print. Fails if another program has replaced the contact since handOver(): the
+  /// phone then sends that one.
   std::string sendTo(const Destination& destination);
 
  private:
-  /// What the phone told of the last attempt.
+  /// What the phone reported of the latest attempt.
   struct Outcome {
     bool sent;
     std::string contact;
-    bool replaced;  ///< it is about another contact than the one that was handed over
+    bool replaced;  ///< it was another contact than ours
   };
 
   [[nodiscard]] Outcome attempt(const Destination& destination);
@@ -49,23 +45,18 @@ class Sending : private PhoneEvents {
   void destinationWanted(const std::string& contact) override;
   void contactSent(const std::string& contact) override;
   void contactNotSent(const std::string& contact, const std::string& address) override;
-  void cardOffered(const std::string&) override {}
-  void cardsStored(const std::string&, long long) override {}
-  void cardsNotStored(const std::string&, long long) override {}
-  void cardUnreadable() override {}
-
   void takeOutcome(bool sent, const std::string& contact);
 
   PhoneBus& m_bus;
-  BlockingCall m_patient;
+  BlockingCall m_call;
   PhoneObserver m_observer;
-  std::optional<std::string> m_handedOver;  ///< the name that the phone tells for our contact
+  std::optional<std::string> m_handedOver;  ///< the phone's name for our contact
   bool m_handingOver = false;
-  bool m_replaced = false;  ///< since then somebody else has handed a contact over
+  bool m_replaced = false;  ///< by another program, since handOver()
   std::optional<Outcome> m_outcome;
 };
 
-/// The name of a contact as a sentence may have it.
+/// A contact's name for messages, safe to print.
 std::string shownContact(const std::string& contact);
 
 }  // namespace phonectl

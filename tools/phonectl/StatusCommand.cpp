@@ -1,28 +1,31 @@
-#include "tools/phonectl/StatusCommand.h"
-
-#include "cards/CardJson.h"
+#include "cards/Card.h"
 #include "tools/phonectl/BlockingCall.h"
-#include "tools/phonectl/Output.h"
+#include "tools/phonectl/Commands.h"
 #include "tools/phonectl/PhoneStatus.h"
-#include "tools/phonectl/StopSignals.h"
 
 namespace phonectl {
 
-StatusCommand::StatusCommand(CLI::App& parent)
-    : Command(parent, "status", "Show how the phone is: radio, link, what it is busy with",
-              "The phone answers at once, however busy it is.") {
-  app().add_flag("--json", m_json, "One JSON object with everything that the phone tells");
-}
+namespace {
 
-int StatusCommand::run(PhoneBus& bus) {
+void showStatus(const Context& context) {
+  PhoneBus bus(context.place());
   const StopSignals signals;
   const PhoneStatus status(BlockingCall(bus, signals).run(PhoneStatus::question()));
-  if (m_json) {
+  if (context.json) {
     printLine(cards::jsonLine(status.json()));
   } else {
     for (const std::string& line : status.lines()) printLine(line);
   }
-  return kDone;
+}
+
+}  // namespace
+
+void addStatus(CLI::App& parent, Context& context) {
+  CLI::App& command =
+      addCommand(parent, "status", "Show the phone's status: radio, link, current work",
+                 "The phone answers at once, even when it is busy.");
+  command.add_flag("--json", context.json, "Everything the phone reports, as a JSON object");
+  command.callback([&context] { showStatus(context); });
 }
 
 }  // namespace phonectl
