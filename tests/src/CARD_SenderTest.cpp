@@ -2,6 +2,7 @@
 
 #include "src/CARD_Sender.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "tests/src/ServiceFixture.h"

@@ -1,5 +1,7 @@
 // A contact waiting for its destination, and sending it.
 
+#include <algorithm>
+
 #include "tests/src/ServiceFixture.h"
 
 namespace test {

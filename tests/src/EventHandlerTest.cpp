@@ -1,5 +1,7 @@
 // What the push server answers, and what becomes of a pushed object.
 
+#include <algorithm>
+
 #include "src/OBEXServer.h"
 #include "tests/src/MemoryFaults.h"
 #include "tests/src/ServiceFixture.h"

@@ -22,21 +22,21 @@ void expectEntries(const Entries& actual, const Entries& expected);
 /// The parts of a sequence, joined.
 Entries joined(const std::vector<Entries>& parts);
 
-/// Everything that the code under test does, in one sequence: log lines (tracing is on), calls of
-/// the framework and of OpenOBEX, and what the test's own fakes add. A program that links
-/// RecordingFramework.cpp runs on a framework that never sleeps, never blocks, writes no file, and
-/// runs a thread's body inside `Threadable::waitForThreadCompletion`.
+/// Records what the code under test does as one sequence: log lines (tracing is on), calls of the
+/// framework and of OpenOBEX, and what the test's fakes add. A program that links
+/// RecordingFramework.cpp has a framework that never sleeps, blocks or writes a file, and runs a
+/// thread's body inside `Threadable::waitForThreadCompletion`.
 ///
 ///     Recording recording("OBEXService");
 ///     service.vCardsRejected();
 ///     recording.expect({">vCardsRejected", "take cards", "give cards", "<vCardsRejected"});
 ///
-/// A trace line stands for itself. "error: " precedes a line at the error level, the name of the
-/// source file a line of any other file than the one given to the constructor. Addresses are
-/// numbered: "P1", "P2". Of the card reader and the card builder, which have tests of their own,
-/// only construction and destruction are kept.
+/// A trace line is recorded as it is, an error line behind "error: ", a line of another source file
+/// than the one given to the constructor behind that file's name. Addresses are numbered: "P1",
+/// "P2". Of the card reader and the card builder, which have tests of their own, only construction
+/// and destruction are recorded.
 ///
-/// Threads: one thread only, and one object at a time. Without one, the framework works silently.
+/// Threads: single-threaded. One recording at a time; without one, the framework is silent.
 class Recording : public LogSink {
  public:
   /// `source` is the file under test: "OBEXServer" for "./src/OBEXServer.cpp".
@@ -45,11 +45,11 @@ class Recording : public LogSink {
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
-  /// Adds an entry to the recording that lives, if one does.
+  /// Adds an entry to the current recording, if there is one.
   static void add(const std::string& entry);
-  /// Adds each call of OpenOBEX: "OBEX_HandleInput 10", "OBEX_Cleanup null".
+  /// Records each call of OpenOBEX: "OBEX_HandleInput 10", "OBEX_Cleanup null".
   void listenTo(openobex::fake::FakeOpenObex& obex);
-  /// Adds "delete NAME" when the object at this address is deleted.
+  /// Records "delete NAME" when the object at this address is deleted.
   void watch(const void* object, const std::string& name) { m_watched[object] = name; }
 
   /// Compares everything since the last call of `expect` or `forget`, and forgets it.
@@ -57,15 +57,15 @@ class Recording : public LogSink {
   void forget() { m_entries.clear(); }
   [[nodiscard]] const Entries& entries() const { return m_entries; }
   [[nodiscard]] long count(const std::string& entry) const;
-  /// Contacts that were copied to the heap and not deleted.
+  /// Copies of contacts that were not deleted.
   [[nodiscard]] int liveContacts() const;
 
   void write(const LogLine& line) override;
 
-  /// Called after each new entry; what it does is recorded, too, but not handed to it.
+  /// Called after each new entry, but not for the entries that it causes itself.
   std::function<void(const std::string&)> onEntry;
 
-  // What the framework is to do.
+  // Faults of the framework.
   bool refusesThreads = false;
   bool refusesFiles = false;       ///< `Storage::init` fails
   bool refusesBytes = false;       ///< `Storage::store` fails

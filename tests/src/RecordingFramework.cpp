@@ -1,11 +1,12 @@
-// The framework's classes as a Recording wants them. A definition in the program itself takes the
-// place of the one in libphoneframework.so; --wrap redirects the functions of other libraries.
+// The framework's classes, recording instead of acting. Definitions in the program override those
+// of libphoneframework.so; the linker's --wrap redirects functions of other libraries.
 
 #include <cxxabi.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -24,7 +25,7 @@ namespace test {
 
 namespace {
 
-/// More entries than this between two looks are an endless loop.
+/// More entries than this in one sequence mean an endless loop.
 constexpr std::size_t kMaxEntries = 2000;
 
 Recording* g_current = nullptr;
@@ -79,7 +80,7 @@ void Recording::add(const std::string& entry) {
   if (g_current == nullptr) return;
   g_current->m_entries.push_back(entry);
   if (g_current->m_entries.size() > kMaxEntries) {
-    std::fputs("the code under test does not come to an end\n", stderr);
+    std::fputs("the code under test runs in an endless loop\n", stderr);
     std::abort();
   }
   if (const auto onEntry = std::exchange(g_current->onEntry, nullptr)) {
