@@ -1,4 +1,4 @@
-# Everything here is installed by scripts/setup.
+# scripts/setup installs all of these.
 
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
@@ -10,7 +10,7 @@ find_package(utf8cpp REQUIRED)
 pkg_check_modules(giomm REQUIRED IMPORTED_TARGET giomm-2.68)
 pkg_check_modules(openobex_library REQUIRED IMPORTED_TARGET openobex)
 
-# SOCI is packaged without a description for CMake or pkg-config.
+# Debian's SOCI has no CMake or pkg-config file.
 find_path(SOCI_INCLUDE_DIR soci/soci.h REQUIRED)
 find_library(SOCI_CORE_LIBRARY soci_core REQUIRED)
 find_library(SOCI_SQLITE3_LIBRARY soci_sqlite3 REQUIRED)

@@ -1,14 +1,13 @@
 # phone_add_test(NAME SOURCES FILE... LIBRARIES TARGET... [LOCK RESOURCE] [TIMEOUT SECONDS] [ENVIRONMENT VAR=VALUE...])
-# makes one GoogleTest program and registers each of its tests with ctest. Tests that share a LOCK never run at the same
-# time: IMAGES is the real images folder.
+# builds a GoogleTest program and registers each of its tests with ctest. Tests with the same LOCK never run at the same time; the
+# lock of the real images folder is IMAGES.
 
 if(PHONE_TESTS)
   find_package(GTest REQUIRED)
   include(GoogleTest)
 endif()
 
-# Where the sanitizers find what is not ours to mend, and the leaks that are kept, each with its reason. The thread sanitizer
-# gives threads that are left a tenth of a second at a program's end, instead of a whole one: there are thousands of programs.
+# The suppression files give a reason for each entry. atexit_sleep_ms is 1000 by default, too long for thousands of programs.
 set(PHONE_SANITIZER_ENVIRONMENT
   "ASAN_OPTIONS=detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1"
   "LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/sanitizers/leaks.supp:print_suppressions=0"
@@ -16,16 +15,15 @@ set(PHONE_SANITIZER_ENVIRONMENT
   "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/sanitizers/threads.supp:ignore_noninstrumented_modules=1:second_deadlock_stack=1:atexit_sleep_ms=100")
 
 if(PHONE_TESTS)
-  # What every test reads, compiled once for all of them. The sources still include what they use: the preset coverage
-  # is without this (CMAKE_DISABLE_PRECOMPILE_HEADERS) and would not build otherwise.
+  # Precompiled headers for all tests. The sources must still include what they use: the coverage preset disables this.
   add_library(phone_test_options INTERFACE)
   target_link_libraries(phone_test_options INTERFACE phone_options phone_quick_build GTest::gmock)
-  # Some libraries ask for this and some don't, and the shared headers are for all alike.
+  # All users of a precompiled header need the same options; only some libraries add this one.
   target_compile_options(phone_test_options INTERFACE -pthread)
 
   add_library(test_headers OBJECT ${CMAKE_SOURCE_DIR}/cmake/test_headers.cpp)
   target_link_libraries(test_headers PRIVATE phone_test_options)
-  # Headers can only be shared with programs when compiled like them.
+  # Precompiled headers need the options of the programs.
   set_target_properties(test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
   target_compile_options(test_headers PRIVATE -fPIE)
   target_precompile_headers(test_headers PRIVATE
@@ -50,7 +48,7 @@ function(phone_add_test name)
     TEST_PREFIX "${name}."
     DISCOVERY_TIMEOUT 120
     PROPERTIES ${properties})
-  # A list doesn't survive as a property above; it is set when ctest has the names of the tests.
+  # gtest_discover_tests() can't pass a list, so this is set when ctest loads the tests.
   set(environment "${PHONE_SANITIZER_ENVIRONMENT};${TEST_ENVIRONMENT}")
   set(environment_file ${CMAKE_CURRENT_BINARY_DIR}/${name}_environment.cmake)
   file(CONFIGURE OUTPUT ${environment_file} @ONLY CONTENT [[

@@ -1,1 +1,1 @@
-// No code: the headers that all tests share are compiled with this file (Testing.cmake).
+// Empty: the precompiled headers of the tests belong to this file (Testing.cmake).

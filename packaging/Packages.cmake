@@ -1,9 +1,9 @@
-# Debian packages: cpack -G DEB, in a build whose prefix is /usr. One package for each component of the install rules.
+# Debian packages, one for each install component: cpack -G DEB in a build with the prefix /usr.
 set(PHONE_MAINTAINER "The obexphone developers <packages@obexphone.org>" CACHE STRING
-  "Who answers for the Debian packages: a name, and an address in angle brackets")
+  "Maintainer of the Debian packages: Name <address>")
 set(obexphone_packages obexphone obexphone-tools obexphone-radio)
 
-# What every package has in its documentation.
+# Changelog and copyright file of every package.
 configure_file(debian/changelog.in changelog @ONLY)
 add_custom_command(OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz
   COMMAND gzip -9nc changelog > changelog.gz
@@ -12,7 +12,7 @@ add_custom_target(package_changelog ALL DEPENDS ${CMAKE_CURRENT_BINARY_DIR}/chan
 foreach(package IN LISTS obexphone_packages)
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
   install(FILES debian/copyright DESTINATION ${folder} COMPONENT ${package})
-  # The version has no part of a packager's own, so this is the one changelog there is.
+  # A native package (no Debian revision) has just this one changelog.
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz DESTINATION ${folder} COMPONENT ${package})
 endforeach()
 
@@ -29,7 +29,7 @@ set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-# What the programs link; where these come from is found out from the system that builds.
+# dpkg-shlibdeps adds the libraries that the programs link.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 
@@ -44,26 +44,27 @@ set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_RECOMMENDS "bluez, obexphone-tools")
 set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_CONTROL_EXTRA "${scripts}/postinst;${scripts}/prerm;${scripts}/postrm;${scripts}/conffiles")
 set(CPACK_DEBIAN_OBEXPHONE_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_OBEXPHONE_DESCRIPTION "business cards by Bluetooth, for a Linux telephone
-Any phone nearby pushes a card (OBEX Object Push), somebody says yes, and it
-stands in the phonebook, photo included. Contacts go the other way.
+Receives vCards that nearby phones push over Bluetooth (OBEX Object Push),
+asks the user and stores them in a phonebook, including photos. Sends
+contacts to other phones, too.
 .
-This is the telephone itself, a service of the system or of a user that
-programs talk to over D-Bus.")
+This package has the service, for the system or for a single user, with a
+D-Bus interface.")
 
 set(CPACK_DEBIAN_OBEXPHONE-TOOLS_PACKAGE_NAME obexphone-tools)
 set(CPACK_DEBIAN_OBEXPHONE-TOOLS_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_OBEXPHONE-TOOLS_PACKAGE_DEPENDS "${same_version}")
 set(CPACK_DEBIAN_OBEXPHONE-TOOLS_DESCRIPTION "business cards by Bluetooth, command-line tools
-phonectl switches receiving on, shows the cards that come in, answers for
-them, sends contacts and keeps the phonebook. cardtool reads and writes cards
-as the telephone does, without one.")
+phonectl controls the service: it switches receiving on and off, shows
+incoming cards, accepts or rejects them, sends contacts and manages the
+phonebook. cardtool reads and writes vCards without the service.")
 
 set(CPACK_DEBIAN_OBEXPHONE-RADIO_PACKAGE_NAME obexphone-radio)
 set(CPACK_DEBIAN_OBEXPHONE-RADIO_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_OBEXPHONE-RADIO_PACKAGE_RECOMMENDS
   "obexphone-tools (= ${PROJECT_VERSION}), dbus-daemon, obexftp, openobex-apps")
 set(CPACK_DEBIAN_OBEXPHONE-RADIO_DESCRIPTION "business cards by Bluetooth, without a Bluetooth adapter
-A virtual radio for programs that use Bluetooth RFCOMM, and a demonstration
-of the telephone on it.")
+A virtual radio that connects programs over emulated Bluetooth RFCOMM
+sockets, and a demonstration of obexphone on it.")
 
 include(CPack)

@@ -1,8 +1,8 @@
-# Sourced: a clean Debian 12 in a folder, $root, for what is to be tried with the packages. Wants root, and $work for its logs.
+# Sourced: functions that make a clean Debian 12 in the folder $root and run commands there. Needs root; logs go to $work.
 
 suite=bookworm
 
-# Where this machine gets its packages, so the same for the clean one.
+# This machine's package mirror.
 mirror() {
   local found
   found=$(cat /etc/apt/sources.list /etc/apt/sources.list.d/*.{list,sources} 2>/dev/null |
@@ -10,13 +10,13 @@ mirror() {
   echo "${found:-http://deb.debian.org/debian}"
 }
 
-# make_root [BASE]: as BASE, a folder with such a Debian, or else fetched.
+# make_root [BASE]: copies BASE, an existing debootstrap folder, or runs debootstrap.
 make_root() {
   mkdir -p "$root"
   if [ -n "${1:-}" ]; then
     cp -a "$1/." "$root"
   else
-    say "fetching Debian (some minutes)"
+    say "downloading Debian (takes some minutes)"
     debootstrap --variant=minbase "$suite" "$root" "$(mirror)" >"$work/debootstrap.log" 2>&1 ||
       fail "debootstrap: $(tail -n 5 "$work/debootstrap.log")"
   fi
@@ -25,7 +25,7 @@ make_root() {
   cp -L /etc/resolv.conf "$root/etc/resolv.conf"
 }
 
-# in_root COMMAND...: nothing that it leaves running outlives it.
+# in_root COMMAND...: runs it in $root; kills its background processes when it ends.
 in_root() {
   unshare --mount --pid --fork --kill-child bash -c '
     set -e
@@ -37,7 +37,7 @@ in_root() {
   ' bash "$root" "$@"
 }
 
-# What the packages in a folder need besides each other, in the package manager's words.
+# needs_of FOLDER: the external dependencies of the packages in it, in control file syntax.
 needs_of() {
   local file
   for file in "$1"/*.deb; do
@@ -45,7 +45,7 @@ needs_of() {
   done | sed 's/^ *//' | grep -vE '^$|^obexphone' | sort -u | paste -sd,
 }
 
-# apt_in_root WORD...: apt-get, with its output only where it fails.
+# apt_in_root ARGUMENT...: runs apt-get; prints its output only if it fails.
 apt_in_root() {
   in_root apt-get -qq "$@" >"$work/apt.log" 2>&1 || fail "$(tail "$work/apt.log")"
 }

@@ -1,24 +1,101 @@
 #include "radio/Folder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-#include "radio/Address.h"
 #include "radio/Kernel.h"
 
 namespace radio {
 namespace {
 
+// Holds the folder's lock, so that one process at a time creates or removes a listener's file.
+//
+// Blocks all signals while it holds the lock, because a handler that takes the lock again would
+// deadlock; signals are delivered while it waits. Unlocks explicitly, because a child forked by
+// another thread may hold a copy of the descriptor.
+class FolderLock {
+ public:
+  // kWait gives up with -EBUSY after ten seconds: the holder must have been stopped.
+  enum class Mode { kWait, kTryOnce };
+
+  FolderLock(int folder, Mode mode);
+  ~FolderLock();
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+  // 0 when the lock is held, otherwise a negative errno.
+  int error() const { return m_error; }
+
+ private:
+  void tryOnce();
+
+  sigset_t m_signals;
+  int m_fd = -1;
+  int m_error = 0;
+};
+
+// pthread_sigmask() would leave the C library's cancellation signal unblocked.
+void setSignalMask(const sigset_t* mask, sigset_t* old) {
+  static_cast<void>(kernel::call(SYS_rt_sigprocmask, SIG_SETMASK, mask, old, _NSIG / 8));
+}
+
+constexpr int kTries = 10000;
+
+void pauseBetweenTries() {
+  const kernel::KeepErrno keep;
+  const timespec millisecond = {0, 1000000};
+  nanosleep(&millisecond, nullptr);
+}
+
+FolderLock::FolderLock(int folder, Mode mode) {
+  m_fd = kernel::call(SYS_openat, folder, "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  m_error = m_fd < 0 ? m_fd : -EAGAIN;
+  if (m_fd < 0) return;
+  tryOnce();
+  const int tries = mode == Mode::kWait ? kTries : 0;
+  for (int i = 0; m_error == -EAGAIN && i < tries; ++i) {
+    pauseBetweenTries();
+    tryOnce();
+  }
+  if (m_error == -EAGAIN) m_error = -EBUSY;
+}
+
+FolderLock::~FolderLock() {
+  if (m_error == 0) static_cast<void>(kernel::call(SYS_flock, m_fd, LOCK_UN));
+  if (m_fd >= 0) kernel::close(m_fd);
+  if (m_error == 0) setSignalMask(&m_signals, nullptr);
+}
+
+void FolderLock::tryOnce() {
+  sigset_t all;
+  sigfillset(&all);
+  sigemptyset(&m_signals);
+  setSignalMask(&all, &m_signals);
+  m_error = kernel::call(SYS_flock, m_fd, LOCK_EX | LOCK_NB);
+  if (m_error != 0) setSignalMask(&m_signals, nullptr);
+}
+
+// Null for an empty variable too.
+const char* environment(const char* name) {
+  const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): only read
+  return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
 int openFolder(const char* path) {
   return kernel::call(SYS_openat, AT_FDCWD, path, O_PATH | O_DIRECTORY | O_CLOEXEC, 0);
 }
 
-// A folder of somebody else, or one that others may write to, would let them pose as listeners.
+// Another user who can write to the folder could pose as a listener.
 int checkOwner(int fd) {
   const kernel::KeepErrno keep;
   struct stat status = {};
@@ -29,7 +106,7 @@ int checkOwner(int fd) {
 }  // namespace
 
 Folder::Folder() {
-  m_error = readFolderPath(&m_path);
+  m_error = readPath();
   if (m_error == 0) m_error = open();
 }
 
@@ -37,18 +114,33 @@ Folder::~Folder() {
   if (m_fd >= 0) kernel::close(m_fd);
 }
 
-int Folder::open() {
-  m_fd = openFolder(m_path.text);
-  if (m_fd == -ENOENT) {
-    const int made = kernel::call(SYS_mkdirat, AT_FDCWD, m_path.text, 0700);
-    if (made < 0 && made != -EEXIST) return made;
-    m_fd = openFolder(m_path.text);
+int Folder::readPath() {
+  int length = 0;
+  const char* chosen = environment(kFolderVariable);
+  const char* runtime = environment("XDG_RUNTIME_DIR");
+  m_default = chosen == nullptr;
+  if (chosen != nullptr) {
+    length = std::snprintf(m_path, sizeof m_path, "%s", chosen);
+  } else if (runtime != nullptr) {
+    length = std::snprintf(m_path, sizeof m_path, "%s/virtual-radio", runtime);
+  } else {
+    length = std::snprintf(m_path, sizeof m_path, "/tmp/virtual-radio-%u", geteuid());
   }
-  if (m_fd < 0) return m_fd;
-  return m_path.chosen ? 0 : checkOwner(m_fd);
+  return length < 0 || static_cast<size_t>(length) >= sizeof m_path ? -ENAMETOOLONG : 0;
 }
 
-int Folder::enterAdapter(const bdaddr_t& address) {
+int Folder::open() {
+  m_fd = openFolder(m_path);
+  if (m_fd == -ENOENT) {
+    const int made = kernel::call(SYS_mkdirat, AT_FDCWD, m_path, 0700);
+    if (made < 0 && made != -EEXIST) return made;
+    m_fd = openFolder(m_path);
+  }
+  if (m_fd < 0) return m_fd;
+  return m_default ? checkOwner(m_fd) : 0;
+}
+
+int Folder::addAdapter(const bdaddr_t& address) {
   char name[kDigits + 1] = "";
   formatDigits(address, name);
   const int fd =
@@ -58,7 +150,7 @@ int Folder::enterAdapter(const bdaddr_t& address) {
   return 0;
 }
 
-bool Folder::knowsAdapter(const bdaddr_t& address) const {
+bool Folder::hasAdapter(const bdaddr_t& address) const {
   const kernel::KeepErrno keep;
   char name[kDigits + 1] = "";
   formatDigits(address, name);
@@ -66,52 +158,52 @@ bool Folder::knowsAdapter(const bdaddr_t& address) const {
   return fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-int Folder::bind(int fd, const Place& place) {
-  const FolderLock lock(m_fd, FolderLock::Patience::kWait);
+int Folder::bind(int fd, const Endpoint& endpoint) {
+  const FolderLock lock(m_fd, FolderLock::Mode::kWait);
   if (lock.error() != 0) return lock.error();
-  const Name name = nameOf(place);
+  const Name name = nameOf(endpoint);
   const int bound = kernel::bind(fd, &name.address, name.length);
   if (bound != -EADDRINUSE) return bound;
-  removeIfDead(place);
+  removeIfDead(endpoint);
   return kernel::bind(fd, &name.address, name.length);
 }
 
-int Folder::connect(int fd, const Place& place) {
-  const Name name = nameOf(place);
+int Folder::connect(int fd, const Endpoint& endpoint) {
+  const Name name = nameOf(endpoint);
   const int flags = kernel::getFlags(fd);
   if (flags < 0) return flags;
-  // A full backlog refuses on RFCOMM; a blocking local socket would wait for room instead.
+  // With a full backlog RFCOMM refuses; a blocking Unix socket would wait.
   const bool blocking = (flags & O_NONBLOCK) == 0;
   if (blocking) kernel::setFlags(fd, flags | O_NONBLOCK);
   const int connected = kernel::connect(fd, &name.address, name.length);
   if (blocking) kernel::setFlags(fd, flags);
   if (connected == -EAGAIN) return -ECONNREFUSED;
-  if (connected == -ECONNREFUSED) removeDead(place);
-  if (connected == -ENOENT) return knowsAdapter(place.address) ? -ECONNREFUSED : -EHOSTDOWN;
+  if (connected == -ECONNREFUSED) removeDead(endpoint);
+  if (connected == -ENOENT) return hasAdapter(endpoint.address) ? -ECONNREFUSED : -EHOSTDOWN;
   return connected;
 }
 
-void Folder::removeDead(const Place& place) {
-  if (m_fd < 0 || !isDead(place)) return;
-  const FolderLock lock(m_fd, FolderLock::Patience::kTryOnce);
-  if (lock.error() == 0) removeIfDead(place);
+void Folder::removeDead(const Endpoint& endpoint) {
+  if (m_fd < 0 || !isDead(endpoint)) return;
+  const FolderLock lock(m_fd, FolderLock::Mode::kTryOnce);
+  if (lock.error() == 0) removeIfDead(endpoint);
 }
 
-void Folder::remove(const Place& place) {
+void Folder::remove(const Endpoint& endpoint) {
   char name[kFileNameSize] = "";
-  formatFileName(place, name);
+  formatFileName(endpoint, name);
   static_cast<void>(kernel::call(SYS_unlinkat, m_fd, name, 0));
 }
 
-Name Folder::nameOf(const Place& place) const {
+Name Folder::nameOf(const Endpoint& endpoint) const {
   char file[kFileNameSize] = "";
-  formatFileName(place, file);
+  formatFileName(endpoint, file);
   Name name;
   name.address.sun_family = AF_UNIX;
   constexpr size_t kSize = sizeof name.address.sun_path;
-  const size_t length = std::strlen(m_path.text);
+  const size_t length = std::strlen(m_path);
   if (length + 1 + sizeof file <= kSize) {
-    std::memcpy(name.address.sun_path, m_path.text, length);
+    std::memcpy(name.address.sun_path, m_path, length);
     std::snprintf(name.address.sun_path + length, kSize - length, "/%s", file);
   } else {
     std::snprintf(name.address.sun_path, kSize, "/proc/self/fd/%d/%s", m_fd, file);
@@ -121,24 +213,24 @@ Name Folder::nameOf(const Place& place) const {
   return name;
 }
 
-// Asks with a socket of the wrong type: a living listener is not disturbed by that.
-bool Folder::isDead(const Place& place) const {
+// Probes with a socket of another type, which a live listener doesn't notice.
+bool Folder::isDead(const Endpoint& endpoint) const {
   const int probe = kernel::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (probe < 0) return false;
-  const Name name = nameOf(place);
+  const Name name = nameOf(endpoint);
   const bool dead = kernel::connect(probe, &name.address, name.length) == -ECONNREFUSED;
   kernel::close(probe);
   return dead;
 }
 
-void Folder::removeIfDead(const Place& place) {
+void Folder::removeIfDead(const Endpoint& endpoint) {
   const kernel::KeepErrno keep;
   char name[kFileNameSize] = "";
-  formatFileName(place, name);
+  formatFileName(endpoint, name);
   struct stat status = {};
-  // What is no socket is not the radio's to remove.
+  // Never remove anything but a socket.
   if (fstatat(m_fd, name, &status, AT_SYMLINK_NOFOLLOW) < 0 || !S_ISSOCK(status.st_mode)) return;
-  if (isDead(place)) remove(place);
+  if (isDead(endpoint)) remove(endpoint);
 }
 
 }  // namespace radio

@@ -1,55 +1,61 @@
 #pragma once
 
-#include "radio/FolderLock.h"
-#include "radio/Name.h"
-#include "radio/Settings.h"
+#include <cstddef>
+
+#include "radio/Address.h"
 
 namespace radio {
 
-/// The folder that stands for the air: who shares it can hear each other.
+constexpr char kFolderVariable[] = "VIRTUAL_RADIO_DIR";
+constexpr size_t kPathSize = 4096;
+
+/// The folder shared by the programs that can reach each other.
 ///
-/// It holds an empty file for each address that was ever switched on (001122334455), a local socket
-/// for each channel that somebody listens on (001122334455-04), and the lock. Sockets of processes
-/// that are gone are taken for nobody and removed by whoever comes across them.
+/// It holds an empty file for each address ever used (001122334455), a Unix socket for each channel
+/// that is bound (001122334455-04), and a lock file. A socket left by a dead process counts as
+/// absent; whoever finds it removes it.
 ///
-/// Cheap to make; one is made for each call that needs it, and none is kept. Any thread; 0 or
-/// negative error numbers are returned; errno is kept.
+/// Short-lived: made for one call, used by one thread. Methods return 0 or a negative errno and
+/// leave errno unchanged.
 class Folder {
  public:
-  /// Opens the folder the environment names; makes it, for its owner alone, when only its last part
-  /// is missing. A folder nobody named must belong to this user: anyone can make one in /tmp.
+  /// Opens the folder named by the environment or the default one, which must belong to this user
+  /// because anyone can write to /tmp. Creates a missing last component with mode 0700.
   Folder();
   ~Folder();
   Folder(const Folder&) = delete;
   Folder& operator=(const Folder&) = delete;
 
   int error() const { return m_error; }
-  const char* path() const { return m_path.text; }
+  const char* path() const { return m_path; }
+  bool isDefault() const { return m_default; }
 
-  int enterAdapter(const bdaddr_t& address);
-  bool knowsAdapter(const bdaddr_t& address) const;
+  int addAdapter(const bdaddr_t& address);
+  bool hasAdapter(const bdaddr_t& address) const;
 
-  /// Gives the socket the name of a listener. -EADDRINUSE while another one lives.
-  int bind(int fd, const Place& place);
+  /// -EADDRINUSE while a live socket is bound to the endpoint.
+  int bind(int fd, const Endpoint& endpoint);
 
-  /// Connects the socket at once or not at all. -ECONNREFUSED: nobody listens there, or too many
-  /// wait already. -EHOSTDOWN: no such address was ever switched on.
-  int connect(int fd, const Place& place);
+  /// Never blocks. -ECONNREFUSED: nobody listens, or the backlog is full. -EHOSTDOWN: the address
+  /// was never used in this folder.
+  int connect(int fd, const Endpoint& endpoint);
 
-  /// Removes the listener's name if its socket is gone. Never waits: while somebody else has the
-  /// lock, the name stays for the next who comes across it.
-  void removeDead(const Place& place);
+  /// Removes the endpoint's file if its socket is dead. Never blocks: if another process holds the
+  /// lock, the file is left for whoever finds it next.
+  void removeDead(const Endpoint& endpoint);
 
-  /// Removes the name of a socket that the caller holds.
-  void remove(const Place& place);
+  /// Removes the file of a socket that the caller owns.
+  void remove(const Endpoint& endpoint);
 
  private:
+  int readPath();
   int open();
-  Name nameOf(const Place& place) const;
-  bool isDead(const Place& place) const;
-  void removeIfDead(const Place& place);
+  Name nameOf(const Endpoint& endpoint) const;
+  bool isDead(const Endpoint& endpoint) const;
+  void removeIfDead(const Endpoint& endpoint);
 
-  FolderPath m_path;
+  char m_path[kPathSize] = "";
+  bool m_default = false;
   int m_fd = -1;
   int m_error = 0;
 };

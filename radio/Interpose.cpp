@@ -1,17 +1,16 @@
-// The C library's functions that the radio stands in front of: the table of what goes where. Each
-// has the name, the arguments and the errno of the one it stands for, and passes on whatever is not
-// a radio socket's.
+// The interposed functions of the C library. Each has the signature and errno of the original and
+// passes on calls for anything but a radio socket.
 #include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <cerrno>
 #include <cstdarg>
 
-#include "radio/Descriptors.h"
-#include "radio/ListenerCleanup.h"
+#include "radio/Folder.h"
 #include "radio/Next.h"
 #include "radio/Options.h"
 #include "radio/Rfcomm.h"
+#include "radio/SocketState.h"
 #include "radio/Transfer.h"
 
 #define RADIO_EXPORT extern "C" __attribute__((visibility("default")))
@@ -19,14 +18,42 @@
 namespace radio {
 namespace {
 
+// Removes a listener's file when its last descriptor is closed. Constructed before the close,
+// finished after it. Never blocks, async-signal-safe, leaves errno unchanged.
+class ListenerCleanup {
+ public:
+  explicit ListenerCleanup(int fd);
+  void finish() const;
+
+ private:
+  Endpoint m_endpoint;
+  bool m_listener = false;
+};
+
+ListenerCleanup::ListenerCleanup(int fd) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return;
+  if (state.state != State::kListening && state.state != State::kBound) return;
+  Name name;
+  m_listener = localNameOf(fd, &name) == 0 && parseName(name, &m_endpoint);
+}
+
+// If a duplicate is still open, here or in a child, the folder finds the socket alive.
+void ListenerCleanup::finish() const {
+  if (!m_listener) return;
+  Folder folder;
+  if (folder.error() == 0) folder.removeDead(m_endpoint);
+}
+
+// Turns a negative errno into -1 and errno.
 int answer(int result) {
   if (result >= 0) return result;
   errno = -result;
   return -1;
 }
 
-// The number was given to something else, which may be a radio socket.
-int newNumber(int fd) {
+// `fd` now refers to something else, perhaps to a radio socket.
+int forgetNew(int fd) {
   forget(fd);
   return fd;
 }
@@ -34,19 +61,21 @@ int newNumber(int fd) {
 template <typename Next>
 int passFcntl(Next& next, int fd, int command, void* argument) {
   const int result = next(fd, command, argument);
-  return command == F_DUPFD || command == F_DUPFD_CLOEXEC ? newNumber(result) : result;
+  return command == F_DUPFD || command == F_DUPFD_CLOEXEC ? forgetNew(result) : result;
 }
 
 template <typename Replace>
-int replaceNumber(int oldNumber, int number, Replace replace) {
-  if (oldNumber == number) return replace();
-  const ListenerCleanup tidying(number);
+int replaceDescriptor(int source, int target, Replace replace) {
+  if (source == target) return replace();
+  const ListenerCleanup cleanup(target);
   const int result = replace();
   if (result < 0) return result;
-  forget(number);
-  tidying.finish();
+  forget(target);
+  cleanup.finish();
   return result;
 }
+
+[[gnu::constructor]] void onLoad() { next::findAll(); }
 
 }  // namespace
 }  // namespace radio
@@ -57,7 +86,7 @@ using radio::isRadio;
 using radio::SocketState;
 namespace next = radio::next;
 
-// Setting up.
+// Setting up a link.
 
 RADIO_EXPORT int socket(int domain, int type, int protocol) noexcept {
   if (radio::isRadioSocket(domain, type, protocol)) return answer(radio::openSocket(type));
@@ -202,24 +231,24 @@ RADIO_EXPORT int sendmmsg(int fd, mmsghdr* messages, unsigned count, int flags) 
 // Descriptors.
 
 RADIO_EXPORT int close(int fd) {
-  const radio::ListenerCleanup tidying(fd);
+  const radio::ListenerCleanup cleanup(fd);
   radio::forget(fd);
   const int result = next::close(fd);
-  tidying.finish();
+  cleanup.finish();
   return result;
 }
 
-RADIO_EXPORT int dup(int fd) noexcept { return radio::newNumber(next::dup(fd)); }
+RADIO_EXPORT int dup(int fd) noexcept { return radio::forgetNew(next::dup(fd)); }
 
-RADIO_EXPORT int dup2(int fd, int number) noexcept {
-  return radio::replaceNumber(fd, number, [&] { return next::dup2(fd, number); });
+RADIO_EXPORT int dup2(int fd, int target) noexcept {
+  return radio::replaceDescriptor(fd, target, [&] { return next::dup2(fd, target); });
 }
 
-RADIO_EXPORT int dup3(int fd, int number, int flags) noexcept {
-  return radio::replaceNumber(fd, number, [&] { return next::dup3(fd, number, flags); });
+RADIO_EXPORT int dup3(int fd, int target, int flags) noexcept {
+  return radio::replaceDescriptor(fd, target, [&] { return next::dup3(fd, target, flags); });
 }
 
-// The argument is a number or a pointer; the C library reads it as a pointer as well.
+// The argument is an int or a pointer; the C library reads it as a pointer, too.
 RADIO_EXPORT int fcntl(int fd, int command, ...) {
   va_list arguments;
   va_start(arguments, command);

@@ -1,11 +1,10 @@
 #pragma once
 
-/// The system calls that the radio makes for itself. It must not go through the C library's
-/// functions of those names: the program's first definition of them is the radio's own, or a
-/// sanitizer's that calls the radio's. Results as the kernel gives them: negative is an error
-/// number.
+/// The radio's own system calls. It can't use the C library's functions, because their names
+/// resolve to the radio's own or to a sanitizer's, which calls the radio's. Each returns the
+/// kernel's result, a negative errno on failure.
 ///
-/// For the same reason none of these is a cancellation point, and all may run in a signal handler.
+/// All are async-signal-safe, leave errno unchanged, and are no cancellation points.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -17,7 +16,7 @@
 
 namespace radio::kernel {
 
-/// Keeps errno as it was: helpers run where the caller's errno is already the answer.
+/// Restores errno at the end of the scope.
 class KeepErrno {
  public:
   KeepErrno() : m_kept(errno) {}
@@ -29,7 +28,7 @@ class KeepErrno {
   const int m_kept;
 };
 
-/// As wide as the kernel reads them.
+/// Widens an argument to the register size that the kernel reads.
 template <typename Number>
 long widen(Number number) {
   return static_cast<long>(number);

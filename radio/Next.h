@@ -1,9 +1,10 @@
 #pragma once
 
-/// The functions behind the radio's: the C library's, or those of a library preloaded after it.
+/// The next definitions of the interposed functions: the C library's, or those of a library
+/// preloaded after this one.
 ///
-/// Each is looked up when it is first needed, which may be in another library's constructor, and at
-/// the latest when the radio is loaded, so that a signal handler finds it ready.
+/// Each is looked up on first use, which may be in another library's constructor; findAll() looks
+/// up the rest at load time, because dlsym() isn't async-signal-safe.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -14,7 +15,7 @@
 #include <atomic>
 #include <cstdlib>
 
-/// Which the C library has for programs built with checks of buffer sizes.
+/// Called by programs built with _FORTIFY_SOURCE.
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 ssize_t __read_chk(int fd, void* buffer, size_t length, size_t size);
@@ -34,7 +35,7 @@ class Function {
   template <typename... Arguments>
   auto operator()(Arguments... arguments) {
     const Type function = find();
-    // Nobody can have been built to call what this C library doesn't have.
+    // A program can't have been linked against a function that this C library lacks.
     if (function == nullptr) std::abort();
     return function(arguments...);
   }
@@ -52,46 +53,26 @@ class Function {
   std::atomic<Type> m_function{nullptr};
 };
 
-// A type named in a template leaves its attributes behind, which is all right here.
+// clang-format off
+#define RADIO_NEXT_FUNCTIONS(X) \
+  X(__read_chk) X(__recv_chk) X(__recvfrom_chk) X(accept) X(accept4) X(bind) X(close) X(connect) \
+  X(dup) X(dup2) X(dup3) X(fcntl) X(fcntl64) X(getpeername) X(getsockname) X(getsockopt) \
+  X(listen) X(read) X(readv) X(recv) X(recvfrom) X(recvmmsg) X(recvmsg) X(send) X(sendmmsg) \
+  X(sendmsg) X(sendto) X(setsockopt) X(shutdown) X(socket) X(write) X(writev)
+// clang-format on
+
+// decltype in a template argument drops the function's attributes, which don't matter here.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wignored-attributes"
-#define RADIO_NEXT(name) inline constinit Function<decltype(&::name)> name(#name)
-RADIO_NEXT(accept4);
-RADIO_NEXT(bind);
-RADIO_NEXT(close);
-RADIO_NEXT(connect);
-RADIO_NEXT(dup);
-RADIO_NEXT(dup2);
-RADIO_NEXT(dup3);
-RADIO_NEXT(fcntl);
-RADIO_NEXT(fcntl64);
-RADIO_NEXT(getpeername);
-RADIO_NEXT(getsockname);
-RADIO_NEXT(getsockopt);
-RADIO_NEXT(listen);
-RADIO_NEXT(accept);
-RADIO_NEXT(read);
-RADIO_NEXT(readv);
-RADIO_NEXT(recv);
-RADIO_NEXT(recvfrom);
-RADIO_NEXT(recvmmsg);
-RADIO_NEXT(recvmsg);
-RADIO_NEXT(send);
-RADIO_NEXT(sendmmsg);
-RADIO_NEXT(sendmsg);
-RADIO_NEXT(sendto);
-RADIO_NEXT(setsockopt);
-RADIO_NEXT(shutdown);
-RADIO_NEXT(socket);
-RADIO_NEXT(write);
-RADIO_NEXT(writev);
-RADIO_NEXT(__read_chk);
-RADIO_NEXT(__recv_chk);
-RADIO_NEXT(__recvfrom_chk);
+#define RADIO_NEXT(name) inline constinit Function<decltype(&::name)> name(#name);
+RADIO_NEXT_FUNCTIONS(RADIO_NEXT)
 #undef RADIO_NEXT
 #pragma GCC diagnostic pop
 
-/// Looks all of them up.
-void findAll();
+inline void findAll() {
+#define RADIO_FIND(name) name.find();
+  RADIO_NEXT_FUNCTIONS(RADIO_FIND)
+#undef RADIO_FIND
+}
 
 }  // namespace radio::next

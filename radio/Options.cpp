@@ -12,11 +12,11 @@
 namespace radio {
 namespace {
 
-// No header of the C library or of BlueZ names this bit, which the kernel refuses.
+// RFCOMM_LM_FIPS of the kernel, which rejects it; no user-space header defines it.
 constexpr uint32_t kLinkModeFips = 0x0040;
 
 template <typename Value>
-int give(const Value& result, void* value, socklen_t* length) {
+int copyOut(const Value& result, void* value, socklen_t* length) {
   if (value == nullptr || length == nullptr) return -EFAULT;
   const size_t size = std::min<size_t>(*length, sizeof result);
   std::memcpy(value, &result, size);
@@ -25,7 +25,7 @@ int give(const Value& result, void* value, socklen_t* length) {
 }
 
 template <typename Value>
-int take(const void* value, socklen_t length, Value* result) {
+int copyIn(const void* value, socklen_t length, Value* result) {
   if (value == nullptr) return -EFAULT;
   if (length < sizeof *result) return -EINVAL;
   std::memcpy(result, value, sizeof *result);
@@ -42,8 +42,8 @@ uint32_t linkMode(const SocketState& state) {
 
 int setLinkMode(int fd, SocketState state, const void* value, socklen_t length) {
   uint32_t mode = 0;
-  const int taken = take(value, length, &mode);
-  if (taken != 0) return taken;
+  const int copied = copyIn(value, length, &mode);
+  if (copied != 0) return copied;
   if ((mode & kLinkModeFips) != 0) return -EINVAL;
   if ((mode & RFCOMM_LM_AUTH) != 0) state.security = BT_SECURITY_LOW;
   if ((mode & RFCOMM_LM_ENCRYPT) != 0) state.security = BT_SECURITY_MEDIUM;
@@ -53,37 +53,37 @@ int setLinkMode(int fd, SocketState state, const void* value, socklen_t length) 
 }
 
 int setSecurity(int fd, SocketState state, const void* value, socklen_t length) {
-  bt_security wish = {};
-  wish.level = BT_SECURITY_LOW;
+  bt_security wanted = {};
+  wanted.level = BT_SECURITY_LOW;
   if (value == nullptr) return -EFAULT;
-  std::memcpy(&wish, value, std::min<size_t>(length, sizeof wish));
-  if (wish.level > BT_SECURITY_HIGH) return -EINVAL;
-  state.security = wish.level;
+  std::memcpy(&wanted, value, std::min<size_t>(length, sizeof wanted));
+  if (wanted.level > BT_SECURITY_HIGH) return -EINVAL;
+  state.security = wanted.level;
   return writeState(fd, state);
 }
 
 int getRfcommOption(const SocketState& state, int name, void* value, socklen_t* length) {
-  if (name == RFCOMM_LM) return give(linkMode(state), value, length);
+  if (name == RFCOMM_LM) return copyOut(linkMode(state), value, length);
   if (name != RFCOMM_CONNINFO) return -ENOPROTOOPT;
   if (!isLinked(state)) return -ENOTCONN;
   rfcomm_conninfo info;
-  std::memset(&info, 0, sizeof info);  // the padding too
+  std::memset(&info, 0, sizeof info);  // also the padding
   info.hci_handle = 1;
-  return give(info, value, length);
+  return copyOut(info, value, length);
 }
 
 int getBluetoothOption(const SocketState& state, int name, void* value, socklen_t* length) {
-  if (name == BT_DEFER_SETUP) return give(uint32_t{0}, value, length);
+  if (name == BT_DEFER_SETUP) return copyOut(uint32_t{0}, value, length);
   if (name != BT_SECURITY) return -ENOPROTOOPT;
   bt_security security = {};
   security.level = state.security;
-  return give(security, value, length);
+  return copyOut(security, value, length);
 }
 
-// What a local socket would say of itself.
+// The Unix socket would report its own domain and protocol.
 int getSocketOption(int fd, int name, void* value, socklen_t* length) {
-  if (name == SO_DOMAIN) return give(int{AF_BLUETOOTH}, value, length);
-  if (name == SO_PROTOCOL) return give(int{BTPROTO_RFCOMM}, value, length);
+  if (name == SO_DOMAIN) return copyOut(int{AF_BLUETOOTH}, value, length);
+  if (name == SO_PROTOCOL) return copyOut(int{BTPROTO_RFCOMM}, value, length);
   return kernel::getSockOpt(fd, SOL_SOCKET, name, value, length);
 }
 
@@ -98,7 +98,7 @@ int getOption(int fd, const SocketState& state, int level, int name, void* value
 }
 
 int setOption(int fd, SocketState state, int level, int name, const void* value, socklen_t length) {
-  // The state lives in this option.
+  // Holds the socket's state, see SocketState.h.
   if (level == SOL_SOCKET && name == SO_MAX_PACING_RATE) return 0;
   if (level == SOL_SOCKET) return kernel::setSockOpt(fd, level, name, value, length);
   if (level == SOL_RFCOMM && name == RFCOMM_LM) return setLinkMode(fd, state, value, length);

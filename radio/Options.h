@@ -1,7 +1,7 @@
 #pragma once
 
-/// getsockopt() and setsockopt() of radio sockets: RFCOMM's and Bluetooth's own options are played,
-/// the general ones go to the local socket. Results: 0 or a negative error number. Any thread.
+/// getsockopt() and setsockopt() of radio sockets: RFCOMM and Bluetooth options are emulated, the
+/// SOL_SOCKET ones go to the Unix socket. Return 0 or a negative errno. Thread-safe.
 
 #include <sys/socket.h>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-/// What RFCOMM sockets do, played by local ones: the calls that set up and name a link.
+/// The socket calls that set up and name a link, emulated with Unix sockets.
 ///
-/// Every function takes the place of the call of that name for a descriptor that is the radio's,
-/// with the state that was found in it. Results are the call's own, or a negative error number;
-/// they follow the Linux stack's state machine and its error numbers. Any thread.
+/// Each function replaces one call for a radio socket whose state the caller has read. States and
+/// error codes follow the Linux RFCOMM stack. Returns the call's result or a negative errno.
+/// Thread-safe.
 
 #include <sys/socket.h>
 
@@ -12,7 +12,7 @@
 
 namespace radio {
 
-/// True for what the radio takes over, while it is switched on.
+/// Whether socket() is emulated: for an RFCOMM stream while VIRTUAL_RADIO_ADDRESS is set.
 bool isRadioSocket(int family, int type, int protocol);
 
 int openSocket(int type);

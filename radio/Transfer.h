@@ -1,18 +1,17 @@
 #pragma once
 
-/// Bytes on a link, as RFCOMM carries them: a peer that is gone gives ECONNRESET after what it had
-/// sent was read, and to send to it gives ECONNRESET without a SIGPIPE.
+/// Data transfer with RFCOMM semantics: after a peer has closed, reading returns its remaining data
+/// and then fails with ECONNRESET; writing fails with ECONNRESET and raises no SIGPIPE.
 ///
-/// Each takes the place of the call of that name, with the C library's results and errno. Data
-/// takes no detour: a call that receives something costs nothing more than without the radio, and
-/// nothing is allocated. Any thread, signal handlers too; cancellation points as usual.
+/// Each function replaces one call, for any descriptor, and returns its result and errno. Receiving
+/// data costs no extra system call. Thread-safe, async-signal-safe, cancellation points as usual.
 
 #include <sys/socket.h>
 #include <sys/uio.h>
 
 namespace radio {
 
-/// What a call that read `got` from any descriptor must answer. `wanted`: there was room for data.
+/// The result for a call that read `got` from any descriptor. `wanted`: its buffer wasn't empty.
 ssize_t afterReceiving(int fd, ssize_t got, bool wanted);
 
 ssize_t receiveFrom(int fd, void* buffer, size_t size, int flags, sockaddr* address,
@@ -28,7 +27,7 @@ ssize_t sendDataTo(int fd, const void* data, size_t size, int flags, const socka
 ssize_t sendMessage(int fd, const msghdr* message, int flags);
 int sendMessages(int fd, mmsghdr* messages, unsigned count, int flags);
 
-/// There is room for data in any of them.
+/// Whether any of the buffers isn't empty.
 bool hasRoom(const iovec* parts, size_t count);
 
 }  // namespace radio

@@ -64,7 +64,11 @@ bool WorkQueue::offer(std::unique_ptr<ServiceCall>& call) {
   const std::size_t size = call->bodySize();
   const std::lock_guard lock(m_mutex);
   const bool full = m_calls >= kMaxCalls || (m_calls > 0 && m_bytes + size > kMaxBytes);
-  if (m_closed || full) return false;
+  if (m_closed || full) {
+    // The refused call may outlive what it holds.
+    call->hold(nullptr);
+    return false;
+  }
   m_work.push_back({std::move(call), {}});
   ++m_calls;
   m_bytes += size;

@@ -74,7 +74,7 @@ class WorkQueue {
     Task task;
   };
 
-  /// Sees each call before it is queued, on GIO's thread. The call holds what it returns.
+  /// Sees each call before it is queued, on GIO's thread. A queued call holds what this returns.
   using OnOffer = std::function<std::shared_ptr<void>(const ServiceCall& call)>;
 
   explicit WorkQueue(OnOffer onOffer = {}) : m_onOffer(std::move(onOffer)) {}

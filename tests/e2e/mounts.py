@@ -1,4 +1,4 @@
-"""Disks for one phone alone, to be filled, taken away and given back while it runs."""
+"""Disks in a mount namespace of one phone, which a test fills, removes and restores while it runs."""
 
 import os
 import pathlib
@@ -11,24 +11,24 @@ def available():
 
 
 def inside(script):
-    """A command that runs another with mounts of its own, made by lines of shell."""
+    """A command prefix: runs a command in a mount namespace prepared by these shell lines."""
     return ["unshare", "--mount", "--propagation", "private", "sh", "-e", "-c", script + '\nexec "$@"', "sh"]
 
 
 def with_host_name(name):
-    """A command that runs another on a host of that name, where the kernel allows it."""
+    """A command prefix: runs a command under this host name, if the kernel allows it."""
     if not available():
         return []
     return ["unshare", "--uts", "sh", "-e", "-c", f'echo {name} >/proc/sys/kernel/hostname\nexec "$@"', "sh"]
 
 
 def disk(folder, megabytes):
-    """The line that mounts an empty disk of that size."""
+    """The shell line that mounts an empty disk of this size."""
     return f"mount -t tmpfs -o size={megabytes}m,mode=0755 none {folder}"
 
 
 class Disk:
-    """One of a running phone's disks, seen from outside."""
+    """A disk in the namespace of a running phone."""
 
     def __init__(self, process, folder):
         self.folder = str(folder)
@@ -36,7 +36,7 @@ class Disk:
         self.path = pathlib.Path(f"/proc/{self.process_id}/root{self.folder}")
 
     def fill(self):
-        # In pieces that get smaller, so that not a byte is left.
+        # In ever smaller pieces, to fill it to the last byte.
         with open(self.path / "filler", "ab", buffering=0) as filler:
             for size in (1 << 16, 1 << 12, 1):
                 self._fill_with(filler, bytes(size))
@@ -53,14 +53,14 @@ class Disk:
         os.unlink(self.path / "filler")
 
     def make_read_only(self):
-        """Refused while the phone has a file open for writing there."""
+        """Fails while the phone has a file open for writing there."""
         self._mount("-o", "remount,bind,ro", self.folder)
 
     def make_writable(self):
         self._mount("-o", "remount,bind,rw", self.folder)
 
     def cover(self):
-        """Puts another disk in its place, an empty one that can't be written."""
+        """Mounts an empty read-only disk over it."""
         self._mount("-t", "tmpfs", "-o", "ro", "none", self.folder)
 
     def uncover(self):

@@ -1,7 +1,7 @@
-"""The telephone as its users run it: a private bus, the host on the virtual radio, and programs of others as peers.
+"""Fixture of the end-to-end tests: a private bus, phone-host on the virtual radio, and third-party programs as peers.
 
-Every test gets folders of its own and a radio of its own, so that tests may run side by side; only the images folder is
-the real one. Nothing sleeps to wait: `wait_for` polls a condition until a deadline that no healthy machine misses.
+Each test has its own folders and radio, so tests can run in parallel; only the images folder is shared. Tests never sleep for a
+fixed time: `wait_for` polls a condition, with a generous deadline.
 """
 
 import contextlib
@@ -37,7 +37,7 @@ BUS_CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Config
 
 
 def wait_for(condition, what, deadline=DEADLINE, pause=0.02):
-    """Returns the first true result of `condition`; fails with `what` when the deadline passes."""
+    """Polls `condition` and returns its first true result; fails with `what` after `deadline` seconds."""
     end = time.monotonic() + deadline
     while True:
         result = condition()
@@ -49,7 +49,7 @@ def wait_for(condition, what, deadline=DEADLINE, pause=0.02):
 
 
 class Process:
-    """A program whose output is kept in files, so that it can be read while it runs."""
+    """A running program, with its output in files."""
 
     def __init__(self, folder, name, command, environment, stdin=subprocess.DEVNULL):
         self.name = name
@@ -66,7 +66,7 @@ class Process:
         return self.err_path.read_text(errors="replace")
 
     def json_lines(self):
-        lines = self.out().split("\n")[:-1]  # what has no line end yet is not whole
+        lines = self.out().split("\n")[:-1]  # the last line may be incomplete
         return [json.loads(line) for line in lines if line]
 
     def wait_for_out(self, text, count=1):
@@ -80,13 +80,13 @@ class Process:
         return False
 
     def end(self):
-        """Makes sure that it is gone."""
+        """Kills it if it still runs."""
         if self.process.poll() is None:
             self.process.kill()
         self.process.wait()
 
     def stop(self, signal_number=signal.SIGTERM, deadline=DEADLINE):
-        """Ends it and returns its exit code."""
+        """Sends a signal, waits and returns the exit code."""
         if self.process.poll() is None:
             self.process.send_signal(signal_number)
         try:
@@ -98,7 +98,7 @@ class Process:
 
 
 class Bluez:
-    """The program in BlueZ's place; its commands stand in tests/bluez/StandInBluez.h."""
+    """The stand-in for BlueZ; its commands are listed in tests/bluez/StandInBluez.h."""
 
     def __init__(self, process):
         self.process = process
@@ -129,7 +129,7 @@ class Bluez:
 
 
 class PhoneTest(unittest.TestCase):
-    """A test with a telephone. `self.start_phone()` starts it; everything is ended and checked when the test is over."""
+    """A test that starts phones with `self.start_phone()`. At the end, all programs are stopped and checked."""
 
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="phone-test-"))
@@ -142,7 +142,7 @@ class PhoneTest(unittest.TestCase):
             if key not in ("LD_PRELOAD", "DBUS_SESSION_BUS_ADDRESS", "XDG_STATE_HOME")}
         self.environment["XDG_STATE_HOME"] = str(self.folder / "state")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self.bus_address
-        # Whatever Bluetooth the machine has is none of these tests' affair.
+        # Hides the machine's own Bluetooth.
         self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = f"unix:path={self.folder}/system-bus"
         self.phone = None
         self.phones_started = 0
@@ -172,8 +172,8 @@ class PhoneTest(unittest.TestCase):
         return process
 
     def start_phone(self, radio=True, options=(), inside=()):
-        """Starts the host with receiving still off; returns when it has its name on the bus. `inside` is a command that runs
-        another, and must become it."""
+        """Starts phone-host, with receiving off, and waits until it is ready. `inside` is a command prefix that must exec the
+        host."""
         command = [BIN / "phone-host", "--bus", self.bus_address,
                    "--phonebook", f"sqlite3://{self.phonebook}", *options]
         if radio:
@@ -186,7 +186,7 @@ class PhoneTest(unittest.TestCase):
         return self.phone
 
     def start_bluez(self, adapter=True, rules=""):
-        """A system bus, with these rules in its policy, and a program in BlueZ's place, which has one adapter."""
+        """Starts a system bus with these policy rules and a stand-in for BlueZ with one adapter."""
         self._start_bus("system-bus", rules)
         process = self.start("bluez", [BIN / "standin-bluez", self.environment["DBUS_SYSTEM_BUS_ADDRESS"]],
                              stdin=subprocess.PIPE)
@@ -198,11 +198,11 @@ class PhoneTest(unittest.TestCase):
         return bluez
 
     def wait_for_bluez(self):
-        """Until the phone knows what BlueZ has."""
+        """Waits until the phone has read BlueZ's objects."""
         wait_for(lambda: json.loads(self.phonectl("status", "--json"))["adapter"] == "hci0", "the adapter")
 
     def _check_phone_ends_well(self, phone):
-        """Whatever a test did to it, the host is still there, and the sanitizers have nothing to say."""
+        """The host must not have crashed, and the sanitizers must not have reported anything."""
         if phone.process.poll() is None:
             self.assertEqual(phone.stop(), 0, f"phone-host's exit code\n{phone.err()}")
         self.assertNotIn("Sanitizer", phone.err())
@@ -248,8 +248,8 @@ class PhoneTest(unittest.TestCase):
         return path
 
     def obexput(self, *paths, address=PEER_ADDRESS, expect=255, options=("-U", "none", "-H", "-S")):
-        """Pushes files with a program that no one here wrote; 255 is its word for success. The link before may just be
-        ending, in which case the server isn't there for a moment: that is tried again."""
+        """Pushes files with obexput, whose exit code for success is 255. Retries while the server is not listening, which it
+        isn't for a moment after a link."""
         command = self.on_radio(address) + ["obexput", "-b", PHONE_ADDRESS, "-B", str(CHANNEL), *options,
                                             "-p", *paths]
 
@@ -271,11 +271,11 @@ class PhoneTest(unittest.TestCase):
     def surnames(self):
         return sorted(entry["Surname"] for entry in self.book())
 
-    # A peer of our own, for what no decent program sends
+    # A raw peer, for what obexput does not send
 
     @contextlib.contextmanager
     def link(self):
-        """A connected RFCOMM socket to the phone: the test program itself is on the radio, see run_test.py."""
+        """An RFCOMM socket connected to the phone. The test itself runs on the radio, see run_test.py."""
         with contextlib.closing(self._connect()) as peer:
             peer.settimeout(DEADLINE)
             yield peer
@@ -294,7 +294,7 @@ class PhoneTest(unittest.TestCase):
 
 
 def card(surname, *lines):
-    """A small card of that surname."""
+    """A small vCard with this surname."""
     return "\r\n".join(["BEGIN:VCARD", "VERSION:2.1", f"N:{surname};Test", *lines, "END:VCARD", ""])
 
 
@@ -324,7 +324,7 @@ def connect_packet(maximum=0xFFFF):
 
 
 def put_packets(name, body, chunk=0xF000):
-    """A PUT in as many packets as it takes."""
+    """The packets of a PUT."""
     pieces = [body[i:i + chunk] for i in range(0, len(body), chunk)] or [b""]
     packets = []
     for number, piece in enumerate(pieces):
@@ -339,7 +339,7 @@ def header_length(size):
 
 
 def receive_packet(peer):
-    """One whole answer: (code without the final bit, payload)."""
+    """Reads one response: (code without the final bit, payload)."""
     head = receive_exactly(peer, 3)
     return head[0] & 0x7F, receive_exactly(peer, int.from_bytes(head[1:3], "big") - 3)
 
@@ -355,7 +355,7 @@ def receive_exactly(peer, count):
 
 
 def is_closed_by_phone(peer):
-    """Reads until the phone closes the link."""
+    """Whether the phone closes the link before the deadline."""
     try:
         while peer.recv(4096):
             pass

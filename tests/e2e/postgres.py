@@ -1,4 +1,4 @@
-"""A PostgreSQL server of a test's own."""
+"""A PostgreSQL server for one test."""
 
 import os
 import pathlib
@@ -9,7 +9,7 @@ PROGRAMS = pathlib.Path("/usr/lib/postgresql/15/bin")
 
 
 class Server:
-    """In a folder of its own, reached through a socket there. Of root it is run as the user "postgres"."""
+    """Runs in a temporary folder, reachable through a socket there; as user "postgres" if the test runs as root."""
 
     def __init__(self, folder):
         self.folder = folder

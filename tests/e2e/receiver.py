@@ -1,4 +1,4 @@
-"""Another phone that takes cards: whole requests are kept, and answered as a test says."""
+"""A fake receiving phone that records requests and answers as the test specifies."""
 
 import socket
 import threading
@@ -12,8 +12,8 @@ CONNECT_FIELDS = bytes([0x10, 0, 0xFF, 0xFF])
 
 
 class Receiver:
-    """Listens on a channel of the test's own address and treats each link as `behaviour` does: a function that gets the
-    link. `requests` has all packets as (code without the final bit, final, payload)."""
+    """Listens on a channel of the test's address and calls `behaviour` with each link. `requests` has all packets as (code
+    without the final bit, final, payload)."""
 
     def __init__(self, test, behaviour, channel=9):
         self.channel = channel
@@ -40,7 +40,7 @@ class Receiver:
                 try:
                     self.behaviour(Link(peer, self.requests))
                 except OSError:
-                    pass  # the phone has ended the link
+                    pass  # the phone closed the link
             self.ended += 1
 
     def close(self):
@@ -49,11 +49,11 @@ class Receiver:
         self._thread.join(phone.DEADLINE)
 
     def wait_for_end(self, links):
-        """Waits until so many links have been treated to their end."""
+        """Waits until this many links have been served."""
         phone.wait_for(lambda: self.ended >= links, f"the end of link {links}")
 
     def objects(self):
-        """The payloads of all PUT packets, joined."""
+        """The joined payloads of all PUT packets."""
         return b"".join(payload for code, _, payload in self.requests if code == PUT)
 
 
@@ -71,7 +71,7 @@ class Link:
         return self.requests[-1]
 
     def answer(self, request, code=None):
-        """Answers as a healthy phone does, or with another code."""
+        """Sends the normal response, or one with another code."""
         command, final, _ = request
         if code is None:
             code = SUCCESS if final else CONTINUE
@@ -81,7 +81,7 @@ class Link:
         self.peer.sendall(data)
 
     def serve(self, refuse=None, code=0x43):
-        """A healthy phone, but for one command that it may refuse."""
+        """Serves normally, except for one command that it may refuse."""
         while True:
             request = self.receive()
             self.answer(request, code if request[0] == refuse and request[1] else None)
@@ -89,7 +89,7 @@ class Link:
                 return
 
     def serve_the_nameless(self):
-        """As the desktops' receivers do: forbids all until a CONNECT has come that names no service."""
+        """Like the receivers of desktops: forbids every request before a CONNECT without a service name."""
         connected = False
         while True:
             request = self.receive()
@@ -101,7 +101,7 @@ class Link:
                 return
 
     def serve_until(self, command):
-        """Healthy before the first packet of this command, which is received and returned."""
+        """Serves normally up to the first packet of this command, which it receives and returns."""
         while True:
             request = self.receive()
             if request[0] == command:
@@ -110,7 +110,7 @@ class Link:
 
 
 def headers(payload):
-    """The headers of a packet or of a whole request: (identifier, value)."""
+    """The headers in a payload: (identifier, value)."""
     found = []
     while payload:
         identifier = payload[0]

@@ -1,4 +1,4 @@
-"""Runs one test on a virtual radio of its own: run_test.py MODULE.CLASS.METHOD"""
+"""Runs one test on its own virtual radio: run_test.py MODULE.CLASS.METHOD"""
 
 import os
 import subprocess
@@ -19,5 +19,4 @@ def main():
 
 
 if __name__ == "__main__":
-    # The radio's folder is read when the module is loaded in the child; here it only has to be there.
     sys.exit(main())

@@ -1,4 +1,4 @@
-"""The phonebook in its owner's hands: changed, deleted, taken along to another telephone."""
+"""Editing the phonebook: changes, deletions, export and import."""
 
 import unittest
 
@@ -18,7 +18,7 @@ class BookTest(PhoneTest):
         wait_for(lambda: len(self.book()) == len(cards), "the cards")
 
     def entries(self):
-        """All that isn't given by the phonebook itself."""
+        """The columns that the phonebook doesn't assign itself."""
         return sorted(([value for key, value in entry.items() if key != "Id"] for entry in self.book()))
 
     def test_received_cards_go_out_to_a_file_and_come_back_the_same(self):

@@ -1,4 +1,4 @@
-"""Who may do what on a system bus that has the telephone's policy."""
+"""The D-Bus policy on a system bus."""
 
 import os
 import unittest
@@ -8,7 +8,7 @@ from phone import SOURCE, PhoneTest, card, wait_for
 
 POLICY = SOURCE / "packaging" / "org.obexphone.Phone.conf"
 
-# What Debian's system bus allows by itself: signals, answers, and to ask the bus.
+# The defaults of Debian's system bus: signals, replies and calls to the bus itself.
 SYSTEM_BUS = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig><type>system</type><listen>unix:path={folder}/bus</listen><auth>EXTERNAL</auth>
@@ -26,7 +26,7 @@ REFUSED = "Access denied"
 
 @unittest.skipIf(os.geteuid() != 0, "only root can be somebody else")
 class SystemBus(PhoneTest):
-    """The telephone belongs to root here, and its group is the one of `daemon`, so that no user has to be made."""
+    """Runs the service as root with the group of `daemon`, so that no user has to be created."""
 
     def _start_bus(self):
         policy = POLICY.read_text()
@@ -105,7 +105,7 @@ class SystemBus(PhoneTest):
             self.expect_refused(user, *offer)
 
     def unique_name(self, process):
-        """The name that the bus gave to a program."""
+        """The unique bus name of a process."""
         names = self.busctl("list", "--unique", "--no-legend", "--no-pager").splitlines()
         for name in (line.split()[0] for line in names):
             code, text = self.call_as(HOST, "org.freedesktop.DBus", "/", "org.freedesktop.DBus",

@@ -1,5 +1,5 @@
-"""Disks that are full or can't be written, below the phonebook and below the photos: the user is told, the phone goes on, and
-when the cause has gone the same card can be pushed again."""
+"""Full and read-only disks under the phonebook and the photos: the user is notified, the phone keeps running, and the same card
+can be pushed again later."""
 
 import unittest
 
@@ -11,7 +11,7 @@ PICTURE = ("PHOTO;TYPE=JPEG;ENCODING=BASE64:", " QUJD", "")
 
 
 class Trouble(PhoneTest):
-    """A phone, and a user who says yes to everything."""
+    """A phone whose user accepts every card."""
 
     def begin(self, **options):
         self.start_phone(**options)
@@ -22,7 +22,7 @@ class Trouble(PhoneTest):
         return [line for line in self.watcher.json_lines() if line["event"] in kinds]
 
     def outcome_of(self, text):
-        """Pushes a card and returns what the user is told of it in the end."""
+        """Pushes a card and returns the outcome that the user is notified of."""
         before = len(self.events("received", "error"))
         self.push_card(text)
         return wait_for(lambda: self.events("received", "error")[before:],
@@ -72,11 +72,11 @@ class PhonebookDisk(Trouble):
 
 @unittest.skipUnless(mounts.available(), "this kernel gives no mounts of one's own")
 class ImagesDisk(Trouble):
-    """The images folder is the real one's place, but a disk of this phone alone."""
+    """A private disk mounted at the images folder."""
 
     def setUp(self):
         super().setUp()
-        # Some room is always left free, so the disk is larger than that.
+        # Larger than the space that is always kept free.
         self.begin(inside=mounts.inside(mounts.disk(IMAGES, 24)))
         self.disk = mounts.Disk(self.phone, IMAGES)
         self.expect_photo("Before")

@@ -1,4 +1,4 @@
-"""What goes wrong at home: the phone is killed, its photos' temporary files stay, its phonebook is in use."""
+"""Local faults: killed processes, left-over temporary files, a locked phonebook."""
 
 import os
 import random
@@ -15,7 +15,7 @@ BATCH = 20
 
 class Killed(PhoneTest):
     def push_batch(self, name):
-        """Pushes cards on one link; each is answered with success."""
+        """Pushes cards over one link, all successfully."""
         with self.link() as peer:
             for number in range(BATCH):
                 text = card(f"{name}x{number}", f"TEL;WORK:{number}", f"ORG:Company {name};Unit")
@@ -60,7 +60,7 @@ class Killed(PhoneTest):
         print(f"{partly} of {ROUNDS} batches were cut short")
 
     def stored(self, name):
-        """How many cards of the batch are in the file, without the phone."""
+        """Counts the batch's cards in the database file, without the phone."""
         try:
             with sqlite3.connect(f"file:{self.phonebook}?mode=ro", uri=True, timeout=5) as book:
                 (table,), *_ = book.execute(

@@ -1,4 +1,4 @@
-"""Peers that mean no good, each followed by one that does."""
+"""Hostile peers, each followed by a normal push."""
 
 import contextlib
 import os
@@ -20,14 +20,14 @@ class HostilePeers(PhoneTest):
         self.receive_on()
 
     def tearDown(self):
-        """The phone still serves: a good push arrives, whatever came before."""
+        """Checks that a normal push still arrives."""
         watcher = self.watch("--accept", name="last-watch")
         self.push_card(card("Good", "TEL:1"))
         wait_for(lambda: "Good" in self.surnames(), f"the good card to be stored; {watcher.out()}")
         super().tearDown()
 
     def push_body(self, body):
-        """Pushes this body and returns the last answer, None when the phone closed the link instead."""
+        """Pushes this body; returns the last response code, or None if the phone closed the link."""
         with self.link() as peer:
             try:
                 for data in phone.put_packets("card.vcf", body):
@@ -138,17 +138,17 @@ class HostilePeers(PhoneTest):
     def test_lengths_one_off(self):
         body = card("Off").encode()
         whole = phone.name_header("card.vcf") + header(END_OF_BODY, body)
-        self.expect_closed_on(packet(PUT | FINAL, whole, length=len(whole) + 2))  # one less than there is
+        self.expect_closed_on(packet(PUT | FINAL, whole, length=len(whole) + 2))  # one byte less than the packet has
         self.expect_closed_on(packet(PUT | FINAL, header(END_OF_BODY, body, length=len(body) + 4)))
         with self.link() as peer:
-            peer.sendall(packet(PUT | FINAL, whole, length=len(whole) + 4))  # waits for one more that never comes
+            peer.sendall(packet(PUT | FINAL, whole, length=len(whole) + 4))  # one byte more, which never comes
         for identifier in (NAME, BODY, END_OF_BODY, 0x42, 0x8D, 0xC3):
             self.expect_closed_on(packet(PUT | FINAL, bytes([identifier])))
 
     def test_close_at_every_byte(self):
         data = phone.connect_packet() + phone.put_packets("card.vcf", card("Cut", "TEL:1").encode())[0][:-1]
         for cut in range(len(data)):
-            # A link that waited while the phone took another one may be reset.
+            # A link may be reset if it waited while the phone served another.
             with contextlib.suppress(ConnectionError), self.link() as peer:
                 peer.sendall(data[:cut])
         self.assertEqual(self.surnames(), [])
@@ -214,7 +214,7 @@ class HostilePeers(PhoneTest):
                 except ConnectionError:
                     pass
 
-    def test_second_peer_waits_for_the_first(self):
+    def test_second_peer_does_not_disturb_the_first(self):
         with self.link() as first:
             first.sendall(phone.connect_packet())
             self.assertEqual(phone.receive_packet(first)[0], SUCCESS)
@@ -225,7 +225,7 @@ class HostilePeers(PhoneTest):
                     second.connect((phone.PHONE_ADDRESS, phone.CHANNEL))
                     second.sendall(phone.connect_packet())
                 except OSError:
-                    pass  # kept out, which is as good
+                    pass  # refused, which is fine, too
                 first.sendall(phone.put_packets("card.vcf", card("First").encode())[0])
                 self.assertEqual(phone.receive_packet(first)[0], SUCCESS)
 
@@ -246,10 +246,10 @@ class HostilePeers(PhoneTest):
                 while sent < 64 << 20:
                     sent += peer.send(request * 1000)
             except OSError:
-                pass  # its answers are unread: nothing more is taken
+                pass  # responses are unread, so the phone stops reading
             self.assertLess(sent, 64 << 20)
             peer.settimeout(phone.DEADLINE)
-            wait_for(lambda: "did not take" in self.phonectl("status", "--json"), "the link to be ended")
+            wait_for(lambda: "did not read the response" in self.phonectl("status", "--json"), "the link to be ended")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""A telephone that nobody sits at, and the journal of what was pushed."""
+"""The journal of pushes, and unattended operation."""
 
 import json
 import signal
@@ -119,7 +119,7 @@ class Headless(PhoneTest):
         self.push_card(card("Dora"))
         wait_for(lambda: self.surnames() == ["Berg", "Dora"], "the second card")
         wait_for(lambda: [entry["phonebook"] for entry in self.journal()] == ["stored", "stored"], "the journal")
-        self.assertIn("the cards that wait are stored: all are from trusted devices", self.phone.err())
+        self.assertIn("storing the waiting cards: all are from trusted devices", self.phone.err())
 
     def test_several_cards_of_one_push_are_stored(self):
         self.start_headless()

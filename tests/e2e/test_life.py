@@ -1,4 +1,4 @@
-"""Switching on and off, stopping and starting, and machines without a radio."""
+"""Enabling, disabling, stopping and restarting, and machines without Bluetooth."""
 
 import signal
 import time

@@ -1,4 +1,4 @@
-"""Observers that hang, die, or answer more than once, beside one that behaves."""
+"""Observers that hang, die or answer twice, next to a well-behaved one."""
 
 import json
 import signal
@@ -27,7 +27,7 @@ class Observers(PhoneTest):
         self.call_service(message, "a{sv}", "0")
 
     def expect_outcomes(self, *counts):
-        """How many cards each outcome that was told speaks of."""
+        """The card counts of all reported outcomes."""
         wait_for(lambda: len(self.events("received", "error")) >= len(counts), f"the outcomes {counts}")
         self.assertEqual([(line["event"], line["count"]) for line in self.events("received", "error")],
                          [("received", count) for count in counts])

@@ -1,5 +1,5 @@
-"""What befalls the phonebook's file: it is gone, replaced, damaged or no phonebook at all. The user is told of a card that
-could not be stored, and once the file is in order the same card can be pushed again."""
+"""A phonebook file that is missing, replaced, damaged or not a phonebook. The user is notified of a card that could not be
+stored, and the same card can be pushed again once the file is repaired."""
 
 import contextlib
 import shutil
@@ -25,7 +25,7 @@ class PhonebookFile(Trouble):
             path.unlink()
 
     def damage(self):
-        """Returns what puts the file in order again."""
+        """Damages the file; returns a function that repairs it."""
         with sqlite3.connect(self.phonebook) as book:
             book.execute("PRAGMA wal_checkpoint(TRUNCATE)")
         whole = self.phonebook.read_bytes()

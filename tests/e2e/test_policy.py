@@ -1,4 +1,4 @@
-"""Who may push: a bus with a program in BlueZ's place says who the peers are."""
+"""Who may push, with a stand-in for BlueZ that knows the peers."""
 
 import json
 import unittest

@@ -1,4 +1,4 @@
-"""Cards that other phones push, as far as the phonebook."""
+"""Receiving cards, from the push to the phonebook."""
 
 import json
 import os
@@ -100,7 +100,7 @@ class Receiving(PhoneTest):
         self.assertEqual(self.surnames(), ["Dahl"])
 
     def put(self, peer, name, body):
-        """Pushes an object on an open link; returns the answer that counts."""
+        """Pushes an object over an open link; returns the final response code."""
         for data in phone.put_packets(name, body):
             peer.sendall(data)
             code, _ = phone.receive_packet(peer)
@@ -184,7 +184,7 @@ class Receiving(PhoneTest):
 
 
 def photo_lines(picture):
-    """A picture as the lines of a PHOTO property, an empty line at its end."""
+    """The lines of a PHOTO property, with an empty line at the end."""
     import base64
     text = base64.b64encode(picture).decode()
     lines = [" " + text[i:i + 76] for i in range(0, len(text), 76)]

@@ -1,4 +1,4 @@
-"""Contacts that the phone sends to other devices."""
+"""Sending contacts to other devices."""
 
 import base64
 import json
@@ -15,25 +15,25 @@ TYPE = 0x42
 
 
 def photo_lines(data):
-    """A photo, whose line is ended twice: by CR LF and by LF. Goes in front of the last line."""
+    """Inserts a PHOTO, whose line ends with CR LF and LF, before the last line."""
     return "PHOTO;ENCODING=BASE64;TYPE=JPEG:" + base64.b64encode(data).decode() + "\r\n\n"
 
 
 def vcard(surname="", firstname="", *lines):
-    """The card that the phone sends for a contact."""
+    """The vCard that the phone sends for a contact."""
     name = [f"N;CHARSET=UTF-8:{surname};{firstname};;;"] if surname or firstname else []
     whole = ["BEGIN:VCARD", "VERSION: 2.1", *name, *lines, "END:VCARD"]
     return "".join(line if line.endswith("\n") else f"{line}\r\n" for line in whole).encode()
 
 
 def commands(packets):
-    """The requests that these packets are."""
+    """Joins packets to requests."""
     codes = [code for code, _, _ in packets]
     return [code for before, code in zip([None] + codes, codes) if code != before]
 
 
 def named(packets):
-    """Of each CONNECT whether it names a service."""
+    """For each CONNECT, whether it names a service."""
     return [WHO in dict(headers(payload[4:])) for code, _, payload in packets if code == CONNECT]
 
 
@@ -49,7 +49,7 @@ class SendingTest(PhoneTest):
             self.wait_for_bluez()
 
     def give(self, **fields):
-        """Hands a contact over; surname="Berg" is the parameter surnameParam."""
+        """Passes a contact to the phone; surname="Berg" becomes surnameParam."""
         words = [word for key, value in fields.items() for word in (f"{key}Param", "s", value)]
         self.call_service("vCardSendContactEvent", "a{sv}", str(len(fields)), *words)
 
@@ -70,7 +70,7 @@ class SendingTest(PhoneTest):
         return path
 
     def sent(self, behaviour=Link.serve, **contact):
-        """The packets of one successful push."""
+        """Sends the contact successfully; returns the packets."""
         receiver = Receiver(self, behaviour)
         watcher = self.watch()
         self.give(**contact)
@@ -79,7 +79,7 @@ class SendingTest(PhoneTest):
         return receiver.requests
 
     def expect_failure(self, behaviour):
-        """Returns the packets of the push that failed."""
+        """Sends the contact, which must fail; returns the packets."""
         receiver = Receiver(self, behaviour)
         watcher = self.watch()
         self.give(surname="Berg", firstname="Anna")
@@ -97,7 +97,7 @@ class SendingTest(PhoneTest):
 
 
 class ToOthers(SendingTest):
-    """Receivers that no one here wrote."""
+    """Third-party receivers."""
 
     def obex_test(self):
         folder = self.folder / "received"
@@ -154,7 +154,7 @@ class OnTheWire(SendingTest):
         watcher = self.watch()
         count = 0
         for text in ("n", "é", "字", "😀"):
-            for length in (94, 95, 96, 195, 196, 5000):  # characters, and four of ".vcf"
+            for length in (94, 95, 96, 195, 196, 5000):  # plus ".vcf"
                 surname = text * length
                 self.give(surname=surname)
                 receiver.requests.clear()
@@ -168,7 +168,7 @@ class OnTheWire(SendingTest):
 
 
 class ToUnhealthyOnes(SendingTest):
-    """Whatever another phone does, the contact stays pending and goes to the next one."""
+    """After a failure the contact stays pending and goes to the next device."""
 
     def test_nobody_listens(self):
         watcher = self.watch()
@@ -256,7 +256,7 @@ class ToUnhealthyOnes(SendingTest):
         self.give(surname="Berg")
         for turn in range(1, 61):
             garbage = generator.randbytes(generator.choice((1, 2, 3, 7, 50, 3000)))
-            if generator.random() < 0.5:  # as long as it says
+            if generator.random() < 0.5:  # with a correct length
                 garbage = packet(generator.choice((0xA0, 0x90, 0xC3, 0x02, 0x80)), garbage)
 
             def behaviour(link, garbage=garbage):
@@ -266,13 +266,13 @@ class ToUnhealthyOnes(SendingTest):
             receiver.behaviour = behaviour
             self.send()
             outcomes = self.wait_for_outcome(watcher, turn)
-            if outcomes[-1]["event"] == "sent":  # that was an answer
+            if outcomes[-1]["event"] == "sent":  # the garbage was a valid response
                 self.give(surname="Berg")
         print(f"seed {seed}")
 
 
 class ToThoseWhoForbidTheName(SendingTest):
-    """Where BlueZ runs, CONNECT is then made once more without the service's name."""
+    """With BlueZ running, a forbidden CONNECT is repeated without the service name."""
 
     bluez = True
 
@@ -364,7 +364,7 @@ class OverTheBus(SendingTest):
 
 
 class ThereAndBack(SendingTest):
-    """What is sent to the phone's own address comes back as an entry of its phonebook."""
+    """Sends contacts to the phone itself and compares the received entries."""
 
     def setUp(self):
         super().setUp()

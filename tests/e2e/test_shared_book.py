@@ -1,4 +1,4 @@
-"""Two telephones, each with its own radio address, host name and bus, and one phonebook on a PostgreSQL server."""
+"""Two phones with separate radio addresses, host names and buses share a phonebook on a PostgreSQL server."""
 
 import json
 import os
@@ -14,7 +14,7 @@ OTHER_ADDRESS = "66:77:88:99:AA:CC"
 
 
 class Telephone:
-    """One of them, with someone who accepts every card, or only watches."""
+    """One of the phones, with an observer that accepts every card or only watches."""
 
     def __init__(self, test, name, address, watch="--accept"):
         self.test = test
@@ -44,7 +44,7 @@ class Telephone:
         return [line for line in self.watcher.json_lines() if line.get("event") == name]
 
     def push(self, text):
-        """Pushes a card, which is accepted, and returns how that ended."""
+        """Pushes a card, which is accepted; returns the outcome."""
         outcomes = len(self.events("received")) + len(self.events("error"))
         self.push_only(text)
         wait_for(lambda: len(self.events("received")) + len(self.events("error")) > outcomes, "the outcome")
@@ -60,7 +60,7 @@ class Telephone:
         return json.loads(self.control("journal", "--json", *options))
 
     def wait_for_journal(self, *lines):
-        """Until it ends with these lines: telephone, link, phonebook."""
+        """Waits until the journal ends with these lines: phone, link, phonebook."""
         def last():
             return [(line["phone"], line["link"], line["phonebook"]) for line in self.journal("--last", str(len(lines)))]
 
@@ -88,7 +88,7 @@ class SharedBook(SharingTest):
         text = card("Berg", "TEL;CELL:5")
         for telephone in (self.first, self.second):
             outcome = telephone.push(text)
-            # What is in the phonebook already counts as stored: the second says the same as the first.
+            # A card that is in the phonebook already counts as stored, so both report the same.
             self.assertEqual((outcome["event"], outcome["count"]), ("received", 1))
             self.assertEqual(outcome["first"]["Surname"], "Berg")
         self.assertEqual(self.first.surnames(), ["Berg"])
@@ -171,8 +171,9 @@ class SharedJournal(SharingTest):
     def test_what_waits_at_one_telephone_is_not_lost_with_the_other(self):
         first = Telephone(self, "first", PHONE_ADDRESS, "")
         second = Telephone(self, "second", OTHER_ADDRESS, "")
-        for telephone in (first, second):
-            telephone.push_only(card("Berg"))
+        first.push_only(card("Berg"))
+        second.wait_for_journal((first.name, "taken", "waiting"))
+        second.push_only(card("Berg"))
         second.wait_for_journal((first.name, "taken", "waiting"), (second.name, "taken", "waiting"))
         first.process.stop(signal.SIGKILL)
         again = Telephone(self, "third", PHONE_ADDRESS, "")

@@ -1,6 +1,6 @@
-"""Many cards, many links, contacts on their way out and a user who answers at random: every push has to be accounted for.
+"""Soak test: many cards over many links, with contacts being sent and random answers. Every push must be accounted for.
 
-Run by scripts/soak, and by ctest for a short while. What is printed at the end was counted."""
+scripts/soak runs it with many cards, ctest with few."""
 
 import os
 import random
@@ -30,7 +30,7 @@ class Soak(PhoneTest):
         return [line for line in self.watcher.json_lines() if line["event"] in events]
 
     def push(self, cards):
-        """Over a few links, which end in the ways that links end; returns the cards that were answered with success."""
+        """Pushes over several links that end in different ways; returns the cards pushed successfully."""
         done = []
         while cards:
             some = cards[:self.random.randint(1, 30)]
@@ -45,15 +45,15 @@ class Soak(PhoneTest):
                             code, _ = phone.receive_packet(peer)
                         self.assertEqual(code, SUCCESS)
                         done.append(surname)
-                    if self.random.random() < 0.3:  # dies in the middle of another
+                    if self.random.random() < 0.3:  # breaks off in the middle of the next push
                         peer.sendall(phone.put_packets("card.vcf", card("Half").encode())[0][:-5])
                 except ConnectionError:
                     self.assertNotIn(some[0], done, "a link was lost after an answer")
-                    cards = some + cards  # reset before it was accepted
+                    cards = some + cards  # reset before the link was accepted
         return done
 
     def answer(self, batch):
-        """The user's: all that wait are stored, or thrown away."""
+        """Accepts or rejects all waiting cards."""
         self.expect_offers(batch)
         cards = {surname for surname in batch if surname}
         self.unreadable += len(batch) - len(cards)

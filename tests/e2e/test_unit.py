@@ -1,5 +1,5 @@
-"""What the telephone does is what its unit allows. systemd itself need not run: the unit's lines are read, and the telephone is
-watched, or confined by the same means."""
+"""The phone needs no more than its unit allows. Works without systemd: reads the unit, and traces the phone or confines it the
+same way."""
 
 import os
 import pathlib
@@ -14,8 +14,8 @@ from phone import IMAGES, SOURCE, card, wait_for
 from test_disks import PICTURE, Trouble
 
 UNIT = phone.BUILD / "packaging" / "obexphone.service"
-# Refused, and not needed: GLib asks for the scheduling of its threads, which it has anyway, and SQLite gives a file to its
-# folder's owner when it runs as root, as it does here.
+# Denied but not needed: GLib sets the default scheduling of its threads; SQLite running as root, as here, gives files to the
+# folder's owner.
 ASKED_IN_VAIN = {"sched_setattr", "fchown"}
 
 
@@ -26,7 +26,7 @@ def lines_of(setting):
 
 
 def expand(names):
-    """System calls of these names and sets."""
+    """Expands names and sets of system calls."""
     calls = set()
     for name in names:
         if not name.startswith("@"):
@@ -51,10 +51,10 @@ def allowed_calls():
 
 class LivesAsItsUnitSays(Trouble):
     def live(self):
-        """All that a telephone does: receives, with a photo, stores, shows, sends."""
+        """Receives a card with a photo, stores, lists and sends it."""
         self.expect_stored("Berg", *PICTURE)
         self.phonectl("status")
-        self.phonectl("send", "Berg", "--to", phone.PEER_ADDRESS, "--channel", "9", expect=1)  # nobody listens
+        self.phonectl("send", "Berg", "--to", phone.PEER_ADDRESS, "--channel", "9", expect=1)  # nobody listens there
         self.phonectl("receive", "off")
         self.assertEqual(self.phone.stop(), 0, self.phone.err())
 
@@ -111,7 +111,7 @@ class LivesAsItsUnitSays(Trouble):
 
     @staticmethod
     def other_mounts():
-        """Those of the machine that hold files and could be written to."""
+        """All writable mounts of the machine that hold files."""
         with open("/proc/self/mounts", encoding="utf-8") as table:
             entries = [line.split()[:4] for line in table]
         return [place for _, place, kind, options in entries
@@ -121,7 +121,7 @@ class LivesAsItsUnitSays(Trouble):
 class Descriptors(Trouble):
     def test_soft_limit_is_what_select_can_take(self):
         soft, hard = lines_of("LimitNOFILE")[0].split(":")
-        hard = min(int(hard), resource.getrlimit(resource.RLIMIT_NOFILE)[1])  # not everyone may raise it
+        hard = min(int(hard), resource.getrlimit(resource.RLIMIT_NOFILE)[1])  # only root may raise it
         self.begin(inside=["prlimit", f"--nofile={soft}:{hard}"])
         limits = (pathlib.Path("/proc") / str(self.phone.process.pid) / "limits").read_text()
         self.assertRegex(limits, rf"Max open files +{soft} +{hard} ")

@@ -175,6 +175,7 @@ bool FakeOpenObex::waitUntil(const std::function<bool()>& condition) const {
 }
 
 void FakeOpenObex::record(Call call) {
+  if (onCall) onCall(call);
   m_calls.push_back(std::move(call));
   m_called.notify_all();
 }

@@ -82,6 +82,9 @@ class FakeOpenObex {
   int liveObjects() const;
   void forgetCalls();
 
+  /// Called with every call as it is recorded; must not use this object.
+  std::function<void(const Call&)> onCall;
+
   /// Waits for `times` calls of a function; false after a deadline.
   bool waitForCalls(const std::string& function, int times = 1) const;
   /// Waits for a condition, which may use this object; false after a deadline.

@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <string>
 
-#include "radio/Name.h"
-
 namespace radio {
 namespace {
 
@@ -30,18 +28,18 @@ Name pathName(const std::string& path) {
   return name;
 }
 
-TEST(AddressTest, TheFirstGroupOfTheTextIsTheLastByte) {
+TEST(AddressTest, ParsesTheFirstGroupAsTheLastByte) {
   const bdaddr_t parsed = address("00:11:22:33:44:5F");
   EXPECT_EQ(parsed.b[5], 0x00);
   EXPECT_EQ(parsed.b[4], 0x11);
   EXPECT_EQ(parsed.b[0], 0x5F);
 }
 
-TEST(AddressTest, SmallLettersAreAsGoodAsCapitals) {
+TEST(AddressTest, AcceptsLowerCase) {
   EXPECT_TRUE(sameAddress(address("aa:bb:cc:dd:ee:ff"), address("AA:BB:CC:DD:EE:FF")));
 }
 
-TEST(AddressTest, WhatIsNotSixGroupsOfTwoDigitsIsRefused) {
+TEST(AddressTest, RejectsWhatIsNotSixGroupsOfTwoDigits) {
   ExpectNoAddress("");
   ExpectNoAddress("00:11:22:33:44:5");
   ExpectNoAddress("00:11:22:33:44:555");
@@ -52,7 +50,7 @@ TEST(AddressTest, WhatIsNotSixGroupsOfTwoDigitsIsRefused) {
   ExpectNoAddress("0011:22:33:44:55:");
 }
 
-TEST(AddressTest, DigitsComeBackAsTheyWent) {
+TEST(AddressTest, FormatsDigitsThatParseBack) {
   char digits[kDigits + 1] = "";
   formatDigits(address("00:1A:2B:3C:4D:5E"), digits);
   EXPECT_STREQ(digits, "001A2B3C4D5E");
@@ -61,43 +59,43 @@ TEST(AddressTest, DigitsComeBackAsTheyWent) {
   EXPECT_TRUE(sameAddress(back, address("00:1A:2B:3C:4D:5E")));
 }
 
-TEST(NameTest, AListenersFileNamesAddressAndChannel) {
+TEST(NameTest, PutsAddressAndChannelIntoTheFileName) {
   char file[kFileNameSize] = "";
   formatFileName({address("00:11:22:33:44:55"), 4}, file);
   EXPECT_STREQ(file, "001122334455-04");
-  Place place;
-  ASSERT_TRUE(readPlace(pathName("/run/air/001122334455-04"), &place));
-  EXPECT_TRUE(sameAddress(place.address, address("00:11:22:33:44:55")));
-  EXPECT_EQ(place.channel, 4);
+  Endpoint endpoint;
+  ASSERT_TRUE(parseName(pathName("/run/air/001122334455-04"), &endpoint));
+  EXPECT_TRUE(sameAddress(endpoint.address, address("00:11:22:33:44:55")));
+  EXPECT_EQ(endpoint.channel, 4);
 }
 
-TEST(NameTest, NamesThatAreNotTheRadiosAreRefused) {
-  Place place;
+TEST(NameTest, RejectsOtherFileNames) {
+  Endpoint endpoint;
   for (const char* path :
        {"/run/bus", "/run/air/001122334455", "/run/air/001122334455-31", "/run/air/001122334455-00",
         "/run/air/00112233445g-04", "/run/air/x001122334455-04", "/run/air/001122334455-4x", ""}) {
-    EXPECT_FALSE(readPlace(pathName(path), &place)) << path;
+    EXPECT_FALSE(parseName(pathName(path), &endpoint)) << path;
   }
 }
 
-TEST(NameTest, AConnectorsNameCarriesItsAddressAndIsNeverTheSame) {
+TEST(NameTest, GivesConnectorsUniqueNamesWithTheirAddress) {
   const Name one = connectorName(address("AA:BB:CC:DD:EE:FF"));
   const Name other = connectorName(address("AA:BB:CC:DD:EE:FF"));
-  Place place;
-  ASSERT_TRUE(readPlace(one, &place));
-  EXPECT_TRUE(sameAddress(place.address, address("AA:BB:CC:DD:EE:FF")));
-  EXPECT_EQ(place.channel, 0);
+  Endpoint endpoint;
+  ASSERT_TRUE(parseName(one, &endpoint));
+  EXPECT_TRUE(sameAddress(endpoint.address, address("AA:BB:CC:DD:EE:FF")));
+  EXPECT_EQ(endpoint.channel, 0);
   EXPECT_NE(std::string(one.address.sun_path, sizeof one.address.sun_path),
             std::string(other.address.sun_path, sizeof other.address.sun_path));
 }
 
-TEST(NameTest, AnAbstractNameOfAnotherLengthIsAStrangers) {
+TEST(NameTest, RejectsAbstractNamesOfAnotherLength) {
   Name name = connectorName(address("AA:BB:CC:DD:EE:FF"));
   --name.length;
-  Place place;
-  EXPECT_FALSE(readPlace(name, &place));
+  Endpoint endpoint;
+  EXPECT_FALSE(parseName(name, &endpoint));
   name.length = 0;
-  EXPECT_FALSE(readPlace(name, &place));
+  EXPECT_FALSE(parseName(name, &endpoint));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "tests/radio/Process.h"
 #include "tests/radio/RadioTest.h"
 
-// What a program calls that was built with checks of buffer sizes.
+// Called by programs built with _FORTIFY_SOURCE.
 extern "C" {
 ssize_t __read_chk(int fd, void* buffer, size_t length, size_t size);
 ssize_t __recv_chk(int fd, void* buffer, size_t length, size_t size, int flags);
@@ -20,7 +20,7 @@ ssize_t __recvfrom_chk(int fd, void* buffer, size_t length, size_t size, int fla
 namespace radiotest {
 namespace {
 
-// Reads up to `size` bytes; the result is the call's.
+// A call that reads up to `size` bytes, and its name.
 struct Reading {
   const char* name;
   ssize_t (*call)(int fd, char* buffer, size_t size);
@@ -41,7 +41,7 @@ ssize_t byReadv(int fd, char* buffer, size_t size) {
   return readv(fd, parts, 2);
 }
 
-// A stream names no sender: the length of its name comes back as 0.
+// A stream has no sender address: its length becomes 0.
 ssize_t byRecvfrom(int fd, char* buffer, size_t size) {
   sockaddr_rc sender = {};
   socklen_t length = sizeof sender;
@@ -97,7 +97,7 @@ class ReadingTest : public RadioTest, public ::testing::WithParamInterface<Readi
   char m_buffer[100];
 };
 
-TEST_P(ReadingTest, GivesWhatWasSentBeforeTheCloseAndThenAReset) {
+TEST_P(ReadingTest, ReturnsTheRemainingDataThenResetWhenThePeerCloses) {
   Link link = MakeLink();
   Send(link.caller, "last words");
   link.caller.close();
@@ -106,7 +106,7 @@ TEST_P(ReadingTest, GivesWhatWasSentBeforeTheCloseAndThenAReset) {
   ExpectError(link.called, ECONNRESET);
 }
 
-TEST_P(ReadingTest, GivesAResetToTheCallerToo) {
+TEST_P(ReadingTest, ReturnsTheRemainingDataThenResetToTheCaller) {
   Link link = MakeLink();
   Send(link.called, "bye");
   link.called.close();
@@ -114,19 +114,19 @@ TEST_P(ReadingTest, GivesAResetToTheCallerToo) {
   ExpectError(link.caller, ECONNRESET);
 }
 
-TEST_P(ReadingTest, DoesNotWaitOnANonBlockingLink) {
+TEST_P(ReadingTest, DoesNotBlockOnANonBlockingLink) {
   const Link link = MakeLink();
   fcntl(link.called.get(), F_SETFL, O_NONBLOCK);
   ExpectError(link.called, EAGAIN);
 }
 
-TEST_P(ReadingTest, EndsWithoutErrorAfterTheOwnShutdown) {
+TEST_P(ReadingTest, ReturnsEndOfFileAfterOwnShutdown) {
   const Link link = MakeLink();
   ASSERT_EQ(shutdown(link.called.get(), SHUT_RDWR), 0);
   ExpectBytes(link.called, "");
 }
 
-TEST_P(ReadingTest, EndsAnOrdinaryStreamWithoutError) {
+TEST_P(ReadingTest, ReturnsEndOfFileOnAnOrdinaryStream) {
   int ends[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
   const Descriptor reader(ends[0]);
@@ -161,7 +161,7 @@ ssize_t byWritev(int fd, const char* data, size_t size) {
   return writev(fd, &part, 1);
 }
 
-// An address with the data is not looked at.
+// The address is ignored.
 ssize_t bySendto(int fd, const char* data, size_t size) {
   sockaddr_rc name = rcAddress(kNobody, 1);
   return sendto(fd, data, size, 0, reinterpret_cast<sockaddr*>(&name), sizeof name);
@@ -204,21 +204,21 @@ TEST_P(WritingTest, ReachesThePeer) {
   EXPECT_EQ(Receive(link.called), "data");
 }
 
-// SIGPIPE would end the test.
-TEST_P(WritingTest, ToAClosedPeerGivesAResetAndNoSignal) {
+// A SIGPIPE would kill the test.
+TEST_P(WritingTest, FailsWithResetAndNoSignalWhenThePeerHasClosed) {
   Link link = MakeLink();
   link.called.close();
   ExpectError(link.caller, ECONNRESET);
   ExpectError(link.caller, ECONNRESET);
 }
 
-TEST_P(WritingTest, AfterTheOwnShutdownGivesABrokenPipeAndNoSignal) {
+TEST_P(WritingTest, FailsWithBrokenPipeAndNoSignalAfterOwnShutdown) {
   const Link link = MakeLink();
   ASSERT_EQ(shutdown(link.caller.get(), SHUT_WR), 0);
   ExpectError(link.caller, EPIPE);
 }
 
-TEST_P(WritingTest, WithoutALinkIsRefused) { ExpectError(Socket(), ENOTCONN); }
+TEST_P(WritingTest, FailsWithoutALink) { ExpectError(Socket(), ENOTCONN); }
 
 constexpr Writing kWritings[] = {{"write", byWrite},     {"send", bySend},
                                  {"writev", byWritev},   {"sendto", bySendto},
@@ -228,7 +228,7 @@ INSTANTIATE_TEST_SUITE_P(EveryCall, WritingTest, ::testing::ValuesIn(kWritings),
 
 class ClosingTest : public RadioTest {};
 
-TEST_F(ClosingTest, AKilledPeerGivesAReset) {
+TEST_F(ClosingTest, ResetsWhenThePeerIsKilled) {
   Process phone = Process::fork(kPhone, [] {
     const Descriptor link = Accept(Listener(4));
     Send(link, "alive");
@@ -241,7 +241,7 @@ TEST_F(ClosingTest, AKilledPeerGivesAReset) {
   ExpectReset(caller);
 }
 
-TEST_F(ClosingTest, APeerThatLeftOursUnreadIsReadToItsEndAllTheSame) {
+TEST_F(ClosingTest, ReturnsAllDataOfAPeerThatClosedWithUnreadData) {
   Link link = MakeLink();
   Send(link.called, "never read");
   Send(link.caller, "last words");
@@ -251,14 +251,14 @@ TEST_F(ClosingTest, APeerThatLeftOursUnreadIsReadToItsEndAllTheSame) {
   ExpectReset(link.called);
 }
 
-TEST_F(ClosingTest, AReaderThatWaitsIsWokenByTheClose) {
+TEST_F(ClosingTest, WakesABlockedReaderWhenThePeerCloses) {
   Process phone = Process::fork(kPhone, [] { Accept(Listener(4)); });
   Become(kPeer);
   ExpectReset(CallSoon(kPhone, 4));
   phone.ExpectSuccess();
 }
 
-TEST_F(ClosingTest, ACloseInMidTransferStopsTheSenderWithAReset) {
+TEST_F(ClosingTest, ResetsTheSenderWhenThePeerClosesInMidTransfer) {
   Process phone = Process::fork(kPhone, [] {
     const Descriptor link = Accept(Listener(4));
     WaitReadable(link);
@@ -272,7 +272,7 @@ TEST_F(ClosingTest, ACloseInMidTransferStopsTheSenderWithAReset) {
   phone.ExpectSuccess();
 }
 
-TEST_F(ClosingTest, PeekingGivesAResetAndAStringOfNoBytesNothing) {
+TEST_F(ClosingTest, ResetsAPeekButNotAnEmptyRead) {
   Link link = MakeLink();
   link.caller.close();
   char byte = 0;
@@ -281,7 +281,7 @@ TEST_F(ClosingTest, PeekingGivesAResetAndAStringOfNoBytesNothing) {
   EXPECT_EQ(recv(link.called.get(), &byte, 0, 0), 0);
 }
 
-TEST_F(ClosingTest, PeekingLeavesTheDataWhereItIs) {
+TEST_F(ClosingTest, PeekLeavesTheData) {
   const Link link = MakeLink();
   Send(link.caller, "card");
   char bytes[2];
@@ -289,7 +289,7 @@ TEST_F(ClosingTest, PeekingLeavesTheDataWhereItIs) {
   EXPECT_EQ(Receive(link.called), "card");
 }
 
-TEST_F(ClosingTest, AClosedLinkIsReadableAndHungUp) {
+TEST_F(ClosingTest, PollsReadableAndHungUpWhenThePeerHasClosed) {
   Link link = MakeLink();
   link.caller.close();
   pollfd wait = {link.called.get(), POLLIN, 0};
@@ -297,7 +297,7 @@ TEST_F(ClosingTest, AClosedLinkIsReadableAndHungUp) {
   EXPECT_EQ(wait.revents & (POLLIN | POLLHUP), POLLIN | POLLHUP);
 }
 
-TEST_F(ClosingTest, WhateverDirectionIsShutDownTheWholeLinkEnds) {
+TEST_F(ClosingTest, EndsTheWholeLinkWhenOneDirectionIsShutDown) {
   const Link link = MakeLink();
   Send(link.caller, "last words");
   ASSERT_EQ(shutdown(link.caller.get(), SHUT_WR), 0);
@@ -307,12 +307,12 @@ TEST_F(ClosingTest, WhateverDirectionIsShutDownTheWholeLinkEnds) {
   EXPECT_EQ(errno, ECONNRESET);
 }
 
-TEST_F(ClosingTest, ReadingWithoutALinkIsRefused) {
+TEST_F(ClosingTest, FailsToReadWithoutALink) {
   EXPECT_EQ(Receive(Socket()), "Transport endpoint is not connected");
   EXPECT_EQ(Receive(Listener(4)), "Transport endpoint is not connected");
 }
 
-TEST_F(ClosingTest, UrgentDataIsUnknown) {
+TEST_F(ClosingTest, RejectsOutOfBandData) {
   const Link link = MakeLink();
   EXPECT_EQ(send(link.caller.get(), "!", 1, MSG_OOB), -1);
   EXPECT_EQ(errno, EOPNOTSUPP);

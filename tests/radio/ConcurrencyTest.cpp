@@ -12,7 +12,7 @@
 namespace radiotest {
 namespace {
 
-// Sets a listener up and closes it; safe in a signal handler.
+// Opens and closes a listener. Async-signal-safe.
 void listenOnce() {
   const int kept = errno;
   const int fd = socket(AF_BLUETOOTH, SOCK_STREAM | SOCK_CLOEXEC, BTPROTO_RFCOMM);
@@ -25,8 +25,8 @@ void listenOnce() {
 
 class ConcurrencyTest : public RadioTest {};
 
-// The thread sanitizer's own allocator may be locked for ever in a process that was forked while
-// another thread used it.
+// A child forked while another thread allocates may find the thread sanitizer's allocator locked
+// for ever.
 #if defined(__SANITIZE_THREAD__)
 #define PHONE_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -35,7 +35,7 @@ class ConcurrencyTest : public RadioTest {};
 #endif
 #endif
 
-TEST_F(ConcurrencyTest, ManyThreadsCallOneListener) {
+TEST_F(ConcurrencyTest, AcceptsCallsOfManyThreads) {
   constexpr int kThreads = 4;
   constexpr int kCalls = 50;
   const Descriptor listener = Listener(4, kThreads);
@@ -54,12 +54,12 @@ TEST_F(ConcurrencyTest, ManyThreadsCallOneListener) {
 }
 
 #ifndef PHONE_THREAD_SANITIZER
-TEST_F(ConcurrencyTest, ChildrenForkedWhileOthersListenCanListenThemselves) {
+TEST_F(ConcurrencyTest, ForkedChildCanListenWhileAThreadListens) {
   std::atomic<bool> done{false};
   std::thread busy([&] {
     while (!done) {
       listenOnce();
-      // Who waits for the folder's lock only looks at times, and would hardly ever find it free.
+      // The folder's lock is polled, so a child would hardly ever find it free without a pause.
       std::this_thread::sleep_for(std::chrono::microseconds(300));
     }
   });
@@ -71,7 +71,7 @@ TEST_F(ConcurrencyTest, ChildrenForkedWhileOthersListenCanListenThemselves) {
 }
 #endif
 
-TEST_F(ConcurrencyTest, ASignalHandlerMayListenWhileTheProgramDoes) {
+TEST_F(ConcurrencyTest, SignalHandlerCanListenWhileTheProgramDoes) {
   struct sigaction action = {};
   action.sa_handler = [](int) { listenOnce(); };
   action.sa_flags = SA_RESTART;
@@ -85,7 +85,7 @@ TEST_F(ConcurrencyTest, ASignalHandlerMayListenWhileTheProgramDoes) {
   sigaction(SIGALRM, &before, nullptr);
 }
 
-TEST_F(ConcurrencyTest, ManyProcessesEachFindAChannelOfTheirOwn) {
+TEST_F(ConcurrencyTest, GivesEachProcessItsOwnChannel) {
   std::vector<Process> phones;
   for (int i = 0; i < 10; ++i) {
     phones.push_back(Process::fork(kPhone, [] {

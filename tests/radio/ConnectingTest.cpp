@@ -18,7 +18,7 @@ class ConnectingTest : public RadioTest {
   }
 };
 
-TEST_F(ConnectingTest, BothEndsSeeBothAddressesAndTheListenersChannel) {
+TEST_F(ConnectingTest, ShowsBothEndsBothAddressesAndTheListenersChannel) {
   const Link link = MakeLink(4);
   EXPECT_EQ(NameOf(link.caller), "66:77:88:99:AA:BB#4");
   EXPECT_EQ(PeerOf(link.caller), "00:11:22:33:44:55#4");
@@ -26,7 +26,7 @@ TEST_F(ConnectingTest, BothEndsSeeBothAddressesAndTheListenersChannel) {
   EXPECT_EQ(PeerOf(link.called), "66:77:88:99:AA:BB#4");
 }
 
-TEST_F(ConnectingTest, BothProcessesSeeTheSame) {
+TEST_F(ConnectingTest, ShowsBothProcessesTheSameNames) {
   Process phone = Process::fork(kPhone, [] {
     const Descriptor link = Accept(Listener(4));
     EXPECT_EQ(PeerOf(link), "66:77:88:99:AA:BB#4");
@@ -41,29 +41,29 @@ TEST_F(ConnectingTest, BothProcessesSeeTheSame) {
   phone.ExpectSuccess();
 }
 
-TEST_F(ConnectingTest, AListenerOnAnyAddressIsNamedSo) {
+TEST_F(ConnectingTest, NamesAListenerOnAnyAddressAsAny) {
   EXPECT_EQ(NameOf(Listener(4)), "00:00:00:00:00:00#4");
 }
 
-TEST_F(ConnectingTest, ABoundSocketIsNamedAsItWasBound) {
+TEST_F(ConnectingTest, NamesABoundSocketAsItWasBound) {
   const Descriptor socket = Socket();
   EXPECT_EQ(NameOf(socket), "00:00:00:00:00:00#0");
   ASSERT_EQ(Bind(socket, kPhone, 7), 0);
   EXPECT_EQ(NameOf(socket), "00:11:22:33:44:55#7");
 }
 
-TEST_F(ConnectingTest, ASocketWithoutALinkHasNoPeer) {
+TEST_F(ConnectingTest, HasNoPeerWithoutALink) {
   EXPECT_EQ(PeerOf(Socket()), "Transport endpoint is not connected");
   EXPECT_EQ(PeerOf(Listener(4)), "Transport endpoint is not connected");
 }
 
-TEST_F(ConnectingTest, APeerThatHungUpIsNoPeer) {
+TEST_F(ConnectingTest, HasNoPeerWhenThePeerHasClosed) {
   Link link = MakeLink();
   link.caller.close();
   EXPECT_EQ(PeerOf(link.called), "Transport endpoint is not connected");
 }
 
-TEST_F(ConnectingTest, ALinkThatWasShutDownStillHasItsNames) {
+TEST_F(ConnectingTest, KeepsLocalNamesAfterShutdown) {
   const Link link = MakeLink();
   ASSERT_EQ(shutdown(link.caller.get(), SHUT_RDWR), 0);
   ASSERT_EQ(shutdown(link.called.get(), SHUT_RDWR), 0);
@@ -72,7 +72,7 @@ TEST_F(ConnectingTest, ALinkThatWasShutDownStillHasItsNames) {
   EXPECT_EQ(PeerOf(link.called), "Transport endpoint is not connected");
 }
 
-TEST_F(ConnectingTest, ACallerMayBindItsOwnAddressFirst) {
+TEST_F(ConnectingTest, ConnectsASocketBoundToItsOwnAddress) {
   const Descriptor listener = Listener(4);
   Become(kPeer);
   const Descriptor caller = Socket();
@@ -81,7 +81,7 @@ TEST_F(ConnectingTest, ACallerMayBindItsOwnAddressFirst) {
   EXPECT_EQ(PeerOf(Accept(listener)), "66:77:88:99:AA:BB#4");
 }
 
-TEST_F(ConnectingTest, ACallerThatWasBoundToAChannelGivesItUp) {
+TEST_F(ConnectingTest, FreesTheBoundChannelWhenConnecting) {
   const Descriptor listener = Listener(4);
   Become(kPeer);
   const Descriptor caller = Socket();
@@ -92,48 +92,48 @@ TEST_F(ConnectingTest, ACallerThatWasBoundToAChannelGivesItUp) {
   EXPECT_EQ(Bind(Socket(), kPeer, 9), 0);
 }
 
-TEST_F(ConnectingTest, ATelephoneThatDoesNotListenRefuses) {
+TEST_F(ConnectingTest, IsRefusedWhenNobodyListens) {
   const Descriptor other = Listener(5);
   EXPECT_EQ(Connect(Socket(), kPhone, 4), ECONNREFUSED);
 }
 
-TEST_F(ConnectingTest, ATelephoneThatWasNeverSwitchedOnIsDown) {
+TEST_F(ConnectingTest, FindsTheHostDownWhenTheAddressWasNeverUsed) {
   EXPECT_EQ(Connect(Socket(), kNobody, 4), EHOSTDOWN);
 }
 
-TEST_F(ConnectingTest, ADeadListenerCountsAsNobodyAndIsCleanedUp) {
+TEST_F(ConnectingTest, IsRefusedByADeadListenerAndRemovesItsFile) {
   Process::fork(kPeer, [] { Listener(4).release(); }).ExpectSuccess();
   ASSERT_TRUE(std::filesystem::exists(channelFile("66778899AABB-04")));
   EXPECT_EQ(Connect(Socket(), kPeer, 4), ECONNREFUSED);
   EXPECT_FALSE(std::filesystem::exists(channelFile("66778899AABB-04")));
 }
 
-TEST_F(ConnectingTest, OnlyChannelsOneToThirtyCanBeCalled) {
+TEST_F(ConnectingTest, RejectsChannelsOutsideOneToThirty) {
   EXPECT_EQ(Connect(Socket(), kPhone, 0), EINVAL);
   EXPECT_EQ(Connect(Socket(), kPhone, 31), EINVAL);
 }
 
-TEST_F(ConnectingTest, AShortAddressCannotBeCalled) {
+TEST_F(ConnectingTest, RejectsAShortAddress) {
   const Descriptor socket = Socket();
   sockaddr_rc name = rcAddress(kPhone, 4);
   EXPECT_EQ(connect(socket.get(), reinterpret_cast<sockaddr*>(&name), 8), -1);
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(ConnectingTest, ASocketConnectsOnce) {
+TEST_F(ConnectingTest, RejectsASecondConnect) {
   const Descriptor listener = Listener(4);
   const Descriptor caller = Call(listener);
   EXPECT_EQ(Connect(caller, kPhone, 4), EBADFD);
 }
 
-TEST_F(ConnectingTest, ASocketThatWasRefusedIsGoodForNothingMore) {
+TEST_F(ConnectingTest, RejectsAConnectAfterARefusal) {
   const Descriptor caller = Socket();
   ASSERT_EQ(Connect(caller, kPhone, 4), ECONNREFUSED);
   const Descriptor listener = Listener(4);
   EXPECT_EQ(Connect(caller, kPhone, 4), EBADFD);
 }
 
-TEST_F(ConnectingTest, WhoDoesNotWantToWaitLearnsTheOutcomeLater) {
+TEST_F(ConnectingTest, CompletesANonBlockingConnectLater) {
   const Descriptor listener = Listener(4);
   const Descriptor caller = Socket(SOCK_NONBLOCK);
   ASSERT_EQ(Connect(caller, kPhone, 4), EINPROGRESS);
@@ -145,7 +145,7 @@ TEST_F(ConnectingTest, WhoDoesNotWantToWaitLearnsTheOutcomeLater) {
   EXPECT_EQ(Receive(Accept(listener)), "x");
 }
 
-TEST_F(ConnectingTest, ABlockingSocketBlocksAgainAfterConnecting) {
+TEST_F(ConnectingTest, KeepsASocketBlockingAfterConnecting) {
   const Link link = MakeLink();
   Process slow = Process::fork(kPeer, [&] { Send(link.caller, "late"); });
   EXPECT_EQ(Receive(link.called), "late");

@@ -6,7 +6,7 @@
 
 namespace radiotest {
 
-/// A descriptor that is closed when it goes out of scope.
+/// Owns a file descriptor.
 class Descriptor {
  public:
   Descriptor() = default;

@@ -29,14 +29,14 @@ class DescriptorsTest : public RadioTest {
     EXPECT_EQ(PeerOf(descriptor), "66:77:88:99:AA:BB#4");
   }
 
-  // By writing, so that the radio has seen the number as somebody else's.
+  // Writes, so that the radio caches the descriptor as no radio socket.
   static void ExpectPlainStream(const Descriptor& descriptor, const Descriptor& otherEnd) {
     EXPECT_EQ(write(descriptor.get(), "x", 1), 1);
     EXPECT_EQ(Receive(otherEnd), "x");
   }
 
-  // A number that the radio has seen as somebody else's, and that is free again; closed behind its
-  // back, as some of the C library's own functions do.
+  // A free descriptor number that the radio has cached as no radio socket. close_range() bypasses
+  // the radio, as some of the C library's own closes do.
   static int KnownNumber() {
     Pair pair = MakePair();
     ExpectPlainStream(pair.one, pair.other);
@@ -46,7 +46,7 @@ class DescriptorsTest : public RadioTest {
     return number;
   }
 
-  // By writing after the peer has gone: only the radio's own gives this error, and no SIGPIPE.
+  // Only a radio socket fails with ECONNRESET, without SIGPIPE, after the peer has closed.
   static void ExpectBrokenLink(const Descriptor& descriptor) {
     EXPECT_EQ(write(descriptor.get(), "x", 1), -1);
     EXPECT_EQ(errno, ECONNRESET);
@@ -95,7 +95,7 @@ Descriptor DescriptorsTest::ReceiveDescriptor(const Descriptor& way) {
   return Descriptor(fd);
 }
 
-TEST_F(DescriptorsTest, ALinkStaysOneWhenItsNumberIsGivenToAPair) {
+TEST_F(DescriptorsTest, KeepsALinkWhoseDescriptorIsReplacedByAPair) {
   Link link = MakeLink();
   Pair pair = MakePair();
   const Descriptor kept(fcntl(link.called.get(), F_DUPFD_CLOEXEC, 3));
@@ -110,7 +110,7 @@ TEST_F(DescriptorsTest, ALinkStaysOneWhenItsNumberIsGivenToAPair) {
   EXPECT_EQ(Receive(link.called), "");
 }
 
-TEST_F(DescriptorsTest, ANumberThatWasAPairsBecomesALink) {
+TEST_F(DescriptorsTest, SeesALinkDuplicatedOntoAPairsDescriptor) {
   Link link = MakeLink();
   Pair pair = MakePair();
   ExpectPlainStream(pair.one, pair.other);
@@ -121,7 +121,7 @@ TEST_F(DescriptorsTest, ANumberThatWasAPairsBecomesALink) {
   ExpectReset(pair.one);
 }
 
-TEST_F(DescriptorsTest, AKnownNumberThatIsDuplicatedToIsALink) {
+TEST_F(DescriptorsTest, SeesALinkDuplicatedToACachedDescriptor) {
   Link link = MakeLink();
   const int number = KnownNumber();
   const Descriptor again(fcntl(link.called.get(), F_DUPFD, number));
@@ -130,7 +130,7 @@ TEST_F(DescriptorsTest, AKnownNumberThatIsDuplicatedToIsALink) {
   ExpectBrokenLink(again);
 }
 
-TEST_F(DescriptorsTest, AKnownNumberThatIsAcceptedOnIsALink) {
+TEST_F(DescriptorsTest, SeesALinkAcceptedOnACachedDescriptor) {
   const Descriptor listener = Listener(4);
   Descriptor caller = Call(listener);
   const int number = KnownNumber();
@@ -140,20 +140,20 @@ TEST_F(DescriptorsTest, AKnownNumberThatIsAcceptedOnIsALink) {
   ExpectBrokenLink(called);
 }
 
-TEST_F(DescriptorsTest, ANumberThatWasClosedIsLookedAtAnew) {
+TEST_F(DescriptorsTest, ForgetsAClosedDescriptor) {
   Link link = MakeLink();
   Pair pair = MakePair();
   ExpectPlainStream(pair.one, pair.other);
   const int number = pair.one.get();
   pair.one.close();
-  // A way to a descriptor that the radio doesn't see.
+  // A system call bypasses the radio.
   const Descriptor again(static_cast<int>(syscall(SYS_dup, link.called.get())));
   ASSERT_EQ(again.get(), number);
   link.caller.close();
   ExpectBrokenLink(again);
 }
 
-TEST_F(DescriptorsTest, ALinkEndsWithItsLastDescriptor) {
+TEST_F(DescriptorsTest, EndsALinkWithItsLastDescriptor) {
   Link link = MakeLink();
   Descriptor copy(dup(link.caller.get()));
   link.caller.close();
@@ -163,7 +163,7 @@ TEST_F(DescriptorsTest, ALinkEndsWithItsLastDescriptor) {
   ExpectReset(link.called);
 }
 
-TEST_F(DescriptorsTest, AListenerLivesUntilItsLastDescriptorIsClosed) {
+TEST_F(DescriptorsTest, KeepsAListenerUntilItsLastDescriptorIsClosed) {
   Descriptor listener = Listener(4);
   Descriptor copy(dup(listener.get()));
   listener.close();
@@ -173,7 +173,7 @@ TEST_F(DescriptorsTest, AListenerLivesUntilItsLastDescriptorIsClosed) {
   EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-04")));
 }
 
-TEST_F(DescriptorsTest, AListenerWhoseNumberIsGivenAwayFreesItsChannel) {
+TEST_F(DescriptorsTest, FreesTheChannelWhenTheListenersDescriptorIsReplaced) {
   const Descriptor listener = Listener(4);
   const Pair pair = MakePair();
   ASSERT_EQ(dup2(pair.one.get(), listener.get()), listener.get());
@@ -181,7 +181,7 @@ TEST_F(DescriptorsTest, AListenerWhoseNumberIsGivenAwayFreesItsChannel) {
   ExpectPlainStream(listener, pair.other);
 }
 
-TEST_F(DescriptorsTest, DuplicatingANumberOntoItselfChangesNothing) {
+TEST_F(DescriptorsTest, IgnoresDuplicatingADescriptorOntoItself) {
   const Descriptor listener = Listener(4);
   EXPECT_EQ(dup2(listener.get(), listener.get()), listener.get());
   EXPECT_EQ(dup3(listener.get(), listener.get(), 0), -1);
@@ -189,14 +189,14 @@ TEST_F(DescriptorsTest, DuplicatingANumberOntoItselfChangesNothing) {
   const Descriptor caller = Call(listener);
 }
 
-TEST_F(DescriptorsTest, AChildThatEndsDoesNotTakeTheListenerAlong) {
+TEST_F(DescriptorsTest, KeepsTheListenerWhenAChildEnds) {
   const Descriptor listener = Listener(4);
   Process::fork(kPhone, [&] { ::close(listener.get()); }).ExpectSuccess();
   const Descriptor caller = Call(listener);
   ExpectLink(Accept(listener));
 }
 
-TEST_F(DescriptorsTest, AChildServesTheLinksOfItsParentsListener) {
+TEST_F(DescriptorsTest, ChildServesLinksOfItsParentsListener) {
   Descriptor listener = Listener(4);
   Process child = Process::fork(kPhone, [&] { Send(Accept(listener), "from the child"); });
   const Descriptor caller = Call(listener);
@@ -206,7 +206,7 @@ TEST_F(DescriptorsTest, AChildServesTheLinksOfItsParentsListener) {
   child.ExpectSuccess();
 }
 
-TEST_F(DescriptorsTest, ALinkThatWasSentToAnotherProcessIsOneThere) {
+TEST_F(DescriptorsTest, KeepsALinkSentToAnotherProcess) {
   Link link = MakeLink();
   Pair way = MakePair();
   Process other = Process::fork(kPhone, [&] {
@@ -223,7 +223,7 @@ TEST_F(DescriptorsTest, ALinkThatWasSentToAnotherProcessIsOneThere) {
   other.ExpectSuccess();
 }
 
-TEST_F(DescriptorsTest, AKnownNumberThatArrivesInAMessageIsALink) {
+TEST_F(DescriptorsTest, SeesALinkReceivedAsACachedDescriptor) {
   Link link = MakeLink();
   const Pair way = MakePair();
   SendDescriptor(way.one, link.called);
@@ -234,7 +234,7 @@ TEST_F(DescriptorsTest, AKnownNumberThatArrivesInAMessageIsALink) {
   ExpectBrokenLink(received);
 }
 
-TEST_F(DescriptorsTest, ALinkHandedToAnotherProgramIsStillOne) {
+TEST_F(DescriptorsTest, KeepsALinkAcrossExec) {
   Link link = MakeLink();
   Process::Settings settings;
   settings.input = link.called.get();

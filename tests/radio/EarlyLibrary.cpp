@@ -1,4 +1,4 @@
-// A library that uses the radio as soon as it is loaded, and says how that went.
+// Uses a link in its constructor and prints the result.
 #include <bluetooth/bluetooth.h>
 #include <bluetooth/rfcomm.h>
 #include <sys/socket.h>

@@ -11,9 +11,9 @@ namespace {
 
 class FolderTest : public RadioTest {
  protected:
-  // The errno of a process of its own, which has not complained yet, and what it says.
-  void ExpectNoSocket(int error, const std::string& complaint) {
-    const auto output = folder() / "complaint";
+  // Expects socket() to fail. In a child, because each process warns only once.
+  void ExpectNoSocket(int error, const std::string& warning) {
+    const auto output = folder() / "warning";
     Process::fork(kPhone, [&] {
       dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
       for (int i = 0; i < 2; ++i) {
@@ -21,10 +21,10 @@ class FolderTest : public RadioTest {
         EXPECT_EQ(errno, error);
       }
     }).ExpectSuccess();
-    EXPECT_EQ(contentOf(output), "virtual radio: " + complaint + "\n");
+    EXPECT_EQ(contentOf(output), "virtual radio: " + warning + "\n");
   }
 
-  // The folder that is taken when nobody names one.
+  // Unsets the folder; returns the default one.
   std::filesystem::path UseRuntimeFolder() {
     unsetenv("VIRTUAL_RADIO_DIR");
     setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
@@ -32,7 +32,7 @@ class FolderTest : public RadioTest {
   }
 };
 
-TEST_F(FolderTest, ALongNameOfTheFolderIsNoHindrance) {
+TEST_F(FolderTest, WorksWithALongPath) {
   auto air = folder();
   for (int i = 0; i < 5; ++i) air /= std::string(50, 'x');
   std::filesystem::create_directories(air);
@@ -47,7 +47,7 @@ TEST_F(FolderTest, ALongNameOfTheFolderIsNoHindrance) {
   EXPECT_FALSE(std::filesystem::exists(channelFile("001122334455-05")));
 }
 
-TEST_F(FolderTest, NamesOfEveryLengthAroundTheLimitWork) {
+TEST_F(FolderTest, WorksWithPathsOfEveryLengthAroundTheLimit) {
   const size_t shortest = folder().string().size() + 1;
   for (size_t length = 80; length < 115; ++length) {
     SetAir(folder() / std::string(length - shortest, 'x'));
@@ -55,32 +55,32 @@ TEST_F(FolderTest, NamesOfEveryLengthAroundTheLimitWork) {
   }
 }
 
-TEST_F(FolderTest, AMissingLastPartIsMadeForTheOwnerAlone) {
+TEST_F(FolderTest, CreatesAMissingFolderForTheOwnerOnly) {
   SetAir(folder() / "air");
   const Descriptor listener = Listener(4);
   EXPECT_EQ(std::filesystem::status(folder() / "air").permissions(),
             std::filesystem::perms::owner_all);
 }
 
-TEST_F(FolderTest, AFolderThatCannotBeMadeIsComplainedOfOnce) {
+TEST_F(FolderTest, WarnsOnceWhenItCannotCreateTheFolder) {
   SetAir(folder() / "no" / "air");
   ExpectNoSocket(ENOENT, "the folder \"" + (folder() / "no" / "air").string() +
                              "\": No such file or directory");
 }
 
-TEST_F(FolderTest, AnAddressThatIsNoneIsComplainedOf) {
+TEST_F(FolderTest, WarnsOfAnInvalidAddress) {
   setenv("VIRTUAL_RADIO_ADDRESS", "00:11", 1);
-  const auto output = folder() / "complaint";
+  const auto output = folder() / "warning";
   Process::fork("00:11", [&] {
     dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
     EXPECT_EQ(socket(AF_BLUETOOTH, SOCK_STREAM, BTPROTO_RFCOMM), -1);
     EXPECT_EQ(errno, EAFNOSUPPORT);
   }).ExpectSuccess();
   EXPECT_EQ(contentOf(output),
-            "virtual radio: VIRTUAL_RADIO_ADDRESS \"00:11\": no Bluetooth address\n");
+            "virtual radio: VIRTUAL_RADIO_ADDRESS \"00:11\": not a Bluetooth address\n");
 }
 
-TEST_F(FolderTest, TelephonesInDifferentFoldersDoNotHearEachOther) {
+TEST_F(FolderTest, SeparatesDevicesInDifferentFolders) {
   SetAir(folder() / "here");
   const Descriptor listener = Listener(4);
   SetAir(folder() / "there");
@@ -90,20 +90,20 @@ TEST_F(FolderTest, TelephonesInDifferentFoldersDoNotHearEachOther) {
   EXPECT_EQ(Connect(Socket(), kPhone, 4), EHOSTDOWN);
 }
 
-TEST_F(FolderTest, WithoutANameTheRuntimeFolderIsTaken) {
+TEST_F(FolderTest, UsesTheRuntimeFolderByDefault) {
   const auto air = UseRuntimeFolder();
   const Descriptor listener = Listener(4);
   EXPECT_TRUE(std::filesystem::exists(air / "001122334455-04"));
 }
 
-TEST_F(FolderTest, AUsualFolderThatOthersMayWriteToIsNotTrusted) {
+TEST_F(FolderTest, RejectsADefaultFolderThatOthersCanWriteTo) {
   const auto air = UseRuntimeFolder();
   std::filesystem::create_directory(air);
   ASSERT_EQ(chmod(air.c_str(), 0777), 0);
   ExpectNoSocket(EPERM, "the folder \"" + air.string() + "\": Operation not permitted");
 }
 
-TEST_F(FolderTest, AUsualFolderOfSomebodyElseIsNotTrusted) {
+TEST_F(FolderTest, RejectsADefaultFolderOfAnotherUser) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can make a folder of somebody else";
   const auto air = UseRuntimeFolder();
   std::filesystem::create_directory(air);

@@ -8,7 +8,7 @@
 namespace radiotest {
 namespace {
 
-// The library itself: it goes into every program.
+// The library file.
 class LibraryTest : public RadioTest {
  protected:
   std::string OutputOf(const std::vector<std::string>& words,
@@ -22,7 +22,7 @@ class LibraryTest : public RadioTest {
   }
 };
 
-TEST_F(LibraryTest, ItNeedsNothingButTheCLibrary) {
+TEST_F(LibraryTest, NeedsOnlyTheCLibrary) {
   if (!isInstalled("readelf")) GTEST_SKIP() << "readelf is not installed";
   const std::string needed = OutputOf({"readelf", "-dW", RADIO_LIBRARY});
   const std::regex entry("\\(NEEDED\\)[^\\[]*\\[([^\\]]*)\\]");
@@ -33,7 +33,7 @@ TEST_F(LibraryTest, ItNeedsNothingButTheCLibrary) {
   EXPECT_EQ(libraries, std::set<std::string>{"libc.so.6"});
 }
 
-TEST_F(LibraryTest, ItShowsOnlyWhatItStandsInFrontOf) {
+TEST_F(LibraryTest, ExportsOnlyInterposedFunctions) {
   if (!isInstalled("nm")) GTEST_SKIP() << "nm is not installed";
   std::istringstream symbols(OutputOf({"nm", "-D", "--defined-only", "-j", RADIO_LIBRARY}));
   std::set<std::string> shown;
@@ -47,8 +47,8 @@ TEST_F(LibraryTest, ItShowsOnlyWhatItStandsInFrontOf) {
   EXPECT_EQ(shown, expected);
 }
 
-// The other library's constructor runs before the radio's.
-TEST_F(LibraryTest, ItWorksInTheConstructorOfAnotherLibrary) {
+// The other library's constructor runs first.
+TEST_F(LibraryTest, WorksInAnotherLibrarysConstructor) {
   const std::string both = std::string(RADIO_LIBRARY) + ":" + RADIO_EARLY_LIBRARY;
   EXPECT_EQ(OutputOf({"true"}, {{"LD_PRELOAD", both}}), "early: card, then reset\n");
 }

@@ -19,7 +19,7 @@ namespace {
 
 class ListeningTest : public RadioTest {
  protected:
-  // What a process leaves that was killed while it listened.
+  // Leaves the file of a process that died while it listened.
   void LeaveDeadListener(int channel) {
     Process::fork(kPhone, [&] { Listener(channel).release(); }).ExpectSuccess();
   }
@@ -30,7 +30,7 @@ class ListeningTest : public RadioTest {
     }).ExpectSuccess();
   }
 
-  // Keeps what it gets, and writes the channels of it, then 0.
+  // Binds and keeps every free channel; writes the number of each to `report`, then 0.
   static void BindAll(int report) {
     for (unsigned char channel = 1; channel <= 30; ++channel) {
       Descriptor socket = Socket();
@@ -41,7 +41,7 @@ class ListeningTest : public RadioTest {
     EXPECT_EQ(write(report, "", 1), 1);
   }
 
-  // How often this process went to sleep: who waits for the lock does so thousands of times.
+  // Voluntary context switches: waiting for the lock causes thousands.
   static long Waits() {
     rusage usage = {};
     EXPECT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
@@ -71,20 +71,20 @@ class ListeningTest : public RadioTest {
   Descriptor m_stranger;
 };
 
-TEST_F(ListeningTest, AChannelThatIsListenedOnCannotBeBoundAgain) {
+TEST_F(ListeningTest, RejectsAChannelThatIsListenedOn) {
   const Descriptor first = Listener(4);
   const Descriptor second = Socket();
   EXPECT_EQ(Bind(second, kPhone, 4), EADDRINUSE);
 }
 
-TEST_F(ListeningTest, AChannelThatIsOnlyBoundIsTakenToo) {
+TEST_F(ListeningTest, RejectsAChannelThatIsBound) {
   const Descriptor first = Socket();
   ASSERT_EQ(Bind(first, kPhone, 4), 0);
   const Descriptor second = Socket();
   EXPECT_EQ(Bind(second, kPhone, 4), EADDRINUSE);
 }
 
-TEST_F(ListeningTest, AChannelTakenByAnotherProcessIsTaken) {
+TEST_F(ListeningTest, RejectsAChannelOfAnotherProcess) {
   const Descriptor first = Listener(4);
   Process::fork(kPhone, [] {
     const Descriptor second = Socket();
@@ -92,37 +92,37 @@ TEST_F(ListeningTest, AChannelTakenByAnotherProcessIsTaken) {
   }).ExpectSuccess();
 }
 
-TEST_F(ListeningTest, TheSameChannelOfAnotherTelephoneIsFree) {
+TEST_F(ListeningTest, BindsTheSameChannelOfAnotherDevice) {
   const Descriptor first = Listener(4);
   Become(kPeer);
   const Descriptor second = Socket();
   EXPECT_EQ(Bind(second, kPeer, 4), 0);
 }
 
-TEST_F(ListeningTest, ASocketThatFoundItsChannelTakenMayBindAnother) {
+TEST_F(ListeningTest, CanBindAnotherChannelAfterARefusal) {
   const Descriptor first = Listener(4);
   const Descriptor second = Socket();
   ASSERT_EQ(Bind(second, kPhone, 4), EADDRINUSE);
   EXPECT_EQ(Bind(second, kPhone, 5), 0);
 }
 
-TEST_F(ListeningTest, TheAddressOfAnotherTelephoneCannotBeBound) {
+TEST_F(ListeningTest, RejectsTheAddressOfAnotherDevice) {
   EXPECT_EQ(Bind(Socket(), kPeer, 4), EADDRNOTAVAIL);
 }
 
-TEST_F(ListeningTest, ChannelsBeyondThirtyDoNotExist) {
+TEST_F(ListeningTest, RejectsChannelsBeyondThirty) {
   EXPECT_EQ(Bind(Socket(), kPhone, 30), 0);
   EXPECT_EQ(Bind(Socket(), kPhone, 31), EINVAL);
   EXPECT_EQ(Bind(Socket(), kPhone, 255), EINVAL);
 }
 
-TEST_F(ListeningTest, ChannelZeroTakesTheFirstFreeOne) {
+TEST_F(ListeningTest, TakesTheFirstFreeChannelForZero) {
   const Descriptor taken = Listener(1);
   const Descriptor automatic = Listener(0);
   EXPECT_EQ(NameOf(automatic), "00:00:00:00:00:00#2");
 }
 
-TEST_F(ListeningTest, WhenAllThirtyChannelsAreTakenNoneIsFound) {
+TEST_F(ListeningTest, FindsNoChannelWhenAllAreTaken) {
   std::vector<Descriptor> taken;
   for (int channel = 1; channel <= 30; ++channel) taken.push_back(Listener(channel));
   const Descriptor late = Socket();
@@ -130,7 +130,7 @@ TEST_F(ListeningTest, WhenAllThirtyChannelsAreTakenNoneIsFound) {
   EXPECT_EQ(Listen(late, 1), EINVAL);
 }
 
-TEST_F(ListeningTest, AnAddressOfAnotherFamilyCannotBeBound) {
+TEST_F(ListeningTest, RejectsAnAddressOfAnotherFamily) {
   const Descriptor socket = Socket();
   sockaddr_un name = {};
   name.sun_family = AF_UNIX;
@@ -138,21 +138,21 @@ TEST_F(ListeningTest, AnAddressOfAnotherFamilyCannotBeBound) {
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST_F(ListeningTest, ASocketIsBoundOnce) {
+TEST_F(ListeningTest, RejectsASecondBind) {
   const Descriptor socket = Socket();
   ASSERT_EQ(Bind(socket, kPhone, 4), 0);
   EXPECT_EQ(Bind(socket, kPhone, 5), EBADFD);
 }
 
-TEST_F(ListeningTest, OnlyABoundSocketCanListen) { EXPECT_EQ(Listen(Socket(), 1), EBADFD); }
+TEST_F(ListeningTest, RejectsListenBeforeBind) { EXPECT_EQ(Listen(Socket(), 1), EBADFD); }
 
-TEST_F(ListeningTest, OnlyAListeningSocketAccepts) {
+TEST_F(ListeningTest, RejectsAcceptBeforeListen) {
   const Descriptor socket = Socket();
   EXPECT_EQ(accept(socket.get(), nullptr, nullptr), -1);
   EXPECT_EQ(errno, EBADFD);
 }
 
-TEST_F(ListeningTest, AClosedListenerLeavesItsChannelFreeAndNoFile) {
+TEST_F(ListeningTest, FreesChannelAndFileWhenClosed) {
   Descriptor first = Listener(4);
   Descriptor bound = Socket();
   ASSERT_EQ(Bind(bound, kPhone, 5), 0);
@@ -165,8 +165,8 @@ TEST_F(ListeningTest, AClosedListenerLeavesItsChannelFreeAndNoFile) {
   EXPECT_EQ(Bind(Socket(), kPhone, 4), 0);
 }
 
-// A signal handler may close a listener while its own thread holds the lock.
-TEST_F(ListeningTest, ClosingAListenerNeverWaitsForTheLock) {
+// Because a signal handler may close a listener while its own thread holds the lock.
+TEST_F(ListeningTest, ClosesWithoutWaitingForTheLock) {
   Descriptor listener = Listener(4);
   const Descriptor lock(open(channelFile("lock").c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
@@ -179,11 +179,11 @@ TEST_F(ListeningTest, ClosingAListenerNeverWaitsForTheLock) {
   EXPECT_EQ(Bind(Socket(), kPhone, 4), 0);
 }
 
-TEST_F(ListeningTest, BindingWaitsForTheLock) {
-  const Descriptor first = Listener(1);  // makes the lock
+TEST_F(ListeningTest, WaitsForTheLockToBind) {
+  const Descriptor first = Listener(1);  // creates the lock file
   Process holder = Process::fork(kPeer, [&] {
     const Descriptor lock(open(channelFile("lock").c_str(), O_RDWR | O_CLOEXEC));
-    // Shared, so that only one who wants it alone has to wait.
+    // A shared lock blocks only those that want an exclusive one.
     ASSERT_EQ(flock(lock.get(), LOCK_SH), 0);
     pause();
   });
@@ -195,7 +195,7 @@ TEST_F(ListeningTest, BindingWaitsForTheLock) {
   binder.ExpectSuccess();
 }
 
-TEST_F(ListeningTest, AListenerThatIsShutDownAcceptsNoMoreAndFreesItsChannel) {
+TEST_F(ListeningTest, StopsAcceptingAndFreesTheChannelWhenShutDown) {
   const Descriptor listener = Listener(4);
   ASSERT_EQ(shutdown(listener.get(), SHUT_RDWR), 0);
   EXPECT_EQ(accept(listener.get(), nullptr, nullptr), -1);
@@ -203,7 +203,7 @@ TEST_F(ListeningTest, AListenerThatIsShutDownAcceptsNoMoreAndFreesItsChannel) {
   EXPECT_EQ(Bind(Socket(), kPhone, 4), 0);
 }
 
-TEST_F(ListeningTest, TheChannelOfADeadProcessIsFree) {
+TEST_F(ListeningTest, TakesTheChannelOfADeadProcess) {
   LeaveDeadListener(4);
   ASSERT_TRUE(std::filesystem::exists(channelFile("001122334455-04")));
   const Descriptor next = Listener(4);
@@ -211,15 +211,14 @@ TEST_F(ListeningTest, TheChannelOfADeadProcessIsFree) {
   EXPECT_EQ(NameOf(Accept(next)), "00:11:22:33:44:55#4");
 }
 
-TEST_F(ListeningTest, AutomaticChannelsPassOverTheLivingOnly) {
+TEST_F(ListeningTest, TakesADeadListenersChannelForZero) {
   const Descriptor living = Listener(1);
   LeaveDeadListener(2);
   EXPECT_EQ(NameOf(Listener(0)), "00:00:00:00:00:00#2");
 }
 
-// Each of many goes through the channels of a dead process; the wins of all must be each channel
-// once.
-TEST_F(ListeningTest, OfManyWhoWantADeadOnesChannelOneGetsIt) {
+// Several processes bind the channels of a dead one: each channel must be won exactly once.
+TEST_F(ListeningTest, GivesADeadListenersChannelToOneOfManyRacers) {
   LeaveDeadListeners();
   int results[2];
   int start[2];
@@ -249,13 +248,13 @@ TEST_F(ListeningTest, OfManyWhoWantADeadOnesChannelOneGetsIt) {
   for (const int fd : {results[0], results[1], start[0]}) close(fd);
 }
 
-TEST_F(ListeningTest, AFileThatIsNoSocketIsNotRemoved) {
+TEST_F(ListeningTest, KeepsAFileThatIsNoSocket) {
   std::ofstream(channelFile("001122334455-04")) << "precious";
   EXPECT_EQ(Bind(Socket(), kPhone, 4), EADDRINUSE);
   EXPECT_EQ(contentOf(channelFile("001122334455-04")), "precious");
 }
 
-TEST_F(ListeningTest, BeyondTheBacklogCallersAreRefusedUntilOneIsAccepted) {
+TEST_F(ListeningTest, RefusesCallersBeyondTheBacklogUntilOneIsAccepted) {
   const Descriptor listener = Listener(4, 1);
   const Descriptor first = Call(listener);
   const Descriptor second = Call(listener);
@@ -264,7 +263,7 @@ TEST_F(ListeningTest, BeyondTheBacklogCallersAreRefusedUntilOneIsAccepted) {
   const Descriptor third = Call(listener);
 }
 
-TEST_F(ListeningTest, WhoBindsButDoesNotListenRefuses) {
+TEST_F(ListeningTest, RefusesCallersBeforeListening) {
   const Descriptor bound = Socket();
   ASSERT_EQ(Bind(bound, kPhone, 4), 0);
   EXPECT_EQ(Connect(Socket(), kPhone, 4), ECONNREFUSED);
@@ -272,7 +271,7 @@ TEST_F(ListeningTest, WhoBindsButDoesNotListenRefuses) {
   EXPECT_EQ(Connect(Socket(), kPhone, 4), 0);
 }
 
-TEST_F(ListeningTest, AcceptTellsWhoCallsWithoutAByteFromIt) {
+TEST_F(ListeningTest, ReturnsTheAddressOfASilentCaller) {
   const Descriptor listener = Listener(4);
   const Descriptor silent = Call(listener);
   sockaddr_rc caller = {};
@@ -283,7 +282,7 @@ TEST_F(ListeningTest, AcceptTellsWhoCallsWithoutAByteFromIt) {
   EXPECT_EQ(length, sizeof caller);
 }
 
-TEST_F(ListeningTest, AcceptTellsWhoCalledEvenWhenItHasGone) {
+TEST_F(ListeningTest, ReturnsTheAddressOfACallerThatHasClosed) {
   const Descriptor listener = Listener(4);
   Descriptor gone = Call(listener);
   gone.close();
@@ -294,7 +293,7 @@ TEST_F(ListeningTest, AcceptTellsWhoCalledEvenWhenItHasGone) {
   EXPECT_EQ(textOf(caller), "66:77:88:99:AA:BB#4");
 }
 
-TEST_F(ListeningTest, AcceptWritesNoMoreOfTheAddressThanThereIsRoomFor) {
+TEST_F(ListeningTest, CutsOffTheAddressAtTheBuffersEnd) {
   const Descriptor listener = Listener(4);
   const Descriptor caller = Call(listener);
   unsigned char room[sizeof(sockaddr_rc)];
@@ -307,7 +306,7 @@ TEST_F(ListeningTest, AcceptWritesNoMoreOfTheAddressThanThereIsRoomFor) {
   EXPECT_EQ(room[4], 0xEE);
 }
 
-TEST_F(ListeningTest, AcceptSetsTheFlagsItIsAskedFor) {
+TEST_F(ListeningTest, SetsTheFlagsOfAccept4) {
   const Descriptor listener = Listener(4);
   const Descriptor caller = Call(listener);
   const Descriptor link(accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -315,9 +314,9 @@ TEST_F(ListeningTest, AcceptSetsTheFlagsItIsAskedFor) {
   EXPECT_EQ(fcntl(link.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(ListeningTest, ANonBlockingListenerDoesNotWait) { ExpectNobodyWaits(Listener(4)); }
+TEST_F(ListeningTest, DoesNotBlockANonBlockingAccept) { ExpectNobodyWaits(Listener(4)); }
 
-TEST_F(ListeningTest, AStrangerWithoutAnAddressIsNotLetIn) {
+TEST_F(ListeningTest, DropsACallerWithoutAnAddress) {
   const Descriptor listener = Listener(4);
   ASSERT_EQ(ConnectAsStranger("001122334455-04"), 0);
   ExpectNobodyWaits(listener);

@@ -11,7 +11,7 @@
 namespace radiotest {
 namespace {
 
-// Everything that is not the radio's is as it would be without it.
+// Whatever isn't a radio socket works as without the radio.
 class PassThroughTest : public RadioTest {
  protected:
   static void ExpectAsTheKernelSays(int family, int type, int protocol) {
@@ -23,19 +23,19 @@ class PassThroughTest : public RadioTest {
   }
 };
 
-TEST_F(PassThroughTest, OtherBluetoothSocketsAreTheKernels) {
+TEST_F(PassThroughTest, PassesOtherBluetoothSocketsToTheKernel) {
   ExpectAsTheKernelSays(AF_BLUETOOTH, SOCK_RAW, BTPROTO_HCI);
   ExpectAsTheKernelSays(AF_BLUETOOTH, SOCK_SEQPACKET, BTPROTO_L2CAP);
   ExpectAsTheKernelSays(AF_BLUETOOTH, SOCK_STREAM, BTPROTO_L2CAP);
   ExpectAsTheKernelSays(AF_BLUETOOTH, SOCK_RAW, BTPROTO_RFCOMM);
 }
 
-TEST_F(PassThroughTest, WithoutAnAddressTheRadioIsOff) {
+TEST_F(PassThroughTest, IsOffWithoutAnAddress) {
   unsetenv("VIRTUAL_RADIO_ADDRESS");
   ExpectAsTheKernelSays(AF_BLUETOOTH, SOCK_STREAM, BTPROTO_RFCOMM);
 }
 
-TEST_F(PassThroughTest, SocketsOfTheNetworkKeepTheirNamesAndEnds) {
+TEST_F(PassThroughTest, KeepsNamesAndEndOfFileOfNetworkSockets) {
   const Descriptor listener(socket(AF_INET, SOCK_STREAM, 0));
   sockaddr_in name = {};
   name.sin_family = AF_INET;
@@ -54,7 +54,7 @@ TEST_F(PassThroughTest, SocketsOfTheNetworkKeepTheirNamesAndEnds) {
   EXPECT_EQ(Receive(called), "");
 }
 
-TEST_F(PassThroughTest, FilesAndPipesEndWithoutError) {
+TEST_F(PassThroughTest, KeepsEndOfFileOfFilesAndPipes) {
   const Descriptor file(open("/dev/null", O_RDONLY | O_CLOEXEC));
   char byte = 0;
   EXPECT_EQ(read(file.get(), &byte, 1), 0);
@@ -65,7 +65,7 @@ TEST_F(PassThroughTest, FilesAndPipesEndWithoutError) {
   EXPECT_EQ(read(pipe.get(), &byte, 1), 0);
 }
 
-TEST_F(PassThroughTest, BadDescriptorsGiveTheKernelsErrors) {
+TEST_F(PassThroughTest, KeepsErrorsOfBadDescriptors) {
   char byte = 0;
   errno = 0;
   EXPECT_EQ(read(-1, &byte, 1), -1);
@@ -78,7 +78,7 @@ TEST_F(PassThroughTest, BadDescriptorsGiveTheKernelsErrors) {
   EXPECT_EQ(errno, EBADF);
 }
 
-TEST_F(PassThroughTest, DescriptorFlagsAndLocksWork) {
+TEST_F(PassThroughTest, KeepsDescriptorFlagsAndLocks) {
   const Descriptor file(open((folder() / "file").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
   EXPECT_EQ(fcntl(file.get(), F_GETFD), FD_CLOEXEC);
   struct flock lock = {};
@@ -88,7 +88,7 @@ TEST_F(PassThroughTest, DescriptorFlagsAndLocksWork) {
   EXPECT_GE(copy.get(), 500);
 }
 
-TEST_F(PassThroughTest, ABrokenOrdinaryStreamStillSignals) {
+TEST_F(PassThroughTest, KeepsSigpipeOfOrdinaryStreams) {
   int ends[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
   const Descriptor writer(ends[0]);

@@ -30,7 +30,7 @@ namespace {
   _exit(127);
 }
 
-// A forked process, which does not outlive this one.
+// A fork that is killed when this process dies.
 pid_t forkBound() {
   std::fflush(nullptr);
   const pid_t parent = getpid();

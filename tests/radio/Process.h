@@ -12,20 +12,19 @@
 
 namespace radiotest {
 
-/// Another process. Killed, and waited for, when it goes out of scope.
+/// A child process. The destructor kills it and waits for it.
 class Process {
  public:
-  /// A fork of this one, with an address of its own. Expectations that fail in `body` make it fail.
+  /// Runs `body` in a fork with its own Bluetooth address. Failed expectations give exit code 1.
   static Process fork(const std::string& address, const std::function<void()>& body);
 
   struct Settings {
     std::filesystem::path workingFolder = ".";
     std::map<std::string, std::string> environment;
-    std::filesystem::path output = "/dev/null";  ///< of both streams
-    int input = -1;                              ///< becomes its standard input
+    std::filesystem::path output = "/dev/null";  ///< stdout and stderr
+    int input = -1;                              ///< stdin; -1: /dev/null
   };
-  /// A program, found on the PATH, that starts without the preloaded radio unless the settings'
-  /// environment has it.
+  /// Runs a program from the PATH. LD_PRELOAD is unset unless `settings.environment` has it.
   static Process run(const std::vector<std::string>& words, const Settings& settings);
 
   Process(Process&& other) noexcept;
@@ -33,7 +32,7 @@ class Process {
 
   bool HasOpen(const std::filesystem::path& file) const;
   void Kill(int signal);
-  /// The exit code, or 128 and the signal that ended it.
+  /// Returns the exit code, or 128 plus the signal that killed it.
   int Wait();
   void ExpectSuccess();
 
@@ -43,7 +42,6 @@ class Process {
   pid_t m_pid;
 };
 
-/// Whether the machine has the program.
 bool isInstalled(const std::string& program);
 
 std::string contentOf(const std::filesystem::path& file);

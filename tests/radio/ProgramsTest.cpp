@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kCard[] = "BEGIN:VCARD\r\nVERSION:2.1\r\nN:Doe;John\r\nEND:VCARD\r\n";
 
-// Programs that know nothing of the radio, as both ends.
+// Unmodified OBEX programs at both ends.
 class ProgramsTest : public RadioTest {
  protected:
   void SetUp() override {
@@ -28,7 +28,7 @@ class ProgramsTest : public RadioTest {
 
   Process Start(const char* address, std::vector<std::string> words, const char* logName,
                 const std::filesystem::path& where, int input = -1) {
-    words.insert(words.begin(), {RADIO_WRAPPER, "--address", address, "--dir", folder(), "--"});
+    words.insert(words.begin(), {RADIO_LAUNCHER, "--address", address, "--dir", folder(), "--"});
     Process::Settings settings;
     settings.workingFolder = where;
     settings.output = log(logName);
@@ -36,7 +36,7 @@ class ProgramsTest : public RadioTest {
     return Process::run(words, settings);
   }
 
-  // Asks the kernel, since a caller would disturb the receiver. Bound is not yet listening.
+  // Looks into /proc, because a test call would use up obex_test's only link.
   bool IsListening(const std::string& file) const {
     std::ifstream sockets("/proc/net/unix");
     for (std::string line; std::getline(sockets, line);) {
@@ -46,7 +46,7 @@ class ProgramsTest : public RadioTest {
     return false;
   }
 
-  // obex_test as a receiver of one link on channel 4.
+  // Starts obex_test, which receives one link on channel 4.
   Process StartReceiver() {
     int ends[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
@@ -68,14 +68,14 @@ class ProgramsTest : public RadioTest {
   Descriptor m_keyboard;
 };
 
-TEST_F(ProgramsTest, ACardIsPushedFromOneToTheOther) {
+TEST_F(ProgramsTest, PushesACard) {
   const Process receiver = StartReceiver();
   EXPECT_EQ(Put({"-U", "none", "-H", "-S", "-p", "card.vcf"}), 255) << contentOf(log("sender"));
   EXPECT_TRUE(test::waitFor([&] { return contentOf(received() / "card.vcf") == kCard; }))
       << contentOf(log("receiver"));
 }
 
-TEST_F(ProgramsTest, AHundredThousandBytesArriveUnchanged) {
+TEST_F(ProgramsTest, PushesAHundredThousandBytesUnchanged) {
   std::string large;
   for (int i = 0; large.size() < 100000; ++i) large += std::to_string(i) + "\n";
   std::ofstream(folder() / "large", std::ios::binary) << large;
@@ -84,19 +84,19 @@ TEST_F(ProgramsTest, AHundredThousandBytesArriveUnchanged) {
   EXPECT_TRUE(test::waitFor([&] { return contentOf(received() / "large") == large; }));
 }
 
-TEST_F(ProgramsTest, SeveralCardsGoOverOneLink) {
+TEST_F(ProgramsTest, PushesSeveralCardsOverOneLink) {
   std::ofstream(folder() / "other.vcf", std::ios::binary) << "other";
   const Process receiver = StartReceiver();
   EXPECT_EQ(Put({"-U", "none", "-H", "-S", "-p", "card.vcf", "other.vcf"}), 255);
   EXPECT_TRUE(test::waitFor([&] { return contentOf(received() / "other.vcf") == "other"; }));
 }
 
-TEST_F(ProgramsTest, ASenderIsRefusedWhereNobodyListens) {
+TEST_F(ProgramsTest, FailsToPushWhenNobodyListens) {
   EXPECT_NE(Put({"-U", "none", "-H", "-S", "-p", "card.vcf"}), 255);
   EXPECT_NE(contentOf(log("sender")).find("failed"), std::string::npos) << contentOf(log("sender"));
 }
 
-TEST_F(ProgramsTest, OthersOfTheFamilyReachTheReceiver) {
+TEST_F(ProgramsTest, ConnectsOtherObexPrograms) {
   for (const char* program : {"obexget", "obexrm"}) {
     const Process receiver = StartReceiver();
     Start(kPeer, {program, "-b", kPhone, "-B", "4", "card.vcf"}, program, folder()).Wait();
@@ -107,7 +107,7 @@ TEST_F(ProgramsTest, OthersOfTheFamilyReachTheReceiver) {
   }
 }
 
-TEST_F(ProgramsTest, ASenderIsToldWhenTheReceiverDies) {
+TEST_F(ProgramsTest, FailsToPushWhenTheReceiverDies) {
   Descriptor listener = Listener(4);
   Process receiver = Process::fork(kPhone, [&] {
     const Descriptor link = Accept(listener);
@@ -120,7 +120,7 @@ TEST_F(ProgramsTest, ASenderIsToldWhenTheReceiverDies) {
   EXPECT_EQ(receiver.Wait(), 128 + SIGKILL);
 }
 
-TEST_F(ProgramsTest, PythonSeesAddressesAndErrorsAsOnARealRadio) {
+TEST_F(ProgramsTest, GivesPythonTheAddressesAndErrorsOfARealRadio) {
   const char* script = R"(
 import socket, sys
 if not hasattr(socket, 'AF_BLUETOOTH'): sys.exit(77)

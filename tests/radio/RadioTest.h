@@ -20,7 +20,7 @@ sockaddr_rc rcAddress(const std::string& address, int channel);
 /// "00:11:22:33:44:55#4"
 std::string textOf(const sockaddr_rc& address);
 
-/// A folder of its own for each test, and this process switched on as kPhone in it.
+/// Gives each test a radio folder of its own, with this process as kPhone.
 class RadioTest : public ::testing::Test {
  protected:
   struct Link {
@@ -33,24 +33,24 @@ class RadioTest : public ::testing::Test {
 
   const std::filesystem::path& folder() const { return m_folder; }
   std::filesystem::path channelFile(const std::string& name) const { return m_air / name; }
-  /// Where the radio's files are: a folder within folder().
+  /// Sets the radio's folder: folder() or one within it.
   void SetAir(const std::filesystem::path& air);
 
-  /// Sockets that are set up from now on have this address.
+  /// Sets the address of sockets opened from now on.
   static void Become(const std::string& address);
 
   static Descriptor Socket(int flags = 0);
-  /// These give 0 or the errno.
+  /// These return 0 or the errno.
   static int Bind(const Descriptor& socket, const std::string& address, int channel);
   static int Listen(const Descriptor& socket, int backlog);
   static int Connect(const Descriptor& socket, const std::string& address, int channel);
 
   static Descriptor Listener(int channel, int backlog = 5);
   static Descriptor Accept(const Descriptor& listener);
-  /// A link from kPeer to a listener of this process.
+  /// Connects kPeer to a listener of this process.
   static Descriptor Call(const Descriptor& listener);
   static Link MakeLink(int channel = 4);
-  /// Connects to a process that may not listen yet.
+  /// Retries until the other process listens.
   static Descriptor CallSoon(const std::string& address, int channel);
 
   static std::string NameOf(const Descriptor& socket);

@@ -19,7 +19,7 @@ class TransferTest : public RadioTest {
     return bytes;
   }
 
-  // Sends one amount while it receives another, as the descriptor is ready for either.
+  // Sends `outgoing` and receives kAmount bytes, both at once.
   static std::string Exchange(const Descriptor& link, const std::string& outgoing) {
     fcntl(link.get(), F_SETFL, O_NONBLOCK);
     std::string incoming;
@@ -48,7 +48,7 @@ class TransferTest : public RadioTest {
   }
 };
 
-TEST_F(TransferTest, HalfAMillionBytesGoBothWaysAtOnceUnchanged) {
+TEST_F(TransferTest, TransfersHalfAMillionBytesBothWaysAtOnce) {
   Process phone = Process::fork(kPhone, [] {
     const Descriptor link = Accept(Listener(4));
     EXPECT_TRUE(Exchange(link, Pattern(1)) == Pattern(2));
@@ -59,7 +59,7 @@ TEST_F(TransferTest, HalfAMillionBytesGoBothWaysAtOnceUnchanged) {
   phone.ExpectSuccess();
 }
 
-TEST_F(TransferTest, ABlockingSenderWaitsForASlowReader) {
+TEST_F(TransferTest, BlocksASenderUntilASlowReaderReads) {
   const Link link = MakeLink();
   Process reader = Process::fork(kPhone, [&] {
     std::string bytes(kAmount, '\0');
@@ -71,7 +71,7 @@ TEST_F(TransferTest, ABlockingSenderWaitsForASlowReader) {
   reader.ExpectSuccess();
 }
 
-TEST_F(TransferTest, ANonBlockingSenderIsToldWhenThereIsNoRoom) {
+TEST_F(TransferTest, FailsANonBlockingSendWhenTheBufferIsFull) {
   const Link link = MakeLink();
   fcntl(link.caller.get(), F_SETFL, O_NONBLOCK);
   const std::string block(60000, 'x');

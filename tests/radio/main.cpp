@@ -1,4 +1,4 @@
-// Runs the tests with the radio preloaded: what they call are its functions.
+// Restarts itself with the radio preloaded, so that the tests call the interposed functions.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
     const std::string all = others.empty() ? RADIO_LIBRARY : RADIO_LIBRARY ":" + others;
     setenv("LD_PRELOAD", all.c_str(), 1);
     execv("/proc/self/exe", argv);
-    std::perror("cannot start again with the radio");
+    std::perror("cannot restart with the radio");
     return 125;
   }
   testing::InitGoogleTest(&argc, argv);

@@ -9,9 +9,9 @@ namespace {
 
 using namespace std::string_literals;
 
-// What a program that was compiled elsewhere relies on
+// Layout, which other binaries rely on
 
-/// Which place of the table of virtual functions this one has.
+/// The virtual slot of a member function.
 template <typename Function>
 long slotOf(Function function) {
   long first = 0;
@@ -20,47 +20,47 @@ long slotOf(Function function) {
   return (first & ~kVirtual) / static_cast<long>(sizeof(void*));
 }
 
-TEST(TokenizerLayout, TheHandlersFollowTheDestructorInTheirOrder) {
+TEST(TokenizerLayout, PutsTheHandlersBehindTheDestructor) {
   constexpr long kSlotsOfADestructor = 2;
   EXPECT_EQ(slotOf(&CARDCAL_Parser::propHandler), kSlotsOfADestructor);
   EXPECT_EQ(slotOf(&CARDCAL_Parser::dataHandler), kSlotsOfADestructor + 1);
   EXPECT_EQ(slotOf(&CARDCAL_Parser::groupHandler), kSlotsOfADestructor + 2);
 }
 
-TEST(TokenizerLayout, ThereIsOneMember) { EXPECT_EQ(sizeof(CARDCAL_Parser), 2 * sizeof(void*)); }
+TEST(TokenizerLayout, HasOneMember) { EXPECT_EQ(sizeof(CARDCAL_Parser), 2 * sizeof(void*)); }
 
 // Whole lines
 
-TEST_F(TokenizerTest, TwoLinesAreTwoProperties) {
+TEST_F(TokenizerTest, ReadsEachLineAsAProperty) {
   Feed("BEGIN:VCARD\nN:Doe\n");
   ExpectLine("BEGIN", "VCARD");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, TheLastLineNeedsNoEnd) {
+TEST_F(TokenizerTest, EndsTheLastLineItself) {
   Feed("N:Doe");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, NothingIsReadFromNothing) {
+TEST_F(TokenizerTest, AcceptsEmptyInput) {
   Feed("");
   EXPECT_EQ(parser.parse(nullptr, 0), 1);
 }
 
-TEST_F(TokenizerTest, OnlyAsManyBytesAreReadAsWereGiven) {
+TEST_F(TokenizerTest, ReadsNoFurtherThanTheGivenLength) {
   const std::string text = "N:Doe\nM:x";
   EXPECT_EQ(parser.parse(reinterpret_cast<const unsigned char*>(text.data()), 5), 1);
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, ALineWithoutAColonIsDropped) {
+TEST_F(TokenizerTest, DropsALineWithoutAColon) {
   Feed("no property\nN:Doe\n");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, ALastLineWithoutAColonIsDropped) { Feed("no property"); }
+TEST_F(TokenizerTest, DropsALastLineWithoutAColon) { Feed("no property"); }
 
-TEST_F(TokenizerTest, APropertyWithoutDataHasOnlyAnEnd) {
+TEST_F(TokenizerTest, ReportsOnlyTheEndOfAPropertyWithoutData) {
   Feed("N:\nM:\n");
   ExpectProperty("N");
   ExpectEnd();
@@ -70,32 +70,32 @@ TEST_F(TokenizerTest, APropertyWithoutDataHasOnlyAnEnd) {
 
 // The name
 
-TEST_F(TokenizerTest, ACarriageReturnInTheNameIsIgnored) {
+TEST_F(TokenizerTest, IgnoresACarriageReturnInTheName) {
   Feed("N\rA\r:x");
   ExpectLine("NA", "x");
 }
 
-TEST_F(TokenizerTest, WhiteSpaceInTheNameIsIgnored) {
+TEST_F(TokenizerTest, IgnoresWhiteSpaceInTheName) {
   Feed("N A\tM\vE\f:x");
   ExpectLine("NAME", "x");
 }
 
-TEST_F(TokenizerTest, TheNameMayBeEmpty) {
+TEST_F(TokenizerTest, AcceptsAnEmptyName) {
   Feed(":x");
   ExpectLine("", "x");
 }
 
-TEST_F(TokenizerTest, TheNameKeepsItsCaseAndItsSigns) {
+TEST_F(TokenizerTest, KeepsCaseAndPunctuationOfTheName) {
   Feed("x-Ab=c\\\xE9\"<:x");
   ExpectLine("x-Ab=c\\\xE9\"<", "x");
 }
 
-TEST_F(TokenizerTest, AZeroByteEndsTheNameThatIsSeen) {
+TEST_F(TokenizerTest, EndsTheNameAtAZeroByte) {
   Feed("N\0ame:x"s);
   ExpectLine("N", "x");
 }
 
-TEST_F(TokenizerTest, ALongNameIsWhole) {
+TEST_F(TokenizerTest, KeepsALongName) {
   constexpr std::size_t kLengths[] = {126, 127, 128, 129, 1023, 1024, 1025, 5000};
   std::string text;
   for (const std::size_t length : kLengths) text += std::string(length, 'n') + ":x\n";
@@ -105,20 +105,20 @@ TEST_F(TokenizerTest, ALongNameIsWhole) {
 
 // The group
 
-TEST_F(TokenizerTest, TheGroupComesBeforeTheProperty) {
+TEST_F(TokenizerTest, ReportsTheGroupBeforeTheProperty) {
   Feed("A.TEL;WORK;VOICE:123");
   ExpectGroup("A");
   ExpectProperty("TEL", {Bare("WORK"), Bare("VOICE")});
   ExpectWholeData("123");
 }
 
-TEST_F(TokenizerTest, OnlyTheFirstDotEndsAGroup) {
+TEST_F(TokenizerTest, EndsTheGroupAtTheFirstDot) {
   Feed("a.b.TEL:1");
   ExpectGroup("a");
   ExpectLine("b.TEL", "1");
 }
 
-TEST_F(TokenizerTest, GroupAndNameMayBeEmpty) {
+TEST_F(TokenizerTest, AcceptsAnEmptyGroupAndName) {
   Feed(".N:x\nA.:y");
   ExpectGroup("");
   ExpectLine("N", "x");
@@ -126,18 +126,18 @@ TEST_F(TokenizerTest, GroupAndNameMayBeEmpty) {
   ExpectLine("", "y");
 }
 
-TEST_F(TokenizerTest, ADotInAParameterOrInDataMakesNoGroup) {
+TEST_F(TokenizerTest, IgnoresDotsInParametersAndData) {
   Feed("N;A.B=c.d:x.y");
   ExpectProperty("N", {With("A.B", "c.d")});
   ExpectWholeData("x.y");
 }
 
-TEST_F(TokenizerTest, ADotBehindAZeroByteMakesNoGroup) {
+TEST_F(TokenizerTest, IgnoresADotBehindAZeroByte) {
   Feed("N\0A.B:x"s);
   ExpectLine("N", "x");
 }
 
-TEST_F(TokenizerTest, ARefusedGroupEndsTheReading) {
+TEST_F(TokenizerTest, StopsWhenTheGroupIsRefused) {
   Refuse(HandlerCall::Kind::Group);
   FeedAndFail("A.N:x\nM:y\n");
   ExpectGroup("A");
@@ -145,11 +145,11 @@ TEST_F(TokenizerTest, ARefusedGroupEndsTheReading) {
 
 // Before and in a parameter's name
 
-TEST_F(TokenizerTest, AColonInPlaceOfAParameterFails) { FeedAndFail("N;:x\nM:y\n"); }
+TEST_F(TokenizerTest, FailsOnAColonInPlaceOfAParameter) { FeedAndFail("N;:x\nM:y\n"); }
 
-TEST_F(TokenizerTest, AColonInPlaceOfALaterParameterFails) { FeedAndFail("N;A;:x"); }
+TEST_F(TokenizerTest, FailsOnAColonInPlaceOfALaterParameter) { FeedAndFail("N;A;:x"); }
 
-TEST_F(TokenizerTest, ALineThatFailedIsForgotten) {
+TEST_F(TokenizerTest, ForgetsALineThatFailed) {
   for (const char* failing : {"N;A;:", "N;A=:", "N;A=;"}) {
     RecordingParser reader;
     EXPECT_EQ(reader.parse(failing), 0);
@@ -159,49 +159,49 @@ TEST_F(TokenizerTest, ALineThatFailedIsForgotten) {
   }
 }
 
-TEST_F(TokenizerTest, WhiteSpaceBeforeAParameterIsIgnored) {
+TEST_F(TokenizerTest, IgnoresWhiteSpaceBeforeAParameter) {
   Feed("N; \t\r\v\fA:x");
   ExpectProperty("N", {Bare("A")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ALineEndBeforeAParameterIsIgnored) {
+TEST_F(TokenizerTest, IgnoresALineEndBeforeAParameter) {
   Feed("N;\nTEL:x");
   ExpectProperty("N", {Bare("TEL")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ASemicolonOrAnEqualsSignBeginsAParameter) {
+TEST_F(TokenizerTest, LetsAParameterBeginWithASemicolonOrEqualsSign) {
   Feed("N;;A;=B:x");
   ExpectProperty("N", {Bare(";A"), Bare("=B")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, WhiteSpaceInAParameterIsIgnored) {
+TEST_F(TokenizerTest, IgnoresWhiteSpaceInAParameter) {
   Feed("N;A B\tC\r=x:y");
   ExpectProperty("N", {With("ABC", "x")});
   ExpectWholeData("y");
 }
 
-TEST_F(TokenizerTest, ALineEndInAParameterIsIgnored) {
+TEST_F(TokenizerTest, IgnoresALineEndInAParameter) {
   Feed("N;A\nB:x");
   ExpectProperty("N", {Bare("AB")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ABackslashInAParametersNameIsKept) {
+TEST_F(TokenizerTest, KeepsABackslashInAParameterName) {
   Feed("N;A\\;B:x");
   ExpectProperty("N", {Bare("A\\"), Bare("B")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, AZeroByteEndsTheParameterThatIsSeen) {
+TEST_F(TokenizerTest, EndsAParameterAtAZeroByte) {
   Feed("N;A\0B=c\0d;E:x"s);
   ExpectProperty("N", {With("A", "c"), Bare("E")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ManyParametersKeepTheirOrder) {
+TEST_F(TokenizerTest, KeepsTheOrderOfManyParameters) {
   std::string line = "N";
   Parameters expected;
   for (int i = 0; i < 300; ++i) {
@@ -214,20 +214,20 @@ TEST_F(TokenizerTest, ManyParametersKeepTheirOrder) {
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ParametersAreForgottenWithTheirLine) {
+TEST_F(TokenizerTest, ForgetsParametersWithTheirLine) {
   Feed("N;A=b:x\nM:y");
   ExpectProperty("N", {With("A", "b")});
   ExpectWholeData("x");
   ExpectLine("M", "y");
 }
 
-TEST_F(TokenizerTest, APropertyRefusedInItsNameEndsTheReading) {
+TEST_F(TokenizerTest, StopsWhenAPropertyIsRefused) {
   Refuse(HandlerCall::Kind::Property);
   FeedAndFail("N:x\nM:y\n");
   ExpectProperty("N");
 }
 
-TEST_F(TokenizerTest, APropertyRefusedInAParametersNameEndsTheReading) {
+TEST_F(TokenizerTest, StopsWhenAPropertyIsRefusedBehindAParameterName) {
   Refuse(HandlerCall::Kind::Property);
   FeedAndFail("N;A=b;C:x\nM:y\n");
   ExpectProperty("N", {With("A", "b"), Bare("C")});
@@ -235,53 +235,53 @@ TEST_F(TokenizerTest, APropertyRefusedInAParametersNameEndsTheReading) {
 
 // Before and in a parameter's value
 
-TEST_F(TokenizerTest, AColonInPlaceOfAValueFails) { FeedAndFail("N;A=:x\nM:y\n"); }
+TEST_F(TokenizerTest, FailsOnAColonInPlaceOfAValue) { FeedAndFail("N;A=:x\nM:y\n"); }
 
-TEST_F(TokenizerTest, ASemicolonInPlaceOfAValueFails) { FeedAndFail("N;A=;B:x"); }
+TEST_F(TokenizerTest, FailsOnASemicolonInPlaceOfAValue) { FeedAndFail("N;A=;B:x"); }
 
-TEST_F(TokenizerTest, WhiteSpaceBeforeAValueIsIgnored) {
+TEST_F(TokenizerTest, IgnoresWhiteSpaceBeforeAValue) {
   Feed("N;A= \t\r\n\n b:x");
   ExpectProperty("N", {With("A", "b")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, AValueMayBeginWithAnEqualsSignOrABackslash) {
+TEST_F(TokenizerTest, LetsAValueBeginWithAnEqualsSignOrBackslash) {
   Feed("N;A==b;C=\\;D:x");
   ExpectProperty("N", {With("A", "=b"), With("C", "\\"), Bare("D")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, AnEqualsSignInAValueIsKept) {
+TEST_F(TokenizerTest, KeepsAnEqualsSignInAValue) {
   Feed("N;A=b=c:x");
   ExpectProperty("N", {With("A", "b=c")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ABackslashKeepsASemicolonInAValue) {
+TEST_F(TokenizerTest, KeepsAnEscapedSemicolonInAValue) {
   Feed("N;A=b\\;c;D:x");
   ExpectProperty("N", {With("A", "b;c"), Bare("D")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, TwoBackslashesInAValueKeepOne) {
+TEST_F(TokenizerTest, KeepsAnEscapedBackslashInAValue) {
   Feed("N;A=b\\\\c\\\\;D:x");
   ExpectProperty("N", {With("A", "b\\c\\"), Bare("D")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ABackslashBeforeAnotherCharacterWaitsForTheNextSemicolon) {
+TEST_F(TokenizerTest, AppliesABackslashToTheNextSemicolon) {
   Feed("N;A=b\\cd;e;F:x");
   ExpectProperty("N", {With("A", "bcd;e"), Bare("F")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, ABackslashDoesNotKeepAColon) {
+TEST_F(TokenizerTest, EndsAValueAtAnEscapedColon) {
   Feed("N;A=b\\:x");
   ExpectProperty("N", {With("A", "b")});
   ExpectWholeData("x");
 }
 
-TEST_F(TokenizerTest, AWaitingBackslashIsForgottenWithItsLine) {
+TEST_F(TokenizerTest, ForgetsABackslashWithItsLine) {
   Feed("N;A=b\\:x\nM;A=b;c:y");
   ExpectProperty("N", {With("A", "b")});
   ExpectWholeData("x");
@@ -289,7 +289,7 @@ TEST_F(TokenizerTest, AWaitingBackslashIsForgottenWithItsLine) {
   ExpectWholeData("y");
 }
 
-TEST_F(TokenizerTest, WhiteSpaceInAValueIsIgnoredEvenBehindABackslash) {
+TEST_F(TokenizerTest, IgnoresWhiteSpaceInAValueEvenBehindABackslash) {
   Feed("N;A=b c\t\r\n d\\ ;e:x");
   ExpectProperty("N", {With("A", "bcd;e")});
   ExpectWholeData("x");
@@ -297,111 +297,111 @@ TEST_F(TokenizerTest, WhiteSpaceInAValueIsIgnoredEvenBehindABackslash) {
 
 // Unfolding
 
-TEST_F(TokenizerTest, AFoldedLineIsContinuedWithASpace) {
+TEST_F(TokenizerTest, JoinsAFoldedLineWithASpace) {
   Feed("N:Do\n e\nM:x");
   ExpectLine("N", "Do e");
   ExpectLine("M", "x");
 }
 
-TEST_F(TokenizerTest, ATabFoldsALineToo) {
+TEST_F(TokenizerTest, UnfoldsATab) {
   Feed("N:Do\n\te");
   ExpectLine("N", "Do e");
 }
 
-TEST_F(TokenizerTest, OnlyTheFirstWhiteSpaceOfAFoldIsTakenOff) {
+TEST_F(TokenizerTest, RemovesOnlyTheFirstWhiteSpaceOfAFold) {
   Feed("N:Do\n  \te");
   ExpectLine("N", "Do  \te");
 }
 
-TEST_F(TokenizerTest, ALineMayBeFoldedAfterCarriageReturn) {
+TEST_F(TokenizerTest, UnfoldsAfterACarriageReturn) {
   Feed("N:Do\r\n e\r\nM:x\r\n");
   ExpectLine("N", "Do e");
   ExpectLine("M", "x");
 }
 
-TEST_F(TokenizerTest, AFoldInTheNamePartJoinsItsHalves) {
+TEST_F(TokenizerTest, UnfoldsInTheNamePart) {
   Feed("TE\n L;WO\n RK;A=b\n c:1");
   ExpectProperty("TEL", {Bare("WORK"), With("A", "bc")});
   ExpectWholeData("1");
 }
 
-TEST_F(TokenizerTest, AFoldBeforeTheDataAddsNothing) {
+TEST_F(TokenizerTest, AddsNothingForAFoldBeforeTheData) {
   Feed("N:\n Doe");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, TheVeryFirstLineMayBeginWithWhiteSpace) {
+TEST_F(TokenizerTest, AcceptsWhiteSpaceBeforeTheFirstLine) {
   Feed(" N: Doe");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, EmptyLinesAreSkipped) {
+TEST_F(TokenizerTest, SkipsEmptyLines) {
   Feed("\n\nN:Doe\n\n\nM:x\n\n");
   ExpectLine("N", "Doe");
   ExpectLine("M", "x");
 }
 
-TEST_F(TokenizerTest, AnEmptyLineWithCarriageReturnJoinsTheNextProperty) {
+TEST_F(TokenizerTest, JoinsTheNextPropertyAcrossAnEmptyLineWithCarriageReturn) {
   Feed("N:Doe\r\n\r\nM:x\r\n");
   ExpectLine("N", "Doe M:x");
 }
 
-TEST_F(TokenizerTest, AnEmptyLineWithASpaceJoinsTheNextLineToo) {
+TEST_F(TokenizerTest, JoinsTheNextLineAcrossALineWithASpace) {
   Feed("N:Doe\n \nM:x\n");
   ExpectLine("N", "Doe M:x");
 }
 
-TEST_F(TokenizerTest, ManyEmptyLinesWithCarriageReturnJoinOnce) {
+TEST_F(TokenizerTest, JoinsOnceAcrossManyEmptyLinesWithCarriageReturn) {
   Feed("N:Doe\r\n\r\nM\r\n\r\nO:x");
   ExpectLine("N", "Doe M O:x");
 }
 
-TEST_F(TokenizerTest, TwoEmptyLinesWithCarriageReturnJoinOnlyASpace) {
+TEST_F(TokenizerTest, AddsOnlyASpaceForTwoEmptyLinesWithCarriageReturn) {
   Feed("N:Doe\r\n\r\n\r\nM:x\r\n");
   ExpectProperty("N");
   ExpectWholeData("Doe ");
   ExpectLine("M", "x");
 }
 
-TEST_F(TokenizerTest, ACarriageReturnAloneEndsNoLine) {
+TEST_F(TokenizerTest, DoesNotEndALineAtACarriageReturn) {
   Feed("N:Doe\rM:x\r");
   ExpectLine("N", "DoeM:x");
 }
 
-TEST_F(TokenizerTest, AFoldAtTheVeryEndIsDropped) {
+TEST_F(TokenizerTest, DropsAFoldAtTheEnd) {
   Feed("N:Doe\n ");
   ExpectLine("N", "Doe");
 }
 
 // Plain data
 
-TEST_F(TokenizerTest, WhiteSpaceBeforeTheDataIsSkipped) {
+TEST_F(TokenizerTest, SkipsWhiteSpaceBeforeTheData) {
   Feed("N: \t\v\fDoe");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, WhiteSpaceInTheDataIsKept) {
+TEST_F(TokenizerTest, KeepsWhiteSpaceInTheData) {
   Feed("N:John \t Doe  \n");
   ExpectLine("N", "John \t Doe  ");
 }
 
-TEST_F(TokenizerTest, DataOfWhiteSpaceOnlyAreNone) {
+TEST_F(TokenizerTest, TakesWhiteSpaceAloneForNoData) {
   Feed("N: \t \n");
   ExpectProperty("N");
   ExpectEnd();
 }
 
-TEST_F(TokenizerTest, CarriageReturnsInTheDataAreIgnored) {
+TEST_F(TokenizerTest, IgnoresCarriageReturnsInTheData) {
   Feed("N:\rD\ro\re\r\n");
   ExpectLine("N", "Doe");
 }
 
-TEST_F(TokenizerTest, SignsInTheDataMeanNothing) {
+TEST_F(TokenizerTest, KeepsPunctuationInTheData) {
   Feed("N:a:b;c=d.e\\;f");
   ExpectLine("N", "a:b;c=d.e\\;f");
 }
 
-TEST_F(TokenizerTest, EveryOtherByteIsKeptAsItIs) {
+TEST_F(TokenizerTest, KeepsEveryOtherByte) {
   std::string data = "x";
   for (int byte = 0; byte < 256; ++byte) {
     if (byte != '\n' && byte != '\r') data += static_cast<char>(byte);
@@ -412,12 +412,12 @@ TEST_F(TokenizerTest, EveryOtherByteIsKeptAsItIs) {
   ExpectWholeData(data);
 }
 
-TEST_F(TokenizerTest, DataMayBeginWithAZeroByte) {
+TEST_F(TokenizerTest, LetsDataBeginWithAZeroByte) {
   Feed("N: \0 x"s);
   ExpectLine("N", "\0 x"s);
 }
 
-TEST_F(TokenizerTest, AZeroByteFollowsDataOfEveryLength) {
+TEST_F(TokenizerTest, TerminatesDataOfEveryLengthWithAZeroByte) {
   constexpr std::size_t kLengths[] = {1,    127,  128,  129,  256,  1023, 1024,
                                       1025, 1026, 1152, 1153, 2304, 2305, 100000};
   std::string text;
@@ -429,21 +429,21 @@ TEST_F(TokenizerTest, AZeroByteFollowsDataOfEveryLength) {
   }
 }
 
-TEST_F(TokenizerTest, RefusedDataEndTheReading) {
+TEST_F(TokenizerTest, StopsWhenDataAreRefused) {
   Refuse(HandlerCall::Kind::Data);
   FeedAndFail("N:x\nM:y\n");
   ExpectProperty("N");
   ExpectData("x");
 }
 
-TEST_F(TokenizerTest, RefusedDataOfTheLastLineFail) {
+TEST_F(TokenizerTest, FailsWhenDataOfTheLastLineAreRefused) {
   Refuse(HandlerCall::Kind::Data);
   FeedAndFail("N:x");
   ExpectProperty("N");
   ExpectData("x");
 }
 
-TEST_F(TokenizerTest, ARefusedEndEndsTheReading) {
+TEST_F(TokenizerTest, StopsWhenTheEndIsRefused) {
   Refuse(HandlerCall::Kind::End);
   FeedAndFail("N:x\nM:y\n");
   ExpectLine("N", "x");

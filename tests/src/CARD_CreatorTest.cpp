@@ -1,4 +1,4 @@
-// A contact as the text of a card.
+// The card builder: a contact record becomes a vCard.
 
 #include "src/CARD_Creator.h"
 
@@ -30,7 +30,7 @@ class CARD_CreatorTest : public ::testing::Test {
   ~CARD_CreatorTest() override { std::filesystem::remove(PicturePath()); }
 
   std::string Card() { return creator.createVCard(contact); }
-  /// The lines between the first two and the last.
+  /// The card's lines without BEGIN, VERSION and END.
   std::string Lines() {
     const std::string card = Card();
     const std::string head = "BEGIN:VCARD\r\nVERSION: 2.1\r\n";
@@ -53,9 +53,9 @@ class CARD_CreatorTest : public ::testing::Test {
   CARD_Creator creator;
 };
 
-TEST_F(CARD_CreatorTest, AnEmptyRecordIsAnEmptyCard) { EXPECT_EQ(Card(), kEmptyCard); }
+TEST_F(CARD_CreatorTest, WritesAnEmptyCardForAnEmptyRecord) { EXPECT_EQ(Card(), kEmptyCard); }
 
-TEST_F(CARD_CreatorTest, EveryFieldHasItsLineAndPlace) {
+TEST_F(CARD_CreatorTest, WritesEveryFieldInItsPlace) {
   contact.firstname = "Anna";
   contact.surname = "Berg";
   contact.defaultnumber = "Mobile";
@@ -75,17 +75,17 @@ TEST_F(CARD_CreatorTest, EveryFieldHasItsLineAndPlace) {
             "ORG;CHARSET=UTF-8:Acme\r\nTITLE;CHARSET=UTF-8:Boss\r\n");
 }
 
-TEST_F(CARD_CreatorTest, ASurnameAloneKeepsFiveComponents) {
+TEST_F(CARD_CreatorTest, WritesFiveComponentsForASurnameAlone) {
   contact.surname = "Doe";
   EXPECT_EQ(Lines(), "N;CHARSET=UTF-8:Doe;;;;\r\n");
 }
 
-TEST_F(CARD_CreatorTest, AGivenNameAloneKeepsFiveComponents) {
+TEST_F(CARD_CreatorTest, WritesFiveComponentsForAFirstNameAlone) {
   contact.firstname = "Ann";
   EXPECT_EQ(Lines(), "N;CHARSET=UTF-8:;Ann;;;\r\n");
 }
 
-TEST_F(CARD_CreatorTest, OnlyTheNumberThatIsNamedIsPreferred) {
+TEST_F(CARD_CreatorTest, MarksOnlyTheDefaultNumberAsPreferred) {
   contact.office = "1";
   contact.office2 = "2";
   contact.defaultnumber = "Office2";
@@ -96,23 +96,23 @@ TEST_F(CARD_CreatorTest, OnlyTheNumberThatIsNamedIsPreferred) {
   EXPECT_THAT(Lines(), Not(HasSubstr("PREF")));
 }
 
-TEST_F(CARD_CreatorTest, APrivateNumberMayBePreferred) {
+TEST_F(CARD_CreatorTest, MarksAPrivateNumberAsPreferred) {
   contact.privatenumber = "4";
   contact.defaultnumber = "Private";
   EXPECT_EQ(Lines(), "TEL;VOICE;HOME;PREF:4\r\n");
 }
 
-TEST_F(CARD_CreatorTest, APreferredNumberThatIsEmptyLeavesNothing) {
+TEST_F(CARD_CreatorTest, WritesNothingForAnEmptyDefaultNumber) {
   contact.defaultnumber = "Mobile";
   EXPECT_EQ(Card(), kEmptyCard);
 }
 
-TEST_F(CARD_CreatorTest, ValuesAreWrittenAsTheyAre) {
+TEST_F(CARD_CreatorTest, WritesValuesUnchanged) {
   contact.address = "a;b:c\r\nd\\e";
   EXPECT_EQ(Lines(), "ADR;CHARSET=UTF-8:a;b:c\r\nd\\e\r\n");
 }
 
-TEST_F(CARD_CreatorTest, Base64PadsToFourCharacters) {
+TEST_F(CARD_CreatorTest, PadsBase64ToFourCharacters) {
   EXPECT_EQ(Base64(""), "");
   EXPECT_EQ(Base64("f"), "Zg==");
   EXPECT_EQ(Base64("fo"), "Zm8=");
@@ -121,26 +121,26 @@ TEST_F(CARD_CreatorTest, Base64PadsToFourCharacters) {
   EXPECT_EQ(Base64("\xfb\xff\xbf"), "+/+/");
 }
 
-TEST_F(CARD_CreatorTest, APictureOfThreeBytesNeedsNoPadding) {
+TEST_F(CARD_CreatorTest, WritesAPictureWithoutPadding) {
   WritePicture("foo");
   contact.picture = PictureName();
   EXPECT_EQ(Lines(), "PHOTO;ENCODING=BASE64;TYPE=JPEG:Zm9v\r\n\n");
 }
 
-TEST_F(CARD_CreatorTest, APictureMayBeGivenByItsPath) {
+TEST_F(CARD_CreatorTest, TakesThePathOfAPicture) {
   WritePicture("f");
   contact.picture = PicturePath();
   EXPECT_EQ(Lines(), "PHOTO;ENCODING=BASE64;TYPE=JPEG:Zg==\r\n\n");
 }
 
-TEST_F(CARD_CreatorTest, APathThatNamesTheFolderAnywhereIsTakenAsItStands) {
+TEST_F(CARD_CreatorTest, KeepsAPathThatContainsTheFolderAnywhere) {
   LogRecorder log;
   contact.picture = "/nowhere/data/images/x.jpg";
   EXPECT_EQ(Card(), kEmptyCard);
   EXPECT_TRUE(log.has("\tFile to read: /nowhere/data/images/x.jpg"));
 }
 
-TEST_F(CARD_CreatorTest, OfALargePictureTheFirst102400BytesAreSent) {
+TEST_F(CARD_CreatorTest, SendsTheFirst102400BytesOfALargePicture) {
   for (const std::size_t size : {102399U, 102400U, 102401U, 200000U}) {
     std::string picture(size, '\0');
     for (std::size_t i = 0; i < size; ++i) picture[i] = static_cast<char>(i * 7 + i / 256);
@@ -152,7 +152,7 @@ TEST_F(CARD_CreatorTest, OfALargePictureTheFirst102400BytesAreSent) {
   }
 }
 
-TEST_F(CARD_CreatorTest, WithoutAPictureTheReadIsReported) {
+TEST_F(CARD_CreatorTest, ReportsAReadErrorWithoutAPicture) {
   LogRecorder log;
   Card();
   EXPECT_THAT(log.texts(2), ElementsAre("\terror during reading file."));
@@ -160,14 +160,14 @@ TEST_F(CARD_CreatorTest, WithoutAPictureTheReadIsReported) {
   EXPECT_TRUE(log.has("\tfile length: -1\n"));
 }
 
-TEST_F(CARD_CreatorTest, AMissingPictureIsReportedByItsReadToo) {
+TEST_F(CARD_CreatorTest, ReportsAReadErrorForAMissingPicture) {
   LogRecorder log;
   contact.picture = "no such picture.jpg";
   EXPECT_EQ(Card(), kEmptyCard);
   EXPECT_THAT(log.texts(2), ElementsAre("\terror during reading file."));
 }
 
-TEST_F(CARD_CreatorTest, AnEmptyPictureIsLeftOut) {
+TEST_F(CARD_CreatorTest, LeavesOutAnEmptyPicture) {
   WritePicture("");
   contact.picture = PictureName();
   LogRecorder log;
@@ -175,19 +175,19 @@ TEST_F(CARD_CreatorTest, AnEmptyPictureIsLeftOut) {
   EXPECT_TRUE(log.has("\tfile length: 0\n"));
 }
 
-TEST_F(CARD_CreatorTest, APipeInThePicturesPlaceDoesNotBlock) {
+TEST_F(CARD_CreatorTest, DoesNotWaitForAPipe) {
   ASSERT_EQ(mkfifo(PicturePath().c_str(), 0600), 0);
   contact.picture = PictureName();
   EXPECT_EQ(Card(), kEmptyCard);
 }
 
-TEST_F(CARD_CreatorTest, APicturesNameEndsAtItsFirstZeroByte) {
+TEST_F(CARD_CreatorTest, EndsThePathOfAPictureAtAZeroByte) {
   WritePicture("foo");
   contact.picture = PictureName() + std::string("\0/", 2);
   EXPECT_THAT(Card(), ::testing::HasSubstr("PHOTO;ENCODING=BASE64;TYPE=JPEG:Zm9v\r\n"));
 }
 
-TEST_F(CARD_CreatorTest, OnlyDescriptorZeroCountsAsNotOpened) {
+TEST_F(CARD_CreatorTest, TakesDescriptorZeroForNotOpened) {
   WritePicture("foo");
   contact.picture = PictureName();
   const int input = dup(0);
@@ -201,7 +201,7 @@ TEST_F(CARD_CreatorTest, OnlyDescriptorZeroCountsAsNotOpened) {
   EXPECT_THAT(log.texts(2), ElementsAre("\tcannot open file"));
 }
 
-TEST_F(CARD_CreatorTest, AFolderInDescriptorZeroCountsAsNotOpenedToo) {
+TEST_F(CARD_CreatorTest, TakesAFolderInDescriptorZeroForNotOpened) {
   const int input = dup(0);
   close(0);
   LogRecorder log;
@@ -212,7 +212,7 @@ TEST_F(CARD_CreatorTest, AFolderInDescriptorZeroCountsAsNotOpenedToo) {
   EXPECT_THAT(log.texts(2), ElementsAre("\tcannot open file"));
 }
 
-TEST_F(CARD_CreatorTest, NoDescriptorStaysOpen) {
+TEST_F(CARD_CreatorTest, ClosesEveryDescriptor) {
   const int before = dup(0);
   close(before);
   Card();
@@ -224,7 +224,7 @@ TEST_F(CARD_CreatorTest, NoDescriptorStaysOpen) {
   EXPECT_EQ(after, before);
 }
 
-TEST_F(CARD_CreatorTest, TheCardIsLoggedWithComponentAndSource) {
+TEST_F(CARD_CreatorTest, LogsTheCardUnderItsComponentAndSource) {
   LogRecorder log;
   contact.surname = "Doe";
   const std::string card = Card();
@@ -237,14 +237,32 @@ TEST_F(CARD_CreatorTest, TheCardIsLoggedWithComponentAndSource) {
   EXPECT_EQ(log.texts().back(), "<createVCard");
 }
 
-TEST_F(CARD_CreatorTest, ConstructionAndDestructionAreTraced) {
+TEST_F(CARD_CreatorTest, TracesEveryStepOfACard) {
+  WritePicture("JPG");
+  contact.picture = PictureName();
+  LogRecorder log;
+  const std::string card = Card();
+  EXPECT_THAT(log.texts(),
+              ElementsAre(">createVCard", ">prolog", "<prolog", ">addName", "<addName",
+                          ">addOffice", ">addPhoneNumber", "<addPhoneNumber", "<addOffice",
+                          ">addOffice", ">addPhoneNumber", "<addPhoneNumber", "<addOffice",
+                          ">addMobile", ">addPhoneNumber", "<addPhoneNumber", "<addMobile",
+                          ">addPrivate", ">addPhoneNumber", "<addPhoneNumber", "<addPrivate",
+                          ">addAddress", "<addAddress", ">addAddress", "<addAddress", ">addEmail",
+                          "<addEmail", ">addCompany", "<addCompany", ">addJobFunction",
+                          "<addJobFunction", ">addPicture", "\tFile to read: " + PicturePath(),
+                          "\tfile length: 3\n", ">base64Encode", "<base64Encode", "<addPicture",
+                          ">epilog", "<epilog", "\tvCard created: " + card, "<createVCard"));
+}
+
+TEST_F(CARD_CreatorTest, TracesConstructionAndDestruction) {
   LogRecorder log;
   { CARD_Creator another; }
   EXPECT_THAT(log.texts(),
               ElementsAre(">CARD_Creator", "<CARD_Creator", ">~CARD_Creator", "<~CARD_Creator"));
 }
 
-TEST_F(CARD_CreatorTest, TracingDoesNotChangeTheCard) {
+TEST_F(CARD_CreatorTest, WritesTheSameCardWithTracing) {
   contact.surname = "Doe";
   const std::string card = Card();
   LogRecorder log;

@@ -1,4 +1,4 @@
-// The card reader: which properties become which fields, and which number takes which place.
+// The card reader: which property goes to which field, and which number to which slot.
 
 #include <cstdlib>
 #include <functional>
@@ -17,42 +17,42 @@ using namespace std::string_literals;
 constexpr const char* kIgnoring =
     "\tIgnoring preferred number phone number since it;s neitheroffice or office2 number.";
 
-// Where a card begins and ends
+// BEGIN and END
 
-TEST_F(CardTest, APropertyBeforeBeginFails) {
+TEST_F(CardTest, FailsOnAPropertyBeforeBegin) {
   const LogRecorder log;
   FeedAndFail("N:Doe\nBEGIN:VCARD\nEND:VCARD\n");
   EXPECT_THAT(log.texts(5), Contains("\tNo BEGIN specified"));
 }
 
-TEST_F(CardTest, APropertyBehindEndFails) { FeedAndFail("BEGIN:VCARD\nEND:VCARD\nN:Doe\n"); }
+TEST_F(CardTest, FailsOnAPropertyBehindEnd) { FeedAndFail("BEGIN:VCARD\nEND:VCARD\nN:Doe\n"); }
 
-TEST_F(CardTest, EndAloneIsNoCardButNoFailure) { Feed("END:VCARD\n"); }
+TEST_F(CardTest, AcceptsEndAlone) { Feed("END:VCARD\n"); }
 
-TEST_F(CardTest, ABodyOfNothingIsNoFailure) { Feed(""); }
+TEST_F(CardTest, AcceptsAnEmptyBody) { Feed(""); }
 
-TEST_F(CardTest, BeginOfSomethingElseFails) { FeedAndFail("BEGIN:VCALENDAR\nEND:VCALENDAR\n"); }
+TEST_F(CardTest, FailsOnBeginOfAnotherObject) { FeedAndFail("BEGIN:VCALENDAR\nEND:VCALENDAR\n"); }
 
-TEST_F(CardTest, BeginWithSpaceBehindItFails) { FeedAndFail("BEGIN:VCARD \nN:Doe\n"); }
+TEST_F(CardTest, FailsOnASpaceBehindBegin) { FeedAndFail("BEGIN:VCARD \nN:Doe\n"); }
 
-TEST_F(CardTest, BeginAndVcardMayBeOfAnyCase) {
+TEST_F(CardTest, AcceptsBeginInAnyCase) {
   Feed("begin:vCard\nn:Doe\nEnd:vcard\n");
   ExpectEntry("Surname", "Doe");
 }
 
-TEST_F(CardTest, BeginWithoutDataBeginsACard) {
+TEST_F(CardTest, AcceptsBeginWithoutData) {
   Feed("BEGIN:\nN:Doe\nEND:VCARD\n");
   ExpectEntry("Surname", "Doe");
 }
 
-TEST_F(CardTest, EndMayBeMissing) {
+TEST_F(CardTest, AcceptsAMissingEnd) {
   Feed("BEGIN:VCARD\nN:Doe");
   ExpectEntry("Surname", "Doe");
 }
 
-TEST_F(CardTest, EndIsNotAskedWhatItEnds) { Feed("BEGIN:VCARD\nN:Doe\nEND:VTODO\n"); }
+TEST_F(CardTest, IgnoresTheDataOfEnd) { Feed("BEGIN:VCARD\nN:Doe\nEND:VTODO\n"); }
 
-TEST_F(CardTest, ACardInACardIsIgnored) {
+TEST_F(CardTest, IgnoresANestedCard) {
   const LogRecorder log;
   FeedCard("BEGIN:VCARD\nN:Inner\nPHOTO;TYPE=GIF;BASE64:QUJD\nN;CHARSET=x:y\nEND:VCARD\nN:Outer");
   ExpectEntry("Surname", "Outer");
@@ -60,24 +60,24 @@ TEST_F(CardTest, ACardInACardIsIgnored) {
   EXPECT_THAT(log.texts(5), Contains("\tNo nested vCards supported!"));
 }
 
-TEST_F(CardTest, WhatACardInACardBeginsIsNotAsked) {
+TEST_F(CardTest, IgnoresTheDataOfANestedBegin) {
   FeedCard("BEGIN:VTODO\nEND:VTODO\nN:Doe");
   ExpectEntry("Surname", "Doe");
 }
 
-TEST_F(CardTest, ASurplusEndMakesPropertiesIgnored) {
+TEST_F(CardTest, IgnoresPropertiesAfterASurplusEnd) {
   const LogRecorder log;
   Feed("END:VCARD\nN:Doe\n");
   ExpectNoEntry("Surname");
   EXPECT_EQ(log.count("\tNo nested vCards supported!"), 3);
 }
 
-TEST_F(CardTest, ABeginBehindASurplusEndBeginsNoCard) {
+TEST_F(CardTest, BeginsNoCardAfterASurplusEnd) {
   FeedAndFail("END:VCARD\nBEGIN:VTODO\nN:Doe\n");
   ExpectNoEntry("Surname");
 }
 
-TEST_F(CardTest, TwoCardsInOneBodyMerge) {
+TEST_F(CardTest, MergesTwoCardsOfOneBody) {
   Feed("BEGIN:VCARD\nN:Doe\nTEL:1\nEND:VCARD\nBEGIN:VCARD\nN:Roe;Jane\nTEL:2\nEND:VCARD\n");
   ExpectEntry("Surname", "Doe");
   ExpectEntry("Firstname", "Jane");
@@ -85,82 +85,82 @@ TEST_F(CardTest, TwoCardsInOneBodyMerge) {
   ExpectEntry("Office2", "2");
 }
 
-TEST_F(CardTest, AGroupChangesNothing) {
+TEST_F(CardTest, IgnoresGroups) {
   FeedCard("item1.N:Doe\nA.TEL;CELL:1");
   ExpectEntry("Surname", "Doe");
   ExpectEntry("Mobile", "1");
 }
 
-TEST_F(CardTest, ARefusedNameLeavesItsGroupAsTheName) {
+TEST_F(CardTest, TakesTheGroupForTheNameAfterARefusal) {
   Feed("BEGIN.N;A=b:c:VCARD\nN:Doe\n");
   ExpectEntry("Surname", "Doe");
 }
 
-TEST_F(CardTest, BrokenBase64FailsTheWholeCard) { FeedCardAndFail("N:Doe\nPHOTO;BASE64:Q\n"); }
+TEST_F(CardTest, FailsOnBrokenBase64) { FeedCardAndFail("N:Doe\nPHOTO;BASE64:Q\n"); }
 
 // Text
 
-TEST_F(CardTest, TheNameHasTwoParts) {
+TEST_F(CardTest, SplitsTheName) {
   FeedCard("N:Doe;John;Q.;Mr.;Jr.");
   ExpectEntry("Surname", "Doe");
   ExpectEntry("Firstname", "John");
 }
 
-TEST_F(CardTest, ANameOfOnePartIsTheSurname) {
+TEST_F(CardTest, TakesANameOfOnePartForTheSurname) {
   FeedCard("N:Doe");
   ExpectEntry("Surname", "Doe");
   ExpectNoEntry("Firstname");
 }
 
-TEST_F(CardTest, ANameWithoutASurnameHasAFirstName) {
+TEST_F(CardTest, KeepsAFirstNameWithoutASurname) {
   FeedCard("N:;John");
   ExpectNoEntry("Surname");
   ExpectEntry("Firstname", "John");
 }
 
-TEST_F(CardTest, AnEmptyFirstNameIsPassedOver) {
+TEST_F(CardTest, PassesOverAnEmptyFirstName) {
   FeedCard("N:Doe;;John");
   ExpectEntry("Firstname", "John");
 }
 
-TEST_F(CardTest, ASecondNameFillsOnlyWhatIsEmpty) {
+TEST_F(CardTest, FillsOnlyEmptyNamesFromASecondOne) {
   FeedCard("N:;John\nN:Doe;Jack");
   ExpectEntry("Surname", "Doe");
   ExpectEntry("Firstname", "John");
 }
 
-TEST_F(CardTest, TheFormattedNameIsIgnored) {
+TEST_F(CardTest, IgnoresTheFormattedName) {
   FeedCard("FN:John Doe");
   EXPECT_THAT(Message(), Not(::testing::HasSubstr("Doe")));
 }
 
-TEST_F(CardTest, TextFieldsKeepTheirFirstValue) {
+TEST_F(CardTest, KeepsTheFirstValueOfATextField) {
   FeedCard("EMAIL:a\nEMAIL:b\nTITLE:c\nTITLE:d\nORG:e\nORG:f");
   ExpectEntry("Email", "a");
   ExpectEntry("JobFunction", "c");
   ExpectEntry("Company", "e");
 }
 
-TEST_F(CardTest, ASecondValueIsNotEvenConverted) {
+TEST_F(CardTest, DoesNotConvertASecondValue) {
   FeedCard(
       "EMAIL:a\nEMAIL;INTERNET;CHARSET=x:b\nTITLE:c\nTITLE;CHARSET=x:d\nORG:e\nORG;CHARSET=x:f");
   ExpectEntry("Email", "a");
 }
 
-TEST_F(CardTest, ASecondNameIsConverted) { FeedCardAndFail("N:Doe;John\nN;CHARSET=x:y"); }
+TEST_F(CardTest, ConvertsASecondName) { FeedCardAndFail("N:Doe;John\nN;CHARSET=x:y"); }
 
-TEST_F(CardTest, TwoAddressesAreKeptWhole) {
+TEST_F(CardTest, KeepsTwoWholeAddresses) {
   FeedCard("ADR:;;Street 1;Town\nADR;HOME:b;c\nADR:third\nADR;CHARSET=x:fourth");
   ExpectEntry("Address", ";;Street 1;Town");
   ExpectEntry("Address2", "b;c");
 }
 
-TEST_F(CardTest, TheCompanyIsKeptWithItsUnits) {
+TEST_F(CardTest, KeepsTheUnitsOfACompany) {
   FeedCard("ORG:Acme;Sales");
   ExpectEntry("Company", "Acme;Sales");
 }
 
-TEST_F(CardTest, PropertyNamesMayBeOfAnyCase) {
+TEST_F(CardTest, AcceptsPropertyNamesInAnyCase) {
   FeedCard("n:Doe\nTel;Cell:1\ntitle:Boss\nOrg:Acme\nadr:x\nemail;internet:y\nphoto;type=gif:z");
   for (const char* name :
        {"Surname", "Mobile", "JobFunction", "Company", "Address", "Email", "Picture"}) {
@@ -168,40 +168,40 @@ TEST_F(CardTest, PropertyNamesMayBeOfAnyCase) {
   }
 }
 
-TEST_F(CardTest, OtherPropertiesAreIgnored) {
+TEST_F(CardTest, IgnoresOtherProperties) {
   FeedCard("NOTE:a\nX-THING;CHARSET=x:b\nNAME:c\nTELEX:d\nREV:e\n:f");
   EXPECT_THAT(Message(), ::testing::HasSubstr("<Entry><Group>0</Group></Entry>"));
 }
 
-TEST_F(CardTest, AnIgnoredPropertyDoesNotTakeTheKindOfTheLast) {
+TEST_F(CardTest, ForgetsTheKindOfTheLastProperty) {
   FeedCard("N:Doe\nX-THING:Roe;Jane");
   ExpectNoEntry("Firstname");
 }
 
-TEST_F(CardTest, EmailIsTakenPlainOrAsInternet) {
+TEST_F(CardTest, TakesAPlainEmail) {
   FeedCard("EMAIL:x@y");
   ExpectEntry("Email", "x@y");
 }
 
-TEST_F(CardTest, EmailIsTakenWithInternetInFront) {
+TEST_F(CardTest, TakesAnEmailWithInternetFirst) {
   FeedCard("EMAIL;INTERNET;PREF:x@y");
   ExpectEntry("Email", "x@y");
 }
 
-TEST_F(CardTest, EmailWithAnotherParameterInFrontIsIgnored) {
+TEST_F(CardTest, IgnoresAnEmailWithAnotherParameterFirst) {
   FeedCard("EMAIL;CHARSET=UTF-8:a\nEMAIL;PREF;INTERNET:b\nEMAIL;TYPE=INTERNET:c\nEMAIL;X400:d");
   ExpectNoEntry("Email");
 }
 
-TEST_F(CardTest, AnIgnoredEmailMayBeOfAnyCharacterSet) { FeedCard("EMAIL;CHARSET=x:a"); }
+TEST_F(CardTest, AcceptsAnIgnoredEmailInAnyCharacterSet) { FeedCard("EMAIL;CHARSET=x:a"); }
 
-TEST_F(CardTest, AnyVersionIsAccepted) {
+TEST_F(CardTest, AcceptsAnyVersion) {
   const LogRecorder log;
   FeedCard("VERSION:2.1\nVERSION:3.0\nVERSION:99");
   EXPECT_THAT(log.texts(5), Contains("\tvCard version: [99]"));
 }
 
-TEST_F(CardTest, TextEndsAtAZeroByte) {
+TEST_F(CardTest, EndsTextAtAZeroByte) {
   Feed(Card("N:Do\0e\nTEL:1\0002\nORG;ENCODING=QUOTED-PRINTABLE:A=00B"s));
   ExpectEntry("Surname", "Do");
   ExpectEntry("Office", "1");
@@ -210,7 +210,7 @@ TEST_F(CardTest, TextEndsAtAZeroByte) {
 
 // Telephone numbers
 
-TEST_F(CardTest, PlainNumbersFillThePlacesInOrder) {
+TEST_F(CardTest, FillsTheSlotsWithPlainNumbersInOrder) {
   FeedCard("TEL:1\nTEL:2\nTEL:3\nTEL:4\nTEL:5");
   ExpectEntry("Office", "1");
   ExpectEntry("Office2", "2");
@@ -220,41 +220,41 @@ TEST_F(CardTest, PlainNumbersFillThePlacesInOrder) {
   EXPECT_THAT(Message(), Not(::testing::HasSubstr(">5<")));
 }
 
-TEST_F(CardTest, AWorkNumberTakesTheDefaultFromAMobileOne) {
+TEST_F(CardTest, MakesAWorkNumberTheDefaultAfterAMobileOne) {
   FeedCard("TEL;CELL:7\nTEL;WORK:8");
   ExpectEntry("Mobile", "7");
   ExpectEntry("Office", "8");
   ExpectEntry("DefaultNumber", "1");
 }
 
-TEST_F(CardTest, TheDefaultPrefersOfficeToMobileToPrivate) {
+TEST_F(CardTest, PrefersOfficeToMobileToPrivateAsDefault) {
   FeedCard("TEL;HOME:1\nTEL;CELL:2");
   ExpectEntry("DefaultNumber", "3");
 }
 
-TEST_F(CardTest, APrivateNumberDoesNotTakeTheDefaultFromAMobileOne) {
+TEST_F(CardTest, KeepsAMobileDefaultWhenAPrivateNumberComes) {
   FeedCard("TEL;CELL:1\nTEL;HOME:2");
   ExpectEntry("DefaultNumber", "3");
 }
 
-TEST_F(CardTest, NeitherMobileNorPrivateTakesTheDefaultFromAnOfficeNumber) {
+TEST_F(CardTest, KeepsAnOfficeDefaultWhenOtherNumbersCome) {
   FeedCard("TEL;WORK:1\nTEL;WORK:2\nTEL;CELL:3\nTEL;HOME:4");
   ExpectEntry("DefaultNumber", "2");
 }
 
-TEST_F(CardTest, APrivateNumberAloneIsTheDefault) {
+TEST_F(CardTest, MakesAPrivateNumberAloneTheDefault) {
   FeedCard("TEL;HOME:1");
   ExpectEntry("Private", "1");
   ExpectEntry("DefaultNumber", "4");
 }
 
-TEST_F(CardTest, APreferredNumberIsTheDefault) {
+TEST_F(CardTest, MakesAPreferredNumberTheDefault) {
   FeedCard("TEL;WORK:1\nTEL;HOME;PREF:9\nTEL;WORK:2");
   ExpectEntry("Private", "9");
   ExpectEntry("DefaultNumber", "4");
 }
 
-TEST_F(CardTest, TheFirstPreferredNumberStaysPreferred) {
+TEST_F(CardTest, KeepsTheFirstPreferredNumber) {
   FeedCard("TEL;WORK;PREF:1\nTEL;CELL;PREF:2\nTEL;HOME;PREF:3\nTEL;WORK;PREF:4");
   ExpectEntry("Office", "1");
   ExpectEntry("Mobile", "2");
@@ -263,31 +263,31 @@ TEST_F(CardTest, TheFirstPreferredNumberStaysPreferred) {
   ExpectEntry("DefaultNumber", "1");
 }
 
-TEST_F(CardTest, ASecondOfficeNumberMayBePreferred) {
+TEST_F(CardTest, PrefersASecondOfficeNumber) {
   FeedCard("TEL;WORK:1\nTEL;PREF:2");
   ExpectEntry("Office2", "2");
   ExpectEntry("DefaultNumber", "2");
 }
 
-TEST_F(CardTest, APreferredMobileNumberReplacesAnEarlierOne) {
+TEST_F(CardTest, ReplacesAMobileNumberByAPreferredOne) {
   FeedCard("TEL;CELL:1\nTEL;CELL:2\nTEL;CELL;PREF:3\nTEL;CELL;PREF:4");
   ExpectEntry("Mobile", "3");
   ExpectEntry("DefaultNumber", "3");
 }
 
-TEST_F(CardTest, APreferredPrivateNumberReplacesAnEarlierOne) {
+TEST_F(CardTest, ReplacesAPrivateNumberByAPreferredOne) {
   FeedCard("TEL;HOME:1\nTEL;HOME:2\nTEL;HOME;PREF:3\nTEL;HOME;PREF:4");
   ExpectEntry("Private", "3");
   ExpectEntry("DefaultNumber", "4");
 }
 
-TEST_F(CardTest, OnceANumberIsPreferredOthersReplaceNothing) {
+TEST_F(CardTest, ReplacesNothingOnceANumberIsPreferred) {
   FeedCard("TEL;WORK;PREF:1\nTEL;CELL:2\nTEL;CELL;PREF:3\nTEL;HOME:4\nTEL;HOME;PREF:5");
   ExpectEntry("Mobile", "2");
   ExpectEntry("Private", "4");
 }
 
-TEST_F(CardTest, AThirdWorkNumberIsDroppedAndSaidToBe) {
+TEST_F(CardTest, DropsAThirdWorkNumberAndLogsIt) {
   const LogRecorder log;
   FeedCard("TEL;WORK:1\nTEL;WORK:2\nTEL;WORK:3");
   EXPECT_EQ(log.count(kIgnoring), 1);
@@ -295,7 +295,7 @@ TEST_F(CardTest, AThirdWorkNumberIsDroppedAndSaidToBe) {
   ExpectEntry("DefaultNumber", "2");
 }
 
-TEST_F(CardTest, APreferredPlainNumberNeverReachesTheMobilePlace) {
+TEST_F(CardTest, DropsAPreferredPlainNumberWhenTheOfficeSlotsAreFull) {
   const LogRecorder log;
   FeedCard("TEL:1\nTEL:2\nTEL;PREF:3");
   EXPECT_EQ(log.count(kIgnoring), 1);
@@ -303,20 +303,20 @@ TEST_F(CardTest, APreferredPlainNumberNeverReachesTheMobilePlace) {
   ExpectEntry("DefaultNumber", "2");
 }
 
-TEST_F(CardTest, ASecondPreferredPlainNumberFillsTheMobilePlace) {
+TEST_F(CardTest, PutsASecondPreferredPlainNumberIntoTheMobileSlot) {
   FeedCard("TEL;PREF:1\nTEL:2\nTEL;PREF:3\nTEL;PREF:4");
   ExpectEntry("Mobile", "3");
   ExpectEntry("Private", "4");
   ExpectEntry("DefaultNumber", "1");
 }
 
-TEST_F(CardTest, APlainNumberIsDroppedWhenAllPlacesAreTaken) {
+TEST_F(CardTest, DropsAPlainNumberWhenAllSlotsAreFull) {
   const LogRecorder log;
   FeedCard("TEL:1\nTEL:2\nTEL:3\nTEL:4\nTEL:5");
   EXPECT_EQ(log.count(kIgnoring), 0);
 }
 
-TEST_F(CardTest, ANumberOfSeveralKindsTakesSeveralPlaces) {
+TEST_F(CardTest, StoresANumberOfSeveralKindsInSeveralSlots) {
   FeedCard("TEL;CELL;HOME;WORK:1");
   ExpectEntry("Office", "1");
   ExpectEntry("Mobile", "1");
@@ -324,43 +324,43 @@ TEST_F(CardTest, ANumberOfSeveralKindsTakesSeveralPlaces) {
   ExpectEntry("DefaultNumber", "1");
 }
 
-TEST_F(CardTest, APreferredNumberOfSeveralKindsPrefersTheOffice) {
+TEST_F(CardTest, PrefersTheOfficeSlotForANumberOfSeveralKinds) {
   FeedCard("TEL;CELL;HOME;PREF;WORK:1");
   ExpectEntry("DefaultNumber", "1");
 }
 
-TEST_F(CardTest, APreferredNumberOfHomeAndCellPrefersThePrivatePlace) {
+TEST_F(CardTest, PrefersThePrivateSlotForHomeAndCell) {
   FeedCard("TEL;CELL;HOME;PREF:1");
   ExpectEntry("DefaultNumber", "4");
 }
 
-TEST_F(CardTest, UnsupportedNumbersAreDropped) {
+TEST_F(CardTest, DropsUnsupportedNumbers) {
   FeedCard("TEL;WORK;FAX:1\nTEL;FAX;WORK:2\nTEL;PAGE;PREF:3\nTEL;CELL;VIDEO:4");
   ExpectNoEntry("Office");
   ExpectNoEntry("Mobile");
   ExpectNoEntry("DefaultNumber");
 }
 
-TEST_F(CardTest, AVoiceNumberIsSupportedWhateverElseItIs) {
+TEST_F(CardTest, KeepsAVoiceNumberOfAnyKind) {
   FeedCard("TEL;VOICE;FAX:1\nTEL;FAX;VOICE:2");
   ExpectEntry("Office", "1");
   ExpectEntry("Office2", "2");
 }
 
-TEST_F(CardTest, TheValueOfAParameterSaysNothingOfANumber) {
+TEST_F(CardTest, IgnoresParameterValuesOfANumber) {
   FeedCard("TEL;TYPE=CELL:1");
   ExpectEntry("Office", "1");
   ExpectNoEntry("Mobile");
 }
 
-TEST_F(CardTest, NumbersAreKeptAsTheyAre) {
+TEST_F(CardTest, KeepsNumbersUnchanged) {
   FeedCard("TEL;CHARSET=x:+49 (30) 12-34 \xE9");
   ExpectEntry("Office", "+49 (30) 12-34 \xE9");
 }
 
-// What the single operations answer
+// Single operations
 
-TEST_F(CardTest, PhoneKindsAreTheSumOfTheirParameters) {
+TEST_F(CardTest, AddsUpPhoneKinds) {
   using Reader = CARD_Parser;
   const auto kind = [this](std::vector<const char*> names) {
     std::vector<const char*> params;
@@ -385,12 +385,12 @@ TEST_F(CardTest, PhoneKindsAreTheSumOfTheirParameters) {
   }
 }
 
-TEST_F(CardTest, OnlyNamesOfParametersMakeAPhoneKind) {
+TEST_F(CardTest, TakesPhoneKindsFromParameterNamesOnly) {
   const char* params[] = {"TYPE", "WORK", "CELL", "HOME", nullptr, nullptr};
   EXPECT_EQ(reader.getPhoneKind(params), CARD_Parser::PHONE_CELL);
 }
 
-TEST_F(CardTest, TokensAreCountedFromOne) {
+TEST_F(CardTest, CountsTokensFromOne) {
   const auto token = [this](const char* text, int index) {
     return reader.getToken(reinterpret_cast<const unsigned char*>(text), index, ';');
   };
@@ -409,18 +409,18 @@ TEST_F(CardTest, TokensAreCountedFromOne) {
   EXPECT_EQ(token(nullptr, 1), "");
 }
 
-TEST_F(CardTest, TokensMayHaveAnotherSeparator) {
+TEST_F(CardTest, AcceptsAnotherTokenSeparator) {
   EXPECT_EQ(reader.getToken(reinterpret_cast<const unsigned char*>("a;b,c"), 2, ','), "c");
 }
 
-TEST_F(CardTest, APropertyWithoutANameIsRefused) {
+TEST_F(CardTest, RefusesANullName) {
   const char* params[] = {nullptr, nullptr};
   const LogRecorder log;
   EXPECT_EQ(reader.propHandler(nullptr, params), 0);
-  EXPECT_THAT(log.texts(5), Contains("\tInvalid parameter(s)"));
+  EXPECT_THAT(log.texts(5), ElementsAre(">propHandler", "\tInvalid parameter(s)", "<propHandler"));
 }
 
-TEST_F(CardTest, DataOfNothingAreAccepted) {
+TEST_F(CardTest, AcceptsNullData) {
   const LogRecorder log;
   EXPECT_EQ(reader.dataHandler(nullptr, 0), 1);
   EXPECT_EQ(reader.dataHandler("x", 0), 1);
@@ -429,11 +429,11 @@ TEST_F(CardTest, DataOfNothingAreAccepted) {
   EXPECT_THAT(log.texts(5), Contains("\tdataHandler, data: <(null)>, len: [0]\n"));
 }
 
-TEST_F(CardTest, EveryGroupIsAccepted) { EXPECT_EQ(reader.groupHandler("anything"), 1); }
+TEST_F(CardTest, AcceptsEveryGroup) { EXPECT_EQ(reader.groupHandler("anything"), 1); }
 
 // The log
 
-/// Runs an operation and expects its entry as the first line and its exit as the last.
+/// Expects an operation's entry trace first and its exit trace last.
 void ExpectEntryAndExit(const std::string& name, const std::function<void()>& operation) {
   const LogRecorder log;
   operation();
@@ -442,7 +442,7 @@ void ExpectEntryAndExit(const std::string& name, const std::function<void()>& op
   EXPECT_EQ(log.lines().back(), (RecordedLine{"VCARD Parser", "CARD_Parser", 5, "<" + name}));
 }
 
-TEST_F(CardTest, EveryOperationTracesItsEntryAndItsExit) {
+TEST_F(CardTest, TracesEntryAndExitOfEveryOperation) {
   const char* none[] = {nullptr, nullptr};
   const auto* text = reinterpret_cast<const unsigned char*>("x");
   std::optional<CARD_Parser> another;
@@ -470,8 +470,7 @@ TEST_F(CardTest, EveryOperationTracesItsEntryAndItsExit) {
 
 class CardLogTest : public CardTest {
  protected:
-  /// What the reader, and not the tokenizer below it, writes of this text besides entries and
-  /// exits.
+  /// The reader's own log lines for this text, without the tokenizer's, entries and exits.
   std::vector<std::string> Messages(std::string_view text) {
     const LogRecorder log;
     CARD_Parser fresh(nullptr);
@@ -484,14 +483,14 @@ class CardLogTest : public CardTest {
     }
     return texts;
   }
-  /// The same of these lines of a card, without what it writes of BEGIN and END.
+  /// The same for a card of these lines, without the log lines of BEGIN and END.
   std::vector<std::string> Lines(std::string_view lines) {
     const std::vector<std::string> all = Messages(Card(lines));
     return {all.begin() + 4, all.end() - 5};
   }
 };
 
-TEST_F(CardLogTest, ACardIsTracedAroundItsProperties) {
+TEST_F(CardLogTest, TracesACardAroundItsProperties) {
   EXPECT_THAT(Messages("BEGIN:VCARD\nEND:VCARD\n"),
               ElementsAre("\tProperty name = [BEGIN]", "\tdataHandler, data: <VCARD>, len: [5]\n",
                           "\tdataHandler, data: <(null)>, len: [0]\n", "\tInvalid parameter(s)",
@@ -500,7 +499,7 @@ TEST_F(CardLogTest, ACardIsTracedAroundItsProperties) {
                           "\tdataHandler, data: <(null)>, len: [0]\n", "\tInvalid parameter(s)"));
 }
 
-TEST_F(CardLogTest, ANameIsTraced) {
+TEST_F(CardLogTest, TracesAName) {
   EXPECT_THAT(Lines("N:Doe;John"),
               ElementsAre("\tProperty name = [N]", "\tcharset: 3",
                           "\tdataHandler, data: <Doe;John>, len: [8]\n", "\tParsing NAME",
@@ -508,14 +507,14 @@ TEST_F(CardLogTest, ANameIsTraced) {
                           "\tInvalid parameter(s)"));
 }
 
-TEST_F(CardLogTest, ATelephoneIsTraced) {
+TEST_F(CardLogTest, TracesATelephoneNumber) {
   EXPECT_THAT(Lines("TEL:1"),
               ElementsAre("\tProperty name = [TEL]", "\tdataHandler, data: <1>, len: [1]\n",
                           "\tParsing TELEPHONE", "\tdataHandler, data: <(null)>, len: [0]\n",
                           "\tInvalid parameter(s)"));
 }
 
-TEST_F(CardLogTest, TextsAreTracedWithWhatWasKept) {
+TEST_F(CardLogTest, TracesTextsWithTheKeptValue) {
   EXPECT_THAT(Lines("EMAIL:x"), ::testing::IsSupersetOf({"\tParsing EMAIL", "\tEmail is [x]"}));
   EXPECT_THAT(Lines("TITLE:x"), ::testing::IsSupersetOf({"\tParsing TITLE", "\tJob is [x]"}));
   EXPECT_THAT(Lines("ORG:x"), ::testing::IsSupersetOf({"\tParsing ORG", "\tCompany is [x]"}));
@@ -524,12 +523,12 @@ TEST_F(CardLogTest, TextsAreTracedWithWhatWasKept) {
               ::testing::IsSupersetOf({"\tParsing ADDR", "\tAddress2 is [y]"}));
 }
 
-TEST_F(CardLogTest, ATextThatIsNotKeptIsTracedWithoutIt) {
+TEST_F(CardLogTest, TracesADroppedTextWithoutItsValue) {
   EXPECT_THAT(Lines("TITLE:x\nTITLE:z"), Not(Contains("\tJob is [z]")));
   EXPECT_THAT(Lines("ADR:x\nADR:y\nADR:z"), Not(Contains("\tAddress2 is [z]")));
 }
 
-TEST_F(CardLogTest, TheCharsetIsTracedOfTextOnly) {
+TEST_F(CardLogTest, TracesTheCharsetOfTextOnly) {
   for (const char* name : {"N", "FN", "EMAIL", "TITLE", "ORG", "ADR"}) {
     EXPECT_THAT(Lines(std::string(name) + ":x"), Contains("\tcharset: 3")) << name;
   }
@@ -538,11 +537,11 @@ TEST_F(CardLogTest, TheCharsetIsTracedOfTextOnly) {
   }
 }
 
-TEST_F(CardLogTest, AnIgnoredEmailHasNoCharset) {
+TEST_F(CardLogTest, TracesNoCharsetOfAnIgnoredEmail) {
   EXPECT_THAT(Lines("EMAIL;X:x"), Not(Contains("\tcharset: 3")));
 }
 
-TEST_F(CardLogTest, NothingIsWrittenOfAGoodCardWhileTracesAreNotWanted) {
+TEST_F(CardLogTest, WritesNothingForAGoodCardWithTracingOff) {
   const LogRecorder log(kLogError);
   FeedCard("N:Doe;John\nTEL:1\nPHOTO;TYPE=GIF;BASE64:QUJD\n\nADR;CHARSET=UTF-8:x");
   Message();

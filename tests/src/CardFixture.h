@@ -12,19 +12,19 @@
 
 namespace test {
 
-/// What `parse` answers for this text.
+/// The result of `parse`.
 inline int readWith(CARD_Parser& reader, std::string_view text) {
   return reader.parse(reinterpret_cast<const unsigned char*>(text.data()),
                       static_cast<int>(text.size()));
 }
 
-/// Feeds cards to a reader and expects what stands in the message for the phonebook.
+/// Feeds cards to a reader and checks the phonebook write message.
 class CardTest : public ::testing::Test {
  protected:
-  /// Reads the text, which must succeed.
+  /// Reads the text and expects success.
   void Feed(std::string_view text) { EXPECT_EQ(readWith(reader, text), 1) << text; }
   void FeedAndFail(std::string_view text) { EXPECT_EQ(readWith(reader, text), 0) << text; }
-  /// The same for a whole card of these lines.
+  /// The same for a card of these lines.
   void FeedCard(std::string_view lines) { Feed(Card(lines)); }
   void FeedCardAndFail(std::string_view lines) { FeedAndFail(Card(lines)); }
 
@@ -34,7 +34,7 @@ class CardTest : public ::testing::Test {
 
   const std::string& Message() { return reader.getPhoneBookWriteMessage("utf-8"); }
 
-  /// The message has this element with this content, as it stands there.
+  /// Expects an element with this content, entities included.
   void ExpectEntry(const std::string& name, const std::string& content) {
     EXPECT_THAT(Message(), ::testing::HasSubstr("<" + name + ">" + content + "</" + name + ">"));
   }

@@ -82,7 +82,7 @@ std::string CardGenerator::strangeLine() {
       return nameOf("BEGIN") + ":" + pick({"VCARD", "vCard", "", "VCARD ", "VTODO"});
     case 4:
       return nameOf("END") + parameter() + ":" + pick({"VCARD", "", "VTODO"});
-    case 5:  // what a refused value may hold
+    case 5:  // characters for a refused value
       return nameOf("TEL") + parameter() + ":" + text() + ":" + parameter() + ":" + text();
     case 6:
       return nameOf("N") + ";A=" + pick({"\\;", "\\\\", "\\a;b", "\\", " x y "}) + ":" + text();
@@ -102,7 +102,7 @@ std::string CardGenerator::soup() {
   return soup;
 }
 
-/// The name in some mixture of cases, now and then with a group.
+/// The name in mixed case, sometimes with a group.
 std::string CardGenerator::nameOf(std::string name) {
   if (chance(15)) {
     for (char& c : name) {
@@ -178,7 +178,7 @@ std::string CardGenerator::base64(const std::string& bytes) {
   return encoded;
 }
 
-/// Breaks the line here and there and continues it with white space.
+/// Folds the line in random places.
 std::string CardGenerator::folded(const std::string& data) {
   std::string folded;
   for (const char c : data) {

@@ -7,15 +7,15 @@
 
 namespace test {
 
-/// Makes cards up: proper ones of every kind, odd ones, and ones that were damaged on their way.
-/// The same seed gives the same card, in one build of the tests.
+/// Generates cards: regular, odd and damaged ones. The same seed gives the same card within one
+/// build.
 class CardGenerator {
  public:
   explicit CardGenerator(std::uint64_t seed) : m_random(seed) {}
 
   std::string card();
 
-  // The dice, for what a test wants to make up besides the card.
+  // Random choices for the test itself.
 
   std::size_t below(std::size_t bound) { return static_cast<std::size_t>(m_random() % bound); }
   bool chance(std::size_t percent) { return below(100) < percent; }

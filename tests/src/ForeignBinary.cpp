@@ -1,12 +1,12 @@
 #include "tests/src/ForeignBinary.h"
 
-// Deliberately without the project's headers: only the order counts.
+// Deliberately without the project's headers: only the order of the slots counts.
 
 #define CALLS_BY_SLOT __attribute__((no_sanitize("undefined"), noinline))
 
 namespace foreign {
 
-// With external linkage, or the compiler would conclude that nobody implements them.
+// External linkage: otherwise the compiler concludes that nothing implements these.
 
 struct ServiceSlots {
   virtual void s0(bool enable) = 0;
@@ -56,6 +56,21 @@ struct ServiceObjectSlots {
   virtual void acceptFinished() = 0;
   virtual void rejected() = 0;
   virtual int writeFile(const char* data, int size, const std::string& path) = 0;
+};
+
+/// The proxy: destructor, init, shutdown, timerEvent, initProxy, then the callbacks.
+struct ProxySlots {
+  virtual ~ProxySlots() = default;
+  virtual void init(void* context) = 0;
+  virtual void shutdown() = 0;
+  virtual void timerEvent(int id) = 0;
+  virtual void initProxy(void* request) = 0;
+  virtual void received(const std::string& card, int count) = 0;
+  virtual void error(const std::string& error, int count) = 0;
+  virtual void destRequest(const std::string& info) = 0;
+  virtual void sendSucc(const std::string& info) = 0;
+  virtual void sendErr(const std::string& info, const std::string& address, int channel) = 0;
+  virtual void accept(const std::string& card) = 0;
 };
 
 struct ThreadSlots {
@@ -111,22 +126,69 @@ CALLS_BY_SLOT void callObserver(void* observerIfc, int slot, const std::string& 
   }
 }
 
-CALLS_BY_SLOT void callServiceObject(void* service, int slot) {
+CALLS_BY_SLOT void callServiceObject(void* service, int slot, void* context, void* observer,
+                                     const void* contact) {
   auto* object = static_cast<ServiceObjectSlots*>(service);
   switch (slot) {
     case 0:
-      return object->cancelVCard();
+      return object->init(context);
     case 1:
-      return object->cancelTransmission();
+      return object->shutdown();
     case 2:
-      return object->acceptFinished();
+      return object->timerEvent(1);
     case 3:
-      return object->rejected();
+      return object->run();
     case 4:
       return object->enable(false);
-    default:
-      object->writeFile("", 0, "/outside");
+    case 5:
+      object->subscribe(observer);
       return;
+    case 6:
+      object->unsubscribe(observer);
+      return;
+    case 7:
+      return object->sendContact(contact);
+    case 8:
+      return object->cancelVCard();
+    case 9:
+      return object->cancelTransmission();
+    case 10:
+      return object->accepted();
+    case 11:
+      return object->acceptFinished();
+    case 12:
+      return object->rejected();
+    case 13:
+      return object->sendVCard("00:11:22:33:44:55", 7);
+    default:
+      object->writeFile("", 0, "/data/images/x");
+      return;
+  }
+}
+
+CALLS_BY_SLOT void callProxy(void* proxy, int slot, void* context, void* request) {
+  auto* object = static_cast<ProxySlots*>(proxy);
+  switch (slot) {
+    case 0:
+      return object->init(context);
+    case 1:
+      return object->shutdown();
+    case 2:
+      return object->timerEvent(1);
+    case 3:
+      return object->initProxy(request);
+    case 4:
+      return object->received("x", 1);
+    case 5:
+      return object->error("x", 2);
+    case 6:
+      return object->destRequest("x");
+    case 7:
+      return object->sendSucc("x");
+    case 8:
+      return object->sendErr("x", "address", 3);
+    default:
+      return object->accept("x");
   }
 }
 

@@ -2,19 +2,20 @@
 
 #include <string>
 
-// A program that was compiled elsewhere and knows the interfaces by the order of their operations
-// alone. The pointers are to an OBEXServiceIfc, an OBEXServiceObserverIfc, a Service and a
+// Calls by virtual slot, as a binary compiled against the interfaces of another build does. The
+// pointers are to an OBEXServiceIfc, an OBEXServiceObserverIfc, a Service, a Proxy and a
 // Threadable.
 
 namespace foreign {
 
-/// Calls the operation in this slot of the service's interface, with arguments of its own choice.
+// The other arguments of the operations are arbitrary.
 void callService(void* serviceIfc, int slot, void* observer, const void* contact);
-/// Calls the operation in this slot of an observer's interface.
 void callObserver(void* observerIfc, int slot, const std::string& text);
-/// Calls the operation in this slot behind those of `Service` on the object itself.
-void callServiceObject(void* service, int slot);
-/// What the slots of a thread give for its priority and type.
+/// Slots are counted from the one behind the destructor, `handleMsg` left out; `sendVCard` comes
+/// last but one, `writeFile` last.
+void callServiceObject(void* service, int slot, void* context, void* observer, const void* contact);
+/// Slots are counted from the one behind the destructor.
+void callProxy(void* proxy, int slot, void* context, void* request);
 int threadPriority(void* threadable);
 int threadType(void* threadable);
 

@@ -10,7 +10,7 @@
 
 namespace test {
 
-/// Bytes as a person can read them in a failed test.
+/// The bytes as printable text.
 inline std::string readable(std::string_view bytes) {
   std::string text;
   for (const char c : bytes) {
@@ -26,7 +26,7 @@ inline std::string readable(std::string_view bytes) {
   return text;
 }
 
-/// One parameter of a property, as a handler sees it.
+/// A parameter as passed to a handler.
 struct PropertyParameter {
   std::string name;
   std::optional<std::string> value;
@@ -34,12 +34,12 @@ struct PropertyParameter {
   bool operator==(const PropertyParameter&) const = default;
 };
 
-/// One call of one of a tokenizer's handlers, with copies of its arguments.
+/// A call of a handler, with copies of its arguments.
 struct HandlerCall {
   enum class Kind { Group, Property, Data, End };
 
   Kind kind;
-  std::string text;  ///< the group, the property's name, or the data
+  std::string text;  ///< group, property name or data
   std::vector<PropertyParameter> parameters;
 
   bool operator==(const HandlerCall&) const = default;

@@ -24,7 +24,7 @@ Allocations allocations;
 
 }  // namespace
 
-// The names that the linker's --wrap gives to the functions and to what takes their place.
+// The names that the linker's --wrap gives to a function and its replacement.
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);

@@ -4,13 +4,13 @@
 
 namespace test {
 
-/// Makes the C library's allocations fail, and counts them. It sees those of the code that is
-/// linked into this program itself, which the linker's --wrap sends here; `new` is not among them.
+/// Lets allocations with the C library's functions fail, and counts them. Covers the code linked
+/// into the program itself (by the linker's --wrap), not `new` and not shared libraries.
 class MemoryFaults {
  public:
   enum class Kind {
-    Once,     ///< one allocation fails
-    FromThen  ///< that one and all later ones
+    Once,     ///< only that allocation fails
+    FromThen  ///< that one and all later ones fail
   };
 
   /// While it lives, the `nth` allocation (from 1) fails.
@@ -22,7 +22,7 @@ class MemoryFaults {
   /// Whether an allocation has failed.
   bool happened() const;
 
-  /// Blocks that were allocated and not freed since the program began.
+  /// Blocks allocated and not freed since the program began.
   static long blocks();
 };
 

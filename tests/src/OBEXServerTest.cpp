@@ -2,223 +2,228 @@
 
 #include "src/OBEXServer.h"
 
-#include <chrono>
+#include <memory>
+#include <optional>
 
-#include "framework/GPALThreadPriority.h"
-#include "framework/Threader.h"
-#include "tests/openobex/FakeOpenObex.h"
 #include "tests/src/ServiceFixture.h"
 
 namespace test {
 namespace {
 
-using openobex::fake::FakeOpenObex;
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+const std::string kInitFailed = "error: \tOBEX_Init failed.";
+const std::string kGivenUp =
+    "error: \tOBEX_Init failed. - maximum of attempts reached, exitting ...";
 
-const std::string kInitFailed = "\tOBEX_Init failed.";
-const std::string kGivenUp = "\tOBEX_Init failed. - maximum of attempts reached, exitting ...";
-
-std::string RegisterError(int left) {
-  return "\tOBEX Server register error! (Bluetooth) - register attempt left: " +
+std::string registerError(int left) {
+  return "error: \tOBEX Server register error! (Bluetooth) - register attempt left: " +
          std::to_string(left);
 }
 
-class OBEXServerTest : public ::testing::Test {
+class PushServer : public ::testing::Test {
  protected:
-  void Spawn() {
-    unsigned long id = 0;
-    ASSERT_TRUE(Threader().spawn(id, &server, "", GPALThreadPriority(1), 0));
-  }
-  void StopAndWait() {
-    server.setEnable(false);
-    server.waitForThreadCompletion();
-  }
-  std::vector<std::string> Functions() {
-    std::vector<std::string> names;
-    for (const auto& call : obex.calls()) names.push_back(call.function);
-    return names;
+  PushServer() {
+    recording.listenTo(obex);
+    server.emplace();
+    recording.forget();
   }
 
-  FakeOpenObex obex;
-  OBEXServer server;
+  void disable() {
+    server->setEnable(false);
+    recording.forget();
+  }
+  /// The last call of the input loop switches the server off.
+  void endWithDisable() {
+    obex.server().call([this] { server->setEnable(false); });
+  }
+  void expectRun(const std::vector<Entries>& parts) { recording.expect(joined(parts)); }
+
+  const Entries kOpen = {"OBEX_Init 4 0", "OBEX_SetUserData", "BtOBEX_ServerRegister 4",
+                         "\tOBEX Server is running", "OBEX_GetUserData"};
+  const Entries kInput = {"OBEX_HandleInput 1"};
+  const Entries kDisable = {"OBEX_HandleInput 1", ">setEnable", "<setEnable"};
+  const Entries kLinkError = {"OBEX_HandleInput 1", ">handleObexEvent", "\tOBEX_EV_LINKERR",
+                              "OBEX_GetUserData", "<handleObexEvent"};
+  const Entries kClose = {"OBEX_Cleanup", "sleep 50 ms"};
+  const Entries kReset = {"\treseting server."};
+  const Entries kEnd = {"\tterminating server.", "<run"};
+  const Entries kFailedInit = {"OBEX_Init 4 0", "OBEX_Cleanup null", kInitFailed, "sleep 50 ms"};
+
+  Recording recording{"OBEXServer"};
+  openobex::fake::FakeOpenObex obex;
+  std::optional<OBEXServer> server;
 };
 
-TEST_F(OBEXServerTest, OpensRegistersAndServesUntilDisabled) {
-  LogRecorder log;
-  Spawn();
-  ASSERT_TRUE(obex.waitForCalls("OBEX_HandleInput", 2));
-  StopAndWait();
-  const std::vector<std::string> functions = Functions();
-  EXPECT_THAT(std::vector<std::string>(functions.begin(), functions.begin() + 5),
-              ElementsAre("OBEX_Init", "OBEX_SetUserData", "BtOBEX_ServerRegister",
-                          "OBEX_GetUserData", "OBEX_HandleInput"));
-  EXPECT_EQ(functions.back(), "OBEX_Cleanup");
-  EXPECT_EQ(obex.calls("OBEX_Init").front().numbers.front(), OBEX_TRANS_BLUETOOTH);
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").front().numbers, std::vector<std::int64_t>{4});
-  EXPECT_EQ(obex.calls("OBEX_HandleInput").front().numbers, std::vector<std::int64_t>{1});
-  EXPECT_EQ(log.count("\tOBEX Server is running"), 1);
-  EXPECT_EQ(log.texts().back(), "<run");
-  EXPECT_TRUE(log.has("\tterminating server."));
+TEST_F(PushServer, TakesInputUntilItIsDisabled) {
+  obex.server().timeOut().fail(-1).fail(-7);
+  endWithDisable();
+  server->run();
+  expectRun({{">run"}, kOpen, kInput, kInput, kInput, kDisable, kClose, kEnd});
+  EXPECT_EQ(obex.liveHandles(), 0);
 }
 
-TEST_F(OBEXServerTest, TheLineOnStandardOutputComesWithTracingOff) {
+TEST_F(PushServer, AnnouncesItselfOnStandardOutput) {
+  disable();
+  setLogLevel(kLogError);
   ::testing::internal::CaptureStdout();
-  Spawn();
-  ASSERT_TRUE(obex.waitForCalls("OBEX_HandleInput"));
-  StopAndWait();
+  server->run();
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "OBEX SERVER IS RUNNING\n");
 }
 
-TEST_F(OBEXServerTest, DisabledBeforeItServesItOpensAndClosesOnce) {
-  server.setEnable(false);
-  server.run();
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").size(), 1U);
-  EXPECT_THAT(obex.calls("OBEX_HandleInput"), IsEmpty());
-  EXPECT_EQ(obex.calls("OBEX_Cleanup").size(), 1U);
+TEST_F(PushServer, TakesNoInputWhenDisabledBefore) {
+  disable();
+  server->run();
+  expectRun({{">run"}, kOpen, kClose, kEnd});
 }
 
-TEST_F(OBEXServerTest, AFailingInitIsTriedAgainEvery50MillisecondsWithoutEnd) {
-  obex.failInit(6);
-  LogRecorder log;
-  const auto began = std::chrono::steady_clock::now();
-  server.setEnable(false);
-  server.run();
-  EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(6 * 50));
-  EXPECT_THAT(log.texts(2), ElementsAre(kInitFailed, kInitFailed, kInitFailed, kInitFailed,
-                                        kInitFailed, kInitFailed));
-  EXPECT_EQ(obex.calls("OBEX_Cleanup").size(), 7U);
-  EXPECT_EQ(obex.calls("OBEX_Cleanup").front().handle, 0);
+TEST_F(PushServer, ServesWhenEnabledAgain) {
+  server->setEnable(false);
+  server->setEnable(true);
+  endWithDisable();
+  recording.forget();
+  server->run();
+  expectRun({{">run"}, kOpen, kDisable, kClose, kEnd});
 }
 
-TEST_F(OBEXServerTest, DisablingDoesNotEndAServerThatKeepsFailing) {
-  obex.failInit(FakeOpenObex::kForever);
-  Spawn();
-  ASSERT_TRUE(obex.waitForCalls("OBEX_Init", 2));
-  server.setEnable(false);
-  ASSERT_TRUE(obex.waitForCalls("OBEX_Init", 5));
-  obex.failInit(0);
-  server.waitForThreadCompletion();
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").size(), 1U);
+TEST_F(PushServer, RetriesAFailedInitWithoutEndAlsoWhenDisabled) {
+  obex.failInit(13);
+  disable();
+  server->run();
+  std::vector<Entries> parts(13, kFailedInit);
+  parts.insert(parts.begin(), Entries{">run"});
+  parts.insert(parts.end(), {kOpen, kClose, kEnd});
+  expectRun(parts);
 }
 
-TEST_F(OBEXServerTest, RegistrationIsTriedTenTimesAtOnce) {
+TEST_F(PushServer, TriesToRegisterTenTimesWithoutAPause) {
   obex.failRegister(10);
-  LogRecorder log;
-  server.setEnable(false);
-  server.run();
-  std::vector<std::string> expected;
-  for (int left = 9; left >= 0; --left) expected.push_back(RegisterError(left));
-  expected.push_back(kInitFailed);
-  EXPECT_EQ(log.texts(2), expected);
-  EXPECT_EQ(obex.calls("OBEX_Init").size(), 2U);
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").size(), 11U);
+  disable();
+  server->run();
+  Entries tries = {">run", "OBEX_Init 4 0", "OBEX_SetUserData"};
+  for (int left = 9; left >= 0; --left) {
+    tries.insert(tries.end(), {"BtOBEX_ServerRegister 4", registerError(left)});
+  }
+  expectRun({tries, {"OBEX_Cleanup", kInitFailed, "sleep 50 ms"}, kOpen, kClose, kEnd});
 }
 
-TEST_F(OBEXServerTest, WithoutFurtherAttemptsOneCycleIsAll) {
-  obex.failInit(FakeOpenObex::kForever);
-  server.setInitAttempts(10, 0);
-  LogRecorder log;
-  server.run();
-  EXPECT_THAT(log.texts(2), ElementsAre(kGivenUp));
-  EXPECT_THAT(log.texts(), ElementsAre(">run", kGivenUp));
-  EXPECT_EQ(obex.calls("OBEX_Init").size(), 1U);
+TEST_F(PushServer, ServesWhenALaterRegistrationSucceeds) {
+  obex.failRegister(9);
+  disable();
+  server->run();
+  EXPECT_EQ(recording.count("OBEX_Init 4 0"), 1);
+  EXPECT_EQ(recording.count("\tOBEX Server is running"), 1);
 }
 
-TEST_F(OBEXServerTest, NFurtherAttemptsAreNPlusOneCycles) {
-  obex.failRegister(FakeOpenObex::kForever);
-  server.setInitAttempts(1, 2);
-  LogRecorder log;
-  server.run();
-  EXPECT_THAT(log.texts(2), ElementsAre(RegisterError(0), kInitFailed, RegisterError(0),
-                                        kInitFailed, RegisterError(0), kGivenUp));
-  EXPECT_EQ(obex.calls("OBEX_Init").size(), 3U);
-  EXPECT_EQ(obex.liveHandles(), 0);
+TEST_F(PushServer, GivesUpAfterOneFailedInitWithoutFurtherAttempts) {
+  obex.failInit(openobex::fake::FakeOpenObex::kForever);
+  server->setInitAttempts(10, 0);
+  server->run();
+  recording.expect({">run", "OBEX_Init 4 0", "OBEX_Cleanup null", kGivenUp});
 }
 
-TEST_F(OBEXServerTest, ARegisterBudgetBelowOneIsStillOneTry) {
-  obex.failRegister(FakeOpenObex::kForever);
-  server.setInitAttempts(0, 0);
-  LogRecorder log;
-  server.run();
-  EXPECT_THAT(log.texts(2), ElementsAre(RegisterError(-1), kGivenUp));
-  server.setInitAttempts(-5, 0);
-  server.run();
-  EXPECT_THAT(log.texts(2), Contains(RegisterError(-6)));
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").size(), 2U);
+TEST_F(PushServer, GivesUpAfterTheFurtherAttemptsHaveFailed) {
+  obex.failRegister(openobex::fake::FakeOpenObex::kForever);
+  server->setInitAttempts(1, 2);
+  server->run();
+  const Entries cycle = {"OBEX_Init 4 0", "OBEX_SetUserData", "BtOBEX_ServerRegister 4",
+                         registerError(0), "OBEX_Cleanup"};
+  const Entries retry = {kInitFailed, "sleep 50 ms"};
+  expectRun({{">run"}, cycle, retry, cycle, retry, cycle, {kGivenUp}});
 }
 
-TEST_F(OBEXServerTest, ALinkErrorOpensAndRegistersAnew) {
+TEST_F(PushServer, TriesToRegisterOnceWithABudgetBelowOne) {
+  obex.failRegister(openobex::fake::FakeOpenObex::kForever);
+  for (const int budget : {0, -5}) {
+    server->setInitAttempts(budget, 0);
+    server->run();
+    recording.expect({">run", "OBEX_Init 4 0", "OBEX_SetUserData", "BtOBEX_ServerRegister 4",
+                      registerError(budget - 1), "OBEX_Cleanup", kGivenUp});
+  }
+}
+
+TEST_F(PushServer, OpensAndRegistersAnewAfterALinkError) {
   obex.server().linkError();
-  LogRecorder log;
-  Spawn();
-  ASSERT_TRUE(obex.waitForCalls("BtOBEX_ServerRegister", 2));
-  ASSERT_TRUE(obex.waitForCalls("OBEX_HandleInput", 2));
-  StopAndWait();
-  EXPECT_EQ(log.count("\tOBEX_EV_LINKERR"), 1);
-  EXPECT_EQ(log.count("\treseting server."), 1);
-  EXPECT_EQ(log.count("\tterminating server."), 1);
-  EXPECT_THAT(log.texts(2), IsEmpty());
-  EXPECT_EQ(obex.liveHandles(), 0);
+  endWithDisable();
+  server->run();
+  expectRun({{">run"}, kOpen, kLinkError, kClose, kReset, kOpen, kDisable, kClose, kEnd});
 }
 
-TEST_F(OBEXServerTest, AResetIsNoFailureAndReloadsTheRegisterBudget) {
-  server.setInitAttempts(2, 0);
+TEST_F(PushServer, ReloadsTheRegisterBudgetAndCountsNoFailureOnAReset) {
+  server->setInitAttempts(2, 0);
   obex.server().linkError().call([this] { obex.failRegister(1); }).linkError().linkError();
-  obex.server().call([this] { server.setEnable(false); });
-  LogRecorder log;
-  server.run();
-  EXPECT_THAT(log.texts(2), ElementsAre(RegisterError(1)));
-  EXPECT_EQ(log.count("\treseting server."), 3);
+  endWithDisable();
+  server->run();
+  EXPECT_EQ(recording.count(registerError(1)), 1);
+  EXPECT_EQ(recording.count("\treseting server."), 3);
+  EXPECT_EQ(recording.entries().back(), "<run");
 }
 
-TEST_F(OBEXServerTest, DisabledInsideALinkErrorItStillOpensOnceMore) {
+TEST_F(PushServer, CountsNoFailureWhenTheLinkBreaks) {
+  server->setInitAttempts(1, 1);
+  obex.server().call([this] { obex.failInit(1); }).linkError();
+  endWithDisable();
+  server->run();
+  EXPECT_EQ(recording.count(kInitFailed), 1);
+  EXPECT_EQ(recording.entries().back(), "<run");
+}
+
+TEST_F(PushServer, RemembersFailuresWhenTheLinkBreaks) {
+  server->setInitAttempts(1, 1);
+  obex.failInit(1);
+  obex.server().linkError().call([this] { obex.failInit(2); }).linkError();
+  server->run();
+  EXPECT_EQ(recording.count(kInitFailed), 1);
+  EXPECT_EQ(recording.entries().back(), kGivenUp);
+}
+
+TEST_F(PushServer, OpensOnceMoreWhenDisabledInsideALinkError) {
   openobex::fake::Input input;
-  input.hook = [this] { server.setEnable(false); };
+  input.hook = [this] { server->setEnable(false); };
   input.events = {{.event = OBEX_EV_LINKERR, .withoutObject = true}};
-  input.result = -1;
   obex.server().input(input);
-  LogRecorder log;
-  server.run();
-  EXPECT_EQ(obex.calls("BtOBEX_ServerRegister").size(), 2U);
-  EXPECT_EQ(obex.calls("OBEX_HandleInput").size(), 1U);
-  EXPECT_EQ(log.texts().back(), "<run");
+  server->run();
+  EXPECT_EQ(recording.count("BtOBEX_ServerRegister 4"), 2);
+  EXPECT_EQ(recording.count("OBEX_HandleInput 1"), 1);
+  EXPECT_EQ(recording.entries().back(), "<run");
 }
 
-TEST_F(OBEXServerTest, ErrorsAndTimeOutsOfTheInputDoNotEndTheLoop) {
-  obex.server().fail(-1).timeOut().fail(-7);
-  obex.server().call([this] { server.setEnable(false); });
-  server.run();
-  EXPECT_EQ(obex.calls("OBEX_HandleInput").size(), 4U);
-  EXPECT_EQ(obex.calls("OBEX_Init").size(), 1U);
-}
-
-TEST_F(OBEXServerTest, EventsWithoutAHandlerAreTracedAndIgnored) {
-  for (const int event : {3, 5, 6, 7, 8, 9, 10, 12, 0x99}) {
+TEST_F(PushServer, TracesEventsWithoutAHandler) {
+  const std::vector<std::pair<int, std::string>> events = {{3, "03"},  {5, "05"},  {6, "06"},
+                                                           {7, "07"},  {8, "08"},  {9, "09"},
+                                                           {10, "0a"}, {12, "0c"}, {0x99, "99"}};
+  std::vector<Entries> parts = {{">run"}, kOpen};
+  for (const auto& [event, code] : events) {
     obex.server().deliver({.event = event});
+    parts.push_back({"OBEX_HandleInput 1", ">handleObexEvent", "\tUnhandled event " + code + "!",
+                     "<handleObexEvent"});
   }
-  obex.server().call([this] { server.setEnable(false); });
-  LogRecorder log;
-  server.run();
-  for (const char* code : {"03", "05", "06", "07", "08", "09", "0a", "0c", "99"}) {
-    EXPECT_EQ(log.count("\tUnhandled event " + std::string(code) + "!"), 1) << code;
-  }
-  EXPECT_EQ(log.count(">handleObexEvent"), 9);
-  EXPECT_EQ(log.count("<handleObexEvent"), 9);
-  EXPECT_THAT(obex.responses(), IsEmpty());
+  endWithDisable();
+  server->run();
+  parts.insert(parts.end(), {kDisable, kClose, kEnd});
+  expectRun(parts);
 }
 
-TEST(OBEXServerLifeTest, ConstructionAndDestructionAreTraced) {
-  FakeOpenObex obex;
-  LogRecorder log;
-  { OBEXServer server; }
-  EXPECT_THAT(log.lines(),
-              ElementsAre(RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, ">OBEXServer"},
-                          RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, "<OBEXServer"},
-                          RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, ">~OBEXServer"},
-                          RecordedLine{"OBEX Service", "./src/OBEXServer.cpp", 5, "<~OBEXServer"}));
-  EXPECT_THAT(obex.calls(), IsEmpty());
+TEST_F(PushServer, OwnsItsEventHandler) {
+  recording.watch(OBEXServer::m_obexEventHandler, "event handler");
+  server.reset();
+  recording.expect({">~OBEXServer", "delete event handler", "<~OBEXServer"});
+  EXPECT_EQ(OBEXServer::m_obexEventHandler, nullptr);
+  server.emplace();
+  recording.expect({">OBEXServer", "<OBEXServer"});
+  EXPECT_NE(OBEXServer::m_obexEventHandler, nullptr);
+}
+
+TEST_F(PushServer, LogsUnderItsComponentAndSource) {
+  class Line : public LogSink {
+   public:
+    Line() { addLogSink(this); }
+    ~Line() override { removeLogSink(this); }
+    void write(const LogLine& line) override {
+      place = std::string(line.component) + "|" + std::string(line.source);
+    }
+    std::string place;
+  } line;
+  server->setEnable(true);
+  EXPECT_EQ(line.place, "OBEX Service|./src/OBEXServer.cpp");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The card reader: the message that asks the phonebook to write an entry.
+// The card reader: the phonebook write message.
 
 #include "tests/src/CardFixture.h"
 
@@ -12,20 +12,20 @@ constexpr const char* kAfter = "<Group>0</Group></Entry></Schema>";
 
 class PhoneBookMessageTest : public CardTest {
  protected:
-  /// The message holds these elements, in front of the group that every message has.
+  /// Expects these elements in front of the group, which every message has.
   void ExpectMessage(const std::string& elements) {
     EXPECT_EQ(Message(), kBefore + elements + kAfter);
   }
 };
 
-TEST_F(PhoneBookMessageTest, AnEntryOfNothingHoldsOnlyTheGroup) {
+TEST_F(PhoneBookMessageTest, WritesOnlyTheGroupForAnEmptyCard) {
   FeedCard("VERSION:2.1\nFN:nothing");
   ExpectMessage("");
 }
 
-TEST_F(PhoneBookMessageTest, TheMessageNeedsNoCardAtAll) { ExpectMessage(""); }
+TEST_F(PhoneBookMessageTest, WritesAMessageWithoutACard) { ExpectMessage(""); }
 
-TEST_F(PhoneBookMessageTest, AnEntryOfANameAndANumberIsOneLine) {
+TEST_F(PhoneBookMessageTest, WritesANameAndANumber) {
   FeedCard("N:Doe;John\nTEL:123");
   EXPECT_EQ(Message(),
             "<?xml version=\"1.0\" encoding=\"utf-8\"?><Schema name=\"PhoneBook\">"
@@ -34,7 +34,7 @@ TEST_F(PhoneBookMessageTest, AnEntryOfANameAndANumberIsOneLine) {
             "<Group>0</Group></Entry></Schema>");
 }
 
-TEST_F(PhoneBookMessageTest, ElementsHaveTheirOrder) {
+TEST_F(PhoneBookMessageTest, WritesElementsInOrder) {
   FeedCard(
       "PHOTO;TYPE=GIF;BASE64:QUJD\nTITLE:j\nORG:c\nADR:a1\nADR:a2\nEMAIL:e\nTEL;HOME:4\n"
       "TEL;CELL:3\nTEL;WORK:1\nTEL;WORK:2\nN:s;f");
@@ -45,33 +45,33 @@ TEST_F(PhoneBookMessageTest, ElementsHaveTheirOrder) {
       "<DefaultNumber>2</DefaultNumber><Picture>photosf.gif</Picture>");
 }
 
-TEST_F(PhoneBookMessageTest, ThePreferredNumberIsTheDefaultNumber) {
+TEST_F(PhoneBookMessageTest, WritesThePreferredNumberAsDefault) {
   FeedCard("TEL:1\nTEL;HOME;PREF:9");
   ExpectMessage("<Office>1</Office><Private>9</Private><DefaultNumber>4</DefaultNumber>");
 }
 
-TEST_F(PhoneBookMessageTest, ADroppedNumberLeavesNoDefaultNumber) {
+TEST_F(PhoneBookMessageTest, WritesNoDefaultForADroppedNumber) {
   FeedCard("TEL;FAX:1");
   ExpectMessage("");
 }
 
-TEST_F(PhoneBookMessageTest, TheEncodingIsNamedAsItIsGiven) {
+TEST_F(PhoneBookMessageTest, NamesTheGivenEncoding) {
   EXPECT_TRUE(reader.getPhoneBookWriteMessage("a\"<b").starts_with(
       "<?xml version=\"1.0\" encoding=\"a\"<b\"?><Schema"));
 }
 
-TEST_F(PhoneBookMessageTest, AskedTwiceTheMessageIsTheSame) {
+TEST_F(PhoneBookMessageTest, WritesTheSameMessageTwice) {
   FeedCard("N:Doe;John\nTEL:1");
   const std::string first = Message();
   EXPECT_EQ(Message(), first);
 }
 
-TEST_F(PhoneBookMessageTest, TheMessageStaysInTheReader) {
+TEST_F(PhoneBookMessageTest, KeepsTheMessageInTheReader) {
   const std::string& message = Message();
   EXPECT_EQ(&Message(), &message);
 }
 
-TEST_F(PhoneBookMessageTest, ClearingEmptiesTheMessageAndNothingElse) {
+TEST_F(PhoneBookMessageTest, ClearsTheMessageAndNothingElse) {
   FeedCard("N:Doe\nTEL:1");
   const std::string& message = Message();
   const std::string before = message;
@@ -80,7 +80,7 @@ TEST_F(PhoneBookMessageTest, ClearingEmptiesTheMessageAndNothingElse) {
   EXPECT_EQ(Message(), before);
 }
 
-TEST_F(PhoneBookMessageTest, TheEntryIsBuiltBeforeWhatStandsAroundIt) {
+TEST_F(PhoneBookMessageTest, TracesTheEntryBeforeItsFrame) {
   FeedCard("PHOTO;TYPE=GIF:x");
   const LogRecorder log;
   Message();
@@ -94,19 +94,32 @@ TEST_F(PhoneBookMessageTest, TheEntryIsBuiltBeforeWhatStandsAroundIt) {
 
 // Escaping
 
-TEST_F(PhoneBookMessageTest, TheFiveSpecialCharactersAreEscaped) {
+TEST_F(PhoneBookMessageTest, EscapesTheFiveSpecialCharacters) {
   FeedCard("N:O'Neil\nORG:A&B<C>\nTITLE:\"x\"");
   ExpectMessage(
       "<Surname>O&apos;Neil</Surname><Company>A&amp;B&lt;C&gt;</Company>"
       "<JobFunction>&quot;x&quot;</JobFunction>");
 }
 
-TEST_F(PhoneBookMessageTest, AnEntityIsEscapedOnceMore) {
+TEST_F(PhoneBookMessageTest, EscapesASpecialCharacterAnywhereInALongText) {
+  for (const auto& [character, entity] :
+       {std::pair('&', "&amp;"), std::pair('<', "&lt;"), std::pair('>', "&gt;"),
+        std::pair('\'', "&apos;"), std::pair('"', "&quot;")}) {
+    for (std::size_t place = 0; place <= 150; ++place) {
+      const std::string before(place, 'x');
+      const std::string behind(150 - place, 'y');
+      EXPECT_EQ(reader.addProperty("a", before + character + behind, "", 0, true),
+                "<a>" + before + entity + behind + "</a>");
+    }
+  }
+}
+
+TEST_F(PhoneBookMessageTest, EscapesAnEntityAgain) {
   FeedCard("ORG:&amp;&lt;");
   ExpectMessage("<Company>&amp;amp;&amp;lt;</Company>");
 }
 
-TEST_F(PhoneBookMessageTest, EveryFieldIsEscaped) {
+TEST_F(PhoneBookMessageTest, EscapesEveryField) {
   FeedCard(
       "PHOTO;TYPE=GIF:x\nN:&1;&2\nTEL;WORK:&3\nTEL;WORK:&4\nTEL;CELL:&5\nTEL;HOME:&6\nEMAIL:&7\n"
       "ADR:&8\nADR:&9\nORG:&10\nTITLE:&11");
@@ -118,43 +131,43 @@ TEST_F(PhoneBookMessageTest, EveryFieldIsEscaped) {
       "<DefaultNumber>2</DefaultNumber><Picture>photo&amp;1&amp;2.gif</Picture>");
 }
 
-TEST_F(PhoneBookMessageTest, MarkupInACardStaysText) {
+TEST_F(PhoneBookMessageTest, KeepsMarkupOfACardAsText) {
   FeedCard("N:</Surname><Group>9</Group>");
   ExpectMessage("<Surname>&lt;/Surname&gt;&lt;Group&gt;9&lt;/Group&gt;</Surname>");
 }
 
 // One element
 
-TEST_F(PhoneBookMessageTest, AnEmptyValueGivesNoElement) {
+TEST_F(PhoneBookMessageTest, WritesNoElementForAnEmptyValue) {
   EXPECT_EQ(reader.addProperty("a", "", "b=\"c\"", 5, true), "");
 }
 
-TEST_F(PhoneBookMessageTest, AnElementMayHaveAttributes) {
+TEST_F(PhoneBookMessageTest, WritesAttributes) {
   EXPECT_EQ(reader.addProperty("a", "x", "", 0, false), "<a>x</a>");
   EXPECT_EQ(reader.addProperty("a", "x", "b=\"c\"", 0, false), "<a b=\"c\">x</a>");
 }
 
-TEST_F(PhoneBookMessageTest, OnlyTheValueIsEscapedAndOnlyWhereAsked) {
+TEST_F(PhoneBookMessageTest, EscapesOnlyTheValueAndOnlyOnRequest) {
   EXPECT_EQ(reader.addProperty("a&", "<&>", "b=\"c\"", 0, true), "<a& b=\"c\">&lt;&amp;&gt;</a&>");
   EXPECT_EQ(reader.addProperty("a", "<&'>\"", "", 0, false), "<a><&'>\"</a>");
 }
 
-TEST_F(PhoneBookMessageTest, ALongValueIsCut) {
+TEST_F(PhoneBookMessageTest, CutsALongValue) {
   EXPECT_EQ(reader.addProperty("a", "0123456789", "", 8, false), "<a>01234...</a>");
   EXPECT_EQ(reader.addProperty("a", "0123456789", "", 9, false), "<a>012345...</a>");
   EXPECT_EQ(reader.addProperty("a", "0123456789", "", 3, false), "<a>...</a>");
 }
 
-TEST_F(PhoneBookMessageTest, AValueOfTheGreatestLengthIsNotCut) {
+TEST_F(PhoneBookMessageTest, KeepsAValueOfMaximumLength) {
   EXPECT_EQ(reader.addProperty("a", "0123456789", "", 10, false), "<a>0123456789</a>");
   EXPECT_EQ(reader.addProperty("a", "0123456789", "", 0, false), "<a>0123456789</a>");
 }
 
-TEST_F(PhoneBookMessageTest, AValueIsCutBeforeItIsEscaped) {
+TEST_F(PhoneBookMessageTest, CutsBeforeItEscapes) {
   EXPECT_EQ(reader.addProperty("a", "<<<<<<", "", 5, true), "<a>&lt;&lt;...</a>");
 }
 
-TEST_F(PhoneBookMessageTest, ACutCountsBytes) {
+TEST_F(PhoneBookMessageTest, CountsBytesWhenItCuts) {
   EXPECT_EQ(reader.addProperty("a", "\xC3\xA9\xC3\xA9\xC3\xA9", "", 4, false), "<a>\xC3...</a>");
 }
 

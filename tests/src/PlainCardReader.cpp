@@ -12,7 +12,7 @@ bool same(const std::string& a, const std::string& b) {
   return strcasecmp(a.c_str(), b.c_str()) == 0;
 }
 
-/// What a reader of zero-terminated text sees of the bytes.
+/// The bytes up to the first zero byte.
 std::string upToZero(const std::string& bytes) { return bytes.substr(0, bytes.find('\0')); }
 
 const std::vector<std::pair<std::string, std::string>> kExtensions = {

@@ -8,14 +8,13 @@
 
 namespace test {
 
-/// A second reader of cards, written to be compared with CARD_Parser. Of the lines that say that an
-/// operation is left (`<name`) it writes none, all others in the same order.
+/// A plain reimplementation of CARD_Parser for the differential test. Its log has no exit traces.
 class PlainCardReader : public PlainTokenizer {
  public:
   std::string message();
   const std::vector<StoredPhoto>& photos() const { return m_photos; }
 
-  /// From now on there is no storage, or the storage refuses.
+  /// From now on: no storage, or one that refuses.
   void withoutStorage() { m_storage = Storage::None; }
   void withRefusingStorage() { m_storage = Storage::Refusing; }
 

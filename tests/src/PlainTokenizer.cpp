@@ -14,7 +14,7 @@ bool isWhite(char c) {
 
 bool same(const std::string& a, const char* b) { return strcasecmp(a.c_str(), b) == 0; }
 
-/// The place of a character in the BASE64 alphabet, or nothing.
+/// The value of a BASE64 character; none for other characters.
 std::optional<int> ordinal(char c) {
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   const std::size_t place = alphabet.find(c);
@@ -195,7 +195,7 @@ bool PlainTokenizer::quotedPrintable(char c) {
     m_pending.clear();
     return m_qpEscape = true;
   }
-  // A zero byte in place of the first digit leaves it awaited.
+  // A zero byte does not count as the first digit.
   if (m_pending.empty() && c == '\0') return true;
   m_pending += c;
   if (m_pending.size() < 2) return true;

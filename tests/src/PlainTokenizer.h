@@ -11,16 +11,15 @@
 
 namespace test {
 
-/// A second tokenizer of vCard text, written to be compared with CARDCAL_Parser: the same behaviour
-/// in the most obvious words, slow, and without a thought for memory. It shares no code with the
-/// tested one. Each state has one function, and each row of its rules one line.
+/// A plain reimplementation of CARDCAL_Parser for the differential test: slow, obvious, and without
+/// shared code. Each state has one function, each rule one line.
 class PlainTokenizer {
  public:
   virtual ~PlainTokenizer() = default;
 
   bool parse(std::string_view bytes);
 
-  /// Log lines are kept only after this; one is written for each character.
+  /// Keeps log lines from now on, one for each character.
   void keepLog() { m_keepsLog = true; }
   const std::vector<RecordedLine>& log() const { return m_log; }
 
@@ -37,10 +36,10 @@ class PlainTokenizer {
   enum class State { PropName, ParamBN, ParamIN, ParamBV, ParamIV, PropData };
   enum class Encoding { None, QuotedPrintable, Base64, EightBit };
 
-  /// In place of a name: here ends the list, for a line that is evaluated again as well.
+  /// In place of a name: the end of the list, also when the line is evaluated again.
   static constexpr std::size_t kListEnd = 0;
 
-  /// Where a parameter stands in the line; the texts run to the next zero byte.
+  /// Offsets into the line; each text ends at the next zero byte.
   struct Place {
     std::size_t name = kListEnd;
     std::size_t value = 0;  ///< 0: none

@@ -1,4 +1,4 @@
-// The built library, as other programs find it.
+// The built plug-in, through its exported symbols.
 
 #include <bluetooth/bluetooth.h>
 #include <dlfcn.h>
@@ -31,14 +31,14 @@ class PluginTest : public ::testing::Test {
   bdaddr_t m_address{};
 };
 
-TEST_F(PluginTest, AddressesAreReadThroughItsSymbol) {
+TEST_F(PluginTest, ExportsTheConversionOfAddresses) {
   EXPECT_EQ(Read("00:1A:7D:DA:71:13"), 1);
   EXPECT_EQ(Address(), (std::vector<int>{0x13, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
   EXPECT_EQ(Read("0:1a:7d:da:71:3"), 1);
   EXPECT_EQ(Address(), (std::vector<int>{0x03, 0x71, 0xDA, 0x7D, 0x1A, 0x00}));
 }
 
-TEST_F(PluginTest, WhatIsNoAddressIsRefusedThroughItsSymbol) {
+TEST_F(PluginTest, RefusesInvalidAddressesThroughTheExport) {
   for (const char* text :
        {"00:1A:7D:DA:71", "00:1A:7D:DA:71:13:", "001A7DDA7113", "00:1G:7D:DA:71:13", ""}) {
     EXPECT_EQ(Read(text), 0) << text;

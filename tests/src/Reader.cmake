@@ -1,9 +1,9 @@
-# The reader of received cards alone, without the service and what that stands on.
+# The card reader alone, without the service.
 set(reader_dir ${CMAKE_SOURCE_DIR}/src)
 add_library(card_reader STATIC ${reader_dir}/CARDCAL_Parser.cpp ${reader_dir}/CARD_Parser.cpp)
 target_link_libraries(card_reader PUBLIC phoneframework PRIVATE phone_options)
 
-# A second reader to compare it with, and cards for both.
+# The reimplementation and the generator of the differential test.
 add_library(plain_reader STATIC CardGenerator.cpp PlainCardReader.cpp PlainTokenizer.cpp)
 target_link_libraries(plain_reader PUBLIC phoneframework PRIVATE phone_options)
 
@@ -27,7 +27,7 @@ phone_add_test(reader_tests
     PhotoTest.cpp
   LIBRARIES card_reader)
 
-# Here the allocations of the reader can be made to fail.
+# With allocations that can fail.
 phone_add_test(reader_memory_tests
   SOURCES ReaderMemoryTest.cpp MemoryFaults.cpp
   LIBRARIES card_reader)

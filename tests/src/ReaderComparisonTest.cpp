@@ -1,5 +1,5 @@
-// The readers under test and second ones, written in the plainest way, read thousands of made-up
-// cards; they must agree on everything that can be seen from outside.
+// Differential test: the tokenizer and the card reader against plain reimplementations, on
+// thousands of generated cards. Results, handler calls, photos and logs must be equal.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace test {
 namespace {
 
 constexpr std::uint64_t kBlocks = 10;
-/// Logs are compared for one card in so many: a line is written for each character.
+/// Logs are compared for one card in this many, as every character writes a line.
 constexpr std::size_t kLoggedCard = 10;
 
 /// READER_COMPARISON_CARDS in the environment sets the number of cards of all blocks.
@@ -29,7 +29,7 @@ std::uint64_t cardsPerBlock() {
   return std::max<std::uint64_t>(all / kBlocks, 1);
 }
 
-/// Refuses a share of the calls, the same ones each time.
+/// Refuses a share of the calls, reproducibly.
 class Refusals {
  public:
   Refusals(std::uint64_t seed, unsigned percent) : m_random(seed), m_percent(percent) {}
@@ -68,7 +68,7 @@ class PlainRecordingTokenizer : public PlainTokenizer {
   Refusals m_refusals;
 };
 
-/// All lines but those that say that an operation is left.
+/// The lines without exit traces.
 std::vector<RecordedLine> withoutExits(std::vector<RecordedLine> lines) {
   std::erase_if(lines, [](const RecordedLine& line) { return line.text.starts_with('<'); });
   return lines;
@@ -122,7 +122,7 @@ void CompareReaders(CardGenerator& dice, const std::string& card, bool logged) {
   EXPECT_EQ(withoutExits(log.lines()), plain.log());
 }
 
-/// Everything that one reading leaves behind.
+/// Result, message and photos of one reading.
 using Outcome = std::tuple<int, std::string, std::vector<StoredPhoto>>;
 
 Outcome Read(const std::string& card) {
@@ -171,7 +171,7 @@ TEST(ZeroBytes, AreReadTheSameWhereverTheyStand) {
   }
 }
 
-/// The comparison is worth something only while cards reach every end of the readers.
+/// Guards the generator: enough cards must succeed, fail, and carry a photo.
 TEST(MadeUpCards, AreOftenReadAndOftenRefused) {
   int read = 0;
   int withPhoto = 0;

@@ -1,5 +1,4 @@
-// The reader while memory runs out: wherever that happens the reading fails, without a crash or a
-// leak.
+// The reader without memory: whichever allocation fails, the reading fails without crash or leak.
 
 #include <memory>
 #include <optional>
@@ -18,9 +17,8 @@ const std::string kLong(3000, 'x');
 
 class ReaderMemoryTest : public ::testing::TestWithParam<MemoryFaults::Kind> {
  protected:
-  /// Reads the text with new readers, each time with another allocation failing, until none is
-  /// left to fail; only that last reading may succeed. Nothing stays allocated but the state block
-  /// that every tokenizer keeps.
+  /// Reads the text once for each allocation, letting that one fail, and expects failure until none
+  /// is left. Only the tokenizer's state block may stay allocated.
   template <typename MakeReader>
   void ExpectFailures(std::string_view text, MakeReader makeReader) {
     for (std::size_t nth = 1; !HasFailure(); ++nth) {
@@ -44,7 +42,7 @@ class ReaderMemoryTest : public ::testing::TestWithParam<MemoryFaults::Kind> {
   void ExpectTokenizerFailures(std::string_view text) {
     ExpectFailures(text, [] { return std::make_unique<RecordingParser>(); });
   }
-  /// The same where the handlers refuse every property.
+  /// The same with handlers that refuse every property.
   void ExpectRefusingTokenizerFailures(std::string_view text) {
     ExpectFailures(text, [] {
       auto parser = std::make_unique<RecordingParser>();
@@ -67,42 +65,42 @@ INSTANTIATE_TEST_SUITE_P(Failing, ReaderMemoryTest,
                            return kind.param == MemoryFaults::Kind::Once ? "Once" : "FromThen";
                          });
 
-TEST_P(ReaderMemoryTest, ALongNameFails) { ExpectTokenizerFailures(kLong + ":x\n"); }
+TEST_P(ReaderMemoryTest, FailsOnALongName) { ExpectTokenizerFailures(kLong + ":x\n"); }
 
-TEST_P(ReaderMemoryTest, LongDataFail) {
+TEST_P(ReaderMemoryTest, FailsOnLongData) {
   ExpectTokenizerFailures("N:" + kLong + "\nM;QUOTED-PRINTABLE:" + kLong + "\nO:x");
 }
 
-TEST_P(ReaderMemoryTest, DataWithoutRoomForTheirZeroByteFail) {
+TEST_P(ReaderMemoryTest, FailsWithoutRoomForTheZeroByte) {
   ExpectTokenizerFailures("N:" + std::string(128, 'x') + "\n");
 }
 
-TEST_P(ReaderMemoryTest, ALongBlockFails) {
+TEST_P(ReaderMemoryTest, FailsOnALongBase64Block) {
   std::string block = "PHOTO;BASE64:";
   for (int i = 0; i < 1000; ++i) block += "QUJD";
   ExpectTokenizerFailures(block + "\n\nN:x");
 }
 
-TEST_P(ReaderMemoryTest, ParametersFail) {
+TEST_P(ReaderMemoryTest, FailsOnParameters) {
   std::string line = "N";
   for (int i = 0; i < 100; ++i) line += ";A=b;C;LONGER-NAME=" + std::to_string(i);
   ExpectTokenizerFailures(line + ":x\nM;A:y\nO:z");
 }
 
-TEST_P(ReaderMemoryTest, AValueThatEndsWhereTheLineMustGrowFails) {
+TEST_P(ReaderMemoryTest, FailsOnAValueAtTheEndOfTheBuffer) {
   for (std::size_t length = 100; length < 140; ++length) {
     ExpectTokenizerFailures("N;A=" + std::string(length, 'v') + ":TEL:y\nM:z\n");
   }
 }
 
-TEST_P(ReaderMemoryTest, ARefusedPropertyFails) {
+TEST_P(ReaderMemoryTest, FailsOnARefusedProperty) {
   for (std::size_t length = 100; length < 140; ++length) {
     const std::string value(length, 'v');
     ExpectRefusingTokenizerFailures("A.N;A=" + value + ":" + value + ":;C=" + value + "::x");
   }
 }
 
-TEST_P(ReaderMemoryTest, ACardFails) {
+TEST_P(ReaderMemoryTest, FailsOnACard) {
   ExpectCardFailures(
       "BEGIN:VCARD\nN:Doe;John\nORG;CHARSET=UTF-8:Acme\nTEL;WORK;PREF:1\n"
       "PHOTO;TYPE=GIF;BASE64:\n QUJD\n\nADR;ENCODING=QUOTED-PRINTABLE:=41\nEND:VCARD\n");
@@ -122,7 +120,7 @@ TEST(ReaderWithoutMemory, ReadsNothing) {
   EXPECT_EQ(MemoryFaults::blocks(), before);
 }
 
-TEST(ReaderWithoutMemory, ReadsNothingMoreAfterwards) {
+TEST(ReaderWithoutMemory, ReadsNothingAfterAFailure) {
   RecordingParser parser;
   {
     const MemoryFaults faults(1, MemoryFaults::Kind::Once);
@@ -132,13 +130,13 @@ TEST(ReaderWithoutMemory, ReadsNothingMoreAfterwards) {
   EXPECT_TRUE(parser.calls.empty());
 }
 
-TEST(ReaderMemory, OnlyTheStateBlockStaysAllocated) {
+TEST(ReaderMemory, KeepsOnlyTheStateBlock) {
   const long before = MemoryFaults::blocks();
   { RecordingParser().parse("A.N;B=c;D:" + kLong + "\nM:x"); }
   EXPECT_EQ(MemoryFaults::blocks() - before, 1);
 }
 
-TEST(ReaderMemory, ALargeBufferIsGivenBackAfterItsPropertyAndASmallOneIsKept) {
+TEST(ReaderMemory, FreesALargeBufferAfterItsPropertyAndKeepsASmallOne) {
   const auto blocksAfter = [](const std::string& text) {
     RecordingParser parser;
     const long before = MemoryFaults::blocks();
@@ -150,7 +148,13 @@ TEST(ReaderMemory, ALargeBufferIsGivenBackAfterItsPropertyAndASmallOneIsKept) {
   EXPECT_EQ(blocksAfter("N:" + std::string(1025, 'x') + "\n"), kept - 1);
 }
 
-TEST(ReaderMemory, TextThatCanNotBeConvertedForWantOfMemoryIsAnError) {
+TEST(ReaderMemory, DoublesTheBufferOfALongLine) {
+  RecordingParser parser;
+  const MemoryFaults faults(20, MemoryFaults::Kind::FromThen);
+  EXPECT_EQ(parser.parse("N:" + std::string(100000, 'x') + "\n"), 1);
+}
+
+TEST(ReaderMemory, LogsAConversionWithoutMemoryAsAnError) {
   CARD_Parser reader(nullptr);
   for (const auto charset : {CHARSET_UTF8, CHARSET_ISO_8859_1}) {
     const LogRecorder log;
@@ -158,10 +162,11 @@ TEST(ReaderMemory, TextThatCanNotBeConvertedForWantOfMemoryIsAnError) {
     EXPECT_EQ(reader.data2Utf8("x", charset), nullptr);
     EXPECT_THAT(log.lines(), Contains(RecordedLine{"VCARD Parser", "CARD_Parser", 2,
                                                    "\tMemory allocation error!"}));
+    EXPECT_EQ(log.has("<latin12Utf8"), charset == CHARSET_ISO_8859_1);
   }
 }
 
-TEST(ReaderMemory, TheErrorIsWrittenWhileTracesAreNotWanted) {
+TEST(ReaderMemory, WritesTheErrorWithTracingOff) {
   CARD_Parser reader(nullptr);
   const LogRecorder log(0);
   const MemoryFaults faults(1, MemoryFaults::Kind::Once);

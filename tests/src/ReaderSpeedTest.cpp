@@ -1,5 +1,4 @@
-// The reader's time grows with the length of its input and not with its square, whatever a stranger
-// repeats in it.
+// The reader's time is linear in the length of its input, whatever the input repeats.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,7 @@
 namespace test {
 namespace {
 
-/// Handlers that cost nothing, so that only the tokenizer is measured.
+/// Empty handlers, so that only the tokenizer is measured.
 class IdleParser : public CARDCAL_Parser {
  public:
   explicit IdleParser(bool refusing) : m_refusing(refusing) {}
@@ -33,7 +32,7 @@ std::string repeated(const std::string& text, std::size_t count) {
   return all;
 }
 
-/// Seconds of this thread's processor time.
+/// This thread's CPU time in seconds.
 double timeOf(const std::function<void()>& work) {
   const auto now = [] {
     timespec time{};
@@ -64,14 +63,14 @@ void readCard(const std::string& lines) {
   EXPECT_GT(reader.getPhoneBookWriteMessage("utf-8").size(), 0U);
 }
 
-/// Makes a text of which something is repeated so many times.
+/// Makes a text with the given number of repetitions.
 using Text = std::function<std::string(std::size_t)>;
 
-/// Reads a text and one of 32 times its repetitions. That may take 256 times as long (it would take
-/// 1024 times as long if the time were quadratic), in at least one of several trials.
+/// Compares a text with one of 32 times its repetitions: quadratic time would take 1024 times as
+/// long; less than 256 times is required in one of several trials.
 void ExpectLinear(const Reading& read, const Text& text) {
   constexpr std::size_t kCount = 12500;
-  // A byte of a large text does cost more: its memory is had from the system anew each time.
+  // A byte of a large text costs more: its memory comes from the system each time.
   constexpr std::size_t kGrowth = 32;
   constexpr double kLargest = 8.0 * kGrowth;
   constexpr int kTrials = 10;
@@ -93,55 +92,55 @@ void ExpectLinear(const Reading& read, const std::string& before, const std::str
   ExpectLinear(read, [&](std::size_t count) { return before + repeated(piece, count) + after; });
 }
 
-TEST(ReaderSpeed, ManyParametersAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyParameters) {
   ExpectLinear(readIdly, "N", ";A", ":x");
   ExpectLinear(readIdly, "N", ";A=b", ":x");
 }
 
-TEST(ReaderSpeed, ManyGroupsAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyGroups) {
   ExpectLinear(readIdly, "", "A.", "N:x");
   ExpectLinear(readIdly, "", "A.N:x\n");
 }
 
-TEST(ReaderSpeed, ManyColonsAreReadInLinearTime) { ExpectLinear(readIdly, "", ":"); }
+TEST(ReaderSpeed, IsLinearForManyColons) { ExpectLinear(readIdly, "", ":"); }
 
-TEST(ReaderSpeed, ManyRefusalsAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyRefusals) {
   ExpectLinear(readRefusing, "N;A=b", ":");
   ExpectLinear(readRefusing, "A.N;A=b", ":.c");
 }
 
-TEST(ReaderSpeed, ManyRefusalsOfALongNameAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyRefusalsOfALongName) {
   ExpectLinear(readRefusing, [](std::size_t count) {
     return repeated("n", count) + ";A=b" + repeated(":", count);
   });
 }
 
-TEST(ReaderSpeed, ManyRefusalsOfManyParametersAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyRefusalsOfManyParameters) {
   ExpectLinear(readRefusing, [](std::size_t count) {
     return "N" + repeated(";A=b", count) + repeated(":", count);
   });
 }
 
-TEST(ReaderSpeed, ManyRefusalsWithNewParametersAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyRefusalsWithNewParameters) {
   ExpectLinear(readRefusing, "N;A=b", ":;C=d");
   ExpectLinear(readRefusing, [](std::size_t count) {
     return "N;A=b:" + repeated(";C=d", count) + repeated(":", count);
   });
 }
 
-TEST(ReaderSpeed, LongDataAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForLongData) {
   ExpectLinear(readIdly, "N:", "x");
   ExpectLinear(readIdly, "N;QUOTED-PRINTABLE:", "=41=\n");
   ExpectLinear(readIdly, "N;BASE64:", "\n QUJD");
 }
 
-TEST(ReaderSpeed, ManyLinesAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForManyLines) {
   ExpectLinear(readIdly, "", "no property\n");
   ExpectLinear(readIdly, "", "\n");
   ExpectLinear(readIdly, "", "N;A=b:x\n y\n");
 }
 
-TEST(ReaderSpeed, LongCardsAreReadInLinearTime) {
+TEST(ReaderSpeed, IsLinearForLongCards) {
   ExpectLinear(readCard, "N:", ";");
   ExpectLinear(readCard, "N:", "\xE9");
   ExpectLinear(readCard, "ADR;CHARSET=UTF-8:", "\xC3\xA9");
@@ -150,7 +149,7 @@ TEST(ReaderSpeed, LongCardsAreReadInLinearTime) {
   ExpectLinear(readCard, "PHOTO", ";TYPE=PNG", ":1");
 }
 
-TEST(ReaderSpeed, LongFieldsAreEscapedInLinearTime) {
+TEST(ReaderSpeed, EscapesLongFieldsInLinearTime) {
   ExpectLinear(readCard, "ORG:", "&");
   ExpectLinear(readCard, "N:", "<'\">&");
 }

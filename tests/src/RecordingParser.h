@@ -11,8 +11,7 @@
 
 namespace test {
 
-/// The tokenizer with handlers that keep what they were called with. They accept everything, unless
-/// told otherwise.
+/// A tokenizer whose handlers record their calls, and accept them unless told otherwise.
 class RecordingParser : public CARDCAL_Parser {
  public:
   using CARDCAL_Parser::parse;

@@ -8,7 +8,7 @@
 
 namespace test {
 
-/// A photo that was handed to the storage.
+/// A photo passed to the storage.
 struct StoredPhoto {
   std::string path;
   std::string bytes;
@@ -20,7 +20,7 @@ inline std::ostream& operator<<(std::ostream& out, const StoredPhoto& photo) {
   return out << photo.path << " (" << photo.bytes.size() << " bytes)";
 }
 
-/// Keeps the photos of a card, or refuses them.
+/// Records photos, or refuses them.
 class RecordingStorage : public OBEXStorage {
  public:
   int writeFile(const char* data, int size, const std::string& path) override {

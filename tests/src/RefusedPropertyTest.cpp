@@ -1,5 +1,5 @@
-// The tokenizer: a property that is refused at the end of a parameter's value doesn't end the
-// reading. The line goes on as more of that value, and a further ":" evaluates it again.
+// The tokenizer: a property refused behind a parameter value does not stop the reading. The line
+// continues as that value, and the next ":" evaluates it again.
 
 #include "tests/src/TokenizerFixture.h"
 
@@ -8,7 +8,7 @@ namespace {
 
 class RefusedPropertyTest : public TokenizerTest {};
 
-TEST_F(RefusedPropertyTest, TheNextColonEvaluatesTheLineAgain) {
+TEST_F(RefusedPropertyTest, IsEvaluatedAgainAtTheNextColon) {
   RefuseFirst(1);
   Feed("N;A=b:c:d");
   ExpectProperty("N", {With("A", "b")});
@@ -16,13 +16,13 @@ TEST_F(RefusedPropertyTest, TheNextColonEvaluatesTheLineAgain) {
   ExpectWholeData("d");
 }
 
-TEST_F(RefusedPropertyTest, TheReadingSucceedsWithoutData) {
+TEST_F(RefusedPropertyTest, SucceedsWithoutData) {
   Refuse(HandlerCall::Kind::Property);
   Feed("N;A=b:Doe");
   ExpectProperty("N", {With("A", "b")});
 }
 
-TEST_F(RefusedPropertyTest, ALineEndDoesNotEndTheValue) {
+TEST_F(RefusedPropertyTest, ContinuesAcrossALineEnd) {
   Refuse(HandlerCall::Kind::Property);
   Feed("N;A=b:Doe\nTEL:1\nORG:x\n");
   ExpectProperty("N", {With("A", "b")});
@@ -30,21 +30,21 @@ TEST_F(RefusedPropertyTest, ALineEndDoesNotEndTheValue) {
   ExpectProperty("N", {With("A", "b")});
 }
 
-TEST_F(RefusedPropertyTest, ItMayBeRefusedManyTimes) {
+TEST_F(RefusedPropertyTest, MayBeRefusedManyTimes) {
   RefuseFirst(1000);
   Feed("N;A=b" + std::string(1001, ':') + "x");
   for (int i = 0; i < 1001; ++i) ExpectProperty("N", {With("A", "b")});
   ExpectWholeData("x");
 }
 
-TEST_F(RefusedPropertyTest, TheGroupIsTheNameOfTheNextEvaluation) {
+TEST_F(RefusedPropertyTest, HasItsGroupAsNameInTheNextEvaluation) {
   RefuseFirst(2);
   Feed("A.N;B=c:d:e");
   ExpectGroup("A");
   ExpectProperty("A", {With("B", "c")});
 }
 
-TEST_F(RefusedPropertyTest, ARefusedNameBehindAGroupIsFollowedByTheGroup) {
+TEST_F(RefusedPropertyTest, HasItsGroupAsNameAfterARefusal) {
   parser.answer = [](const HandlerCall& call) { return call.text != "N"; };
   Feed("A.N;B=c:d:e");
   ExpectGroup("A");
@@ -53,7 +53,7 @@ TEST_F(RefusedPropertyTest, ARefusedNameBehindAGroupIsFollowedByTheGroup) {
   ExpectWholeData("e");
 }
 
-TEST_F(RefusedPropertyTest, OnlyTheFirstDotIsEverAGroup) {
+TEST_F(RefusedPropertyTest, HasOneGroupOnly) {
   parser.answer = [](const HandlerCall& call) { return call.kind != HandlerCall::Kind::Property; };
   Feed("A.B.C;D=e:f.g:h.i:");
   ExpectGroup("A");
@@ -62,7 +62,7 @@ TEST_F(RefusedPropertyTest, OnlyTheFirstDotIsEverAGroup) {
   ExpectProperty("A", {With("D", "e")});
 }
 
-TEST_F(RefusedPropertyTest, NewParametersAreNotListed) {
+TEST_F(RefusedPropertyTest, DoesNotListNewParameters) {
   RefuseFirst(1);
   Feed("N;A=b:c;D=e;F=g:h");
   ExpectProperty("N", {With("A", "b")});
@@ -70,7 +70,7 @@ TEST_F(RefusedPropertyTest, NewParametersAreNotListed) {
   ExpectWholeData("h");
 }
 
-TEST_F(RefusedPropertyTest, NewParametersNameTheEncoding) {
+TEST_F(RefusedPropertyTest, TakesTheEncodingFromNewParameters) {
   RefuseFirst(1);
   Feed("N;A=b:;BASE64;C=d:QUJD");
   ExpectProperty("N", {With("A", "b")});
@@ -78,7 +78,7 @@ TEST_F(RefusedPropertyTest, NewParametersNameTheEncoding) {
   ExpectWholeData("ABC");
 }
 
-TEST_F(RefusedPropertyTest, TheEncodingOfTheFirstEvaluationStays) {
+TEST_F(RefusedPropertyTest, KeepsTheEncodingOfTheFirstEvaluation) {
   RefuseFirst(1);
   Feed("N;BASE64;A=b:c:QUJD");
   ExpectProperty("N", {Bare("BASE64"), With("A", "b")});
@@ -86,7 +86,7 @@ TEST_F(RefusedPropertyTest, TheEncodingOfTheFirstEvaluationStays) {
   ExpectWholeData("ABC");
 }
 
-TEST_F(RefusedPropertyTest, ALaterEncodingOverridesTheFirst) {
+TEST_F(RefusedPropertyTest, OverridesTheEncodingByALaterOne) {
   RefuseFirst(1);
   Feed("N;BASE64;A=b:;8BIT;C=d:QUJD");
   ExpectProperty("N", {Bare("BASE64"), With("A", "b")});
@@ -94,7 +94,7 @@ TEST_F(RefusedPropertyTest, ALaterEncodingOverridesTheFirst) {
   ExpectWholeData("QUJD");
 }
 
-TEST_F(RefusedPropertyTest, AfterARefusedGroupNewParametersAreListed) {
+TEST_F(RefusedPropertyTest, ListsNewParametersAfterARefusedGroup) {
   Refuse(HandlerCall::Kind::Group);
   Feed("A.N;B=c:d;E=f:QUJD");
   ExpectGroup("A");
@@ -102,7 +102,7 @@ TEST_F(RefusedPropertyTest, AfterARefusedGroupNewParametersAreListed) {
   ExpectWholeData("QUJD");
 }
 
-TEST_F(RefusedPropertyTest, AfterARefusedGroupTheListIsThatOfItsOwnLine) {
+TEST_F(RefusedPropertyTest, ListsItsOwnParametersAfterARefusedGroup) {
   Refuse(HandlerCall::Kind::Group);
   Feed("M;X=y:z\nA.N;B=c:d:e");
   ExpectProperty("M", {With("X", "y")});
@@ -112,7 +112,7 @@ TEST_F(RefusedPropertyTest, AfterARefusedGroupTheListIsThatOfItsOwnLine) {
   ExpectWholeData("e");
 }
 
-TEST_F(RefusedPropertyTest, TheListIsRightAfterTheLineHasMoved) {
+TEST_F(RefusedPropertyTest, KeepsTheListWhenTheLineMoves) {
   RefuseFirst(3);
   const std::string filling(100000, 'x');
   Feed("N;A=b;C;D=e:" + filling + ":" + filling + ";F=" + filling + ":" + filling + ":y");
@@ -122,7 +122,7 @@ TEST_F(RefusedPropertyTest, TheListIsRightAfterTheLineHasMoved) {
   ExpectWholeData("y");
 }
 
-TEST_F(RefusedPropertyTest, TheListIsRightWhereverTheLineHasToGrow) {
+TEST_F(RefusedPropertyTest, KeepsTheListWhereverTheLineGrows) {
   for (std::size_t length = 1; length < 300; ++length) {
     RecordingParser reader;
     int left = 2;
@@ -136,20 +136,20 @@ TEST_F(RefusedPropertyTest, TheListIsRightWhereverTheLineHasToGrow) {
   }
 }
 
-TEST_F(RefusedPropertyTest, AColonInPlaceOfANewParameterFails) {
+TEST_F(RefusedPropertyTest, FailsOnAColonInPlaceOfANewParameter) {
   Refuse(HandlerCall::Kind::Property);
   FeedAndFail("N;A=b:c;:d");
   ExpectProperty("N", {With("A", "b")});
 }
 
-TEST_F(RefusedPropertyTest, ARefusalInANewParametersNameEndsTheReading) {
+TEST_F(RefusedPropertyTest, StopsWhenRefusedInANewParameterName) {
   Refuse(HandlerCall::Kind::Property);
   FeedAndFail("N;A=b:c;D:e\nM:f");
   ExpectProperty("N", {With("A", "b")});
   ExpectProperty("N", {With("A", "b")});
 }
 
-TEST_F(RefusedPropertyTest, TheNextPropertyKnowsNothingOfIt) {
+TEST_F(RefusedPropertyTest, LeavesNothingToTheNextProperty) {
   RefuseFirst(1);
   Feed("A.N;B=c:d:e\nM;F=g:h\n");
   ExpectGroup("A");
@@ -159,7 +159,7 @@ TEST_F(RefusedPropertyTest, TheNextPropertyKnowsNothingOfIt) {
   ExpectWholeData("h");
 }
 
-TEST_F(RefusedPropertyTest, ABackslashWaitsAcrossTheEvaluation) {
+TEST_F(RefusedPropertyTest, KeepsABackslashAcrossTheEvaluation) {
   RefuseFirst(1);
   Feed("N;A=b\\:;C=d:e");
   ExpectProperty("N", {With("A", "b")});

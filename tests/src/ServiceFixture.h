@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -15,8 +14,8 @@
 #include "framework/Executable.h"
 #include "framework/MobilityServiceIfc.h"
 #include "src/OBEXService.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/WaitFor.h"
+#include "tests/openobex/FakeOpenObex.h"
+#include "tests/src/Recording.h"
 
 namespace test {
 
@@ -27,12 +26,13 @@ class PeerService : public Executable {
   void shutdown() override {}
 };
 
-/// Answers requests with what it was told, "<ok/>" when there is nothing more, and keeps them.
-class RecordingDirectory : public PeerService, public DirectoryServiceIfc {
+/// Gives the prepared answers, then "<ok/>". Recorded as "directory read" and "directory write
+/// MESSAGE".
+class FakeDirectory : public PeerService, public DirectoryServiceIfc {
  public:
   std::string handleRequest(const std::string& request) override {
-    if (onRequest) onRequest(request);
-    const std::lock_guard lock(m_mutex);
+    const bool reads = request.find("read_request") != std::string::npos;
+    Recording::add(reads ? "directory read" : "directory write " + request);
     requests.push_back(request);
     if (answers.empty()) return "<ok/>";
     std::string answer = answers.front();
@@ -42,89 +42,92 @@ class RecordingDirectory : public PeerService, public DirectoryServiceIfc {
 
   std::deque<std::string> answers;
   std::vector<std::string> requests;
-  std::function<void(const std::string&)> onRequest;
-
- private:
-  std::mutex m_mutex;
 };
 
-class RecordingMobility : public PeerService, public MobilityServiceIfc {
+class FakeMobility : public PeerService, public MobilityServiceIfc {
  public:
   bool registerFile(const std::string& path) override {
-    paths.push_back(path);
-    return false;  // the service doesn't look at it
+    Recording::add("registerFile " + path);
+    return false;  // ignored by the service
   }
-
-  std::vector<std::string> paths;
 };
 
-class PhoneContext : public Context {
+class FakeContext : public Context {
  public:
   Executable* getService(const std::string& name) override {
-    lookups.push_back(name);
+    Recording::add("getService " + name);
     const auto found = services.find(name);
     return found == services.end() ? nullptr : found->second;
   }
 
   std::map<std::string, Executable*> services;
-  std::vector<std::string> lookups;
 };
 
-/// Keeps every call as a text: "vCardReceived(first, 2)".
-class RecordingObserver final : public OBEXServiceObserverIfc {
+/// Recorded as "vCardReceived(first, 2)", behind its own name if it has one.
+class FakeObserver final : public OBEXServiceObserverIfc {
  public:
+  explicit FakeObserver(std::string name = "") : m_name(std::move(name)) {}
+
   void vCardReceived(const std::string& vcard, int count) override {
-    record("vCardReceived(" + vcard + ", " + std::to_string(count) + ")");
+    called("vCardReceived(" + vcard + ", " + std::to_string(count) + ")");
   }
   void vCardError(const std::string& error, int count) override {
-    record("vCardError(" + error + ", " + std::to_string(count) + ")");
+    called("vCardError(" + error + ", " + std::to_string(count) + ")");
   }
   void vCardDestRequest(const std::string& info) override {
-    record("vCardDestRequest(" + info + ")");
+    called("vCardDestRequest(" + info + ")");
   }
-  void vCardSendSucc(const std::string& info) override { record("vCardSendSucc(" + info + ")"); }
+  void vCardSendSucc(const std::string& info) override { called("vCardSendSucc(" + info + ")"); }
   void vCardSendErr(const std::string& info, const std::string& bda, int channel) override {
-    record("vCardSendErr(" + info + ", " + bda + ", " + std::to_string(channel) + ")");
+    called("vCardSendErr(" + info + ", " + bda + ", " + std::to_string(channel) + ")");
   }
-  void vCardAccept(const std::string& vcard) override { record("vCardAccept(" + vcard + ")"); }
+  void vCardAccept(const std::string& vcard) override { called("vCardAccept(" + vcard + ")"); }
 
-  std::vector<std::string> calls() const {
-    const std::lock_guard lock(m_mutex);
-    return m_calls;
-  }
-
-  /// Called with each text, before it is kept.
-  std::function<void(const std::string&)> onCall;
+  std::vector<std::string> calls;
+  /// Called inside each call.
+  std::function<void()> onCall;
 
  private:
-  void record(const std::string& call) {
-    if (onCall) onCall(call);
-    const std::lock_guard lock(m_mutex);
-    m_calls.push_back(call);
+  void called(const std::string& call) {
+    Recording::add(m_name.empty() ? call : m_name + " " + call);
+    calls.push_back(call);
+    if (onCall) onCall();
   }
 
-  mutable std::mutex m_mutex;
-  std::vector<std::string> m_calls;
+  const std::string m_name;
 };
 
-/// A service among recording peers.
+/// A service on the recording framework, among fakes of everything that it calls.
 class ServiceTest : public ::testing::Test {
  protected:
-  ServiceTest() {
+  /// `source` is the file whose trace lines stand for themselves.
+  explicit ServiceTest(std::string source = "OBEXService") : recording(std::move(source)) {
+    recording.listenTo(obex);
     context.services = {{"DirectoryServiceIfc", &directory}, {"MobilityServiceIfc", &mobility}};
   }
 
-  void Init() { service.init(context); }
-  void InitAndSubscribe() {
-    Init();
-    service.subscribe(&observer);
+  void init() {
+    service.init(context);
+    recording.forget();
   }
-  void ExpectCalls(const std::vector<std::string>& calls) { EXPECT_EQ(observer.calls(), calls); }
+  void initAndSubscribe() {
+    service.init(context);
+    service.subscribe(&observer);
+    recording.forget();
+  }
+  /// Another observer, behind the first.
+  void subscribeSecond() {
+    service.subscribe(&second);
+    recording.forget();
+  }
 
-  RecordingDirectory directory;
-  RecordingMobility mobility;
-  PhoneContext context;
-  RecordingObserver observer;
+  Recording recording;
+  openobex::fake::FakeOpenObex obex;
+  FakeDirectory directory;
+  FakeMobility mobility;
+  FakeContext context;
+  FakeObserver observer;
+  FakeObserver second{"second"};
   OBEXService service;
 };
 

@@ -11,8 +11,8 @@
 
 namespace test {
 
-/// Feeds text to a tokenizer and expects what its handlers are called with, call after call. When a
-/// test is over, every call must have been expected.
+/// Feeds text to a tokenizer and checks the calls of its handlers in order. Calls left over at the
+/// end of a test fail it.
 class TokenizerTest : public ::testing::Test {
  protected:
   using Parameters = std::vector<PropertyParameter>;
@@ -23,7 +23,7 @@ class TokenizerTest : public ::testing::Test {
     }
   }
 
-  /// Reads the text, zero bytes included, which must succeed.
+  /// Reads the text, zero bytes included, and expects success.
   void Feed(std::string_view text) { EXPECT_EQ(parser.parse(text), 1) << readable(text); }
   void FeedAndFail(std::string_view text) { EXPECT_EQ(parser.parse(text), 0) << readable(text); }
 
@@ -37,17 +37,17 @@ class TokenizerTest : public ::testing::Test {
     ExpectCall({HandlerCall::Kind::Data, std::string(data), {}});
   }
   void ExpectEnd() { ExpectCall({HandlerCall::Kind::End, "", {}}); }
-  /// Data of one call, then the end of the property.
+  /// Expects one call with data and the end of the property.
   void ExpectWholeData(std::string_view data) {
     ExpectData(data);
     ExpectEnd();
   }
-  /// A property without parameters, with its data.
+  /// Expects a property without parameters, with its data.
   void ExpectLine(std::string_view name, std::string_view data) {
     ExpectProperty(name);
     ExpectWholeData(data);
   }
-  /// What the data of this quoted-printable, or BASE64, text are.
+  /// Expects encoded text to decode to these data.
   void ExpectQuotedPrintable(std::string_view encoded, std::string_view data) {
     Feed("N;QUOTED-PRINTABLE:" + std::string(encoded));
     ExpectProperty("N", {Bare("QUOTED-PRINTABLE")});
@@ -68,11 +68,11 @@ class TokenizerTest : public ::testing::Test {
     return {std::string(name), std::string(value)};
   }
 
-  /// Handlers refuse calls of this kind from now on.
+  /// From now on handlers refuse calls of this kind.
   void Refuse(HandlerCall::Kind kind) {
     parser.answer = [kind](const HandlerCall& call) { return call.kind != kind; };
   }
-  /// Handlers refuse their first `count` calls, whatever they are.
+  /// Handlers refuse their first `count` calls.
   void RefuseFirst(int count) {
     parser.answer = [count](const HandlerCall&) mutable { return count-- <= 0; };
   }

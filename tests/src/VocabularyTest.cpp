@@ -1,10 +1,14 @@
-// The contact record, the names of messages and parameters, and the constants that nothing uses.
+// The contact record, and the names of messages and parameters.
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
 #include <type_traits>
+#include <vector>
 
 #include "src/OBEXService.h"
 #include "src/OBEXServiceIfc.h"
-#include "tests/src/ServiceFixture.h"
 
 namespace test {
 namespace {
@@ -19,9 +23,9 @@ std::vector<std::string> Fields(const obex_phonebook_data_t& contact) {
           contact.picture};
 }
 
-TEST(ContactRecordTest, ANewOneIsEmpty) { EXPECT_THAT(Fields({}), Each("")); }
+TEST(ContactRecord, IsEmptyWhenNew) { EXPECT_THAT(Fields({}), Each("")); }
 
-TEST(ContactRecordTest, ACopyHasThirteenEqualFields) {
+TEST(ContactRecord, CopiesAllThirteenFields) {
   obex_phonebook_data_t contact;
   int number = 0;
   for (std::string* field :
@@ -36,7 +40,7 @@ TEST(ContactRecordTest, ACopyHasThirteenEqualFields) {
   EXPECT_EQ(copy.email, "");
 }
 
-TEST(ContactRecordTest, ItsFieldsLieInTheirOrder) {
+TEST(ContactRecord, LaysOutItsFieldsInOrder) {
   const obex_phonebook_data_t contact;
   const std::string* field = &contact.firstname;
   EXPECT_EQ(field + 1, &contact.surname);
@@ -47,7 +51,7 @@ TEST(ContactRecordTest, ItsFieldsLieInTheirOrder) {
   EXPECT_FALSE(std::is_polymorphic_v<obex_phonebook_data_t>);
 }
 
-TEST(VocabularyTest, NamesAreWhatOtherProcessesKnow) {
+TEST(Vocabulary, NamesMessagesAndParametersInOrder) {
   EXPECT_THAT(
       (std::vector<std::string>{OBEX_RESULT_RETURN,
                                 OBEX_ENABLE_EVENT,
@@ -92,7 +96,7 @@ TEST(VocabularyTest, NamesAreWhatOtherProcessesKnow) {
                   "acceptParam", "vCardSendContactEvent"));
 }
 
-TEST(VocabularyTest, ContactParametersAreNamedAfterTheirFields) {
+TEST(Vocabulary, NamesContactParametersAfterTheirFields) {
   EXPECT_THAT(
       (std::vector<std::string>{
           CONTACT_FIRSTNAME_PARAM, CONTACT_SURNAME_PARAM, CONTACT_DEFAULTNUMBER_PARAM,
@@ -104,7 +108,7 @@ TEST(VocabularyTest, ContactParametersAreNamedAfterTheirFields) {
                   "address2Param", "companyParam", "jobfunctionParam", "pictureParam"));
 }
 
-TEST(VocabularyTest, ServicesAndColumnsHaveTheirNames) {
+TEST(Vocabulary, NamesServicesAndColumns) {
   EXPECT_EQ(VCARD_FILE_SUFFIX, ".vcf");
   EXPECT_EQ(DIRECTORY_SERVICE_IFC, "DirectoryServiceIfc");
   EXPECT_EQ(MOBILITY_SERVICE_IFC, "MobilityServiceIfc");

@@ -23,7 +23,7 @@ inline std::ostream& operator<<(std::ostream& out, const RecordedLine& line) {
   return out << line.component << '|' << line.source << '|' << line.level << '|' << line.text;
 }
 
-/// Keeps every log line that is written while it lives, traces included unless told otherwise.
+/// Records the log while it lives: lines up to `level`, traces included by default.
 class LogRecorder : public LogSink {
  public:
   explicit LogRecorder(int level = kLogTrace) {
@@ -52,7 +52,7 @@ class LogRecorder : public LogSink {
     for (const RecordedLine& line : lines()) texts.push_back(line.text);
     return texts;
   }
-  /// The texts of this level, in order.
+  /// The texts of one level, in order.
   std::vector<std::string> texts(int level) const {
     std::vector<std::string> texts;
     for (const RecordedLine& line : lines()) {
@@ -60,7 +60,7 @@ class LogRecorder : public LogSink {
     }
     return texts;
   }
-  /// The lines of this component, in order.
+  /// The lines of one component, in order.
   std::vector<RecordedLine> linesOf(const std::string& component) const {
     std::vector<RecordedLine> own;
     for (const RecordedLine& line : lines()) {

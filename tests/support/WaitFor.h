@@ -5,8 +5,8 @@
 
 namespace test {
 
-/// Waits until the condition holds. False when it doesn't before a deadline that no healthy machine
-/// misses.
+/// Polls the condition until it holds. False if it doesn't before the deadline, which is generous
+/// enough for a slow machine.
 template <typename Condition>
 bool waitFor(Condition condition, std::chrono::seconds deadline = std::chrono::seconds(60)) {
   const auto end = std::chrono::steady_clock::now() + deadline;

@@ -1,5 +1,4 @@
-# Sourced by run: the machine's disk, a Debian with systemd and everything that our packages need, but for these; and the memory
-# disk that finds it.
+# Sourced by run: makes the machine's disk, a Debian with the dependencies of our packages, and its initramfs.
 
 root=$PWD/$system/root
 disk=$system/disk
@@ -14,7 +13,7 @@ put_modules() {
   printf '%s\n' "${controllers[@]}" >"$root/etc/modules-load.d/controllers.conf"
 }
 
-# enable UNIT TARGET: the text is on standard input.
+# enable UNIT TARGET: installs a unit from stdin.
 enable() {
   cat >"$root/etc/systemd/system/$1"
   mkdir -p "$root/etc/systemd/system/$2.wants"
@@ -24,7 +23,7 @@ enable() {
 put_units() {
   enable checks.service multi-user.target <<'UNIT'
 [Unit]
-Description=The checks
+Description=Checks of the packages
 After=multi-user.target dbus.service bluetooth.service
 
 [Service]
@@ -39,7 +38,7 @@ log /log 9p trans=virtio,version=9p2000.L,msize=262144 0 0
 TABLE
 }
 
-# Anna may use the system's telephone once it is there, Bert may not.
+# Anna will be in the group that may use the telephone, Bert not.
 put_settings() {
   in_root useradd --create-home anna
   in_root useradd --create-home bert
@@ -55,7 +54,7 @@ make_disk() {
   )
   [ "$contents" != "$(cat $system/made 2>/dev/null)" ] || return 0
   rm -rf --one-file-system "$root" $system/made
-  echo "Making a Debian that boots"
+  echo "Making a bootable Debian"
   make_root "${DEBIAN_BASE:-}"
   apt_in_root update
   apt_in_root install -y --no-install-recommends "${inside[@]}"
@@ -70,7 +69,7 @@ make_disk() {
   echo "$contents" >$system/made
 }
 
-# Loads what the disk wants, and hands over to its systemd.
+# Loads the modules for the disk and starts its systemd.
 make_initramfs() {
   local name file image=$system/image
   rm -rf $image

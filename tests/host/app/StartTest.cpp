@@ -94,11 +94,11 @@ TEST_F(StartTest, UsesTheBusOfTheEnvironmentUnlessTold) {
   startBus();
   Program host(folder(), "plain", {PHONE_HOST, "--phonebook", phonebook()},
                {.environment = {{"PHONE_BUS", bus().address()}}});
-  EXPECT_TRUE(host.waitForOut("phone-host: ready on " + bus().address())) << host.err();
+  EXPECT_TRUE(host.waitForOut("phone-host: ready on the bus at " + bus().address())) << host.err();
   EXPECT_EQ(stop(host), 0) << host.err();
   const Finished told = run({"--phonebook", phonebook(), "--bus", "unix:path=/elsewhere"},
                             {{"PHONE_BUS", bus().address()}});
-  EXPECT_THAT(told.err, HasSubstr("can't reach unix:path=/elsewhere"));
+  EXPECT_THAT(told.err, HasSubstr("can't reach the bus at unix:path=/elsewhere"));
 }
 
 TEST_F(StartTest, ExplainsAMissingSessionBus) {

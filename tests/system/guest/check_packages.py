@@ -1,4 +1,4 @@
-"""The life of the packages on a system, from their installation to their purge."""
+"""Checks of the packages, from installation to purge."""
 
 import json
 import pathlib
@@ -16,7 +16,7 @@ PHOTO = (GIVEN / "portrait.jpg").read_bytes()
 before = set()
 
 
-@check("installed, they start the telephone, which starts with the system from then on")
+@check("installation starts the service and enables it at boot")
 def installed(system):
     before.update(files())
     system.install(GIVEN / "packages")
@@ -25,32 +25,32 @@ def installed(system):
     expect_in("phone-host: ready on the system bus", system.run("journalctl", "-u", "obexphone"), "its log")
 
 
-@check("it runs as a user of its own, which can gain nothing")
+@check("it runs as its own user without privileges")
 def confined(system):
     process = system.unit("MainPID")
     status = dict(re.findall(r"^(\w+):\s*(.*)$", pathlib.Path(f"/proc/{process}/status").read_text(), re.MULTILINE))
     number = system.run("id", "-u", "obexphone").strip()
     expect(status["Uid"].split(), [number] * 4, "its user")
     expect((int(status["CapPrm"], 16), int(status["CapBnd"], 16), status["NoNewPrivs"], status["Seccomp"]), (0, 0, "1", "2"),
-           "capabilities it has and may have, no new privileges, system calls filtered")
+           "capabilities, bounding set, no new privileges, seccomp mode")
 
 
-@check("who is not in its group can't use it, and who is can")
+@check("only users in its group can use it")
 def group(system):
     refusal = system.ctl("status", user="bert", code=1)
-    expect_in("sudo adduser NAME obexphone", refusal, "what bert is told")
+    expect_in("sudo adduser NAME obexphone", refusal, "bert's error message")
     system.run("adduser", "--quiet", USER, "obexphone")
     expect_in("/obexphone/libobexservice.so", system.status()["plugin"], "the plug-in")
 
 
-@check("the doctor finds nothing wrong when receiving is on")
+@check("phonectl doctor finds no problem when receiving is on")
 def healthy(system):
     system.receive_on()
     system.wait_for_no_link()
     system.say("".join(f"    # {line}\n" for line in system.ctl("doctor").splitlines()).rstrip("\n"))
 
 
-@check("a card that another phone pushes is stored, and its photo is the telephone's, for its group to read")
+@check("a pushed card is stored, with a photo that the group can read")
 def card_arrives(system):
     watcher = system.watch()
     system.peer.obexput(DATA / "demo" / "anna.vcf")
@@ -59,19 +59,19 @@ def card_arrives(system):
     photo = IMAGES / "photoBergAnna.jpg"
     expect(photo.read_bytes(), PHOTO, "the photo")
     expect((photo.owner(), photo.group(), oct(photo.stat().st_mode & 0o777)), ("obexphone", "obexphone", "0o640"),
-           "whose it is")
+           "its owner, group and mode")
 
 
-@check("killed, it is started anew, and has its phonebook")
+@check("it is restarted when killed and keeps its phonebook")
 def killed(system):
     process = system.unit("MainPID")
     system.run("systemctl", "kill", "--signal", "KILL", "obexphone")
     wait_for(lambda: system.unit("MainPID") not in ("0", process) and system.unit("ActiveState") == "active",
-             "the telephone to be started anew")
+             "the telephone to restart")
     expect(list(system.book()), ["Berg"], "the phonebook")
 
 
-@check("stopped, it ends well, and the first call of its name starts it again")
+@check("it stops cleanly, and bus activation starts it again")
 def activated(system):
     system.run("systemctl", "stop", "obexphone")
     expect((system.unit("ActiveState"), system.unit("Result")), ("inactive", "success"), "the unit")
@@ -79,7 +79,7 @@ def activated(system):
     expect(system.unit("ActiveState"), "active", "the unit")
 
 
-@check("with the options for one that nobody sits at it receives at once, and stores what a trusted device pushes")
+@check("with the unattended options it receives at start and stores cards of trusted devices")
 def unattended(system):
     OPTIONS.write_text(OPTIONS.read_text().replace('PHONE_OPTIONS=""', 'PHONE_OPTIONS="--accept trusted --receive"'))
     system.bluez.set_device("hci0", PEER, "Trusted", True)
@@ -93,28 +93,28 @@ def unattended(system):
     expect((line["peer"], line["object"], line["link"], line["phonebook"]), (PEER, "card.vcf", "taken", "stored"), "the journal")
 
 
-@check("a user has a telephone of their own, which the first call on their own bus starts")
+@check("bus activation starts a user service with a phonebook of its own")
 def own(system):
     system.run("loginctl", "enable-linger", USER)
     wait_for(pathlib.Path(f"/run/user/{system.run('id', '-u', USER).strip()}/bus").exists, f"{USER}'s bus")
     system.own_ctl("book", "add", "--surname", "Own", "--mobile", "5")
-    expect_in("Own", system.own_ctl("book", "list"), "the phonebook of the user's own")
+    expect_in("Own", system.own_ctl("book", "list"), "the user's phonebook")
     expect("Own" in system.book(), False, "the entry is in the system's phonebook")
 
 
-@check("an upgrade puts the new one in its place, with phonebook and options as they were")
+@check("an upgrade restarts it and keeps phonebook and options")
 def upgraded(system):
     process = system.unit("MainPID")
     options = OPTIONS.read_text()
     system.install(GIVEN / "later")
     system.wait_until_active()
-    expect(system.unit("MainPID") != process, True, "it is another process")
+    expect(system.unit("MainPID") != process, True, "a new process")
     wait_for(lambda: system.status()["listening"], "the telephone to listen")
     expect(sorted(system.book()), ["Berg", "Trusted"], "the phonebook")
     expect(OPTIONS.read_text(), options, "the options")
 
 
-@check("a purge ends it, and leaves phonebook and photos but nothing else")
+@check("a purge stops it and leaves only phonebook and photos")
 def purged(system):
     system.run("loginctl", "terminate-user", USER)
     system.run("apt-get", "-qq", "purge", "-y", "obexphone", "obexphone-tools", "obexphone-radio")
@@ -122,7 +122,7 @@ def purged(system):
     kept = {"/data", "/data/images", "/data/images/photoBergAnna.jpg", "/var/lib/obexphone"}
     kept |= {f"/var/lib/obexphone/phonebook.db{end}" for end in ("", "-wal", "-shm")}
     left = {name for name in files() - before if name not in kept}
-    expect(sorted(left), [], "what else is left")
+    expect(sorted(left), [], "other files left")
     expect((IMAGES / "photoBergAnna.jpg").read_bytes(), PHOTO, "the photo")
     surnames = system.run("sqlite3", "/var/lib/obexphone/phonebook.db", "SELECT surname FROM entries ORDER BY id").split()
     expect(surnames, ["Berg", "Trusted"], "the phonebook")

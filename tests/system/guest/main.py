@@ -1,5 +1,5 @@
-"""Runs the checks in their order, up to one that fails: each stands on those before it. Their names and outcomes go to standard
-output, everything else to /log."""
+"""Runs the checks in order, up to the first that fails, since each depends on those before it. Results go to stdout, logs to
+/log."""
 
 import sys
 import time
@@ -32,7 +32,7 @@ def main():
     system.start()
     say(f"1..{len(CHECKS)}")
     ok = all(is_ok(number, name, function, system) for number, (name, function) in enumerate(CHECKS, 1))
-    say("All checks are ok" if ok else "A check has failed; those after it were not run")
+    say("All checks passed" if ok else "A check failed; later ones were not run")
     return 0 if ok else 1
 
 

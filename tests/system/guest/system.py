@@ -1,5 +1,5 @@
-"""A Debian that has booted: its own systemd, message buses and bluetoothd, and two emulated controllers. The telephone, once it
-is installed, has the first of them, the other phone the second."""
+"""The booted Debian, with systemd, bluetoothd and two emulated controllers: the first for the telephone, the second for the
+other phone."""
 
 import json
 import pathlib
@@ -22,15 +22,15 @@ class System(Machine):
         self.peer = Peer(self)
 
     def start(self):
-        """What the machine has without the packages."""
+        """Sets up what the packages don't bring: adapters and a bond between them."""
         self.bluez.connect()
         wait_for(self.has_controllers, "bluetoothd to have both adapters", deadline=180)
         self.make_adapters_ready()
         self.bond()
 
     def has_controllers(self):
-        """The kernel gives a controller two seconds to answer for the first time, which a machine that still boots may not
-        have: then both are plugged in anew."""
+        """Restarts both controllers if an adapter is missing: the kernel waits only two seconds for the first answer, too short
+        while the machine boots."""
         self.start_controllers()
         self.run("systemctl", "start", "bluetooth")
         try:
@@ -43,7 +43,7 @@ class System(Machine):
     # Programs
 
     def run(self, *command, code=0):
-        """Runs a program to its end; returns what it prints."""
+        """Runs a program and checks its exit code; returns its output."""
         result = self.run_program(*command)
         expect(result.returncode, code, f"{' '.join(map(str, command))} ({result.stdout}{result.stderr}): exit code")
         return result.stdout + result.stderr
@@ -51,10 +51,10 @@ class System(Machine):
     def install(self, folder):
         self.run("apt-get", "-qq", "install", "-y", "--no-install-recommends", *sorted(pathlib.Path(folder).glob("*.deb")))
 
-    # The telephone of the system
+    # The system service
 
     def ctl(self, *arguments, user=USER, code=0):
-        """phonectl, for a user of the machine."""
+        """Runs phonectl as a user."""
         return self.run("runuser", "-u", user, "--", "phonectl", "--bus", "system", *arguments, code=code)
 
     def status(self):
@@ -68,30 +68,30 @@ class System(Machine):
         wait_for(lambda: self.status()["record"] == "published", "the service record")
 
     def watch(self):
-        """Somebody who accepts every card."""
+        """Starts a phonectl that accepts every card."""
         watcher = Process(LOG, "watch", ["setpriv", "--reuid", USER, "--regid", USER, "--init-groups", "phonectl",
                                          "--bus", "system", "watch", "--json", "--accept"], self.environment)
         watcher.wait_for_out('"watching"')
         return watcher
 
     def unit(self, key):
-        """A property of its unit."""
+        """A property of the unit."""
         return self.run("systemctl", "show", "--value", "--property", key, "obexphone").strip()
 
     def wait_until_active(self):
         wait_for(lambda: self.unit("ActiveState") == "active", "the telephone to run")
 
-    # A telephone of a user
+    # The user service
 
     def own_ctl(self, *arguments):
-        """phonectl on the user's own bus."""
+        """Runs phonectl on the user's session bus."""
         number = self.run("id", "-u", USER).strip()
         return self.run("runuser", "-u", USER, "--", "env", f"XDG_RUNTIME_DIR=/run/user/{number}",
                         f"DBUS_SESSION_BUS_ADDRESS=unix:path=/run/user/{number}/bus", "phonectl", *arguments)
 
 
 def files():
-    """Every file of the system that no package manager, log or cache puts there."""
+    """All files of the system except the package manager's, logs and caches."""
     hidden = ["/proc", "/sys", "/dev", "/run", "/tmp", "/log", "/given", "/var/cache", "/var/log", "/var/lib/dpkg",
               "/var/lib/apt", "/var/lib/systemd", "/var/lib/bluetooth", "/home", "/root"]
     words = " -o ".join(f"-path {folder}" for folder in hidden)
@@ -100,6 +100,6 @@ def files():
 
 
 def programs():
-    """What runs, by name."""
+    """The names of the running programs."""
     return set(subprocess.run("cat /proc/[0-9]*/comm 2>/dev/null", shell=True, check=False, capture_output=True,
                               text=True).stdout.splitlines())

@@ -1,14 +1,15 @@
+#include "radio/Transfer.h"
+
 #include <cerrno>
 #include <cstring>
 
-#include "radio/Descriptors.h"
 #include "radio/Next.h"
-#include "radio/Transfer.h"
+#include "radio/SocketState.h"
 
 namespace radio {
 namespace {
 
-// Descriptors that came in a message may be radio sockets, whatever their numbers were before.
+// A received descriptor may be a radio socket under a number cached as something else.
 void forgetReceived(msghdr* message) {
   if (message->msg_control == nullptr) return;
   for (cmsghdr* part = CMSG_FIRSTHDR(message); part != nullptr; part = CMSG_NXTHDR(message, part)) {
@@ -20,6 +21,21 @@ void forgetReceived(msghdr* message) {
       forget(fd);
     }
   }
+}
+
+// The result for a call that sent on a radio socket.
+template <typename Result>
+Result afterSending(int fd, Result sent) {
+  SocketState state;
+  if (sent >= 0 || errno != EPIPE || !readState(fd, &state)) return sent;
+  if (state.state != State::kShutDown) errno = ECONNRESET;
+  return sent;
+}
+
+bool rejectsOutOfBand(int flags) {
+  if ((flags & MSG_OOB) == 0) return false;
+  errno = EOPNOTSUPP;
+  return true;
 }
 
 }  // namespace
@@ -45,7 +61,7 @@ ssize_t receiveFrom(int fd, void* buffer, size_t size, int flags, sockaddr* addr
     return afterReceiving(fd, next::recvfrom(fd, buffer, size, flags, address, length), size > 0);
   }
   const ssize_t got = afterReceiving(fd, next::recv(fd, buffer, size, flags), size > 0);
-  if (got >= 0) *length = 0;  // a stream of RFCOMM names no sender
+  if (got >= 0) *length = 0;  // as in the kernel: no sender address
   return got;
 }
 
@@ -81,6 +97,53 @@ bool hasRoom(const iovec* parts, size_t count) {
     if (parts[i].iov_len > 0) return true;
   }
   return false;
+}
+
+ssize_t writeData(int fd, const void* data, size_t size) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::write(fd, data, size);
+  return afterSending(fd, next::send(fd, data, size, MSG_NOSIGNAL));
+}
+
+ssize_t writeVector(int fd, const iovec* parts, int count) {
+  SocketState state;
+  if (count < 0 || !isRadio(fd, &state)) return next::writev(fd, parts, count);
+  msghdr message = {};
+  message.msg_iov = const_cast<iovec*>(parts);
+  message.msg_iovlen = static_cast<size_t>(count);
+  return afterSending(fd, next::sendmsg(fd, &message, MSG_NOSIGNAL));
+}
+
+ssize_t sendData(int fd, const void* data, size_t size, int flags) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::send(fd, data, size, flags);
+  if (rejectsOutOfBand(flags)) return -1;
+  return afterSending(fd, next::send(fd, data, size, flags | MSG_NOSIGNAL));
+}
+
+// RFCOMM ignores the address.
+ssize_t sendDataTo(int fd, const void* data, size_t size, int flags, const sockaddr* address,
+                   socklen_t length) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::sendto(fd, data, size, flags, address, length);
+  return sendData(fd, data, size, flags);
+}
+
+ssize_t sendMessage(int fd, const msghdr* message, int flags) {
+  SocketState state;
+  if (message == nullptr || !isRadio(fd, &state)) return next::sendmsg(fd, message, flags);
+  if (rejectsOutOfBand(flags)) return -1;
+  msghdr unnamed = *message;
+  unnamed.msg_name = nullptr;
+  unnamed.msg_namelen = 0;
+  return afterSending(fd, next::sendmsg(fd, &unnamed, flags | MSG_NOSIGNAL));
+}
+
+int sendMessages(int fd, mmsghdr* messages, unsigned count, int flags) {
+  SocketState state;
+  if (!isRadio(fd, &state)) return next::sendmmsg(fd, messages, count, flags);
+  if (rejectsOutOfBand(flags)) return -1;
+  return afterSending(fd, next::sendmmsg(fd, messages, count, flags | MSG_NOSIGNAL));
 }
 
 }  // namespace radio
