@@ -2,6 +2,8 @@
 
 #include "src/CARD_Sender.h"
 
+#include <stdio_ext.h>
+
 #include <algorithm>
 #include <optional>
 
@@ -55,7 +57,8 @@ TEST_F(BluetoothAddress, RefusesEmptyAndLongGroups) {
 
 TEST_F(BluetoothAddress, RefusesTheNeighboursOfTheDigits) {
   for (const char c : {'/', ':', '@', 'G', '`', 'g', ' '}) {
-    expectInvalid(std::string("0") + c + ":1A:7D:DA:71:13");
+    expectInvalid(std::string("1") + c + ":1A:7D:DA:71:13");
+    expectInvalid(std::string(1, c) + "1:1A:7D:DA:71:13");
   }
 }
 
@@ -286,6 +289,7 @@ TEST_F(CardSending, EndsWhenThePeerIsSilentAfterConnect) {
   obex.client().timeOut();
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(send(), 1);
+  EXPECT_EQ(__fpending(stdout), 0U) << "not flushed";
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Timeout waiting for data. Aborting\n");
   expectRun({kOpen, kConnect, kTimeout, {"error: \tconnect client failed", "OBEX_Cleanup"}});
 }

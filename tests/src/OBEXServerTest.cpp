@@ -2,7 +2,8 @@
 
 #include "src/OBEXServer.h"
 
-#include <memory>
+#include <stdio_ext.h>
+
 #include <optional>
 
 #include "tests/src/ServiceFixture.h"
@@ -66,6 +67,7 @@ TEST_F(PushServer, AnnouncesItselfOnStandardOutput) {
   setLogLevel(kLogError);
   ::testing::internal::CaptureStdout();
   server->run();
+  EXPECT_EQ(__fpending(stdout), 0U) << "not flushed";
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "OBEX SERVER IS RUNNING\n");
 }
 
